@@ -1,0 +1,275 @@
+#include "platform/SerialQueue.h"
+
+#include <QtGlobal>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <latch>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <pthread.h>
+#ifdef Q_OS_LINUX
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
+namespace tavolin {
+namespace {
+
+/// Returns when @p stop is requested.
+void waitForStop(const std::stop_token &stop)
+{
+    std::latch requested(1);
+    const std::stop_callback callback(stop, [&requested] { requested.count_down(); });
+    requested.wait();
+}
+
+/// What @p ask gives on the worker of @p queue, after the jobs posted so far.
+template <typename Ask>
+auto askWorker(SerialQueue &queue, Ask ask)
+{
+    std::latch answered(1);
+    decltype(ask()) answer{};
+    queue.post([&](const std::stop_token &) {
+        answer = ask();
+        answered.count_down();
+    });
+    answered.wait();
+    return answer;
+}
+
+void waitForJobs(SerialQueue &queue)
+{
+    askWorker(queue, [] { return true; });
+}
+
+TEST(SerialQueue, JobsRunInTheOrderOfPosting)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    std::vector<int> ran;
+    for (int i = 0; i < 1000; ++i)
+        queue.post([&ran, i](const std::stop_token &) { ran.push_back(i); });
+    waitForJobs(queue);
+
+    std::vector<int> expected(1000);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(ran, expected);
+}
+
+TEST(SerialQueue, AllJobsRunOnOneThreadOfItsOwn)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    const auto worker = askWorker(queue, [] { return std::this_thread::get_id(); });
+    EXPECT_NE(worker, std::this_thread::get_id());
+    EXPECT_EQ(worker, askWorker(queue, [] { return std::this_thread::get_id(); }));
+}
+
+TEST(SerialQueue, QueuesDoNotWaitForEachOther)
+{
+    SerialQueue first("first", QualityOfService::UserInitiated);
+    SerialQueue second("second", QualityOfService::Utility);
+    std::latch secondRan(1);
+    first.post([&](const std::stop_token &) { secondRan.wait(); });
+    second.post([&](const std::stop_token &) { secondRan.count_down(); });
+    waitForJobs(first);
+}
+
+TEST(SerialQueue, KeepsTheOrderOfEachPostingThread)
+{
+    constexpr int POSTERS = 4;
+    constexpr int JOBS = 500;
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    std::array<std::vector<int>, POSTERS> ran;
+    {
+        std::vector<std::jthread> posters;
+        posters.reserve(POSTERS);
+        for (auto &mine : ran)
+            posters.emplace_back([&queue, &mine] {
+                for (int i = 0; i < JOBS; ++i)
+                    queue.post([&mine, i](const std::stop_token &) { mine.push_back(i); });
+            });
+    }
+    waitForJobs(queue);
+
+    std::vector<int> expected(JOBS);
+    std::iota(expected.begin(), expected.end(), 0);
+    for (const auto &one : ran)
+        EXPECT_EQ(one, expected);
+}
+
+TEST(SerialQueue, JobMayPostToItsOwnQueue)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    std::latch innerRan(1);
+    queue.post([&](const std::stop_token &) {
+        queue.post([&](const std::stop_token &) { innerRan.count_down(); });
+    });
+    innerRan.wait();
+}
+
+TEST(SerialQueue, NoStopIsRequestedWhileItLives)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    std::latch ran(1);
+    bool requested = true;
+    queue.post([&](const std::stop_token &stop) {
+        requested = stop.stop_requested();
+        ran.count_down();
+    });
+    ran.wait();
+    EXPECT_FALSE(requested);
+}
+
+TEST(SerialQueue, ReleasesWhatAJobHoldsBeforeTheNextRuns)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    auto held = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = held;
+    queue.post([held = std::move(held)](const std::stop_token &) {});
+    EXPECT_TRUE(askWorker(queue, [&watched] { return watched.expired(); }));
+}
+
+TEST(SerialQueue, ReleasesWhatTheLastJobHoldsWhenItEnds)
+{
+    std::latch released(1);
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    std::shared_ptr<std::latch> held(&released, [](std::latch *latch) { latch->count_down(); });
+    queue.post([held = std::move(held)](const std::stop_token &) {});
+    released.wait();
+}
+
+TEST(SerialQueue, DestructionEndsAnIdleWorker)
+{
+    std::optional<SerialQueue> queue(std::in_place, "test", QualityOfService::Utility);
+    waitForJobs(*queue);
+    queue.reset();
+    EXPECT_FALSE(queue);
+}
+
+TEST(SerialQueue, DestructionStopsTheRunningJobAndWaitsForIt)
+{
+    bool ended = false;
+    {
+        SerialQueue queue("test", QualityOfService::UserInitiated);
+        std::latch started(1);
+        queue.post([&](const std::stop_token &stop) {
+            started.count_down();
+            waitForStop(stop);
+            ended = true;
+        });
+        started.wait();
+    }
+    EXPECT_TRUE(ended);
+}
+
+TEST(SerialQueue, DestructionDropsJobsThatHaveNotStarted)
+{
+    bool ran = false;
+    auto held = std::make_shared<int>(1);
+    const std::weak_ptr<int> watched = held;
+    {
+        SerialQueue queue("test", QualityOfService::UserInitiated);
+        std::latch started(1);
+        queue.post([&](const std::stop_token &stop) {
+            started.count_down();
+            waitForStop(stop);
+        });
+        queue.post([&ran, held = std::move(held)](const std::stop_token &) { ran = true; });
+        started.wait();
+    }
+    EXPECT_FALSE(ran);
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST(SerialQueue, DestructionDropsWhatTheStoppedJobPosts)
+{
+    bool ran = false;
+    {
+        SerialQueue queue("test", QualityOfService::UserInitiated);
+        std::latch started(1);
+        queue.post([&](const std::stop_token &stop) {
+            started.count_down();
+            waitForStop(stop);
+            queue.post([&ran](const std::stop_token &) { ran = true; });
+        });
+        started.wait();
+    }
+    EXPECT_FALSE(ran);
+}
+
+#if defined(Q_OS_LINUX) || defined(Q_OS_MACOS)
+std::string threadName()
+{
+    std::array<char, 64> name{};
+    pthread_getname_np(pthread_self(), name.data(), name.size());
+    return name.data();
+}
+
+TEST(SerialQueue, DebuggersSeeItsName)
+{
+    SerialQueue queue("prefetch", QualityOfService::Utility);
+    EXPECT_EQ(askWorker(queue, threadName), "prefetch");
+}
+
+TEST(SerialQueue, LongNameIsCutNotRefused)
+{
+    SerialQueue queue("a-name-of-twenty-two-b", QualityOfService::Utility);
+    EXPECT_EQ(askWorker(queue, threadName), "a-name-of-twent");
+}
+#endif
+
+#ifdef Q_OS_LINUX
+int niceness()
+{
+    return getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+}
+
+TEST(SerialQueue, UtilityIsTenStepsNicerThanItsMaker)
+{
+    SerialQueue queue("test", QualityOfService::Utility);
+    EXPECT_EQ(askWorker(queue, niceness), std::min(niceness() + 10, 19));
+}
+
+TEST(SerialQueue, UserInitiatedIsAsNiceAsItsMaker)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    EXPECT_EQ(askWorker(queue, niceness), niceness());
+}
+
+TEST(SerialQueue, ThreadsThatAUtilityJobStartsAreAsNice)
+{
+    SerialQueue queue("test", QualityOfService::Utility);
+    const int helper = askWorker(queue, [] {
+        int seen = 0;
+        std::jthread([&seen] { seen = niceness(); }).join();
+        return seen;
+    });
+    EXPECT_EQ(helper, askWorker(queue, niceness));
+}
+#endif
+
+TEST(SerialQueueDeathTest, JobThatThrowsEndsTheProgram)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+            SerialQueue queue("test", QualityOfService::UserInitiated);
+            queue.post(
+                [](const std::stop_token &) { throw std::runtime_error("thrown in a job"); });
+            std::latch(1).wait();
+        },
+        "thrown in a job");
+}
+
+} // namespace
+} // namespace tavolin
