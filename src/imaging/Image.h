@@ -1,0 +1,89 @@
+#pragma once
+// A decoded picture as an immutable value, and the buffer that one is filled in.
+// Coordinates are pixels, origin at the top left, y downward. Usable from any thread.
+
+#include <QByteArray>
+#include <QImage>
+#include <QRect>
+#include <QSize>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace tavolin {
+
+/// One pixel: 0xAARRGGBB in the machine's byte order, colours premultiplied by alpha. It is what
+/// the window's backing store holds, so painting is a copy.
+using Pixel = std::uint32_t;
+
+enum class Alpha : std::uint8_t {
+    Opaque,        ///< Every alpha is 0xff.
+    Premultiplied, ///< Alpha varies; colours are multiplied by it.
+};
+
+/// A picture. Copying shares the pixels, which nobody can change any more; the picture knows the
+/// ICC profile that its colours are in (empty: sRGB). The default value is the null image, the
+/// one sign of failure that functions making images have.
+class Image
+{
+public:
+    Image() = default;
+
+    /// A picture of @p size over @p pixels, whose owner lives as long as the picture or a part of
+    /// it does. Rows are @p stride pixels apart.
+    Image(std::shared_ptr<const Pixel> pixels, QSize size, std::ptrdiff_t stride, Alpha alpha,
+          QByteArray iccProfile = {});
+
+    [[nodiscard]] bool isNull() const { return !m_pixels; }
+    [[nodiscard]] int width() const { return m_size.width(); }
+    [[nodiscard]] int height() const { return m_size.height(); }
+    [[nodiscard]] QSize size() const { return m_size; }
+    [[nodiscard]] std::ptrdiff_t stride() const { return m_stride; }
+    [[nodiscard]] Alpha alpha() const { return m_alpha; }
+    [[nodiscard]] const QByteArray &iccProfile() const { return m_iccProfile; }
+
+    /// The pixels of row @p y, 0 to height − 1.
+    [[nodiscard]] const Pixel *row(int y) const { return m_pixels.get() + m_stride * y; }
+
+    /// The part inside @p rect (cut to the picture), sharing the pixels; null when it is empty.
+    [[nodiscard]] Image cropped(const QRect &rect) const;
+
+    /// The same pixels said to be in another profile; nothing is converted.
+    [[nodiscard]] Image withProfile(QByteArray iccProfile) const;
+
+    /// Whether both are the same picture: the same pixels in memory, not merely equal ones.
+    [[nodiscard]] bool isSameAs(const Image &other) const;
+
+    /// The picture as Qt's type, for painting and for Qt's writers. Shares the pixels.
+    [[nodiscard]] QImage toQImage() const;
+
+private:
+    std::shared_ptr<const Pixel> m_pixels;
+    QSize m_size;
+    std::ptrdiff_t m_stride = 0;
+    Alpha m_alpha = Alpha::Opaque;
+    QByteArray m_iccProfile;
+};
+
+/// Writable memory for one picture, rows without gaps. Comes zeroed from the system, in huge pages
+/// where the system has them: the page faults of a fresh buffer would cost more than filling it.
+class PixelBuffer
+{
+public:
+    /// Null when @p size is empty or the system has no memory.
+    explicit PixelBuffer(QSize size);
+
+    [[nodiscard]] bool isNull() const { return !m_pixels; }
+    [[nodiscard]] QSize size() const { return m_size; }
+    [[nodiscard]] Pixel *row(int y) { return m_pixels.get() + std::ptrdiff_t{m_size.width()} * y; }
+
+    /// The filled buffer as a picture. The buffer is null afterwards.
+    [[nodiscard]] Image toImage(Alpha alpha, QByteArray iccProfile = {}) &&;
+
+private:
+    std::shared_ptr<Pixel> m_pixels;
+    QSize m_size;
+};
+
+} // namespace tavolin

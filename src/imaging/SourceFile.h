@@ -1,0 +1,62 @@
+#pragma once
+// The one way to a file's bytes: opened once, read by position. Decoders get a SourceFile and never
+// a path, and none maps the file (a file that shrinks under a mapping kills the process).
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <stop_token>
+
+namespace tavolin {
+
+/// An open regular file, or bytes in memory standing in for one. Movable, not copyable; one thread
+/// at a time.
+class SourceFile
+{
+public:
+    /// Larger files are refused: no picture format here reaches it, and offsets stay far from
+    /// overflow.
+    static constexpr std::int64_t MAX_BYTES = std::int64_t{4} << 30;
+
+    /// Opens @p path for reading. Symbolic links are followed; what they lead to must be a regular
+    /// file (a FIFO or a device is refused, without waiting for a writer). Empty when it can't be
+    /// opened or is larger than MAX_BYTES. Once @p stop is requested every read gives nothing, so
+    /// a decode that nobody waits for any more ends soon.
+    [[nodiscard]] static std::optional<SourceFile> open(const std::filesystem::path &path,
+                                                        std::stop_token stop = {});
+
+    /// Serves @p bytes as if they were a file.
+    [[nodiscard]] static SourceFile fromBytes(QByteArray bytes, std::stop_token stop = {});
+
+    SourceFile(SourceFile &&other) noexcept;
+    SourceFile &operator=(SourceFile &&other) noexcept;
+    SourceFile(const SourceFile &) = delete;
+    SourceFile &operator=(const SourceFile &) = delete;
+    ~SourceFile();
+
+    /// Bytes in the file when it was opened.
+    [[nodiscard]] std::int64_t size() const { return m_size; }
+
+    /// Reads up to out.size() bytes at @p offset and returns how many came: fewer at the end of
+    /// the file, none beyond it, on a read error or after a stop request.
+    std::size_t readAt(std::int64_t offset, std::span<std::byte> out) const;
+
+    /// The bytes at @p offset, @p count of them or as many as there are.
+    [[nodiscard]] QByteArray bytesAt(std::int64_t offset, std::int64_t count) const;
+
+    [[nodiscard]] const std::stop_token &stopToken() const { return m_stop; }
+
+private:
+    SourceFile(int descriptor, QByteArray bytes, std::int64_t size, std::stop_token stop);
+
+    int m_descriptor = -1; // −1 when the bytes are in memory
+    QByteArray m_bytes;
+    std::int64_t m_size = 0;
+    std::stop_token m_stop;
+};
+
+} // namespace tavolin

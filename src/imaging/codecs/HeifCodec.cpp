@@ -1,0 +1,160 @@
+#include "imaging/codecs/HeifCodec.h"
+
+#include "imaging/Color.h"
+#include "imaging/Limits.h"
+#include "imaging/RowSink.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <memory>
+
+#include <libheif/heif.h>
+
+namespace tavolin {
+
+namespace {
+
+/// libheif holds the picture as planes, as interleaved pixels and once more when it turns them.
+constexpr int DECODER_BYTES_PER_PIXEL = 10;
+/// Measured: two are faster than one and than libheif's own choice.
+constexpr int DECODING_THREADS = 2;
+
+struct FreeContext
+{
+    void operator()(heif_context *context) const { heif_context_free(context); }
+};
+struct FreeHandle
+{
+    void operator()(heif_image_handle *handle) const { heif_image_handle_release(handle); }
+};
+struct FreeImage
+{
+    void operator()(heif_image *image) const { heif_image_release(image); }
+};
+struct FreeNclx
+{
+    void operator()(heif_color_profile_nclx *nclx) const { heif_nclx_color_profile_free(nclx); }
+};
+
+/// A SourceFile with the position that libheif wants.
+struct Cursor
+{
+    const SourceFile &file;
+    std::int64_t position = 0;
+};
+
+Cursor &cursor(void *user)
+{
+    return *static_cast<Cursor *>(user);
+}
+
+constexpr heif_reader READER{
+    .reader_api_version = 1,
+    .get_position = [](void *user) { return cursor(user).position; },
+    .read =
+        [](void *data, std::size_t size, void *user) {
+            const auto out = std::span(static_cast<std::byte *>(data), size);
+            const std::size_t count = cursor(user).file.readAt(cursor(user).position, out);
+            cursor(user).position += static_cast<std::int64_t>(count);
+            return count == size ? 0 : 1;
+        },
+    .seek =
+        [](std::int64_t position, void *user) {
+            cursor(user).position = position;
+            return position >= 0 && position <= cursor(user).file.size() ? 0 : 1;
+        },
+    .wait_for_file_size =
+        [](std::int64_t size, void *user) {
+            return size <= cursor(user).file.size() ? heif_reader_grow_status_size_reached
+                                                    : heif_reader_grow_status_size_beyond_eof;
+        },
+};
+
+bool isGood(const heif_error &error)
+{
+    return error.code == heif_error_Ok;
+}
+
+QByteArray profileOf(const heif_image_handle *handle)
+{
+    const std::size_t size = heif_image_handle_get_raw_color_profile_size(handle);
+    if (size > 0 && size < (std::size_t{16} << 20)) {
+        QByteArray icc(static_cast<qsizetype>(size), '\0');
+        return isGood(heif_image_handle_get_raw_color_profile(handle, icc.data())) ? icc
+                                                                                   : QByteArray();
+    }
+    heif_color_profile_nclx *found = nullptr;
+    if (!isGood(heif_image_handle_get_nclx_color_profile(handle, &found)))
+        return {};
+    const std::unique_ptr<heif_color_profile_nclx, FreeNclx> nclx(found);
+    return nclx->color_primaries == heif_color_primaries_SMPTE_EG_432_1 ? displayP3Profile()
+                                                                        : QByteArray();
+}
+
+/// @p row of red, green, blue and alpha bytes as pixels.
+void toPixels(const std::uint8_t *row, int width, bool hasAlpha, Pixel *out)
+{
+    for (int x = 0; x < width; ++x, row += 4) {
+        const Pixel alpha = hasAlpha ? row[3] : 0xff;
+        const auto scaled = [alpha](Pixel color) { return (color * alpha + 127) / 255; };
+        out[x] = alpha << 24 | scaled(row[0]) << 16 | scaled(row[1]) << 8 | scaled(row[2]);
+    }
+}
+
+Image decode(const SourceFile &file, int maxPixel)
+{
+    const std::unique_ptr<heif_context, FreeContext> context(heif_context_alloc());
+    Cursor user{file};
+    if (!context || !isGood(heif_context_read_from_reader(context.get(), &READER, &user, nullptr)))
+        return {};
+    heif_context_set_max_decoding_threads(context.get(), DECODING_THREADS);
+
+    heif_image_handle *primary = nullptr;
+    if (!isGood(heif_context_get_primary_image_handle(context.get(), &primary)))
+        return {};
+    const std::unique_ptr<heif_image_handle, FreeHandle> handle(primary);
+    // A grid that claims more than it can hold crashes libheif: ask before decoding.
+    const QSize claimed(heif_image_handle_get_width(primary),
+                        heif_image_handle_get_height(primary));
+    if (!isWithinLimits(claimed, DECODER_BYTES_PER_PIXEL) || file.stopToken().stop_requested())
+        return {};
+
+    heif_image *image = nullptr;
+    if (!isGood(heif_decode_image(primary, &image, heif_colorspace_RGB,
+                                  heif_chroma_interleaved_RGBA, nullptr)))
+        return {};
+    const std::unique_ptr<heif_image, FreeImage> decoded(image);
+    const QSize size(heif_image_get_width(image, heif_channel_interleaved),
+                     heif_image_get_height(image, heif_channel_interleaved));
+    int stride = 0;
+    const std::uint8_t *plane =
+        heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
+    if (!plane || !isWithinLimits(size) || stride < size.width() * 4)
+        return {};
+
+    const bool hasAlpha = heif_image_handle_has_alpha_channel(primary) != 0;
+    RowSink sink(size, sizeWithin(size, maxPixel));
+    if (!sink.isReady())
+        return {};
+    for (int y = 0; y < size.height(); ++y) {
+        toPixels(plane + std::ptrdiff_t{stride} * y, size.width(), hasAlpha, sink.nextRow());
+        sink.rowDone();
+    }
+    return std::move(sink).takeImage(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                     profileOf(primary));
+}
+
+} // namespace
+
+Image decodeHeif(const SourceFile &file, int maxPixel)
+{
+    try {
+        return decode(file, maxPixel);
+    } catch (...) {
+        // libheif lets exceptions of its threads and its memory through.
+        return {};
+    }
+}
+
+} // namespace tavolin
