@@ -1,0 +1,31 @@
+#include "app/KeyMap.h"
+
+#include <algorithm>
+#include <array>
+
+namespace tavolin {
+
+namespace {
+
+struct Binding
+{
+    KeyCode key;
+    Command command;
+};
+
+constexpr std::array BINDINGS{
+    Binding{KeyCode::F, Command::ToggleFullScreen},   Binding{KeyCode::O, Command::OpenFolder},
+    Binding{KeyCode::Space, Command::NextPicture},    Binding{KeyCode::Right, Command::NextPicture},
+    Binding{KeyCode::Left, Command::PreviousPicture}, Binding{KeyCode::Escape, Command::Quit},
+};
+
+} // namespace
+
+std::optional<Command> commandForKey(KeyCode key)
+{
+    const auto binding = std::find_if(BINDINGS.begin(), BINDINGS.end(),
+                                      [key](const Binding &each) { return each.key == key; });
+    return binding == BINDINGS.end() ? std::nullopt : std::optional(binding->command);
+}
+
+} // namespace tavolin

@@ -1,0 +1,20 @@
+#pragma once
+// What the command line asks for.
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+namespace tavolin {
+
+struct LaunchOptions
+{
+    std::optional<std::filesystem::path> path; ///< The folder or picture to open, if one was given.
+    bool isBench = false;                      ///< "--bench": a self-test run, in a window.
+};
+
+/// Reads @p arguments (without the program's name): the first one that does not begin with two
+/// hyphens is the path, its bytes unchanged; other arguments that do are ignored.
+[[nodiscard]] LaunchOptions readLaunchOptions(std::span<char *const> arguments);
+
+} // namespace tavolin

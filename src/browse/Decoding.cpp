@@ -1,0 +1,46 @@
+#include "browse/Decoding.h"
+
+#include "imaging/FileType.h"
+#include "imaging/Thumbnail.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavolin {
+
+namespace {
+
+/// Longer than any picture's side: no limit.
+constexpr int FULL_SIZE = 100000;
+
+ThumbnailRule ruleFor(const std::filesystem::path &url)
+{
+    return hasRawExtension(url) ? ThumbnailRule::FromImageIfAbsent : ThumbnailRule::FromImageAlways;
+}
+
+} // namespace
+
+Image loadThumbnail(const std::filesystem::path &url, int maxPixel, std::stop_token stop)
+{
+    const auto file = SourceFile::open(url, std::move(stop));
+    return file ? createThumbnail(*file, maxPixel, ruleFor(url)) : Image();
+}
+
+Image loadFullImage(const std::filesystem::path &url, std::stop_token stop)
+{
+    return loadThumbnail(url, FULL_SIZE, std::move(stop));
+}
+
+std::optional<QSize> readPixelSize(const std::filesystem::path &url)
+{
+    const auto file = SourceFile::open(url);
+    return file ? readUprightSize(*file, ruleFor(url)) : std::nullopt;
+}
+
+int displayLimit(QSize frame, double scale)
+{
+    const double side = scale * std::max(frame.width(), frame.height());
+    return static_cast<int>(std::min<double>(side, MAX_DISPLAY_PIXELS));
+}
+
+} // namespace tavolin

@@ -1,0 +1,50 @@
+#include "browse/ImageList.h"
+
+#include "imaging/FileType.h"
+#include "platform/FinderOrder.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavolin {
+
+std::optional<std::vector<std::string>> listFolder(const std::filesystem::path &folder)
+{
+    std::error_code error;
+    std::vector<std::string> names;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+        names.push_back(entry->path().filename().native());
+    return error ? std::nullopt : std::optional(std::move(names));
+}
+
+std::vector<std::string> imageNames(std::vector<std::string> names)
+{
+    std::erase_if(names, [](const std::string &name) {
+        return name.starts_with("._") || !hasImageExtension(name);
+    });
+    return names;
+}
+
+std::vector<std::filesystem::path> makeImageList(const std::filesystem::path &folder,
+                                                 std::vector<std::string> names)
+{
+    std::vector<std::filesystem::path> list;
+    for (const std::string &name : sortedLikeFinder(imageNames(std::move(names))))
+        list.push_back(folder / name);
+    return list;
+}
+
+int startIndex(const std::vector<std::filesystem::path> &imageList,
+               const std::optional<std::filesystem::path> &startAt)
+{
+    if (!startAt)
+        return 0;
+    // Compared as bytes: filesystem's own comparison takes paths apart, which 100,000 of them feel.
+    const auto found = std::find_if(imageList.begin(), imageList.end(), [&](const auto &path) {
+        return path.native() == startAt->native();
+    });
+    return found == imageList.end() ? 0 : static_cast<int>(found - imageList.begin());
+}
+
+} // namespace tavolin

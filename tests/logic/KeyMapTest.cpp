@@ -1,0 +1,31 @@
+#include "app/KeyMap.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+
+namespace tavolin {
+namespace {
+
+const std::map<KeyCode, Command> COMMANDS{
+    {KeyCode::F, Command::ToggleFullScreen},   {KeyCode::O, Command::OpenFolder},
+    {KeyCode::Space, Command::NextPicture},    {KeyCode::Right, Command::NextPicture},
+    {KeyCode::Left, Command::PreviousPicture}, {KeyCode::Escape, Command::Quit},
+};
+
+TEST(KeyMap, EveryKeyHasItsCommandAndNoOtherKeyHasOne)
+{
+    for (std::uint32_t code = 0; code <= std::numeric_limits<std::uint16_t>::max(); ++code) {
+        const auto key = static_cast<KeyCode>(code);
+        const auto row = COMMANDS.find(key);
+        const auto expected =
+            row == COMMANDS.end() ? std::nullopt : std::optional<Command>(row->second);
+        EXPECT_EQ(commandForKey(key), expected) << "key code " << code;
+    }
+}
+
+} // namespace
+} // namespace tavolin
