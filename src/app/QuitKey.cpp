@@ -1,0 +1,58 @@
+#include "app/QuitKey.h"
+
+#include "platform/KeyCodes.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+#ifdef Q_OS_MACOS
+#include <QMenuBar>
+#endif
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+#ifdef Q_OS_MACOS
+
+void installQuitKey(QObject &owner)
+{
+    auto *bar = new QMenuBar; // without a parent: the one that all windows share
+    QObject::connect(&owner, &QObject::destroyed, bar, &QObject::deleteLater);
+    QAction *quit = bar->addMenu(u"Tavolin Viewer"_s)->addAction(u"Quit Tavolin Viewer"_s);
+    quit->setMenuRole(QAction::QuitRole);
+    quit->setShortcut(QKeySequence::Quit);
+    QObject::connect(quit, &QAction::triggered, &owner, &QCoreApplication::quit);
+}
+
+#else
+
+namespace {
+
+/// Sees every event before the widget it is for.
+class QuitKeyFilter : public QObject
+{
+public:
+    using QObject::QObject;
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() != QEvent::KeyPress)
+            return false;
+        const auto &press = *static_cast<QKeyEvent *>(event);
+        if (!(press.modifiers() & Qt::ControlModifier) || keyCode(press) != KeyCode::Q)
+            return false;
+        QCoreApplication::quit();
+        return true;
+    }
+};
+
+} // namespace
+
+void installQuitKey(QObject &owner)
+{
+    QCoreApplication::instance()->installEventFilter(new QuitKeyFilter(&owner));
+}
+
+#endif
+
+} // namespace tavolin

@@ -1,0 +1,41 @@
+#pragma once
+// One line of text lying directly over the picture.
+
+#include <QColor>
+#include <QString>
+#include <QWidget>
+
+namespace tavolin {
+
+/// The colour of all label text: a bright cyan, seen over any picture.
+inline constexpr QColor NEON{0, 212, 255};
+
+/// Draws its text on one line, plain (no markup, no line breaks), with a small black shadow that
+/// keeps it readable over bright pictures. Takes no mouse events.
+class TextLabel : public QWidget
+{
+public:
+    /// @p sizePx is the height of the font in view points; digits are of equal width.
+    TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent);
+
+    void setText(const QString &text);
+    [[nodiscard]] const QString &text() const { return m_text; }
+    void setColor(const QColor &color);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QString m_text;
+    QColor m_color = NEON;
+    Qt::Alignment m_alignment;
+};
+
+/// The interface's font: Latin, Thai and colour emoji, at @p sizePx view points.
+[[nodiscard]] QFont interfaceFont(int sizePx);
+
+/// Draws a sample of every script of the interface out of sight: the first letter of each costs
+/// about 10 ms, and is better paid while the first picture is being decoded.
+void warmUpFonts();
+
+} // namespace tavolin

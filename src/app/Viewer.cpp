@@ -1,0 +1,76 @@
+#include "app/Viewer.h"
+
+#include "app/QuitKey.h"
+#include "app/TextLabel.h"
+#include "app/ViewerView.h"
+
+#include <QApplication>
+#include <QMainWindow>
+#include <QScreen>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+Viewer::Viewer(Mailbox &mailbox, Decoder decoder)
+    : m_mailbox(mailbox), m_decoder(std::move(decoder))
+{
+    m_shell.statusTimer.setSingleShot(true);
+    connect(&m_shell.statusTimer, &QTimer::timeout, this,
+            [this] { m_shell.statusLabel->setText({}); });
+}
+
+Viewer::~Viewer() = default;
+
+void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
+{
+    buildMenu();
+    buildWindow();
+    m_shell.benchMode = options.isBench;
+    if (!m_shell.benchMode)
+        QTimer::singleShot(0, this, &Viewer::toggleFullScreen);
+    if (options.path)
+        openPath(*options.path);
+    else
+        showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
+    warmUpFonts();
+}
+
+void Viewer::buildMenu()
+{
+    installQuitKey(*this);
+}
+
+void Viewer::buildWindow()
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        qFatal("no screen");
+    m_shell.window = std::make_unique<QMainWindow>();
+    m_shell.window->setWindowTitle(u"Tavolin Viewer"_s);
+    m_shell.view = new ViewerView(*this);
+    m_shell.infoLabel = new TextLabel(14, Qt::AlignLeft, m_shell.view);
+    m_shell.detailLabel = new TextLabel(12, Qt::AlignLeft, m_shell.view);
+    m_shell.detailLabel->setColor(QColor(NEON.red(), NEON.green(), NEON.blue(), 217)); // alpha 0.85
+    m_shell.statusLabel = new TextLabel(20, Qt::AlignHCenter, m_shell.view);
+    m_shell.window->setCentralWidget(m_shell.view);
+    // Without a window manager full screen changes nothing: the window must cover the screen
+    // already.
+    m_shell.window->setGeometry(screen->availableGeometry());
+    m_shell.window->show();
+    m_shell.window->activateWindow();
+    m_shell.view->setFocus();
+}
+
+void Viewer::viewResized()
+{
+    layoutLabels();
+    refreshRendition();
+}
+
+void Viewer::toggleFullScreen()
+{
+    m_shell.window->setWindowState(m_shell.window->windowState() ^ Qt::WindowFullScreen);
+}
+
+} // namespace tavolin

@@ -1,0 +1,49 @@
+#include "app/ViewerView.h"
+
+#include "app/Viewer.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QPainter>
+
+namespace tavolin {
+
+namespace {
+
+bool isModifier(int key)
+{
+    return (key >= Qt::Key_Shift && key <= Qt::Key_ScrollLock) || key == Qt::Key_AltGr ||
+           key == Qt::Key_Super_L || key == Qt::Key_Super_R;
+}
+
+} // namespace
+
+ViewerView::ViewerView(Viewer &controller) : m_controller(&controller)
+{
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
+}
+
+void ViewerView::keyPressEvent(QKeyEvent *event)
+{
+    if (m_controller && m_controller->handleKey(*event))
+        return;
+    if (!isModifier(event->key()))
+        QApplication::beep();
+    event->ignore();
+}
+
+void ViewerView::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    if (m_controller)
+        paintLayer(painter, m_controller->imageLayer(), size(), devicePixelRatio());
+}
+
+void ViewerView::resizeEvent(QResizeEvent *)
+{
+    if (m_controller)
+        m_controller->viewResized();
+}
+
+} // namespace tavolin

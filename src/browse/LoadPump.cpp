@@ -1,0 +1,111 @@
+// The load pump: the target moves at once, one decode runs at a time, always for the newest target,
+// and whatever it gives is shown.
+
+#include "app/Viewer.h"
+#include "app/ViewerView.h"
+#include "browse/Decoding.h"
+#include "browse/DisplayGeometry.h"
+#include "platform/Mailbox.h"
+
+#include <QMainWindow>
+
+#include <algorithm>
+
+namespace tavolin {
+
+bool Viewer::isInList(int index) const
+{
+    return index >= 0 && static_cast<std::size_t>(index) < m_browse.imageList.size();
+}
+
+void Viewer::navigate(int step)
+{
+    if (m_browse.imageList.empty())
+        return;
+    const int last = static_cast<int>(m_browse.imageList.size()) - 1;
+    const int index = std::max(0, std::min(m_browse.targetIndex + step, last));
+    if (index == m_browse.targetIndex)
+        return;
+    m_browse.targetIndex = index;
+    updateInfoText();
+    pumpLoad();
+}
+
+void Viewer::pumpLoad()
+{
+    const int target = m_browse.targetIndex;
+    if (m_browse.isLoading || !isInList(target))
+        return;
+    if (const auto picture = m_browse.cache.get(target)) {
+        display(*picture, target);
+        return;
+    }
+    m_browse.isLoading = true;
+    m_loadQueue.post(
+        [decode = m_decoder, url = m_browse.imageList[static_cast<std::size_t>(target)],
+         screen = DisplayTarget{maxPixel(), imageAreaRect(), m_shell.view->devicePixelRatio()},
+         target, generation = m_browse.generation, &mailbox = m_mailbox,
+         viewer = QPointer(this)](std::stop_token stop) {
+            mailbox.post(
+                [picture = decode(url, screen, std::move(stop)), target, generation, viewer] {
+                    if (viewer)
+                        viewer->loadFinished(picture, target, generation);
+                });
+        });
+}
+
+void Viewer::loadFinished(const DisplayPicture &picture, int index, std::uint64_t generation)
+{
+    m_browse.isLoading = false;
+    // A picture of an earlier list would stand under a wrong name. One that the user has moved on
+    // from is shown all the same: it keeps the screen moving while a key is held.
+    const bool applies = generation == m_browse.generation;
+    if (applies && !picture.isNull()) {
+        m_browse.cache.set(index, picture);
+        display(picture, index);
+    }
+    if (!applies || m_browse.targetIndex != index)
+        pumpLoad();
+}
+
+void Viewer::display(const DisplayPicture &picture, int index)
+{
+    m_browse.currentIndex = index;
+    m_browse.currentThumb = picture.image;
+    m_browse.displaySize = picture.image.size();
+    m_browse.currentPixelSize.reset();
+    m_shell.imageLayer.contents = picture.image;
+    m_shell.imageLayer.rendition = picture.rendition;
+    refreshRendition();
+    m_shell.view->update();
+    m_browse.cache.evict(m_browse.targetIndex);
+}
+
+void Viewer::refreshRendition()
+{
+    ImageLayer &layer = m_shell.imageLayer;
+    layer.frame = imageAreaRect();
+    const double scale = m_shell.view->devicePixelRatio();
+    if (layer.contents.isNull() || isRenditionCurrent(layer, scale))
+        return;
+    // The window has another size than when the picture was decoded.
+    layer.rendition = makeRendition(layer.contents, layer.frame, scale);
+    m_shell.view->update();
+}
+
+QRectF Viewer::imageAreaRect() const
+{
+    return tavolin::imageAreaRect(m_shell.view->size(), ViewMode::Browsing);
+}
+
+QRectF Viewer::fitRect() const
+{
+    return tavolin::fitRect(imageAreaRect(), m_browse.displaySize.value_or(QSizeF()));
+}
+
+int Viewer::maxPixel() const
+{
+    return displayLimit(m_shell.window->frameGeometry().size(), m_shell.view->devicePixelRatio());
+}
+
+} // namespace tavolin

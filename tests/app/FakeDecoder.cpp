@@ -1,0 +1,114 @@
+#include "app/FakeDecoder.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace tavolin::test {
+
+namespace {
+
+constexpr int BLUE = 128; // in the colour of every number
+
+QRgb colorOf(int number)
+{
+    return qRgb(number, 255 - number, BLUE);
+}
+
+Image solid(QSize size, QRgb color)
+{
+    PixelBuffer pixels(size);
+    for (int y = 0; y < size.height(); ++y)
+        std::fill_n(pixels.row(y), size.width(), color);
+    return std::move(pixels).toImage(Alpha::Opaque);
+}
+
+} // namespace
+
+Viewer::Decoder FakeDecoder::decoder()
+{
+    return [this](const std::filesystem::path &url, const DisplayTarget &target,
+                  const std::stop_token &stop) {
+        return decode(std::stoi(url.stem().native()), target, stop);
+    };
+}
+
+void FakeDecoder::closeGate()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isGateClosed = true;
+    m_permits = 0;
+}
+
+void FakeDecoder::letOneThrough()
+{
+    const std::lock_guard lock(m_mutex);
+    ++m_permits;
+    m_changed.notify_all();
+}
+
+void FakeDecoder::openGate()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isGateClosed = false;
+    m_changed.notify_all();
+}
+
+void FakeDecoder::setCorrupt(int number, bool isCorrupt)
+{
+    const std::lock_guard lock(m_mutex);
+    if (isCorrupt)
+        m_corrupt.insert(number);
+    else
+        m_corrupt.erase(number);
+}
+
+void FakeDecoder::setSize(int number, QSize size)
+{
+    const std::lock_guard lock(m_mutex);
+    m_sizes[number] = size;
+}
+
+std::vector<int> FakeDecoder::started() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_started;
+}
+
+int FakeDecoder::finishedCount() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_finishedCount;
+}
+
+DisplayTarget FakeDecoder::lastTarget() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_lastTarget;
+}
+
+DisplayPicture FakeDecoder::decode(int number, const DisplayTarget &target,
+                                   const std::stop_token &stop)
+{
+    std::unique_lock lock(m_mutex);
+    m_started.push_back(number);
+    m_lastTarget = target;
+    m_changed.wait(lock, stop, [this] { return !m_isGateClosed || m_permits > 0; });
+    if (m_isGateClosed && m_permits > 0)
+        --m_permits;
+    ++m_finishedCount;
+    if (stop.stop_requested() || m_corrupt.contains(number))
+        return {};
+    const auto size = m_sizes.find(number);
+    const Image image =
+        solid(size == m_sizes.end() ? QSize(30, 20) : size->second, colorOf(number));
+    return {image, makeRendition(image, target.area, target.scale)};
+}
+
+std::optional<int> numberOf(QRgb pixel)
+{
+    const int number = qRed(pixel);
+    return colorOf(number) == pixel ? std::optional(number) : std::nullopt;
+}
+
+} // namespace tavolin::test

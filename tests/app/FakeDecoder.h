@@ -1,0 +1,61 @@
+#pragma once
+// A decoder of pictures that need no file, as slow as the test wants it to be.
+
+#include "app/Viewer.h"
+
+#include <QRgb>
+#include <QSize>
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace tavolin::test {
+
+/// Makes pictures of one colour. A file's name is a number from 0 to 255 ("007.jpg"), and the
+/// colour says that number again. Its functions may be called while a decode is under way.
+class FakeDecoder
+{
+public:
+    /// What a viewer takes; the fake must outlive that viewer.
+    [[nodiscard]] Viewer::Decoder decoder();
+
+    /// Makes every decode wait from now on, until it is let through or asked to stop.
+    void closeGate();
+    /// Lets through the decode that is waiting, or the next one.
+    void letOneThrough();
+    void openGate();
+
+    /// Makes the file @p number one that can't be decoded, or one that can again.
+    void setCorrupt(int number, bool isCorrupt = true);
+    /// The pixels of picture @p number; 30x20 if not said.
+    void setSize(int number, QSize size);
+
+    /// The files whose decode has begun, in that order.
+    [[nodiscard]] std::vector<int> started() const;
+    /// How many decodes have come to an end, well or not.
+    [[nodiscard]] int finishedCount() const;
+    /// What the newest decode was asked for.
+    [[nodiscard]] DisplayTarget lastTarget() const;
+
+private:
+    DisplayPicture decode(int number, const DisplayTarget &target, const std::stop_token &stop);
+
+    mutable std::mutex m_mutex; // guards everything below
+    std::condition_variable_any m_changed;
+    bool m_isGateClosed = false;
+    int m_permits = 0;
+    std::set<int> m_corrupt;
+    std::map<int, QSize> m_sizes;
+    std::vector<int> m_started;
+    int m_finishedCount = 0;
+    DisplayTarget m_lastTarget;
+};
+
+/// The number whose picture has the colour @p pixel; none for any other colour.
+[[nodiscard]] std::optional<int> numberOf(QRgb pixel);
+
+} // namespace tavolin::test

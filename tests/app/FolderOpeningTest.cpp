@@ -1,0 +1,243 @@
+#include "app/ViewerFixture.h"
+
+#include "app/ViewerView.h"
+
+#include <QFileDialog>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QWindow>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+namespace {
+
+using test::waitFor;
+using Numbers = std::vector<int>;
+
+class FolderOpening : public test::ViewerFixture
+{
+protected:
+    /// Opens the folder dialog with its key.
+    [[nodiscard]] QFileDialog *openWithKey()
+    {
+        press(Qt::Key_O);
+        const bool isOpen = waitFor([] { return openDialogs().size() == 1; });
+        return isOpen ? openDialogs().front() : nullptr;
+    }
+
+    /// Waits until no dialog is left, hidden or not.
+    [[nodiscard]] bool waitUntilClosed() const
+    {
+        return waitFor([this] { return !window->findChild<QFileDialog *>(); });
+    }
+
+    /// Gives the window the keyboard, as window managers do when a dialog has gone, and waits until
+    /// the view has it.
+    [[nodiscard]] bool waitForKeyboard() const
+    {
+        window->activateWindow();
+        return waitFor([this] { return view->hasFocus(); });
+    }
+
+    /// Presses the button of @p dialog that has @p text; false if there is none.
+    [[nodiscard]] static bool click(const QFileDialog &dialog, const QString &text)
+    {
+        for (QPushButton *button : dialog.findChildren<QPushButton *>()) {
+            if (button->text() != text || !button->isEnabled())
+                continue;
+            QTest::mouseClick(button, Qt::LeftButton);
+            return true;
+        }
+        return false;
+    }
+};
+
+TEST_F(FolderOpening, FileWithAnotherExtensionOpensItsFolderAtTheBeginning)
+{
+    start({"--bench"});
+    const auto pictures = makePictures("pictures", 0, 3);
+    viewer->openPath(folder.write("pictures/002.txt"));
+    ASSERT_TRUE(waitForLoads(1));
+    EXPECT_EQ(shownNumber(), 0);
+    EXPECT_EQ(infoText(), "1/4 | 000.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(FolderOpening, FileOpensItsFolderAtTheFile)
+{
+    start({"--bench"});
+    viewer->openPath(makePictures("pictures", 0, 3) / "002.jpg");
+    ASSERT_TRUE(waitForLoads(1));
+    EXPECT_EQ(shownNumber(), 2);
+    EXPECT_EQ(infoText(), "3/4 | 002.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(decoder.started(), Numbers{2});
+}
+
+TEST_F(FolderOpening, FolderOpensAtTheBeginningWhereverTheLastOneWas)
+{
+    ASSERT_TRUE(startOnPictures(4, 3));
+    viewer->openPath(makePictures("second", 100, 104));
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 100);
+    EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(FolderOpening, RelativePathOpensAtTheFile)
+{
+    start({"--bench"});
+    const auto file = makePictures("pictures", 0, 3) / "002.jpg";
+    viewer->openPath(std::filesystem::relative(file));
+    ASSERT_TRUE(waitForLoads(1));
+    EXPECT_EQ(shownNumber(), 2);
+}
+
+TEST_F(FolderOpening, NameThatIsNotUtf8OpensAtTheFile)
+{
+    start({"--bench"});
+    makePictures("pictures", 0, 3);
+    viewer->openPath(folder.write("pictures/002\xff.jpg"));
+    ASSERT_TRUE(waitForLoads(1));
+    EXPECT_EQ(decoder.started(), Numbers{2});
+    EXPECT_EQ(infoText(), "4/5 | 002\xef\xbf\xbd.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(FolderOpening, PathWithNothingThereChangesNothing)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    viewer->openPath(folder / "absent");
+    viewer->openPath(folder / "absent/001.jpg");
+    EXPECT_EQ(statusText(), "");
+    EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(shownNumber(), 1);
+}
+
+TEST_F(FolderOpening, EmptyFolderIsBlackAndSaysSo)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    viewer->openPath(makePictures("empty", 0, -1));
+    EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
+    EXPECT_EQ(shownNumber(), std::nullopt);
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(FolderOpening, EmptyFolderHasNowhereToStepTo)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    viewer->openPath(makePictures("empty", 0, -1));
+    press(Qt::Key_Right);
+    press(Qt::Key_Left);
+    EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
+    EXPECT_EQ(shownNumber(), std::nullopt);
+}
+
+TEST_F(FolderOpening, EmptyFolderStaysBlackWhenTheWindowChangesItsSize)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    viewer->openPath(makePictures("empty", 0, -1));
+    ASSERT_TRUE(resizeTo({640, 480}));
+    EXPECT_EQ(shownNumber(), std::nullopt);
+}
+
+TEST_F(FolderOpening, UnreadableFolderIsReportedAndNothingElseChanges)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    viewer->openFolder(folder.write("file"), std::nullopt);
+    EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
+    EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(shownNumber(), 1);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 2);
+    EXPECT_EQ(decoder.started(), (Numbers{1, 2}));
+}
+
+TEST_F(FolderOpening, ReportOfAnUnreadableFolderClearsItself)
+{
+    start({"--bench"});
+    viewer->openFolder(folder / "absent", std::nullopt);
+    EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
+    EXPECT_TRUE(waitFor([this] { return statusText().empty(); }));
+}
+
+TEST_F(FolderOpening, HeldKeyOpensOneDialog)
+{
+    start({"--bench"});
+    press(Qt::Key_O);
+    press(Qt::Key_O);
+    test::serveWaitingEvents();
+    EXPECT_EQ(openDialogs().size(), 1U);
+}
+
+TEST_F(FolderOpening, DialogOpensAgainAfterItWasClosed)
+{
+    start({"--bench"});
+    QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    QTest::keyClick(dialog, Qt::Key_Escape);
+    ASSERT_TRUE(waitUntilClosed());
+    EXPECT_NE(openWithKey(), nullptr);
+}
+
+TEST_F(FolderOpening, PhysicalKeyOpensTheDialogUnderAThaiLayout)
+{
+    constexpr int THAI_NO_NU = 0xe19; // what the key O writes in Thai
+    start({"--bench"});
+    EXPECT_TRUE(send(test::pressAt(24, 31, THAI_NO_NU)));
+    EXPECT_TRUE(waitFor([] { return openDialogs().size() == 1; }));
+}
+
+TEST_F(FolderOpening, DialogBeginsInTheFolderOnScreen)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    const QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->directory().absolutePath().toStdString(), (folder / "pictures").native());
+}
+
+TEST_F(FolderOpening, CancellingTheDialogChangesNothing)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    const QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_TRUE(click(*dialog, u"ยกเลิก"_s));
+    ASSERT_TRUE(waitUntilClosed());
+    EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(statusText(), "");
+    EXPECT_EQ(shownNumber(), 1);
+    EXPECT_EQ(decoder.started(), Numbers{1});
+}
+
+TEST_F(FolderOpening, KeysWorkAfterTheDialogWasCancelled)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    QTest::keyClick(dialog, Qt::Key_Escape);
+    ASSERT_TRUE(waitUntilClosed());
+    ASSERT_TRUE(waitForKeyboard());
+    QTest::keyClick(window->windowHandle(), Qt::Key_Right);
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 1);
+}
+
+TEST_F(FolderOpening, ChosenFolderIsOpened)
+{
+    ASSERT_TRUE(startOnPictures(3, 2));
+    const auto second = makePictures("second", 100, 104);
+    QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    dialog->setDirectory(QString::fromStdString(second.native()));
+    ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 100);
+    EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
+    EXPECT_TRUE(waitForKeyboard());
+}
+
+} // namespace
+} // namespace tavolin

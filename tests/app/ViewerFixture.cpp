@@ -1,0 +1,163 @@
+#include "app/ViewerFixture.h"
+
+#include "app/TextLabel.h"
+#include "app/ViewerView.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QMainWindow>
+#include <QPixmap>
+
+#include <cstdio>
+
+namespace tavolin::test {
+
+namespace {
+
+/// The file name of picture @p number: three digits, so that names sort as numbers do.
+std::string fileName(int number)
+{
+    char name[16];
+    std::snprintf(name, sizeof name, "%03d.jpg", number);
+    return name;
+}
+
+} // namespace
+
+void serveWaitingEvents()
+{
+    bool isServed = false;
+    QTimer::singleShot(0, qApp, [&isServed] { isServed = true; });
+    ASSERT_TRUE(waitFor([&isServed] { return isServed; }));
+}
+
+ViewerFixture::ViewerFixture() : viewer(std::make_unique<Viewer>(mailbox, decoder.decoder())) {}
+
+ViewerFixture::~ViewerFixture() = default;
+
+void ViewerFixture::start(std::vector<std::string> arguments)
+{
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments)
+        pointers.push_back(argument.data());
+    viewer->applicationDidFinishLaunching(readLaunchOptions(pointers));
+
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (auto *candidate = qobject_cast<QMainWindow *>(widget))
+            window = candidate;
+    }
+    ASSERT_NE(window, nullptr);
+    view = window->findChild<ViewerView *>();
+    ASSERT_NE(view, nullptr);
+    std::vector<TextLabel *> labels;
+    for (QWidget *child : view->findChildren<QWidget *>()) {
+        if (auto *label = dynamic_cast<TextLabel *>(child))
+            labels.push_back(label);
+    }
+    ASSERT_EQ(labels.size(), 3U);
+    infoLabel = labels[0];
+    detailLabel = labels[1];
+    statusLabel = labels[2];
+}
+
+testing::AssertionResult ViewerFixture::startOnPictures(int count, int first)
+{
+    startLoading(count, first);
+    if (!waitForLoads(1))
+        return testing::AssertionFailure() << "the first picture is not loaded";
+    if (shownNumber() != first)
+        return testing::AssertionFailure() << "the first picture is not shown";
+    return testing::AssertionSuccess();
+}
+
+void ViewerFixture::startLoading(int count, int first)
+{
+    const auto pictures = makePictures("pictures", 0, count - 1);
+    start({"--bench", pictures / fileName(first)});
+}
+
+std::filesystem::path ViewerFixture::makePictures(const std::string &name, int first,
+                                                  int last) const
+{
+    std::filesystem::create_directory(folder / name);
+    for (int number = first; number <= last; ++number)
+        folder.write(name + '/' + fileName(number));
+    return folder / name;
+}
+
+std::optional<int> ViewerFixture::shownNumber() const
+{
+    const QImage image = grabView();
+    const QRgb pixel = image.pixel(image.width() / 2, image.height() / 2);
+    if (pixel == qRgb(0, 0, 0))
+        return {};
+    const auto number = numberOf(pixel);
+    EXPECT_TRUE(number) << "neither black nor one of the pictures";
+    return number;
+}
+
+QImage ViewerFixture::grabView() const
+{
+    return view->grab().toImage();
+}
+
+bool ViewerFixture::waitForStarts(std::size_t count) const
+{
+    return waitFor([&] { return decoder.started().size() == count; });
+}
+
+bool ViewerFixture::waitForLoads(int count) const
+{
+    return waitFor([&] { return mailbox.deliveries == count; });
+}
+
+bool ViewerFixture::resizeTo(QSize size) const
+{
+    window->resize(size);
+    return waitFor([&] { return view->size() == size; });
+}
+
+void ViewerFixture::press(Qt::Key key, Qt::KeyboardModifiers modifiers) const
+{
+    QTest::keyClick(view, key, modifiers);
+}
+
+bool ViewerFixture::send(QKeyEvent event) const
+{
+    QCoreApplication::sendEvent(view, &event);
+    return event.isAccepted();
+}
+
+std::string ViewerFixture::infoText() const
+{
+    return infoLabel->text().toStdString();
+}
+
+std::string ViewerFixture::statusText() const
+{
+    return statusLabel->text().toStdString();
+}
+
+std::vector<QFileDialog *> ViewerFixture::openDialogs()
+{
+    std::vector<QFileDialog *> dialogs;
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        auto *dialog = qobject_cast<QFileDialog *>(widget);
+        if (dialog && dialog->isVisible())
+            dialogs.push_back(dialog);
+    }
+    return dialogs;
+}
+
+QKeyEvent pressAt(quint32 evdev, quint32 mac, int symbol, Qt::KeyboardModifiers modifiers)
+{
+#ifdef Q_OS_MACOS
+    Q_UNUSED(evdev);
+    return {QEvent::KeyPress, symbol, modifiers, 1, mac, 0};
+#else
+    Q_UNUSED(mac);
+    return {QEvent::KeyPress, symbol, modifiers, evdev + 8, 0x61, 0};
+#endif
+}
+
+} // namespace tavolin::test

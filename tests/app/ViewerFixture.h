@@ -1,0 +1,114 @@
+#pragma once
+// A viewer on the offscreen platform, with real events and a decoder that obeys the test.
+
+#include "app/FakeDecoder.h"
+#include "app/LaunchOptions.h"
+#include "app/Viewer.h"
+#include "logic/TemporaryFolder.h"
+#include "platform/Mailbox.h"
+
+#include <QImage>
+#include <QKeyEvent>
+#include <QString>
+#include <QtTest>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class QFileDialog;
+class QMainWindow;
+
+namespace tavolin {
+
+class TextLabel;
+class ViewerView;
+
+namespace test {
+
+/// Serves events until @p predicate says true. False when it has not after a generous time.
+template <typename Predicate>
+[[nodiscard]] bool waitFor(Predicate predicate)
+{
+    constexpr int LIMIT_MS = 20'000;
+    return QTest::qWaitFor(predicate, LIMIT_MS);
+}
+
+/// Serves all that is in the event queue, and what was to happen "as soon as possible".
+void serveWaitingEvents();
+
+/// A mailbox that says how often it has delivered: each load delivers once.
+class CountingMailbox : public Mailbox
+{
+public:
+    bool event(QEvent *event) override
+    {
+        const bool result = Mailbox::event(event);
+        ++deliveries;
+        return result;
+    }
+
+    int deliveries = 0;
+};
+
+class ViewerFixture : public testing::Test
+{
+protected:
+    ViewerFixture();
+    ~ViewerFixture() override;
+
+    /// Starts the viewer with the arguments of a command line, as the program does.
+    void start(std::vector<std::string> arguments);
+
+    /// Starts it in a window on a folder with pictures 0 to @p count − 1, at picture @p first, and
+    /// waits until that is on the screen.
+    [[nodiscard]] testing::AssertionResult startOnPictures(int count, int first = 0);
+
+    /// The same without waiting.
+    void startLoading(int count, int first = 0);
+
+    /// Makes files for the pictures @p first to @p last, if any, in a new folder called @p name.
+    std::filesystem::path makePictures(const std::string &name, int first, int last) const;
+
+    /// The number of the picture in the middle of the view; none if that is black.
+    [[nodiscard]] std::optional<int> shownNumber() const;
+    [[nodiscard]] QImage grabView() const;
+
+    /// Waits until @p count decodes have begun, or their results have been seen by the viewer.
+    [[nodiscard]] bool waitForStarts(std::size_t count) const;
+    [[nodiscard]] bool waitForLoads(int count) const;
+
+    /// Gives the window @p size and waits until the view has it.
+    [[nodiscard]] bool resizeTo(QSize size) const;
+
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const;
+    /// Hands @p event to the view; true if somebody took it.
+    bool send(QKeyEvent event) const;
+
+    [[nodiscard]] std::string infoText() const;
+    [[nodiscard]] std::string statusText() const;
+    [[nodiscard]] static std::vector<QFileDialog *> openDialogs();
+
+    test::TemporaryFolder folder;
+    test::FakeDecoder decoder;
+    CountingMailbox mailbox;
+    std::unique_ptr<Viewer> viewer;
+    QMainWindow *window = nullptr; // these belong to the viewer
+    ViewerView *view = nullptr;
+    TextLabel *infoLabel = nullptr;
+    TextLabel *detailLabel = nullptr;
+    TextLabel *statusLabel = nullptr;
+};
+
+/// The press of a real key with the symbol @p symbol. @p evdev and @p mac are its position; the
+/// system at hand reports one of them, as its Qt does.
+[[nodiscard]] QKeyEvent pressAt(quint32 evdev, quint32 mac, int symbol,
+                                Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+
+} // namespace test
+
+} // namespace tavolin
