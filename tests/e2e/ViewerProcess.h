@@ -1,0 +1,47 @@
+#pragma once
+// The viewer as a process of its own, in surroundings that are the same on every machine.
+
+#include <QByteArray>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <optional>
+
+namespace tavolin {
+
+/// Runs from construction to destruction at most; what is still running then is killed.
+class ViewerProcess
+{
+public:
+    /// Starts @p program with @p arguments on the X display @p displayName. It finds an empty home
+    /// folder, the locale C.UTF-8, no session bus, and an empty working folder.
+    ViewerProcess(const QString &program, const QStringList &arguments,
+                  const QByteArray &displayName);
+    ~ViewerProcess();
+    ViewerProcess(const ViewerProcess &) = delete;
+    ViewerProcess &operator=(const ViewerProcess &) = delete;
+
+    [[nodiscard]] bool isRunning();
+
+    /// Empty while the program runs, and when it was ended by a signal or never started.
+    [[nodiscard]] std::optional<int> exitCode();
+
+    /// What the program has written so far.
+    [[nodiscard]] QByteArray standardOutput() const;
+    [[nodiscard]] QByteArray standardError() const;
+
+    /// Memory that the program has in use, and the most that it has had: KiB, of which shared
+    /// libraries are a part. Empty when it is not running.
+    [[nodiscard]] std::optional<qint64> rssKiB();
+    [[nodiscard]] std::optional<qint64> peakRssKiB();
+
+private:
+    [[nodiscard]] std::optional<qint64> statusField(const QByteArray &name);
+
+    QTemporaryDir m_folder;
+    QProcess m_process;
+};
+
+} // namespace tavolin

@@ -1,0 +1,80 @@
+#pragma once
+// A connection to an X server that acts as the user would: keys by their place on the keyboard, the
+// mouse, and looking at the screen. Coordinates are pixels of the screen.
+
+#include <QByteArray>
+#include <QImage>
+#include <QPoint>
+#include <QRect>
+#include <QString>
+
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+struct _XDisplay;
+
+namespace tavolin {
+
+/// A window as a window manager would see it.
+struct TopLevelWindow
+{
+    QString title;
+    QRect geometry;
+    bool hasKeyboard = false; ///< Keys go to it.
+};
+
+/// One thread at a time; a thread that wants to look on its own opens a connection of its own.
+class XClient
+{
+public:
+    /// Connects to @p displayName, such as ":5".
+    explicit XClient(const QByteArray &displayName);
+
+    /// When not, no other function may be called.
+    [[nodiscard]] bool isOpen() const { return m_display != nullptr; }
+
+    /// Keys are evdev codes (KEY_… in linux/input-event-codes.h): places, whatever the layout
+    /// writes there. Each call returns once the server has the event.
+    void pressKey(int evdevCode);
+    void releaseKey(int evdevCode);
+
+    /// Presses and releases @p evdevCode while @p heldKeys (KEY_LEFTCTRL, …) are down.
+    void tapKey(int evdevCode, std::initializer_list<int> heldKeys = {});
+
+    /// Makes @p group of the layout (0 is the first) the one in force on every keyboard.
+    void lockGroup(int group);
+
+    /// The symbol (keysym) that @p evdevCode writes in @p group without modifiers.
+    [[nodiscard]] unsigned long symbol(int evdevCode, int group) const;
+
+    void moveMouse(QPoint position);
+
+    /// Buttons are 1 (left) to 3; 4 and 5 are a wheel's notch up and down.
+    void pressButton(int button);
+    void releaseButton(int button);
+
+    /// What @p rect of the screen shows; the mouse pointer is left out. Null when @p rect is not
+    /// within the screen.
+    [[nodiscard]] QImage screen(const QRect &rect) const;
+
+    /// The windows on the screen, lowest first, without menus and tool tips. Only where no window
+    /// manager puts them into frames.
+    [[nodiscard]] std::vector<TopLevelWindow> windows() const;
+
+    /// Fills the screen's background.
+    void paintRoot(QRgb color);
+
+private:
+    struct Close
+    {
+        void operator()(_XDisplay *display) const;
+    };
+
+    void sendKey(int evdevCode, bool down);
+    void sendButton(int button, bool down);
+
+    std::unique_ptr<_XDisplay, Close> m_display;
+};
+
+} // namespace tavolin
