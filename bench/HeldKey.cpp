@@ -1,0 +1,338 @@
+// Measures what someone sees who holds the Right key: starts the viewer on a virtual screen,
+// presses real keys and watches the index bar of the pictures and the position on the info line.
+// Prints one line of JSON.
+
+#include "e2e/ViewerProcess.h"
+#include "e2e/WaitUntil.h"
+#include "e2e/XClient.h"
+#include "e2e/XServer.h"
+#include "pictures/Picture.h"
+#include "pictures/Writing.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <linux/input-event-codes.h>
+
+using namespace tavolin;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+/// 24 megapixels in the proportions of a photograph.
+constexpr QSize PICTURE_SIZE{6000, 4000};
+
+/// Where such a picture is on the screen.
+constexpr QRect PICTURE_RECT{150, 0, 1620, 1080};
+
+/// Bits of a picture's index bar, and the row of pixels through the bar's middle: each bit a 40th
+/// of the width, the bar's centre in the middle at 7/8 of the height. A row is all that has to be
+/// fetched to tell pictures apart, so watching takes next to nothing from the viewer.
+constexpr int BAR_BITS = 16;
+constexpr QRect BAR_ROW{636, 945, 648, 1};
+
+/// The beginning of the info line, left of the picture.
+constexpr QRect COUNTER_RECT{20, 16, 130, 22};
+
+/// Time between two looks.
+constexpr auto SAMPLE_INTERVAL = 4ms;
+
+/// Nothing happens in the viewer this long after a step: its timers have run and the neighbours are
+/// decoded.
+constexpr auto QUIET_TIME = 1s;
+
+constexpr int SINGLE_STEPS = 20;
+
+struct Settings
+{
+    int presses = 60;
+    std::chrono::milliseconds interval{25};
+    int count = 80;
+    bool single = false;
+    QString folder;
+};
+
+/// A change on the screen: what it is changed to, and when that was seen.
+template <typename Value>
+struct Change
+{
+    Clock::time_point when;
+    Value value;
+};
+
+/// The number that the index bar on the screen shows. Any number when no picture is there.
+int barIndex(const XClient &client)
+{
+    const QImage row = client.screen(BAR_ROW);
+    int index = 0;
+    for (int bit = 0; bit < BAR_BITS; ++bit) {
+        const int x = (2 * bit + 1) * BAR_ROW.width() / (2 * BAR_BITS);
+        index = 2 * index + (qGray(row.pixel(x, 0)) > 127 ? 1 : 0);
+    }
+    return index;
+}
+
+QByteArray counterPixels(const XClient &client)
+{
+    const QImage image = client.screen(COUNTER_RECT);
+    return QByteArray(reinterpret_cast<const char *>(image.constBits()), image.sizeInBytes());
+}
+
+/// Looks at the screen on a thread and a connection of its own until it is stopped.
+class Watcher
+{
+public:
+    explicit Watcher(const QByteArray &displayName)
+        : m_thread([this, displayName](const std::stop_token &stop) { watch(stop, displayName); })
+    {
+        m_ready.wait(false);
+    }
+
+    void stop()
+    {
+        m_thread.request_stop();
+        m_thread.join();
+    }
+
+    /// To be read after stop(). The first element is what was there at the beginning.
+    [[nodiscard]] const std::vector<Change<int>> &pictures() const { return m_pictures; }
+    [[nodiscard]] const std::vector<Change<QByteArray>> &counters() const { return m_counters; }
+
+private:
+    template <typename Value>
+    static void note(std::vector<Change<Value>> &changes, Value value)
+    {
+        if (changes.empty() || changes.back().value != value)
+            changes.push_back({Clock::now(), std::move(value)});
+    }
+
+    void watch(const std::stop_token &stop, const QByteArray &displayName)
+    {
+        const XClient client(displayName);
+        while (!stop.stop_requested()) {
+            note(m_pictures, barIndex(client));
+            note(m_counters, counterPixels(client));
+            m_ready = true;
+            m_ready.notify_one();
+            std::this_thread::sleep_for(SAMPLE_INTERVAL);
+        }
+    }
+
+    std::vector<Change<int>> m_pictures;
+    std::vector<Change<QByteArray>> m_counters;
+    std::atomic<bool> m_ready = false;
+    std::jthread m_thread; // last: it uses the others
+};
+
+/// Writes the pictures that are missing, with the index 1 to @p count.
+bool makePictures(const std::filesystem::path &folder, int count)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    std::atomic<int> next = 1;
+    std::atomic<bool> ok = true;
+    const auto work = [&] {
+        for (int index = next++; index <= count && ok; index = next++) {
+            const auto file = folder / ("IMG_" + std::to_string(10000 + index) + ".jpg");
+            if (std::filesystem::exists(file))
+                continue;
+            const pictures::PictureSpec spec{.size = PICTURE_SIZE,
+                                             .index = index,
+                                             .count = count,
+                                             .seed = static_cast<quint32>(index)};
+            if (!pictures::writePicture(pictures::drawPicture(spec), spec, file))
+                ok = false;
+        }
+    };
+    {
+        const std::jthread other(work);
+        work();
+    }
+    return ok;
+}
+
+double toMs(Clock::duration duration)
+{
+    // Tenths: the samples are milliseconds apart.
+    return std::round(Milliseconds(duration).count() * 10) / 10;
+}
+
+bool waitForPicture(const XClient &client, int index)
+{
+    return waitUntil([&] { return barIndex(client) == index; });
+}
+
+/// Presses Right @p settings.presses times and tells what was to be seen. Empty when the last
+/// picture does not come.
+std::optional<QJsonObject> holdKey(XClient &client, const QByteArray &displayName,
+                                   const Settings &settings)
+{
+    Watcher watcher(displayName);
+    const auto firstPress = Clock::now();
+    auto lastPress = firstPress;
+    for (int press = 0; press < settings.presses; ++press) {
+        std::this_thread::sleep_until(firstPress + press * settings.interval);
+        lastPress = Clock::now();
+        client.tapKey(KEY_RIGHT);
+    }
+    const int target = 1 + settings.presses;
+    const bool arrived = waitForPicture(client, target);
+    std::this_thread::sleep_for(QUIET_TIME); // for pictures that come after it and should not
+    watcher.stop();
+    if (!arrived || watcher.pictures().back().value != target)
+        return {};
+
+    Clock::duration largestGap{};
+    auto previous = firstPress;
+    int during = 0;
+    for (auto change = watcher.pictures().begin() + 1; change < watcher.pictures().end();
+         ++change) {
+        largestGap = std::max(largestGap, change->when - previous);
+        previous = change->when;
+        during += change->when <= lastPress ? 1 : 0;
+    }
+    std::set<QByteArray> counters;
+    for (const auto &change : watcher.counters())
+        counters.insert(change.value);
+    return QJsonObject{
+        {u"presses"_s, settings.presses},
+        {u"intervalMs"_s, static_cast<int>(settings.interval.count())},
+        {u"picturesDuringPresses"_s, during},
+        {u"largestGapMs"_s, toMs(largestGap)},
+        {u"counters"_s, static_cast<int>(counters.size())},
+        {u"lastPressToFinalPictureMs"_s, toMs(watcher.pictures().back().when - lastPress)},
+    };
+}
+
+/// Time from pressing @p key to picture @p index being on the screen. Empty when it does not come.
+std::optional<Clock::duration> timeStep(XClient &client, int key, int index)
+{
+    const auto start = Clock::now();
+    client.tapKey(key);
+    while (barIndex(client) != index) {
+        if (Clock::now() - start > WAIT_LIMIT)
+            return {};
+        std::this_thread::sleep_for(500us);
+    }
+    return Clock::now() - start;
+}
+
+QJsonObject summary(std::vector<Clock::duration> times)
+{
+    std::sort(times.begin(), times.end());
+    return {{u"medianMs"_s, toMs(times[times.size() / 2])}, {u"maxMs"_s, toMs(times.back())}};
+}
+
+/// Steps forward, waiting for each picture, then to and fro between two pictures that the viewer
+/// has at hand. Empty when a picture does not come.
+std::optional<QJsonObject> stepSingly(XClient &client)
+{
+    std::vector<Clock::duration> forward;
+    for (int step = 1; step <= SINGLE_STEPS; ++step) {
+        const auto time = timeStep(client, KEY_RIGHT, 1 + step);
+        if (!time)
+            return {};
+        forward.push_back(*time);
+    }
+    std::vector<Clock::duration> alternate;
+    for (int step = 0; step < SINGLE_STEPS; ++step) {
+        std::this_thread::sleep_for(QUIET_TIME);
+        const bool back = step % 2 == 0;
+        const auto time =
+            timeStep(client, back ? KEY_LEFT : KEY_RIGHT, back ? SINGLE_STEPS : SINGLE_STEPS + 1);
+        if (!time)
+            return {};
+        alternate.push_back(*time);
+    }
+    return QJsonObject{{u"forward"_s, summary(forward)}, {u"cacheHit"_s, summary(alternate)}};
+}
+
+/// Runs the viewer and measures. On failure the reason is in @p error.
+std::optional<QJsonObject> measure(const Settings &settings, QString &error)
+{
+    const XServer server;
+    error = server.error();
+    if (!error.isEmpty())
+        return {};
+    XClient client(server.displayName());
+    ViewerProcess viewer(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), {settings.folder},
+                         server.displayName());
+    if (!waitUntil([&] { return pictures::readIndex(client.screen(PICTURE_RECT)) == 1; })) {
+        error = u"The first picture does not appear"_s;
+        return {};
+    }
+    std::this_thread::sleep_for(QUIET_TIME);
+
+    auto result =
+        settings.single ? stepSingly(client) : holdKey(client, server.displayName(), settings);
+    if (!result) {
+        error = u"A picture does not appear"_s;
+        return {};
+    }
+    result->insert(u"rssKiB"_s, viewer.rssKiB().value_or(0));
+    result->insert(u"peakRssKiB"_s, viewer.peakRssKiB().value_or(0));
+    return result;
+}
+
+/// Ends the program when the arguments make no sense.
+Settings parseArguments(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addPositionalArgument(u"folder"_s, u"Pictures of 24 megapixels; made when missing."_s);
+    parser.addOptions(
+        {{u"presses"_s, u"How often Right is pressed."_s, u"n"_s, u"60"_s},
+         {u"interval-ms"_s, u"Time from press to press."_s, u"ms"_s, u"25"_s},
+         {u"count"_s, u"How many pictures the folder should have."_s, u"n"_s, u"80"_s},
+         {u"single"_s, u"Measure single steps instead."_s}});
+    parser.process(arguments);
+    Settings settings{.presses = parser.value(u"presses"_s).toInt(),
+                      .interval = std::chrono::milliseconds(parser.value(u"interval-ms"_s).toInt()),
+                      .count = parser.value(u"count"_s).toInt(),
+                      .single = parser.isSet(u"single"_s),
+                      .folder = QDir().absoluteFilePath(parser.positionalArguments().value(0))};
+    const int steps = settings.single ? SINGLE_STEPS : settings.presses;
+    if (parser.positionalArguments().size() != 1 || steps < 1 || settings.interval < 1ms ||
+        settings.count <= steps)
+        parser.showHelp(2);
+    return settings;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen"); // for the text on the pictures; not the viewer's
+    const QGuiApplication application(argc, argv);
+    const Settings settings = parseArguments(QGuiApplication::arguments());
+
+    QString error = XServer::whyUnavailable();
+    if (error.isEmpty() && !makePictures(settings.folder.toStdString(), settings.count))
+        error = u"The pictures can't be written"_s;
+    const auto result = error.isEmpty() ? measure(settings, error) : std::nullopt;
+    if (!result) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return 1;
+    }
+    std::printf("%s\n", QJsonDocument(*result).toJson(QJsonDocument::Compact).constData());
+    return 0;
+}

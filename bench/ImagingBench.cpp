@@ -1,0 +1,163 @@
+// How close decoding for the screen comes to the limit of the machine. Figures mean something only
+// as ratios within one run: each benchmark stands behind the baseline that it is to be compared
+// with.
+
+#include "browse/Decoding.h"
+#include "browse/DisplayPicture.h"
+#include "imaging/Color.h"
+#include "imaging/Resample.h"
+#include "pictures/Dng.h"
+#include "pictures/Jpeg.h"
+#include "pictures/Picture.h"
+
+#include <QByteArray>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include <jpeglib.h>
+
+namespace {
+
+using namespace tavolin;
+
+constexpr QSize CAMERA_SIZE(6000, 4000);
+constexpr int LIMIT = 2560;
+
+/// The files that the benchmarks read, made once.
+struct Files
+{
+    QTemporaryDir folder;
+    std::filesystem::path jpeg = std::filesystem::path(folder.path().toStdString()) / "24mp.jpg";
+    std::filesystem::path raw = std::filesystem::path(folder.path().toStdString()) / "preview.dng";
+    std::filesystem::path preview =
+        std::filesystem::path(folder.path().toStdString()) / "preview.jpg";
+
+    Files()
+    {
+        const QImage photo = pictures::drawPicture({.size = CAMERA_SIZE, .index = 1});
+        save(jpeg, pictures::encodeJpeg(photo, {.subsampling = pictures::Subsampling::Half422}));
+        save(raw, pictures::makeDng(
+                      {.upright = pictures::fourQuarters({600, 400}), .previews = {photo}}));
+        save(preview, pictures::encodeJpeg(photo));
+    }
+
+    static void save(const std::filesystem::path &path, const QByteArray &bytes)
+    {
+        std::ofstream(path, std::ios::binary).write(bytes.constData(), bytes.size());
+    }
+};
+
+const Files &files()
+{
+    static const Files made;
+    return made;
+}
+
+/// libjpeg-turbo alone, from a stdio stream into one row: what no viewer can beat.
+void decodeAlone(const std::filesystem::path &path, unsigned scaleNumerator)
+{
+    std::FILE *file = std::fopen(path.c_str(), "rb");
+    jpeg_decompress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_decompress(&info);
+    jpeg_stdio_src(&info, file);
+    jpeg_read_header(&info, TRUE);
+    info.scale_num = scaleNumerator;
+    info.scale_denom = 8;
+    info.out_color_space = JCS_EXT_BGRX;
+    jpeg_start_decompress(&info);
+    std::vector<JSAMPLE> pixels(std::size_t{info.output_width} * 4);
+    JSAMPROW row = pixels.data();
+    while (info.output_scanline < info.output_height)
+        jpeg_read_scanlines(&info, &row, 1);
+    benchmark::DoNotOptimize(pixels.data());
+    jpeg_finish_decompress(&info);
+    jpeg_destroy_decompress(&info);
+    std::fclose(file);
+}
+
+void baselineJpegAtHalfScale(benchmark::State &state)
+{
+    for (auto _ : state)
+        decodeAlone(files().jpeg, 4);
+}
+BENCHMARK(baselineJpegAtHalfScale)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void thumbnailOfJpeg(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadThumbnail(files().jpeg, LIMIT));
+}
+BENCHMARK(thumbnailOfJpeg)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void thumbnailOfPreviewAsJpeg(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadThumbnail(files().preview, LIMIT));
+}
+BENCHMARK(thumbnailOfPreviewAsJpeg)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void thumbnailOfRawWithPreview(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadThumbnail(files().raw, LIMIT));
+}
+BENCHMARK(thumbnailOfRawWithPreview)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void pixelSizeOfJpeg(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(readPixelSize(files().jpeg));
+}
+BENCHMARK(pixelSizeOfJpeg)->Unit(benchmark::kMicrosecond);
+
+void pixelSizeOfRaw(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(readPixelSize(files().raw));
+}
+BENCHMARK(pixelSizeOfRaw)->Unit(benchmark::kMicrosecond);
+
+/// Decoding, colours and the rendition: a new picture at 1920x1080, as the load queue makes it.
+void displayPictureAtFullHd(benchmark::State &state)
+{
+    const DisplayTarget screen{.maxPixel = 1920, .area = {0, 0, 1920, 1080}, .scale = 1};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadDisplayPicture(files().jpeg, screen));
+}
+BENCHMARK(displayPictureAtFullHd)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void renditionAtFullHd(benchmark::State &state)
+{
+    const Image image = loadThumbnail(files().jpeg, 1920);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(makeRendition(image, {0, 0, 1920, 1080}, 1));
+}
+BENCHMARK(renditionAtFullHd)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void conversionFromAdobeRgb(benchmark::State &state)
+{
+    const Image image = loadThumbnail(files().jpeg, 1920).withProfile(adobeRgbProfile());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(toSrgb(image));
+}
+BENCHMARK(conversionFromAdobeRgb)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

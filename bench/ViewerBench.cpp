@@ -1,0 +1,263 @@
+// What the main thread spends: on showing a picture, also while both queues decode, and on opening
+// a huge folder. Runs on the platform that QT_QPA_PLATFORM names (offscreen without one).
+
+#include "app/Viewer.h"
+#include "app/ViewerView.h"
+#include "browse/ImageList.h"
+#include "pictures/Jpeg.h"
+#include "pictures/Picture.h"
+#include "platform/Mailbox.h"
+#include "platform/SerialQueue.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QTemporaryDir>
+#include <QWidget>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace tavolin;
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+constexpr QSize SCREEN(1920, 1080);
+constexpr int FILES = 100'000;
+/// Long enough for the main thread to come to rest after the key, before the picture arrives.
+constexpr std::chrono::milliseconds DECODE_TIME(5);
+
+/// A folder of @p count empty files.
+class Folder
+{
+public:
+    explicit Folder(int count)
+    {
+        for (int i = 0; i < count; ++i)
+            std::ofstream(path() / ("IMG_" + std::to_string(i) + ".jpg"));
+    }
+    [[nodiscard]] std::filesystem::path path() const { return m_folder.path().toStdString(); }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+const Folder &hugeFolder()
+{
+    static const Folder made(FILES);
+    return made;
+}
+
+/// Sees when the viewer's picture has been asked to paint itself.
+class PaintWatch : public QObject
+{
+public:
+    PaintWatch() { QCoreApplication::instance()->installEventFilter(this); }
+
+    void reset() { m_isPainted = false; }
+    [[nodiscard]] bool isPainted() const { return m_isPainted; }
+
+    bool eventFilter(QObject *receiver, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && dynamic_cast<ViewerView *>(receiver))
+            m_isPainted = true;
+        return false;
+    }
+
+private:
+    bool m_isPainted = false;
+};
+
+/// A viewer on a folder, whose decoder hands out pictures made beforehand,
+/// so that only the main thread's part is left to measure.
+class Stage
+{
+public:
+    explicit Stage(const std::filesystem::path &folder)
+    {
+        const QImage drawn = pictures::drawPicture({.size = {1920, 1280}});
+        PixelBuffer pixels(drawn.size());
+        for (int y = 0; y < drawn.height(); ++y)
+            std::memcpy(pixels.row(y), drawn.constScanLine(y),
+                        static_cast<std::size_t>(drawn.bytesPerLine()));
+        m_picture.image = std::move(pixels).toImage(Alpha::Opaque);
+        m_picture.rendition = makeRendition(m_picture.image, QRectF({0, 0}, SCREEN), 1);
+        m_viewer.applicationDidFinishLaunching({.path = folder, .isBench = true});
+        for (QWidget *window : QApplication::topLevelWidgets())
+            window->setGeometry(QRect({0, 0}, SCREEN));
+        settle();
+    }
+
+    Viewer &viewer() { return m_viewer; }
+    Clock::time_point lastDecodeStart() const { return m_lastDecodeStart; }
+
+    /// Lets the viewer come to rest.
+    void settle()
+    {
+        for (int i = 0; i < 3; ++i) {
+            awaitDecode();
+            QApplication::processEvents();
+        }
+    }
+
+    /// Gives a decode that was asked for the time to be handed back, without running the event
+    /// loop.
+    static void awaitDecode() { std::this_thread::sleep_for(2 * DECODE_TIME); }
+
+private:
+    DisplayPicture m_picture;
+    std::atomic<Clock::time_point> m_lastDecodeStart;
+    Mailbox m_mailbox;
+    Viewer m_viewer{m_mailbox, [this](const auto &, const auto &, auto) {
+                        m_lastDecodeStart = Clock::now();
+                        std::this_thread::sleep_for(DECODE_TIME);
+                        return m_picture;
+                    }};
+};
+
+/// Decodes a 24-megapixel file over and over on both kinds of queue.
+class Decoding
+{
+public:
+    Decoding()
+    {
+        const QByteArray jpeg = pictures::encodeJpeg(pictures::drawPicture({.size = {6000, 4000}}));
+        std::ofstream(m_file, std::ios::binary).write(jpeg.constData(), jpeg.size());
+        m_load.post([this](const std::stop_token &stop) { decode(stop); });
+        m_prefetch.post([this](const std::stop_token &stop) { decode(stop); });
+    }
+
+private:
+    void decode(const std::stop_token &stop) const
+    {
+        while (!stop.stop_requested())
+            benchmark::DoNotOptimize(loadDisplayPicture(
+                m_file, {.maxPixel = 1920, .area = QRectF({0, 0}, SCREEN), .scale = 1}, stop));
+    }
+
+    Folder m_folder{0};
+    std::filesystem::path m_file = m_folder.path() / "24mp.jpg";
+    SerialQueue m_load{"load", QualityOfService::UserInitiated};
+    SerialQueue m_prefetch{"prefetch", QualityOfService::Utility};
+};
+
+void baselineCopyOfTheScreen(benchmark::State &state)
+{
+    std::vector<Pixel> from(static_cast<std::size_t>(SCREEN.width() * SCREEN.height()), 1);
+    std::vector<Pixel> to(from.size());
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), from.size() * sizeof(Pixel));
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(baselineCopyOfTheScreen)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// The main thread's time for one @p action and all that follows from it up to the painted window;
+/// the worst one stands in the counter maxMs.
+template <typename Before, typename Action>
+void measureShowing(benchmark::State &state, Before before, Action action)
+{
+    PaintWatch watch;
+    double longest = 0;
+    for (auto _ : state) {
+        before();
+        watch.reset();
+        const auto start = Clock::now();
+        action();
+        do
+            QApplication::processEvents();
+        while (!watch.isPainted());
+        const double seconds = Seconds(Clock::now() - start).count();
+        longest = std::max(longest, seconds);
+        state.SetIterationTime(seconds);
+    }
+    state.counters["maxMs"] = longest * 1000;
+}
+
+/// From the completed decode to the painted window.
+void measureNewPicture(benchmark::State &state)
+{
+    const Folder folder(2000);
+    Stage stage(folder.path());
+    measureShowing(
+        state,
+        [&] {
+            stage.viewer().navigate(+1);
+            QApplication::processEvents();
+            Stage::awaitDecode();
+        },
+        [] {});
+}
+
+void newPicture(benchmark::State &state)
+{
+    measureNewPicture(state);
+}
+BENCHMARK(newPicture)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+
+void newPictureWhileBothQueuesDecode(benchmark::State &state)
+{
+    const Decoding decoding;
+    measureNewPicture(state);
+}
+BENCHMARK(newPictureWhileBothQueuesDecode)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(300);
+
+/// From the key to the painted window, when the picture is in the cache.
+void cacheHit(benchmark::State &state)
+{
+    const Folder folder(10);
+    Stage stage(folder.path());
+    stage.viewer().navigate(+1);
+    stage.settle();
+    int step = 1;
+    measureShowing(
+        state, [&] { step = -step; }, [&] { stage.viewer().navigate(step); });
+}
+BENCHMARK(cacheHit)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+
+void baselineListingOf100000(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(listFolder(hugeFolder().path()));
+}
+BENCHMARK(baselineListingOf100000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// From the call to the start of the first picture's decode.
+void openingOf100000(benchmark::State &state)
+{
+    Stage stage(hugeFolder().path());
+    for (auto _ : state) {
+        const auto start = Clock::now();
+        stage.viewer().openPath(hugeFolder().path());
+        while (stage.lastDecodeStart() < start)
+            std::this_thread::yield();
+        state.SetIterationTime(Seconds(stage.lastDecodeStart() - start).count());
+        stage.settle();
+    }
+}
+BENCHMARK(openingOf100000)->Unit(benchmark::kMillisecond)->UseManualTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}
