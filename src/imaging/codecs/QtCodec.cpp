@@ -32,7 +32,8 @@ protected:
     {
         const auto count = m_file.readAt(
             pos(), std::as_writable_bytes(std::span(data, static_cast<std::size_t>(maxSize))));
-        return count == 0 && maxSize > 0 ? -1 : static_cast<qint64>(count);
+        // Never −1: the TIFF reader takes what it gets for a number of bytes.
+        return static_cast<qint64>(count);
     }
     qint64 writeData(const char *, qint64) override { return -1; }
 

@@ -140,16 +140,10 @@ public:
     }
     [[nodiscard]] Orientation orientation() const
     {
-        switch (m_raw->imgdata.sizes.flip) {
-        case 3:
-            return Orientation::Turn180;
-        case 5:
-            return Orientation::Turn270;
-        case 6:
-            return Orientation::Turn90;
-        default:
-            return Orientation::Upright;
-        }
+        // LibRaw's bits: 1 mirrors left and right, 2 top and bottom, 4 (done last) the diagonal.
+        constexpr std::array EXIF_OF_FLIP{1U, 2U, 4U, 3U, 5U, 8U, 6U, 7U};
+        return orientationFromExif(
+            EXIF_OF_FLIP[static_cast<std::size_t>(m_raw->imgdata.sizes.flip) & 7]);
     }
 
 private:
