@@ -1,18 +1,30 @@
 #pragma once
-// How much a file may ask for. A header can claim anything; these keep two decodes at a time below
-// two gibibytes.
+// How much a file may ask for. A header can claim anything; with these one full-size picture and
+// one for the screen can be decoded at a time without passing two gibibytes.
 
 #include <QSize>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tavolin {
 
-/// The most pixels of a picture: above the largest sensors and stitched panoramas seen in practice.
+/// The most pixels of a picture that is read at all: above the largest sensors, and a stitched
+/// panorama of the usual kind.
 inline constexpr std::int64_t MAX_PIXELS = 300'000'000;
+
+/// The most pixels of the picture that comes out: turning it or converting its colours holds it
+/// twice, at four bytes a pixel.
+inline constexpr std::int64_t MAX_RESULT_PIXELS = 200'000'000;
+
+/// The longest side: what works row by row keeps some hundred rows.
+inline constexpr int MAX_SIDE_PX = 200'000;
 
 /// The most memory that a decoder which can't work row by row may take for its own picture.
 inline constexpr std::int64_t MAX_DECODER_BYTES = std::int64_t{768} << 20;
+
+/// The most of a file that a library may hold which wants it whole.
+inline constexpr std::int64_t MAX_WHOLE_FILE_BYTES = std::int64_t{256} << 20;
 
 [[nodiscard]] constexpr std::int64_t pixelCount(QSize size)
 {
@@ -23,7 +35,8 @@ inline constexpr std::int64_t MAX_DECODER_BYTES = std::int64_t{768} << 20;
 /// @p bytesPerPixel (0: works row by row).
 [[nodiscard]] constexpr bool isWithinLimits(QSize size, int bytesPerPixel = 0)
 {
-    return size.width() > 0 && size.height() > 0 && pixelCount(size) <= MAX_PIXELS &&
+    return size.width() > 0 && size.height() > 0 &&
+           std::max(size.width(), size.height()) <= MAX_SIDE_PX && pixelCount(size) <= MAX_PIXELS &&
            pixelCount(size) * bytesPerPixel <= MAX_DECODER_BYTES;
 }
 

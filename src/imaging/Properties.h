@@ -19,6 +19,7 @@ enum class ColorHint : std::uint8_t {
     AdobeRgb, ///< DCF "R03" in the EXIF interoperability directory, or EXIF ColorSpace 2.
 };
 
+/// What the headers of a file say about its picture.
 struct ImageProperties
 {
     QSize stored; ///< Pixels as stored, before the orientation is applied; both sides above 0.

@@ -203,7 +203,6 @@ QSize sizeWithin(QSize size, int maxPixel)
 ResamplePlan::Axis ResamplePlan::makeAxis(int source, int target)
 {
     Axis axis;
-    axis.sourceLength = source;
     const double ratio = static_cast<double>(source) / target;
     const double stretch = std::max(1.0, ratio);
     const double reach = 2.0 * stretch;
@@ -243,7 +242,7 @@ ResamplePlan::Axis ResamplePlan::makeAxis(int source, int target)
 }
 
 ResamplePlan::ResamplePlan(QSize source, QSize target)
-    : m_source(source), m_target(target), m_columns(makeAxis(source.width(), target.width())),
+    : m_source(source), m_columns(makeAxis(source.width(), target.width())),
       m_rows(makeAxis(source.height(), target.height()))
 {}
 

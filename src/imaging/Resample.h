@@ -24,8 +24,6 @@ class ResamplePlan
 public:
     ResamplePlan(QSize source, QSize target);
 
-    [[nodiscard]] QSize target() const { return m_target; }
-
     /// First and last source row that target row @p y needs. Both grow with y.
     [[nodiscard]] int firstSourceRow(int y) const;
     [[nodiscard]] int lastSourceRow(int y) const;
@@ -46,12 +44,10 @@ private:
         int taps = 0;                      // even; unused ones weigh nothing
         std::vector<int> first;            // may leave weights beyond the last source position
         std::vector<std::int16_t> weights; // taps for each target position, 1.0 = 1 << 14
-        int sourceLength = 0;
     };
     static Axis makeAxis(int source, int target);
 
     QSize m_source;
-    QSize m_target;
     Axis m_columns;
     Axis m_rows;
 };
@@ -59,7 +55,7 @@ private:
 /// Brings the colours of @p pixels premultiplied pixels that overshot their alpha back under it.
 void limitToAlpha(Pixel *row, int pixels);
 
-/// @p image at exactly @p size, enlarged or reduced, on up to two threads. Keeps the profile. Null
+/// @p image at exactly @p size, enlarged or reduced, on all cores. Keeps the profile. Null
 /// on lack of memory, for an empty size, or once @p stop is requested.
 [[nodiscard]] Image resampled(const Image &image, QSize size, std::stop_token stop = {});
 

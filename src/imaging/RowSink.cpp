@@ -1,5 +1,7 @@
 #include "imaging/RowSink.h"
 
+#include "imaging/Limits.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -14,12 +16,13 @@ constexpr int ABANDONED = std::numeric_limits<int>::min();
 
 } // namespace
 
-RowSink::RowSink(QSize source, QSize target) : m_source(source), m_target(target)
+RowSink::RowSink(QSize source, QSize target)
+    : m_source(source), m_target(pixelCount(target) <= MAX_RESULT_PIXELS ? target : QSize())
 {
     if (source == target || m_target.isNull())
         return;
     m_plan.emplace(source, target);
-    m_ringRows = m_plan->windowRows() + 4 * BATCH_ROWS;
+    m_ringRows = std::min(m_plan->windowRows() + 4 * BATCH_ROWS, source.height());
     m_ring.resize(static_cast<std::size_t>(m_ringRows) * static_cast<std::size_t>(source.width()));
     m_scaler = std::thread(&RowSink::scaleRows, this);
 }

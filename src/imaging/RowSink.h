@@ -25,7 +25,8 @@ public:
     RowSink(const RowSink &) = delete;
     RowSink &operator=(const RowSink &) = delete;
 
-    /// False when the memory for the target is lacking; no other call is allowed then.
+    /// False when the target is over the limit or the memory for it is lacking; no other call is
+    /// allowed then.
     [[nodiscard]] bool isReady() const { return !m_target.isNull(); }
 
     /// Where to write the next source row. Valid until rowDone().

@@ -1,5 +1,7 @@
 #include "imaging/codecs/Exiv2Access.h"
 
+#include "imaging/Limits.h"
+
 #include <algorithm>
 #include <cstring>
 #include <mutex>
@@ -9,6 +11,10 @@
 namespace tavolin {
 
 namespace {
+
+/// The most that Exiv2 may read of one file, apart from mapping it: far above the metadata of
+/// honest files, and an end to a chunk that claims hundreds of megabytes.
+constexpr std::int64_t MAX_READ_BYTES = std::int64_t{64} << 20;
 
 /// A SourceFile as Exiv2 reads it. What Exiv2 calls mapping reads the file into memory.
 class SourceIo : public Exiv2::BasicIo
@@ -29,7 +35,10 @@ public:
     Exiv2::DataBuf read(long count) override
     {
         const std::int64_t left = std::max<std::int64_t>(0, m_file.size() - m_position);
-        Exiv2::DataBuf buffer(static_cast<long>(std::min<std::int64_t>(count, left)));
+        const auto wanted = static_cast<long>(std::min<std::int64_t>(count, left));
+        if (wanted > m_budget)
+            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
+        Exiv2::DataBuf buffer(wanted);
         buffer.size_ = read(buffer.pData_, buffer.size_);
         m_isAtEnd = m_isAtEnd || buffer.size_ < count;
         return buffer;
@@ -38,6 +47,9 @@ public:
     {
         if (count <= 0)
             return 0;
+        m_budget -= count;
+        if (m_budget < 0)
+            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
         const auto got = static_cast<long>(m_file.readAt(
             m_position, std::as_writable_bytes(std::span(out, static_cast<std::size_t>(count)))));
         m_position += got;
@@ -64,6 +76,8 @@ public:
     }
     Exiv2::byte *mmap(bool) override
     {
+        if (m_file.size() > MAX_WHOLE_FILE_BYTES)
+            throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "large file");
         if (m_contents.isEmpty())
             m_contents = m_file.bytesAt(0, m_file.size());
         if (m_contents.size() != m_file.size())
@@ -83,6 +97,7 @@ public:
 
 private:
     const SourceFile &m_file;
+    std::int64_t m_budget = MAX_READ_BYTES;
     std::int64_t m_position = 0;
     bool m_isAtEnd = false;
     QByteArray m_contents;

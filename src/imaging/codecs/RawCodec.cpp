@@ -167,14 +167,24 @@ Image fromRgb(const unsigned char *data, QSize size, int maxPixel)
     return std::move(sink).takeImage(Alpha::Opaque, {});
 }
 
-Image decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, Orientation orientation)
+/// What a raw file says about the previews in it.
+struct PreviewFacts
+{
+    Orientation orientation = Orientation::Upright;
+    ColorHint colorHint = ColorHint::None; // unless the preview has one of its own
+};
+
+Image decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
 {
     const auto properties = readProperties(jpeg);
-    const ColorHint hint = properties ? properties->colorHint : ColorHint::None;
-    return turnedUpright(decodeJpeg(jpeg, maxPixel, hint), orientation);
+    const bool hasHint = properties && properties->colorHint != ColorHint::None;
+    return turnedUpright(
+        decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint),
+        facts.orientation);
 }
 
-Image libRawPreview(RawFile &file, int maxPixel, const std::stop_token &stop)
+Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
+                    const std::stop_token &stop)
 {
     if (!file.isOpen() || file.raw().unpack_thumb() != LIBRAW_SUCCESS)
         return {};
@@ -184,7 +194,7 @@ Image libRawPreview(RawFile &file, int maxPixel, const std::stop_token &stop)
         return {};
     if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG) {
         const auto bytes = QByteArray::fromRawData(thumbnail.thumb, qsizetype(thumbnail.tlength));
-        return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, file.orientation());
+        return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, facts);
     }
     if (thumbnail.tformat == LIBRAW_THUMBNAIL_BITMAP && isWithinLimits(size) &&
         pixelCount(size) * 3 <= std::int64_t(thumbnail.tlength))
@@ -202,17 +212,17 @@ int longSide(const Image &image)
 Image preview(const SourceFile &source, int maxPixel)
 {
     RawFile file(source);
-    const Image offered = libRawPreview(file, maxPixel, source.stopToken());
+    PreviewFacts facts;
+    if (const auto properties = readProperties(source))
+        facts = {properties->orientation, properties->colorHint};
+    if (file.isOpen())
+        facts.orientation = file.orientation();
+    const Image offered = libRawPreview(file, maxPixel, facts, source.stopToken());
     if (longSide(offered) >= std::min(maxPixel, THUMBNAIL_LONG_SIDE_PX))
         return offered;
-    Orientation orientation = file.orientation();
-    if (!file.isOpen()) {
-        const auto properties = readProperties(source);
-        orientation = properties ? properties->orientation : Orientation::Upright;
-    }
     const QByteArray other = largestEmbeddedPreview(source);
     const Image found =
-        decodePreviewJpeg(SourceFile::fromBytes(other, source.stopToken()), maxPixel, orientation);
+        decodePreviewJpeg(SourceFile::fromBytes(other, source.stopToken()), maxPixel, facts);
     return longSide(found) > longSide(offered) ? found : offered;
 }
 

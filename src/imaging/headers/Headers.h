@@ -1,7 +1,6 @@
 #pragma once
 // What the header of each container says of its picture; a source file for each. All are given the
-// whole file by its FieldReader, return nothing when there is no size to be found, and leave the
-// check whether the sides are in range to readProperties.
+// whole file by its FieldReader and return nothing when there is no size to be found.
 
 #include "imaging/FieldReader.h"
 #include "imaging/Properties.h"
