@@ -1,6 +1,7 @@
 // Says what the viewer makes of files: one JSON object a line.
 
 #include "browse/Decoding.h"
+#include "browse/PhotoInfo.h"
 #include "imaging/Color.h"
 
 #include <QCoreApplication>
@@ -28,7 +29,8 @@ namespace {
 
 constexpr std::string_view USAGE =
     "usage: tavolin-probe [--max-pixel N] [--png OUT] [--repeat N] FILE...\n"
-    "Prints one JSON object for each FILE: file, pixelSize, display, decodeMs, peakRssKiB.\n"
+    "Prints one JSON object for each FILE: file, pixelSize, display, infoLine,\n"
+    "segments (of that line), decodeMs, peakRssKiB.\n"
     "  --max-pixel N  decode to at most N pixels on the longest side (2560)\n"
     "  --png OUT      write the decoded picture, upright and in sRGB (of several, the last)\n"
     "  --repeat N     decode N times and give the median time (1)\n"
@@ -113,10 +115,13 @@ bool probe(const std::filesystem::path &file, const Request &request)
     std::nth_element(times.begin(), median, times.end());
 
     const bool isShown = !picture.isNull();
+    const tavolin::PhotoInfo info = tavolin::readPhotoInfo(file);
     const QJsonObject line{
         {u"file"_s, QString::fromStdString(file.native())},
         {u"pixelSize"_s, toJson(tavolin::readPixelSize(file))},
         {u"display"_s, toJson(isShown ? std::optional(picture.size()) : std::nullopt)},
+        {u"infoLine"_s, tavolin::infoLine(info.segments)},
+        {u"segments"_s, QJsonArray::fromStringList(info.segments)},
         {u"decodeMs"_s, *median},
         {u"peakRssKiB"_s, peakRssKiB()},
     };

@@ -1,6 +1,6 @@
 #include "app/InfoLine.h"
 
-#include <algorithm>
+#include "browse/PlainText.h"
 
 using namespace Qt::StringLiterals;
 
@@ -8,13 +8,7 @@ namespace tavolin {
 
 QString displayName(const std::filesystem::path &path)
 {
-    QString name = QString::fromStdString(path.filename().native());
-    const auto isControl = [](QChar c) {
-        return c.category() == QChar::Other_Control || c == QChar::LineSeparator ||
-               c == QChar::ParagraphSeparator;
-    };
-    std::replace_if(name.begin(), name.end(), isControl, u' ');
-    return name;
+    return plainText(QString::fromStdString(path.filename().native()));
 }
 
 QString infoText(int targetIndex, int count, const std::filesystem::path &file, bool isEdited)

@@ -7,8 +7,8 @@
 
 namespace tavolin {
 
-/// The file name of @p path as text on one line: bytes that are not UTF-8 become U+FFFD, control
-/// characters become blanks. For reading only; it does not lead back to the file.
+/// The file name of @p path as text on one line: bytes that are not UTF-8 become U+FFFD, and
+/// what plainText() says a blank. For reading only; it does not lead back to the file.
 [[nodiscard]] QString displayName(const std::filesystem::path &path);
 
 /// The info line for position @p targetIndex (from 0) of @p count files, on @p file: position,

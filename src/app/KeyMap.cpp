@@ -14,9 +14,10 @@ struct Binding
 };
 
 constexpr std::array BINDINGS{
-    Binding{KeyCode::F, Command::ToggleFullScreen},   Binding{KeyCode::O, Command::OpenFolder},
+    Binding{KeyCode::F, Command::ToggleFullScreen},   Binding{KeyCode::H, Command::ToggleHelp},
+    Binding{KeyCode::J, Command::OpenSearch},         Binding{KeyCode::O, Command::OpenFolder},
     Binding{KeyCode::Space, Command::NextPicture},    Binding{KeyCode::Right, Command::NextPicture},
-    Binding{KeyCode::Left, Command::PreviousPicture}, Binding{KeyCode::Escape, Command::Quit},
+    Binding{KeyCode::Left, Command::PreviousPicture}, Binding{KeyCode::Escape, Command::Leave},
 };
 
 } // namespace

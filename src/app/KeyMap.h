@@ -10,10 +10,12 @@ namespace tavolin {
 
 enum class Command : std::uint8_t {
     ToggleFullScreen,
+    ToggleHelp,
     OpenFolder,
+    OpenSearch,
     NextPicture,
     PreviousPicture,
-    Quit,
+    Leave, ///< Closes the help page, or quits where none is shown.
 };
 
 /// The command of @p key; none for a key that has none. Shift, Alt and Control don't matter here.

@@ -1,10 +1,14 @@
-// From a key press to the command it means.
+// From a key press to the command it means, and the help page that lists them.
 
+#include "app/HelpView.h"
 #include "app/KeyMap.h"
 #include "app/Viewer.h"
+#include "app/ViewerView.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>
+
+#include <utility>
 
 namespace tavolin {
 
@@ -20,8 +24,14 @@ bool Viewer::handleKey(const QKeyEvent &event)
     case Command::ToggleFullScreen:
         toggleFullScreen();
         break;
+    case Command::ToggleHelp:
+        toggleHelp();
+        break;
     case Command::OpenFolder:
         openDialog();
+        break;
+    case Command::OpenSearch:
+        openSearch();
         break;
     case Command::NextPicture:
         navigate(+1);
@@ -29,11 +39,23 @@ bool Viewer::handleKey(const QKeyEvent &event)
     case Command::PreviousPicture:
         navigate(-1);
         break;
-    case Command::Quit:
-        QCoreApplication::quit();
+    case Command::Leave:
+        if (m_shell.helpView)
+            toggleHelp();
+        else
+            QCoreApplication::quit();
         break;
     }
     return true;
+}
+
+void Viewer::toggleHelp()
+{
+    if (m_shell.helpView) {
+        delete std::exchange(m_shell.helpView, nullptr);
+        return;
+    }
+    m_shell.helpView = new HelpView(m_shell.view);
 }
 
 } // namespace tavolin

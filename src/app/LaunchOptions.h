@@ -7,6 +7,7 @@
 
 namespace tavolin {
 
+/// One start of the program.
 struct LaunchOptions
 {
     std::optional<std::filesystem::path> path; ///< The folder or picture to open, if one was given.

@@ -18,8 +18,10 @@ public:
     /// @p sizePx is the height of the font in view points; digits are of equal width.
     TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent);
 
+    /// The line that is shown; empty draws nothing.
     void setText(const QString &text);
     [[nodiscard]] const QString &text() const { return m_text; }
+    /// NEON until set.
     void setColor(const QColor &color);
 
 protected:

@@ -1,12 +1,15 @@
 #include "app/Viewer.h"
 
+#include "app/HelpView.h"
 #include "app/QuitKey.h"
 #include "app/TextLabel.h"
 #include "app/ViewerView.h"
+#include "interact/SearchField.h"
 
 #include <QApplication>
 #include <QMainWindow>
 #include <QScreen>
+#include <QWindow>
 
 using namespace Qt::StringLiterals;
 
@@ -15,12 +18,20 @@ namespace tavolin {
 Viewer::Viewer(Mailbox &mailbox, Decoder decoder)
     : m_mailbox(mailbox), m_decoder(std::move(decoder))
 {
-    m_shell.statusTimer.setSingleShot(true);
-    connect(&m_shell.statusTimer, &QTimer::timeout, this,
-            [this] { m_shell.statusLabel->setText({}); });
+    const auto onTimeout = [this](QTimer &timer, auto action) {
+        timer.setSingleShot(true);
+        timer.setTimerType(Qt::PreciseTimer);
+        connect(&timer, &QTimer::timeout, this, action);
+    };
+    onTimeout(m_shell.statusTimer, [this] { m_shell.statusLabel->setText({}); });
+    onTimeout(m_prefetch.prefetchTimer, &Viewer::prefetchNeighbors);
+    onTimeout(m_photoLine.exifTimer, &Viewer::loadExif);
 }
 
-Viewer::~Viewer() = default;
+Viewer::~Viewer()
+{
+    dropFullImage();
+}
 
 void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
 {
@@ -59,12 +70,17 @@ void Viewer::buildWindow()
     m_shell.window->setGeometry(screen->availableGeometry());
     m_shell.window->show();
     m_shell.window->activateWindow();
+    connect(m_shell.window->windowHandle(), &QWindow::screenChanged, this, &Viewer::viewResized);
     m_shell.view->setFocus();
 }
 
 void Viewer::viewResized()
 {
     layoutLabels();
+    if (m_shell.helpView)
+        m_shell.helpView->centre();
+    if (m_search.searchField)
+        m_search.searchField->place(m_shell.view->size());
     refreshRendition();
 }
 

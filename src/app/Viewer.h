@@ -1,16 +1,20 @@
 #pragma once
 // The controller of everything: the window with what lies in it, the list of pictures and the
-// position in it, and the one background queue that decodes for the screen. Lives on the main
-// thread; each folder beside this one implements the methods that belong to it.
+// position in it, and the background queues. Lives on the main thread; each folder beside this one
+// implements the methods that belong to it.
 
 #include "app/ImageLayer.h"
 #include "app/LaunchOptions.h"
 #include "browse/DisplayPicture.h"
+#include "browse/PhotoInfo.h"
 #include "browse/ThumbCache.h"
+#include "interact/FileSearch.h"
+#include "interact/WheelSteps.h"
 #include "platform/SerialQueue.h"
 
 #include <QObject>
 #include <QPointer>
+#include <QPointF>
 #include <QRectF>
 #include <QSizeF>
 #include <QString>
@@ -21,18 +25,25 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
+#include <stop_token>
 #include <vector>
 
 class QFileDialog;
 class QKeyEvent;
 class QMainWindow;
+class QWheelEvent;
 
 namespace tavolin {
 
+class HelpView;
 class Mailbox;
+class SearchField;
 class TextLabel;
 class ViewerView;
 
+/// Made before the event loop runs and destroyed after it has ended. Whoever makes it calls
+/// applicationDidFinishLaunching() once, before anything else.
 class Viewer : public QObject
 {
     Q_OBJECT
@@ -50,6 +61,7 @@ public:
     // Start-up: app/Viewer.cpp
     /// Builds the window and shows what @p options ask for.
     void applicationDidFinishLaunching(const LaunchOptions &options);
+    /// What the view paints.
     [[nodiscard]] const ImageLayer &imageLayer() const { return m_shell.imageLayer; }
     /// Puts everything where it belongs after the view has changed its size.
     void viewResized();
@@ -57,6 +69,7 @@ public:
     // Labels: app/Labels.cpp
     /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
     void showStatus(const QString &text, bool autoClear);
+    /// Shows @p text on the info line.
     void showInfo(const QString &text);
     /// Rebuilds the info line from the list and the target; leaves it alone without a list.
     void updateInfoText();
@@ -64,6 +77,27 @@ public:
     // Keys: app/Keys.cpp
     /// Carries out the command of a key press; false when it has none.
     bool handleKey(const QKeyEvent &event);
+    /// Shows the help page, or hides it.
+    void toggleHelp();
+
+    // Wheel and trackpad: interact/ScrollNavigation.cpp
+    /// Steps by what @p event adds to the travel so far; does nothing while something else is on
+    /// top.
+    void handleScroll(const QWheelEvent &event);
+
+    // The loupe, while the mouse is held: interact/Loupe.cpp. Positions are in view points.
+    /// Shows the picture at 100 %, the point of it under @p position staying there.
+    void zoomBegin(QPointF position);
+    /// Moves it along with the pointer, one to one.
+    void zoomDrag(QPointF position);
+    /// Returns to the fitted picture.
+    void zoomEnd();
+
+    // Jumping to a name: interact/FilenameJump.cpp
+    /// Opens the field and gives it the keyboard; does nothing while it is open.
+    void openSearch();
+    /// Closes it and gives the keyboard back to the view.
+    void closeSearch();
 
     // Folders: browse/FolderOpening.cpp
     /// Lets the user choose a folder to open.
@@ -77,6 +111,8 @@ public:
     // Showing pictures: browse/LoadPump.cpp
     /// Moves the target by @p step, stopping at the ends of the list.
     void navigate(int step);
+    /// Moves the target to @p index, if that is in the list.
+    void jumpTo(int index);
     /// Where the picture may lie, and where it lies, in view points.
     [[nodiscard]] QRectF imageAreaRect() const;
     [[nodiscard]] QRectF fitRect() const;
@@ -94,6 +130,21 @@ private:
     void display(const DisplayPicture &picture, int index);
     void refreshRendition();
     [[nodiscard]] bool isInList(int index) const;
+    [[nodiscard]] DisplayTarget displayTarget() const;
+
+    void schedulePrefetch();
+    void prefetchNeighbors();
+    void prefetchFinished(const DisplayPicture &picture, int index, std::uint64_t generation);
+
+    void scheduleExif();
+    void loadExif();
+    void exifLoaded(const PhotoInfo &info, int index, std::uint64_t generation);
+
+    void setZoomFrame(const QRectF &frame);
+    void dropFullImage();
+    void showFullImage(const Image &image, int token);
+    void prepareSearch();
+    void searchTextChanged(const QString &text);
 
     struct Shell
     {
@@ -104,6 +155,7 @@ private:
         TextLabel *detailLabel = nullptr;
         TextLabel *statusLabel = nullptr;
         QTimer statusTimer;
+        HelpView *helpView = nullptr; // while shown; the view's
         QPointer<QFileDialog> folderDialog;
         bool benchMode = false;
     };
@@ -121,11 +173,44 @@ private:
         std::optional<QSize> currentPixelSize; // of the file on screen, once known
     };
 
+    struct Prefetch
+    {
+        QTimer prefetchTimer;
+        std::set<int> inflight; // indices of the present list that are being prefetched
+    };
+
+    struct PhotoLine
+    {
+        QTimer exifTimer;
+    };
+
+    struct Zoom
+    {
+        bool zooming = false;
+        QPointF zoomLastP;
+        int zoomLoadToken = 0;          // raised by whatever makes a full picture unwanted
+        std::stop_source fullImageLoad; // ends the decode that was asked for last
+    };
+
+    struct Search
+    {
+        SearchField *searchField = nullptr; // while open; the view's
+        std::optional<FileSearch> names;    // while open, of the list of this generation
+        std::uint64_t generation = 0;
+    };
+
     Shell m_shell;
     Browse m_browse;
+    Prefetch m_prefetch;
+    PhotoLine m_photoLine;
+    Zoom m_zoom;
+    WheelState m_wheel;
+    Search m_search;
     Mailbox &m_mailbox;
     Decoder m_decoder;
-    SerialQueue m_loadQueue{"load", QualityOfService::UserInitiated}; // last: its jobs end first
+    // Last, so that their jobs end first.
+    SerialQueue m_loadQueue{"load", QualityOfService::UserInitiated};
+    SerialQueue m_prefetchQueue{"prefetch", QualityOfService::Utility};
 };
 
 } // namespace tavolin

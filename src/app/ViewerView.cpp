@@ -4,7 +4,9 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QWheelEvent>
 
 namespace tavolin {
 
@@ -31,6 +33,31 @@ void ViewerView::keyPressEvent(QKeyEvent *event)
     if (!isModifier(event->key()))
         QApplication::beep();
     event->ignore();
+}
+
+void ViewerView::mousePressEvent(QMouseEvent *event)
+{
+    if (m_controller && event->button() == Qt::LeftButton)
+        m_controller->zoomBegin(event->position());
+}
+
+void ViewerView::mouseMoveEvent(QMouseEvent *event)
+{
+    if (m_controller)
+        m_controller->zoomDrag(event->position());
+}
+
+void ViewerView::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_controller && event->button() == Qt::LeftButton)
+        m_controller->zoomEnd();
+}
+
+void ViewerView::wheelEvent(QWheelEvent *event)
+{
+    if (m_controller)
+        m_controller->handleScroll(*event);
+    event->accept();
 }
 
 void ViewerView::paintEvent(QPaintEvent *)

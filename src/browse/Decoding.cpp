@@ -1,7 +1,6 @@
 #include "browse/Decoding.h"
 
 #include "imaging/FileType.h"
-#include "imaging/Thumbnail.h"
 
 #include <algorithm>
 #include <utility>
@@ -13,17 +12,17 @@ namespace {
 /// Longer than any picture's side: no limit.
 constexpr int FULL_SIZE = 100000;
 
-ThumbnailRule ruleFor(const std::filesystem::path &url)
+} // namespace
+
+ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
 {
     return hasRawExtension(url) ? ThumbnailRule::FromImageIfAbsent : ThumbnailRule::FromImageAlways;
 }
 
-} // namespace
-
 Image loadThumbnail(const std::filesystem::path &url, int maxPixel, std::stop_token stop)
 {
     const auto file = SourceFile::open(url, std::move(stop));
-    return file ? createThumbnail(*file, maxPixel, ruleFor(url)) : Image();
+    return file ? createThumbnail(*file, maxPixel, thumbnailRuleFor(url)) : Image();
 }
 
 Image loadFullImage(const std::filesystem::path &url, std::stop_token stop)
@@ -34,7 +33,7 @@ Image loadFullImage(const std::filesystem::path &url, std::stop_token stop)
 std::optional<QSize> readPixelSize(const std::filesystem::path &url)
 {
     const auto file = SourceFile::open(url);
-    return file ? readUprightSize(*file, ruleFor(url)) : std::nullopt;
+    return file ? readUprightSize(*file, thumbnailRuleFor(url)) : std::nullopt;
 }
 
 int displayLimit(QSize frame, double scale)

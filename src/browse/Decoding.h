@@ -3,6 +3,7 @@
 // failure is a null picture or an empty size, never a message.
 
 #include "imaging/Image.h"
+#include "imaging/Thumbnail.h"
 
 #include <QSize>
 
@@ -14,6 +15,10 @@ namespace tavolin {
 
 /// Above this long side no display picture is decoded, however large the screen.
 inline constexpr int MAX_DISPLAY_PIXELS = 2560;
+
+/// Where the picture of @p url is taken from: a raw extension (in any case) asks for the embedded
+/// preview.
+[[nodiscard]] ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url);
 
 /// The picture at @p url, upright, its longest side at most @p maxPixel. A file with a raw
 /// extension gives its largest embedded preview, and a rendering of the raw data only without one;

@@ -16,6 +16,7 @@ void Viewer::openDialog()
 {
     if (m_shell.folderDialog) // a held key asks again before the dialog has the keyboard
         return;
+    zoomEnd(); // the dialog would keep the release of the mouse from us
     auto *dialog = new QFileDialog(m_shell.window.get());
     m_shell.folderDialog = dialog;
     dialog->setAttribute(Qt::WA_DeleteOnClose);
@@ -42,7 +43,7 @@ void Viewer::openPath(const std::filesystem::path &url)
     if (std::filesystem::is_directory(status))
         openFolder(path, std::nullopt);
     else
-        openFolder(path.parent_path(), path);
+        openFolder(path.parent_path(), path.parent_path() / path.filename());
 }
 
 void Viewer::openFolder(const std::filesystem::path &folder,
@@ -56,6 +57,8 @@ void Viewer::openFolder(const std::filesystem::path &folder,
     m_browse.imageList = makeImageList(folder, std::move(*names));
     ++m_browse.generation;
     m_browse.cache.clear();
+    m_prefetch.inflight.clear();
+    dropFullImage();
     m_browse.targetIndex = startIndex(m_browse.imageList, startAt);
     m_browse.currentIndex = m_browse.targetIndex;
     if (m_browse.imageList.empty()) {

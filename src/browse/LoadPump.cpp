@@ -23,8 +23,12 @@ void Viewer::navigate(int step)
     if (m_browse.imageList.empty())
         return;
     const int last = static_cast<int>(m_browse.imageList.size()) - 1;
-    const int index = std::max(0, std::min(m_browse.targetIndex + step, last));
-    if (index == m_browse.targetIndex)
+    jumpTo(std::max(0, std::min(m_browse.targetIndex + step, last)));
+}
+
+void Viewer::jumpTo(int index)
+{
+    if (!isInList(index) || index == m_browse.targetIndex)
         return;
     m_browse.targetIndex = index;
     updateInfoText();
@@ -41,17 +45,15 @@ void Viewer::pumpLoad()
         return;
     }
     m_browse.isLoading = true;
-    m_loadQueue.post(
-        [decode = m_decoder, url = m_browse.imageList[static_cast<std::size_t>(target)],
-         screen = DisplayTarget{maxPixel(), imageAreaRect(), m_shell.view->devicePixelRatio()},
-         target, generation = m_browse.generation, &mailbox = m_mailbox,
-         viewer = QPointer(this)](std::stop_token stop) {
-            mailbox.post(
-                [picture = decode(url, screen, std::move(stop)), target, generation, viewer] {
-                    if (viewer)
-                        viewer->loadFinished(picture, target, generation);
-                });
+    m_loadQueue.post([decode = m_decoder,
+                      url = m_browse.imageList[static_cast<std::size_t>(target)],
+                      screen = displayTarget(), target, generation = m_browse.generation,
+                      &mailbox = m_mailbox, viewer = QPointer(this)](std::stop_token stop) {
+        mailbox.post([picture = decode(url, screen, std::move(stop)), target, generation, viewer] {
+            if (viewer)
+                viewer->loadFinished(picture, target, generation);
         });
+    });
 }
 
 void Viewer::loadFinished(const DisplayPicture &picture, int index, std::uint64_t generation)
@@ -74,16 +76,23 @@ void Viewer::display(const DisplayPicture &picture, int index)
     m_browse.currentThumb = picture.image;
     m_browse.displaySize = picture.image.size();
     m_browse.currentPixelSize.reset();
+    dropFullImage(); // of another picture: it must not take this one's place
     m_shell.imageLayer.contents = picture.image;
     m_shell.imageLayer.rendition = picture.rendition;
     refreshRendition();
+    if (!m_shell.imageLayer.rendition.isSameAs(picture.rendition))
+        m_browse.cache.set(index, {picture.image, m_shell.imageLayer.rendition});
     m_shell.view->update();
     m_browse.cache.evict(m_browse.targetIndex);
+    schedulePrefetch();
+    scheduleExif();
 }
 
 void Viewer::refreshRendition()
 {
     ImageLayer &layer = m_shell.imageLayer;
+    if (layer.gravity != Gravity::ResizeAspect) // the loupe's end asks again
+        return;
     layer.frame = imageAreaRect();
     const double scale = m_shell.view->devicePixelRatio();
     if (layer.contents.isNull() || isRenditionCurrent(layer, scale))
@@ -101,6 +110,11 @@ QRectF Viewer::imageAreaRect() const
 QRectF Viewer::fitRect() const
 {
     return tavolin::fitRect(imageAreaRect(), m_browse.displaySize.value_or(QSizeF()));
+}
+
+DisplayTarget Viewer::displayTarget() const
+{
+    return {maxPixel(), imageAreaRect(), m_shell.view->devicePixelRatio()};
 }
 
 int Viewer::maxPixel() const

@@ -24,8 +24,10 @@ public:
     /// Keeps only the entries within three of @p centre.
     void evict(int centre);
 
+    /// Removes every entry.
     void clear();
 
+    /// How many entries there are.
     [[nodiscard]] int count() const;
 
 private:

@@ -15,6 +15,11 @@ QRgb colorOf(int number)
     return qRgb(number, 255 - number, BLUE);
 }
 
+int numberIn(const std::string &name)
+{
+    return std::stoi(name.substr(name.find_first_of("0123456789")));
+}
+
 Image solid(QSize size, QRgb color)
 {
     PixelBuffer pixels(size);
@@ -29,7 +34,7 @@ Viewer::Decoder FakeDecoder::decoder()
 {
     return [this](const std::filesystem::path &url, const DisplayTarget &target,
                   const std::stop_token &stop) {
-        return decode(std::stoi(url.stem().native()), target, stop);
+        return decode(numberIn(url.stem().native()), target, stop);
     };
 }
 
@@ -51,6 +56,19 @@ void FakeDecoder::openGate()
 {
     const std::lock_guard lock(m_mutex);
     m_isGateClosed = false;
+    m_changed.notify_all();
+}
+
+void FakeDecoder::hold(int number)
+{
+    const std::lock_guard lock(m_mutex);
+    m_held.insert(number);
+}
+
+void FakeDecoder::release(int number)
+{
+    const std::lock_guard lock(m_mutex);
+    m_held.erase(number);
     m_changed.notify_all();
 }
 
@@ -93,7 +111,9 @@ DisplayPicture FakeDecoder::decode(int number, const DisplayTarget &target,
     std::unique_lock lock(m_mutex);
     m_started.push_back(number);
     m_lastTarget = target;
-    m_changed.wait(lock, stop, [this] { return !m_isGateClosed || m_permits > 0; });
+    m_changed.wait(lock, stop, [this, number] {
+        return !m_held.contains(number) && (!m_isGateClosed || m_permits > 0);
+    });
     if (m_isGateClosed && m_permits > 0)
         --m_permits;
     ++m_finishedCount;

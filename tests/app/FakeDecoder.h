@@ -15,8 +15,9 @@
 
 namespace tavolin::test {
 
-/// Makes pictures of one colour. A file's name is a number from 0 to 255 ("007.jpg"), and the
-/// colour says that number again. Its functions may be called while a decode is under way.
+/// Makes pictures of one colour. A file's name has a number from 0 to 255 before its extension
+/// ("007.jpg", "IMG_007.jpg"), and the colour says that number again. Its functions may be called
+/// while a decode is under way.
 class FakeDecoder
 {
 public:
@@ -28,6 +29,10 @@ public:
     /// Lets through the decode that is waiting, or the next one.
     void letOneThrough();
     void openGate();
+
+    /// Makes decodes of the file @p number wait, until it is released or they are asked to stop.
+    void hold(int number);
+    void release(int number);
 
     /// Makes the file @p number one that can't be decoded, or one that can again.
     void setCorrupt(int number, bool isCorrupt = true);
@@ -48,6 +53,7 @@ private:
     std::condition_variable_any m_changed;
     bool m_isGateClosed = false;
     int m_permits = 0;
+    std::set<int> m_held;
     std::set<int> m_corrupt;
     std::map<int, QSize> m_sizes;
     std::vector<int> m_started;

@@ -4,11 +4,16 @@
 #include "app/ViewerView.h"
 
 #include <QApplication>
+#include <QBuffer>
 #include <QFileDialog>
 #include <QMainWindow>
 #include <QPixmap>
 
 #include <cstdio>
+#include <stdexcept>
+#include <utility>
+
+using namespace std::chrono_literals;
 
 namespace tavolin::test {
 
@@ -22,6 +27,14 @@ std::string fileName(int number)
     return name;
 }
 
+/// A picture of 3x2 pixels, whatever the name of the file says.
+QByteArray smallFile()
+{
+    QImage image(3, 2, QImage::Format_RGB32);
+    image.fill(Qt::black);
+    return pngFile(image);
+}
+
 } // namespace
 
 void serveWaitingEvents()
@@ -29,6 +42,38 @@ void serveWaitingEvents()
     bool isServed = false;
     QTimer::singleShot(0, qApp, [&isServed] { isServed = true; });
     ASSERT_TRUE(waitFor([&isServed] { return isServed; }));
+}
+
+QByteArray pngFile(const QImage &image)
+{
+    QByteArray file;
+    QBuffer buffer(&file);
+    if (!image.save(&buffer, "png"))
+        throw std::runtime_error("no PNG can be written");
+    return file;
+}
+
+HeldPauses::HeldPauses()
+{
+    qApp->installEventFilter(this);
+}
+
+bool HeldPauses::end(std::chrono::milliseconds length)
+{
+    m_ending = length;
+    return waitFor([this] { return m_ending.count() == 0; });
+}
+
+bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
+{
+    const auto *timer = qobject_cast<QTimer *>(watched);
+    if (event->type() != QEvent::Timer || !timer)
+        return false;
+    const auto length = timer->intervalAsDuration();
+    if (length != PREFETCH_PAUSE && length != INFO_PAUSE)
+        return false;
+    // A timer that doesn't see its event goes on, and comes again.
+    return length != std::exchange(m_ending, length == m_ending ? 0ms : m_ending);
 }
 
 ViewerFixture::ViewerFixture() : viewer(std::make_unique<Viewer>(mailbox, decoder.decoder())) {}
@@ -79,9 +124,10 @@ void ViewerFixture::startLoading(int count, int first)
 std::filesystem::path ViewerFixture::makePictures(const std::string &name, int first,
                                                   int last) const
 {
+    const QByteArray content = smallFile();
     std::filesystem::create_directory(folder / name);
     for (int number = first; number <= last; ++number)
-        folder.write(name + '/' + fileName(number));
+        folder.write(name + '/' + fileName(number), content);
     return folder / name;
 }
 
@@ -117,6 +163,11 @@ bool ViewerFixture::resizeTo(QSize size) const
     return waitFor([&] { return view->size() == size; });
 }
 
+void ViewerFixture::replaceFile(int number, const QByteArray &content) const
+{
+    folder.write("pictures/" + fileName(number), content);
+}
+
 void ViewerFixture::press(Qt::Key key, Qt::KeyboardModifiers modifiers) const
 {
     QTest::keyClick(view, key, modifiers);
@@ -131,6 +182,11 @@ bool ViewerFixture::send(QKeyEvent event) const
 std::string ViewerFixture::infoText() const
 {
     return infoLabel->text().toStdString();
+}
+
+std::string ViewerFixture::detailText() const
+{
+    return detailLabel->text().toStdString();
 }
 
 std::string ViewerFixture::statusText() const

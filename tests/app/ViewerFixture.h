@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -41,6 +42,9 @@ template <typename Predicate>
 /// Serves all that is in the event queue, and what was to happen "as soon as possible".
 void serveWaitingEvents();
 
+/// @p image as a PNG file.
+[[nodiscard]] QByteArray pngFile(const QImage &image);
+
 /// A mailbox that says how often it has delivered: each load delivers once.
 class CountingMailbox : public Mailbox
 {
@@ -53,6 +57,25 @@ public:
     }
 
     int deliveries = 0;
+};
+
+/// After the last picture shown: until its neighbours are decoded, and until its facts are read.
+inline constexpr std::chrono::milliseconds PREFETCH_PAUSE{150};
+inline constexpr std::chrono::milliseconds INFO_PAUSE{250};
+
+/// Keeps those two pauses from ending before the test wants it, however slow the machine is.
+class HeldPauses : public QObject
+{
+public:
+    HeldPauses();
+
+    /// Lets the pause of @p length end, once it has lasted that long. False when there is none.
+    [[nodiscard]] bool end(std::chrono::milliseconds length);
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    std::chrono::milliseconds m_ending{}; // the pause that may end; 0: none
 };
 
 class ViewerFixture : public testing::Test
@@ -72,30 +95,37 @@ protected:
     void startLoading(int count, int first = 0);
 
     /// Makes files for the pictures @p first to @p last, if any, in a new folder called @p name.
+    /// The files themselves are pictures of 3x2 pixels.
     std::filesystem::path makePictures(const std::string &name, int first, int last) const;
 
     /// The number of the picture in the middle of the view; none if that is black.
     [[nodiscard]] std::optional<int> shownNumber() const;
     [[nodiscard]] QImage grabView() const;
 
-    /// Waits until @p count decodes have begun, or their results have been seen by the viewer.
+    /// Waits until @p count decodes have begun, or @p count times results have been seen by the
+    /// viewer. With neighbours decoded too, results may come more than one at a time.
     [[nodiscard]] bool waitForStarts(std::size_t count) const;
     [[nodiscard]] bool waitForLoads(int count) const;
 
     /// Gives the window @p size and waits until the view has it.
     [[nodiscard]] bool resizeTo(QSize size) const;
 
+    /// Puts another file where that of picture @p number of startOnPictures() is.
+    void replaceFile(int number, const QByteArray &content) const;
+
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const;
     /// Hands @p event to the view; true if somebody took it.
     bool send(QKeyEvent event) const;
 
     [[nodiscard]] std::string infoText() const;
+    [[nodiscard]] std::string detailText() const;
     [[nodiscard]] std::string statusText() const;
     [[nodiscard]] static std::vector<QFileDialog *> openDialogs();
 
     test::TemporaryFolder folder;
     test::FakeDecoder decoder;
     CountingMailbox mailbox;
+    HeldPauses pauses;
     std::unique_ptr<Viewer> viewer;
     QMainWindow *window = nullptr; // these belong to the viewer
     ViewerView *view = nullptr;

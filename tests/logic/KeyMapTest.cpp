@@ -11,9 +11,10 @@ namespace tavolin {
 namespace {
 
 const std::map<KeyCode, Command> COMMANDS{
-    {KeyCode::F, Command::ToggleFullScreen},   {KeyCode::O, Command::OpenFolder},
+    {KeyCode::F, Command::ToggleFullScreen},   {KeyCode::H, Command::ToggleHelp},
+    {KeyCode::J, Command::OpenSearch},         {KeyCode::O, Command::OpenFolder},
     {KeyCode::Space, Command::NextPicture},    {KeyCode::Right, Command::NextPicture},
-    {KeyCode::Left, Command::PreviousPicture}, {KeyCode::Escape, Command::Quit},
+    {KeyCode::Left, Command::PreviousPicture}, {KeyCode::Escape, Command::Leave},
 };
 
 TEST(KeyMap, EveryKeyHasItsCommandAndNoOtherKeyHasOne)

@@ -1,0 +1,36 @@
+#pragma once
+// The help page: a translucent panel that lists every command.
+
+#include <QStringView>
+#include <QWidget>
+
+#include <span>
+
+namespace tavolin {
+
+/// One line of the help page.
+struct HelpRow
+{
+    QStringView keys; ///< Empty in a line that explains the one above.
+    QStringView description;
+};
+
+/// All lines, from top to bottom.
+[[nodiscard]] std::span<const HelpRow> helpRows();
+
+/// Shows itself in the middle of its parent, as large as its text, and takes neither the keyboard
+/// nor the mouse.
+class HelpView : public QWidget
+{
+public:
+    /// Appears at once.
+    explicit HelpView(QWidget *parent);
+
+    /// Moves it back to the middle; to be called when the parent has changed its size.
+    void centre();
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+};
+
+} // namespace tavolin

@@ -1,0 +1,91 @@
+// The loupe: the picture at 100 % while the mouse is held. What is on screen is stretched at once;
+// the full picture takes its place when it has been decoded.
+
+#include "app/TextLabel.h"
+#include "app/Viewer.h"
+#include "app/ViewerView.h"
+#include "browse/Decoding.h"
+#include "imaging/Color.h"
+#include "interact/LoupeGeometry.h"
+#include "platform/Mailbox.h"
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+void Viewer::zoomBegin(QPointF position)
+{
+    const int index = m_browse.currentIndex;
+    const QRectF fitted = fitRect();
+    if (!isInList(index) || m_browse.currentThumb.isNull() || !isInside(position, fitted))
+        return;
+    const auto &url = m_browse.imageList[static_cast<std::size_t>(index)];
+    if (!m_browse.currentPixelSize)
+        m_browse.currentPixelSize = readPixelSize(url);
+    if (!m_browse.currentPixelSize)
+        return;
+
+    m_zoom.zooming = true;
+    m_zoom.zoomLastP = position;
+    m_shell.imageLayer.gravity = Gravity::Resize;
+    setZoomFrame(loupeFrame(fitted, *m_browse.currentPixelSize, position));
+    showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
+
+    dropFullImage();
+    m_zoom.fullImageLoad = std::stop_source();
+    m_loadQueue.post([url, load = m_zoom.fullImageLoad, token = m_zoom.zoomLoadToken,
+                      &mailbox = m_mailbox,
+                      viewer = QPointer(this)](const std::stop_token &quitting) {
+        const std::stop_callback stopWithQueue(quitting, [&] { load.request_stop(); });
+        const auto stop = load.get_token();
+        mailbox.post([image = toSrgb(loadFullImage(url, stop), stop), token, viewer] {
+            if (viewer)
+                viewer->showFullImage(image, token);
+        });
+    });
+}
+
+void Viewer::dropFullImage()
+{
+    ++m_zoom.zoomLoadToken;
+    // The next picture must not wait for a decode that nobody wants any more.
+    m_zoom.fullImageLoad.request_stop();
+}
+
+void Viewer::showFullImage(const Image &image, int token)
+{
+    // Only for the gesture that asked, while the picture it asked for is still the one on screen.
+    if (image.isNull() || !m_zoom.zooming || token != m_zoom.zoomLoadToken)
+        return;
+    m_shell.imageLayer.contents = image;
+    m_shell.view->update();
+}
+
+void Viewer::zoomDrag(QPointF position)
+{
+    if (!m_zoom.zooming)
+        return;
+    setZoomFrame(m_shell.imageLayer.frame.translated(position - m_zoom.zoomLastP));
+    m_zoom.zoomLastP = position;
+}
+
+void Viewer::zoomEnd()
+{
+    if (!m_zoom.zooming)
+        return;
+    m_zoom.zooming = false;
+    dropFullImage();
+    m_shell.imageLayer.gravity = Gravity::ResizeAspect;
+    m_shell.imageLayer.contents = m_browse.currentThumb;
+    refreshRendition();
+    m_shell.view->update();
+    m_shell.statusLabel->setText({});
+}
+
+void Viewer::setZoomFrame(const QRectF &frame)
+{
+    m_shell.imageLayer.frame = frame;
+    m_shell.view->update();
+}
+
+} // namespace tavolin

@@ -1,0 +1,322 @@
+#include "app/ViewerFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace tavolin {
+namespace {
+
+using test::waitFor;
+using Numbers = std::vector<int>;
+
+class Prefetch : public test::ViewerFixture
+{
+protected:
+    /// Does as startOnPictures(), in a window whose pictures are quickly made: neighbours are
+    /// decoded at a low priority.
+    [[nodiscard]] testing::AssertionResult startSmall(int count, int first = 0)
+    {
+        const auto result = startOnPictures(count, first);
+        return result && !resizeTo({300, 200})
+                   ? testing::AssertionFailure() << "the window does not change its size"
+                   : result;
+    }
+
+    /// Lets the pause end and waits until the results of @p count decodes have been seen.
+    [[nodiscard]] bool prefetch(int count)
+    {
+        decoder.closeGate();
+        if (!pauses.end(test::PREFETCH_PAUSE))
+            return false;
+        // One by one, as results that come together are seen together.
+        for (int i = 0; i < count; ++i) {
+            const int seen = mailbox.deliveries;
+            decoder.letOneThrough();
+            if (!waitForLoads(seen + 1))
+                return false;
+        }
+        decoder.openGate();
+        return true;
+    }
+
+    /// The files whose decode has begun, once all neighbours that were asked for are done.
+    [[nodiscard]] Numbers allStarted()
+    {
+        // The facts are read after them, on the same queue.
+        EXPECT_TRUE(pauses.end(test::INFO_PAUSE));
+        EXPECT_TRUE(waitFor([this] { return !detailText().empty(); }));
+        return decoder.started();
+    }
+
+    /// Waits until the viewer has seen the result of @p number, which is held at the moment.
+    [[nodiscard]] bool releaseAndSee(int number)
+    {
+        const int seen = mailbox.deliveries;
+        decoder.release(number);
+        return waitFor([&] { return mailbox.deliveries > seen; });
+    }
+
+    [[nodiscard]] std::ptrdiff_t startsOf(int number) const
+    {
+        const Numbers started = decoder.started();
+        return std::count(started.begin(), started.end(), number);
+    }
+};
+
+TEST_F(Prefetch, AtTheFirstPictureTakesTheTwoAfterIt)
+{
+    ASSERT_TRUE(startSmall(10));
+    ASSERT_TRUE(prefetch(2));
+    EXPECT_EQ(allStarted(), (Numbers{0, 1, 2}));
+}
+
+TEST_F(Prefetch, AtTheLastPictureTakesTheTwoBeforeIt)
+{
+    ASSERT_TRUE(startSmall(10, 9));
+    ASSERT_TRUE(prefetch(2));
+    EXPECT_EQ(allStarted(), (Numbers{9, 8, 7}));
+}
+
+TEST_F(Prefetch, TakesTheNextThePreviousAndThenThoseBeyond)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(prefetch(4));
+    EXPECT_EQ(allStarted(), (Numbers{5, 6, 4, 7, 3}));
+}
+
+TEST_F(Prefetch, OnlyPictureHasNoNeighbours)
+{
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(prefetch(0));
+    EXPECT_EQ(allStarted(), (Numbers{0}));
+}
+
+TEST_F(Prefetch, NothingIsDecodedBeforeThePauseIsOver)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    EXPECT_EQ(allStarted(), (Numbers{5}));
+}
+
+TEST_F(Prefetch, DecodesForTheScreenAsItIs)
+{
+    ASSERT_TRUE(startSmall(2));
+    ASSERT_TRUE(resizeTo({640, 480}));
+    ASSERT_TRUE(prefetch(1));
+    const DisplayTarget target = decoder.lastTarget();
+    EXPECT_EQ(target.area, QRectF(0, 0, 640, 480));
+    EXPECT_EQ(target.scale, 1.0);
+    EXPECT_EQ(target.maxPixel, viewer->maxPixel());
+}
+
+TEST_F(Prefetch, NextPicturesAreShownAtOnceWithoutAnotherDecode)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(prefetch(4));
+    press(Qt::Key_Right);
+    EXPECT_EQ(shownNumber(), 6); // no event has been served
+    press(Qt::Key_Right);
+    EXPECT_EQ(shownNumber(), 7);
+    EXPECT_EQ(decoder.started(), (Numbers{5, 6, 4, 7, 3}));
+}
+
+TEST_F(Prefetch, PreviousPicturesAreShownAtOnceWithoutAnotherDecode)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(prefetch(4));
+    press(Qt::Key_Left);
+    EXPECT_EQ(shownNumber(), 4);
+    press(Qt::Key_Left);
+    EXPECT_EQ(shownNumber(), 3);
+    EXPECT_EQ(decoder.started(), (Numbers{5, 6, 4, 7, 3}));
+}
+
+TEST_F(Prefetch, TwoPicturesSoonAfterEachOtherMakeOnePassForTheSecond)
+{
+    ASSERT_TRUE(startSmall(20, 5));
+    viewer->jumpTo(12);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(prefetch(4));
+    EXPECT_EQ(allStarted(), (Numbers{5, 12, 13, 11, 14, 10}));
+}
+
+TEST_F(Prefetch, CachedPictureIsNotDecodedAgain)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(prefetch(3));
+    EXPECT_EQ(allStarted(), (Numbers{5, 6, 7, 8, 4}));
+}
+
+TEST_F(Prefetch, PictureThatIsBeingPrefetchedIsNotAskedForAgain)
+{
+    ASSERT_TRUE(startSmall(12, 5));
+    decoder.hold(6);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 6, 4, 7 and 3
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->jumpTo(8);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 9 and 10
+    decoder.release(6);
+    EXPECT_EQ(allStarted(), (Numbers{5, 6, 8, 4, 7, 3, 9, 10}));
+}
+
+TEST_F(Prefetch, FailedPictureIsTriedAgainAtTheNextPass)
+{
+    decoder.setCorrupt(1);
+    ASSERT_TRUE(startSmall(3));
+    ASSERT_TRUE(prefetch(2));
+    decoder.setCorrupt(1, false);
+    viewer->jumpTo(2);
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2, 1}));
+    press(Qt::Key_Left);
+    EXPECT_EQ(shownNumber(), 1);
+}
+
+TEST_F(Prefetch, FailedPictureIsDecodedWhenTheUserComesToIt)
+{
+    decoder.setCorrupt(1);
+    ASSERT_TRUE(startSmall(3));
+    ASSERT_TRUE(prefetch(2));
+    decoder.setCorrupt(1, false);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 1; }));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2, 1}));
+}
+
+TEST_F(Prefetch, PictureAskedForDoesNotWaitForANeighbour)
+{
+    ASSERT_TRUE(startSmall(10));
+    decoder.hold(1);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->jumpTo(5);
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 5);
+}
+
+TEST_F(Prefetch, ResultThatTheUserHasMovedAwayFromIsDropped)
+{
+    ASSERT_TRUE(startSmall(30, 10));
+    decoder.hold(11);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->jumpTo(20);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(releaseAndSee(11));
+    viewer->jumpTo(11);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 11; }));
+    EXPECT_EQ(startsOf(11), 2);
+}
+
+TEST_F(Prefetch, DroppedResultMayBeTriedAgain)
+{
+    ASSERT_TRUE(startSmall(30, 10));
+    decoder.hold(11);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->jumpTo(20);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(releaseAndSee(11));
+    viewer->jumpTo(13);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 13; }));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 14, 12, 15 and 11
+    EXPECT_TRUE(waitFor([this] { return startsOf(11) == 2; }));
+}
+
+TEST_F(Prefetch, ResultThreeStepsAwayIsKept)
+{
+    ASSERT_TRUE(startSmall(12, 5));
+    decoder.hold(7);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(4)); // 5, 6, 4 and 7
+    viewer->jumpTo(4);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 4; }));
+    ASSERT_TRUE(releaseAndSee(7));
+    viewer->jumpTo(7);
+    EXPECT_EQ(shownNumber(), 7);
+    EXPECT_EQ(startsOf(7), 1);
+}
+
+TEST_F(Prefetch, ResultFourStepsAwayIsDropped)
+{
+    ASSERT_TRUE(startSmall(12, 5));
+    decoder.hold(7);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(4));
+    viewer->jumpTo(3);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 3; }));
+    ASSERT_TRUE(releaseAndSee(7));
+    viewer->jumpTo(7);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 7; }));
+    EXPECT_EQ(startsOf(7), 2);
+}
+
+TEST_F(Prefetch, ResultOfAnEarlierFolderIsNotCached)
+{
+    const auto second = makePictures("second", 100, 109);
+    ASSERT_TRUE(startSmall(2));
+    decoder.hold(1);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->openPath(second);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(releaseAndSee(1));
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForLoads(4));
+    EXPECT_EQ(shownNumber(), 101);
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 100, 101}));
+}
+
+TEST_F(Prefetch, JobOfAnEarlierFolderDoesNotBlockTheSamePlaceInTheNewOne)
+{
+    const auto second = makePictures("second", 100, 101);
+    ASSERT_TRUE(startSmall(2));
+    decoder.hold(1);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->openPath(second);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    decoder.release(1);
+    EXPECT_TRUE(waitForStarts(4));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 100, 101}));
+}
+
+TEST_F(Prefetch, EndOfAnEarlierFoldersJobDoesNotPassForThatOfTheNewOnes)
+{
+    const auto second = makePictures("second", 100, 102);
+    ASSERT_TRUE(startSmall(2));
+    decoder.hold(1);
+    decoder.hold(101);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer->openPath(second);
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 101 and 102
+    ASSERT_TRUE(releaseAndSee(1));
+    ASSERT_TRUE(waitForStarts(4));
+    viewer->jumpTo(2);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 102; }));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // 101 is under way
+    decoder.release(101);
+    const Numbers started = allStarted();
+    EXPECT_EQ(std::count(started.begin(), started.end(), 101), 1);
+}
+
+TEST_F(Prefetch, ViewerThatGoesStopsItsJobs)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    decoder.closeGate();
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitForStarts(2));
+    viewer.reset();
+    EXPECT_EQ(decoder.started(), (Numbers{5, 6}));
+    EXPECT_EQ(decoder.finishedCount(), 2);
+}
+
+} // namespace
+} // namespace tavolin
