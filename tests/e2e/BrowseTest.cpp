@@ -1,21 +1,9 @@
 // The whole program before a real X server: started, shown real keys, and looked at.
 
-#include "e2e/ViewerProcess.h"
-#include "e2e/WaitUntil.h"
-#include "e2e/XClient.h"
-#include "e2e/XServer.h"
-#include "pictures/Picture.h"
-#include "pictures/Writing.h"
+#include "e2e/ViewerTest.h"
 
-#include <QGuiApplication>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
+#include <chrono>
 #include <fstream>
-#include <optional>
-#include <string>
 #include <thread>
 
 #include <linux/input-event-codes.h>
@@ -29,134 +17,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Where a picture of three to two is on the screen: as high as that, and in the middle.
-constexpr QRect LANDSCAPE_RECT{150, 0, 1620, 1080};
-
-/// Where one of two to three is.
+/// Where a picture of two to three is on the screen.
 constexpr QRect PORTRAIT_RECT{600, 0, 720, 1080};
 
-/// The info line, and the part of it that is left of every picture above: black but for the text,
-/// and wide enough for the position and the beginning of the name.
-constexpr QRect INFO_RECT{20, 16, 1880, 22};
-constexpr QRect COUNTER_RECT{20, 16, 130, 22};
-
-constexpr QRgb BLACK = 0xff000000;
-
-bool isAll(const QImage &image, QRgb color)
-{
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixel(x, y) != color)
-                return false;
-        }
-    }
-    return !image.isNull();
-}
-
-/// Whether text in the label colour (0, 212, 255) is on @p image. The edges of letters are mixed
-/// with what is behind them, but some pixels are inside a stroke.
-bool hasLabelText(const QImage &image)
-{
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            const QRgb pixel = image.pixel(x, y);
-            if (qRed(pixel) < 30 && std::abs(qGreen(pixel) - 212) < 30 && qBlue(pixel) > 225)
-                return true;
-        }
-    }
-    return false;
-}
-
-class BrowseTest : public testing::Test
+class BrowseTest : public ViewerTest
 {
 protected:
-    void SetUp() override
-    {
-        if (const QString reason = XServer::whyUnavailable(); !reason.isEmpty())
-            GTEST_SKIP() << reason.toStdString();
-        ASSERT_TRUE(m_folder.isValid());
-        ASSERT_TRUE(startServer(u"us"_s));
-    }
-
-    void TearDown() override
-    {
-        // QTemporaryDir does not reach names that are not UTF-8.
-        m_viewer.reset();
-        fs::remove_all(m_folder.path().toStdString());
-    }
-
-    [[nodiscard]] testing::AssertionResult startServer(const QString &layout)
-    {
-        m_client.reset();
-        m_server.emplace(layout);
-        if (!m_server->error().isEmpty())
-            return testing::AssertionFailure() << m_server->error().toStdString();
-        m_client.emplace(m_server->displayName());
-        return testing::AssertionSuccess();
-    }
-
-    void startViewer(const QStringList &arguments)
-    {
-        m_viewer.emplace(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), arguments,
-                         m_server->displayName());
-    }
-
-    /// Starts the viewer on the folder and waits for its first picture.
-    [[nodiscard]] testing::AssertionResult openFolder()
-    {
-        startViewer({m_folder.path()});
-        return waitForPicture(1);
-    }
-
-    [[nodiscard]] fs::path pathOf(const std::string &name) const
-    {
-        return fs::path(m_folder.path().toStdString()) / name;
-    }
-
-    /// Writes a picture that says it is number @p index (from 1) of @p count.
-    void addPicture(const std::string &name, int index, int count, int orientation = 1) const
-    {
-        const QSize size = orientation < 5 ? QSize(1200, 800) : QSize(800, 1200);
-        const pictures::PictureSpec spec{.size = size,
-                                         .index = index,
-                                         .count = count,
-                                         .orientation = orientation,
-                                         .detailed = false};
-        ASSERT_TRUE(pictures::writePicture(pictures::drawPicture(spec), spec, pathOf(name)));
-    }
-
-    void addPictures(int count) const
-    {
-        for (int index = 1; index <= count; ++index)
-            addPicture("IMG_" + std::to_string(1000 + index) + ".jpg", index, count);
-    }
-
-    void tap(int key) { m_client->tapKey(key); }
-
-    [[nodiscard]] std::optional<int> shownIndex(const QRect &rect = LANDSCAPE_RECT) const
-    {
-        return pictures::readIndex(m_client->screen(rect));
-    }
-
-    [[nodiscard]] testing::AssertionResult waitForPicture(int index,
-                                                          const QRect &rect = LANDSCAPE_RECT)
-    {
-        if (waitUntil([&] { return shownIndex(rect) == index; }))
-            return testing::AssertionSuccess();
-        return testing::AssertionFailure()
-               << "picture " << index << " does not appear; shown is "
-               << shownIndex(rect).value_or(-1)
-               << ". The viewer says: " << m_viewer->standardError().toStdString();
-    }
-
-    /// Taps @p key and waits until the position is written anew.
-    [[nodiscard]] bool tapMovesCounter(int key)
-    {
-        const QImage before = m_client->screen(COUNTER_RECT);
-        tap(key);
-        return waitUntil([&] { return m_client->screen(COUNTER_RECT) != before; });
-    }
-
     /// Taps the physical O key, waits for the folder dialog and leaves it with Escape.
     [[nodiscard]] testing::AssertionResult openAndLeaveDialog()
     {
@@ -177,18 +43,6 @@ protected:
             return testing::AssertionFailure() << "the dialog stays, or the viewer has gone too";
         return testing::AssertionSuccess();
     }
-
-    [[nodiscard]] std::optional<int> waitForExit()
-    {
-        if (!waitUntil([&] { return !m_viewer->isRunning(); }))
-            return {};
-        return m_viewer->exitCode();
-    }
-
-    QTemporaryDir m_folder;
-    std::optional<XServer> m_server;
-    std::optional<XClient> m_client;
-    std::optional<ViewerProcess> m_viewer;
 };
 
 TEST_F(BrowseTest, WindowCoversTheScreen)
@@ -264,12 +118,12 @@ TEST_F(BrowseTest, InfoLineChangesWithEveryStep)
     ASSERT_TRUE(openFolder());
     for (int step = 1; step <= 10; ++step)
         ASSERT_TRUE(tapMovesCounter(KEY_RIGHT)) << "step " << step;
-    EXPECT_TRUE(hasLabelText(m_client->screen(COUNTER_RECT)));
+    EXPECT_TRUE(hasText(m_client->screen(COUNTER_RECT), LABEL_COLOR));
 }
 
 TEST_F(BrowseTest, PortraitPictureIsTurnedUpright)
 {
-    addPicture("portrait.jpg", 1, 1, 6);
+    addPicture("portrait.jpg", {.size = QSize(800, 1200), .orientation = 6, .detailed = false});
     startViewer({m_folder.path()});
     EXPECT_TRUE(waitForPicture(1, PORTRAIT_RECT));
     EXPECT_TRUE(isAll(m_client->screen(QRect(1320, 100, 600, 980)), BLACK));
@@ -328,7 +182,7 @@ TEST_F(BrowseTest, TheQKeyAloneDoesNotQuit)
 TEST_F(BrowseTest, GreetingStandsAloneOnBlackWithoutArguments)
 {
     startViewer({});
-    EXPECT_TRUE(waitUntil([&] { return hasLabelText(m_client->screen(INFO_RECT)); }));
+    EXPECT_TRUE(waitUntil([&] { return hasText(m_client->screen(INFO_RECT), LABEL_COLOR); }));
     EXPECT_TRUE(isAll(m_client->screen(QRect(0, 42, 1920, 1038)), BLACK));
     EXPECT_EQ(m_client->windows().size(), 1U);
 }
@@ -336,7 +190,7 @@ TEST_F(BrowseTest, GreetingStandsAloneOnBlackWithoutArguments)
 TEST_F(BrowseTest, EmptyFolderLeavesThePictureAreaBlackAndSaysSo)
 {
     startViewer({m_folder.path()});
-    EXPECT_TRUE(waitUntil([&] { return hasLabelText(m_client->screen(INFO_RECT)); }));
+    EXPECT_TRUE(waitUntil([&] { return hasText(m_client->screen(INFO_RECT), LABEL_COLOR); }));
     EXPECT_TRUE(isAll(m_client->screen(QRect(0, 42, 1920, 1038)), BLACK));
 }
 
@@ -396,11 +250,3 @@ TEST_F(BrowseTest, StrangeEntriesAreSteppedOver)
 } // namespace
 
 } // namespace tavolin
-
-int main(int argc, char **argv)
-{
-    testing::InitGoogleTest(&argc, argv);
-    qputenv("QT_QPA_PLATFORM", "offscreen"); // for the text on the pictures; not the viewer's
-    const QGuiApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

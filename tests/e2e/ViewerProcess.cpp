@@ -19,7 +19,8 @@ QByteArray contents(const QString &path)
 }
 
 /// The environment of the test with everything that changes what the viewer does replaced.
-QProcessEnvironment environment(const QDir &folder, const QByteArray &displayName)
+QProcessEnvironment environment(const QDir &folder, const QByteArray &displayName,
+                                const QString &waylandSocket)
 {
     QProcessEnvironment result = QProcessEnvironment::systemEnvironment();
     for (const QString &name :
@@ -28,6 +29,10 @@ QProcessEnvironment environment(const QDir &folder, const QByteArray &displayNam
         result.remove(name);
     result.insert(u"DISPLAY"_s, QString::fromLatin1(displayName));
     result.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+    if (!waylandSocket.isEmpty()) {
+        result.insert(u"WAYLAND_DISPLAY"_s, waylandSocket);
+        result.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
+    }
     result.insert(u"LANG"_s, u"C.UTF-8"_s);
     result.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"disabled:"_s);
     result.insert(u"HOME"_s, folder.filePath(u"home"_s));
@@ -41,7 +46,7 @@ QProcessEnvironment environment(const QDir &folder, const QByteArray &displayNam
 } // namespace
 
 ViewerProcess::ViewerProcess(const QString &program, const QStringList &arguments,
-                             const QByteArray &displayName)
+                             const QByteArray &displayName, const QString &waylandSocket)
 {
     const QDir folder(m_folder.path());
     for (const QString &name :
@@ -51,7 +56,7 @@ ViewerProcess::ViewerProcess(const QString &program, const QStringList &argument
     QFile::setPermissions(folder.filePath(u"run"_s),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     endWithParent(m_process);
-    m_process.setProcessEnvironment(environment(folder, displayName));
+    m_process.setProcessEnvironment(environment(folder, displayName, waylandSocket));
     m_process.setWorkingDirectory(folder.filePath(u"work"_s));
     // Files, as a pipe that nobody empties would stop the program.
     m_process.setStandardOutputFile(folder.filePath(u"stdout"_s));

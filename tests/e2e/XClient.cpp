@@ -108,6 +108,12 @@ void XClient::releaseButton(int button)
     sendButton(button, false);
 }
 
+void XClient::click(int button)
+{
+    pressButton(button);
+    releaseButton(button);
+}
+
 QImage XClient::screen(const QRect &rect) const
 {
     XImage *image = XGetImage(m_display.get(), XDefaultRootWindow(m_display.get()), rect.x(),
@@ -143,11 +149,17 @@ std::vector<TopLevelWindow> XClient::windows() const
             is.override_redirect)
             continue;
         result.push_back({windowTitle(display, *window), QRect(is.x, is.y, is.width, is.height),
-                          *window == focused});
+                          *window == focused, *window});
     }
     if (children)
         XFree(children);
     return result;
+}
+
+void XClient::giveKeyboard(const TopLevelWindow &window)
+{
+    XSetInputFocus(m_display.get(), window.id, RevertToPointerRoot, CurrentTime);
+    XSync(m_display.get(), False);
 }
 
 void XClient::paintRoot(QRgb color)

@@ -22,6 +22,7 @@ struct TopLevelWindow
     QString title;
     QRect geometry;
     bool hasKeyboard = false; ///< Keys go to it.
+    unsigned long id = 0;     ///< The server's.
 };
 
 /// One thread at a time; a thread that wants to look on its own opens a connection of its own.
@@ -53,6 +54,7 @@ public:
     /// Buttons are 1 (left) to 3; 4 and 5 are a wheel's notch up and down.
     void pressButton(int button);
     void releaseButton(int button);
+    void click(int button);
 
     /// What @p rect of the screen shows; the mouse pointer is left out. Null when @p rect is not
     /// within the screen.
@@ -61,6 +63,9 @@ public:
     /// The windows on the screen, lowest first, without menus and tool tips. Only where no window
     /// manager puts them into frames.
     [[nodiscard]] std::vector<TopLevelWindow> windows() const;
+
+    /// Lets keys go to @p window.
+    void giveKeyboard(const TopLevelWindow &window);
 
     /// Fills the screen's background.
     void paintRoot(QRgb color);
