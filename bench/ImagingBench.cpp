@@ -4,11 +4,14 @@
 
 #include "browse/Decoding.h"
 #include "browse/DisplayPicture.h"
+#include "browse/PhotoInfo.h"
 #include "imaging/Color.h"
 #include "imaging/Resample.h"
 #include "pictures/Dng.h"
+#include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
+#include "platform/SerialQueue.h"
 
 #include <QByteArray>
 #include <QGuiApplication>
@@ -42,7 +45,8 @@ struct Files
     Files()
     {
         const QImage photo = pictures::drawPicture({.size = CAMERA_SIZE, .index = 1});
-        save(jpeg, pictures::encodeJpeg(photo, {.subsampling = pictures::Subsampling::Half422}));
+        save(jpeg, pictures::encodeJpeg(photo, {.subsampling = pictures::Subsampling::Half422,
+                                                .exif = pictures::exifBlock(1)}));
         save(raw, pictures::makeDng(
                       {.upright = pictures::fourQuarters({600, 400}), .previews = {photo}}));
         save(preview, pictures::encodeJpeg(photo));
@@ -111,6 +115,26 @@ void thumbnailOfRawWithPreview(benchmark::State &state)
         benchmark::DoNotOptimize(loadThumbnail(files().raw, LIMIT));
 }
 BENCHMARK(thumbnailOfRawWithPreview)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// The same beside a prefetch that never rests, on its queue of low priority.
+void thumbnailOfJpegWhilePrefetching(benchmark::State &state)
+{
+    SerialQueue prefetch("prefetch", QualityOfService::Utility);
+    prefetch.post([](const std::stop_token &stop) {
+        while (!stop.stop_requested())
+            benchmark::DoNotOptimize(loadThumbnail(files().preview, LIMIT, stop));
+    });
+    for (auto _ : state)
+        benchmark::DoNotOptimize(loadThumbnail(files().jpeg, LIMIT));
+}
+BENCHMARK(thumbnailOfJpegWhilePrefetching)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void photoInfoOfJpeg(benchmark::State &state)
+{
+    for (auto _ : state)
+        benchmark::DoNotOptimize(readPhotoInfo(files().jpeg));
+}
+BENCHMARK(photoInfoOfJpeg)->Unit(benchmark::kMicrosecond);
 
 void pixelSizeOfJpeg(benchmark::State &state)
 {

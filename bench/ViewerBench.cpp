@@ -228,6 +228,49 @@ void cacheHit(benchmark::State &state)
 }
 BENCHMARK(cacheHit)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
 
+/// One move of the mouse in the loupe, over a picture of 24 megapixels, up to the painted window.
+void measurePanning(benchmark::State &state, const QByteArray &jpeg)
+{
+    using namespace std::chrono_literals;
+    const Folder folder(0);
+    std::ofstream(folder.path() / "24mp.jpg", std::ios::binary)
+        .write(jpeg.constData(), jpeg.size());
+    Stage stage(folder.path());
+    stage.viewer().zoomBegin({960, 540});
+    for (const auto end = Clock::now() + 3s; Clock::now() < end;) {
+        Stage::awaitDecode();
+        QApplication::processEvents();
+    }
+    QPointF position(960, 540);
+    double direction = 3;
+    measureShowing(
+        state,
+        [&] {
+            direction = position.x() > 1400 || position.x() < 500 ? -direction : direction;
+            position += QPointF(direction, direction / 2);
+        },
+        [&] { stage.viewer().zoomDrag(position); });
+    stage.viewer().zoomEnd();
+}
+
+void panningTheFullPicture(benchmark::State &state)
+{
+    measurePanning(state, pictures::encodeJpeg(pictures::drawPicture({.size = {6000, 4000}})));
+}
+BENCHMARK(panningTheFullPicture)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+
+/// Before the full picture has been decoded; here it never is, the file ends after its header.
+void panningTheStretchedPicture(benchmark::State &state)
+{
+    const QByteArray jpeg =
+        pictures::encodeJpeg(pictures::drawPicture({.size = {6000, 4000}, .detailed = false}));
+    measurePanning(state, jpeg.left(jpeg.indexOf("\xff\xda")));
+}
+BENCHMARK(panningTheStretchedPicture)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(300);
+
 void baselineListingOf100000(benchmark::State &state)
 {
     for (auto _ : state)
