@@ -5,10 +5,7 @@
 #include <utility>
 
 #include <pthread.h>
-#ifdef Q_OS_LINUX
-#include <sys/resource.h>
-#include <unistd.h>
-#endif
+#include <sched.h>
 
 namespace tavolin {
 
@@ -16,13 +13,6 @@ namespace {
 
 /// Bytes of a thread's name that Linux keeps, without the terminating zero.
 constexpr std::size_t MAX_NAME_BYTES = 15;
-
-#ifdef Q_OS_LINUX
-/// Steps of niceness below the program's other threads. Each step is a quarter less of a contended
-/// core: 10 leave a tenth of it, little enough not to be felt and enough to get on. SCHED_IDLE
-/// would leave next to nothing for as long as another program is busy.
-constexpr int UTILITY_NICENESS = 10;
-#endif
 
 void nameThisThread(const std::string &name)
 {
@@ -43,10 +33,12 @@ void setQualityOfThisThread(QualityOfService qualityOfService)
                                       : QOS_CLASS_USER_INITIATED,
                                   0);
 #elif defined(Q_OS_LINUX)
+    // Niceness is not enough: a thread of the load queue that wakes up waits for a nice one's turn
+    // to end, which made a display decode on two cores a fifth slower; an idle one gives way at
+    // once. The price is that it gets next to nothing while other programs keep every core busy.
     if (qualityOfService == QualityOfService::Utility) {
-        // Linux has a niceness for each thread, addressed by the thread's id. Beyond 19 it is cut.
-        const auto thread = static_cast<id_t>(gettid());
-        setpriority(PRIO_PROCESS, thread, getpriority(PRIO_PROCESS, thread) + UTILITY_NICENESS);
+        const sched_param none{};
+        pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);
     }
 #endif
 }

@@ -15,7 +15,7 @@ namespace tavolin {
 /// How much the user waits for what a queue does.
 enum class QualityOfService : std::uint8_t {
     UserInitiated, ///< Somebody is waiting: normal priority.
-    Utility,       ///< Nobody is: lower priority, but never starved.
+    Utility,       ///< Nobody is: runs on what processor time others leave.
 };
 
 /// Runs jobs in the order of posting, one at a time, on a thread of its own. Whoever posts must be

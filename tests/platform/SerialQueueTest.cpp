@@ -18,8 +18,8 @@
 #include <vector>
 
 #include <pthread.h>
+#include <sched.h>
 #ifdef Q_OS_LINUX
-#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -229,32 +229,32 @@ TEST(SerialQueue, LongNameIsCutNotRefused)
 #endif
 
 #ifdef Q_OS_LINUX
-int niceness()
+int policy()
 {
-    return getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
+    return sched_getscheduler(0); // of the calling thread
 }
 
-TEST(SerialQueue, UtilityIsTenStepsNicerThanItsMaker)
+TEST(SerialQueue, UtilityGivesWayToEverybody)
 {
     SerialQueue queue("test", QualityOfService::Utility);
-    EXPECT_EQ(askWorker(queue, niceness), std::min(niceness() + 10, 19));
+    EXPECT_EQ(askWorker(queue, policy), SCHED_IDLE);
 }
 
-TEST(SerialQueue, UserInitiatedIsAsNiceAsItsMaker)
+TEST(SerialQueue, UserInitiatedRunsLikeItsMaker)
 {
     SerialQueue queue("test", QualityOfService::UserInitiated);
-    EXPECT_EQ(askWorker(queue, niceness), niceness());
+    EXPECT_EQ(askWorker(queue, policy), policy());
 }
 
-TEST(SerialQueue, ThreadsThatAUtilityJobStartsAreAsNice)
+TEST(SerialQueue, ThreadsThatAUtilityJobStartsGiveWayToo)
 {
     SerialQueue queue("test", QualityOfService::Utility);
     const int helper = askWorker(queue, [] {
-        int seen = 0;
-        std::jthread([&seen] { seen = niceness(); }).join();
+        int seen = SCHED_OTHER;
+        std::jthread([&seen] { seen = policy(); }).join();
         return seen;
     });
-    EXPECT_EQ(helper, askWorker(queue, niceness));
+    EXPECT_EQ(helper, SCHED_IDLE);
 }
 #endif
 
