@@ -3,12 +3,8 @@
 #include "imaging/Orientation.h"
 #include "imaging/Resample.h"
 #include "imaging/Thumbnail.h"
+#include "Samples.h"
 #include "TestPictures.h"
-
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <filesystem>
 #include <fstream>
@@ -42,21 +38,13 @@ struct Sample
     QSize preview;    // of raw files: the largest embedded one, upright
 };
 
-/// Real pictures with the facts about them, in the folder that TAVOLIN_SAMPLES names: manifest.json
-/// and the files that it lists.
-class SampleDecode : public testing::Test
+class SampleDecode : public SampleTest
 {
 protected:
     void SetUp() override
     {
-        const QByteArray folder = qgetenv("TAVOLIN_SAMPLES");
-        if (folder.isEmpty())
-            GTEST_SKIP() << "TAVOLIN_SAMPLES does not name a folder of sample pictures";
-        m_folder = folder.toStdString();
-        QFile manifest(QString::fromUtf8(folder + "/manifest.json"));
-        ASSERT_TRUE(manifest.open(QIODevice::ReadOnly));
-        const QJsonDocument facts = QJsonDocument::fromJson(manifest.readAll());
-        for (const QJsonValue &file : facts[QStringLiteral("files")].toArray()) {
+        SampleTest::SetUp();
+        for (const QJsonValue &file : files()) {
             const QJsonValue oracle = file[QStringLiteral("oracle")];
             m_samples.push_back(
                 {.path = file[QStringLiteral("path")].toString().toStdString(),
@@ -65,7 +53,6 @@ protected:
                  .preview = sizeOf(
                      oracle[QStringLiteral("raw")][QStringLiteral("largest_preview_upright")])});
         }
-        ASSERT_FALSE(m_samples.empty());
     }
 
     /// The samples whose paths begin with @p folder.
@@ -80,14 +67,14 @@ protected:
 
     [[nodiscard]] Image thumbnail(const std::string &path, int maxPixel) const
     {
-        const auto file = SourceFile::open(m_folder / path);
+        const auto file = SourceFile::open(find(path));
         EXPECT_TRUE(file) << path;
         return file ? createThumbnail(*file, maxPixel, ruleFor(path)) : Image();
     }
 
     [[nodiscard]] std::optional<QSize> uprightSizeOf(const std::string &path) const
     {
-        const auto file = SourceFile::open(m_folder / path);
+        const auto file = SourceFile::open(find(path));
         EXPECT_TRUE(file) << path;
         return file ? readUprightSize(*file, ruleFor(path)) : std::nullopt;
     }
@@ -100,7 +87,6 @@ private:
                                      : ThumbnailRule::FromImageAlways;
     }
 
-    std::filesystem::path m_folder;
     std::vector<Sample> m_samples;
 };
 

@@ -1,11 +1,6 @@
 #include "imaging/Properties.h"
 
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
-#include <gtest/gtest.h>
+#include "Samples.h"
 
 #include <algorithm>
 #include <chrono>
@@ -16,33 +11,13 @@ namespace tavolin {
 
 namespace {
 
-/// Real pictures with the facts about them, in the folder that TAVOLIN_SAMPLES names: manifest.json
-/// and the files that it lists.
-class SampleProperties : public testing::Test
+class SampleProperties : public SampleTest
 {
 protected:
-    void SetUp() override
-    {
-        const QByteArray folder = qgetenv("TAVOLIN_SAMPLES");
-        if (folder.isEmpty())
-            GTEST_SKIP() << "TAVOLIN_SAMPLES does not name a folder of sample pictures";
-        m_folder = folder.toStdString();
-        QFile manifest(QString::fromUtf8(folder + "/manifest.json"));
-        ASSERT_TRUE(manifest.open(QIODevice::ReadOnly));
-        m_files = QJsonDocument::fromJson(manifest.readAll())[QStringLiteral("files")].toArray();
-        ASSERT_FALSE(m_files.isEmpty());
-    }
-
-    [[nodiscard]] const QJsonArray &files() const { return m_files; }
-
     [[nodiscard]] std::optional<SourceFile> open(const QString &path) const
     {
-        return SourceFile::open(m_folder / path.toStdString());
+        return SourceFile::open(find(path.toStdString()));
     }
-
-private:
-    std::filesystem::path m_folder;
-    QJsonArray m_files;
 };
 
 QString pathOf(const QJsonValue &file)

@@ -1,11 +1,6 @@
 #include "browse/PhotoInfo.h"
 
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
-#include <gtest/gtest.h>
+#include "Samples.h"
 
 #include <chrono>
 #include <filesystem>
@@ -97,33 +92,13 @@ const std::map<std::string, std::string> BROKEN_LINES{
     {"made_zip_named.webp", ""},
 };
 
-/// Real pictures with the facts about them, in the folder that TAVOLIN_SAMPLES names: manifest.json
-/// and the files that it lists.
-class SamplePhotoInfo : public testing::Test
+class SamplePhotoInfo : public SampleTest
 {
 protected:
-    void SetUp() override
-    {
-        const QByteArray folder = qgetenv("TAVOLIN_SAMPLES");
-        if (folder.isEmpty())
-            GTEST_SKIP() << "TAVOLIN_SAMPLES does not name a folder of sample pictures";
-        m_folder = folder.toStdString();
-        QFile manifest(QString::fromUtf8(folder + "/manifest.json"));
-        ASSERT_TRUE(manifest.open(QIODevice::ReadOnly));
-        m_files = QJsonDocument::fromJson(manifest.readAll())[QStringLiteral("files")].toArray();
-        ASSERT_FALSE(m_files.isEmpty());
-    }
-
-    [[nodiscard]] const QJsonArray &files() const { return m_files; }
-
     [[nodiscard]] std::string lineOf(const std::string &path) const
     {
-        return infoLine(readPhotoInfo(m_folder / path).segments).toStdString();
+        return infoLine(readPhotoInfo(find(path)).segments).toStdString();
     }
-
-private:
-    std::filesystem::path m_folder;
-    QJsonArray m_files;
 };
 
 TEST_F(SamplePhotoInfo, IsTheLineOfTheManifest)
