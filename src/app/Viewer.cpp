@@ -11,9 +11,18 @@
 #include <QScreen>
 #include <QWindow>
 
+#include <chrono>
+
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
+
+namespace {
+
+/// Until a compositor has answered that the window's state has changed.
+constexpr std::chrono::milliseconds STATE_CHANGE_TIME(100);
+
+} // namespace
 
 Viewer::Viewer(Mailbox &mailbox, Decoder decoder)
     : m_mailbox(mailbox), m_decoder(std::move(decoder))
@@ -87,6 +96,9 @@ void Viewer::viewResized()
 void Viewer::toggleFullScreen()
 {
     m_shell.window->setWindowState(m_shell.window->windowState() ^ Qt::WindowFullScreen);
+    // A Wayland compositor shows the new state with the next frame, and where the size stays the
+    // same nothing else asks for one.
+    QTimer::singleShot(STATE_CHANGE_TIME, m_shell.view, qOverload<>(&QWidget::update));
 }
 
 } // namespace tavolin
