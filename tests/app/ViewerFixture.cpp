@@ -66,8 +66,9 @@ bool HeldPauses::end(std::chrono::milliseconds length)
 
 bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
 {
+    // An event that a worker has posted is not to be read here: see Mailbox.
     const auto *timer = qobject_cast<QTimer *>(watched);
-    if (event->type() != QEvent::Timer || !timer)
+    if (!timer || event->type() != QEvent::Timer)
         return false;
     const auto length = timer->intervalAsDuration();
     if (length != PREFETCH_PAUSE && length != INFO_PAUSE)
