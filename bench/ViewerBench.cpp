@@ -4,6 +4,7 @@
 #include "app/Viewer.h"
 #include "app/ViewerView.h"
 #include "browse/ImageList.h"
+#include "editing/CropOverlayView.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "platform/Mailbox.h"
@@ -11,6 +12,7 @@
 
 #include <QApplication>
 #include <QEvent>
+#include <QMouseEvent>
 #include <QTemporaryDir>
 #include <QWidget>
 
@@ -270,6 +272,49 @@ BENCHMARK(panningTheStretchedPicture)
     ->Unit(benchmark::kMillisecond)
     ->UseManualTime()
     ->Iterations(300);
+
+/// One move of the mouse with the crop box, up to the painted window: of its corner, so that nearly
+/// the whole picture changes, or of all of it.
+void measureCropDrag(benchmark::State &state, QPointF start)
+{
+    const Folder folder(10);
+    Stage stage(folder.path());
+    QWidget *view = nullptr;
+    for (QWidget *widget : QApplication::allWidgets()) {
+        if (dynamic_cast<ViewerView *>(widget))
+            view = widget;
+    }
+    CropOverlayView overlay({.fitRect = [&] { return stage.viewer().fitRect(); },
+                             .imagePixelScale = [] { return 3.7; }},
+                            view);
+    overlay.resize(view->size());
+    overlay.show();
+    const auto send = [&](QEvent::Type type, QPointF position) {
+        QMouseEvent event(type, position, position, Qt::LeftButton, Qt::LeftButton, {});
+        QApplication::sendEvent(&overlay, &event);
+    };
+    overlay.setBox({200, 100, 1500, 800});
+    send(QEvent::MouseButtonPress, start);
+    double step = 0;
+    measureShowing(
+        state, [&] { step = step < 300 ? step + 3.25 : 0; },
+        [&] { send(QEvent::MouseMove, start + QPointF(step, step / 2)); });
+}
+
+void draggingACornerOfTheCropBox(benchmark::State &state)
+{
+    measureCropDrag(state, {200, 100});
+}
+BENCHMARK(draggingACornerOfTheCropBox)
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime()
+    ->Iterations(300);
+
+void movingTheCropBox(benchmark::State &state)
+{
+    measureCropDrag(state, {900, 500});
+}
+BENCHMARK(movingTheCropBox)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
 
 void baselineListingOf100000(benchmark::State &state)
 {
