@@ -1,0 +1,14 @@
+#pragma once
+// How an operation on files says that it failed.
+
+#include <QString>
+
+#include <optional>
+
+namespace tavolin {
+
+/// Why something failed, in the words of the operating system and, where it has them, in the user's
+/// language; nothing when it succeeded. May hold file names: see plainText() before showing it.
+using Failure = std::optional<QString>;
+
+} // namespace tavolin

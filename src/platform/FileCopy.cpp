@@ -1,0 +1,134 @@
+#include "platform/FileCopy.h"
+
+#include <QtGlobal>
+
+#include <cerrno>
+#include <charconv>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <signal.h>
+#include <unistd.h>
+#ifdef Q_OS_MACOS
+#include <copyfile.h>
+#else
+#include "platform/Gio.h"
+#endif
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Begins the name of a copy that is being written; the number of the process follows.
+constexpr std::string_view UNFINISHED = ".tavolin-copy-";
+
+Failure failureOf(const std::error_code &error)
+{
+    return QString::fromLocal8Bit(error.message());
+}
+
+/// Whether @p a and @p b are one place, also where the ways to its folder differ. Two hard links
+/// are two places.
+bool isSamePlace(const fs::path &a, const fs::path &b)
+{
+    std::error_code error;
+    return a.filename() == b.filename() && fs::equivalent(a.parent_path(), b.parent_path(), error);
+}
+
+/// Whether what is at @p place is needed to reach the content of @p file: it is the file itself, or
+/// a file or link that the symbolic link @p file leads to.
+bool leadsThrough(fs::path file, const fs::path &place)
+{
+    constexpr int MAX_LINKS = 40; // as many as Linux follows
+    for (int links = 0; links <= MAX_LINKS; ++links) {
+        if (isSamePlace(file, place))
+            return true;
+        std::error_code error;
+        const fs::path target = fs::read_symlink(file, error);
+        if (error)
+            return false;
+        file = file.parent_path() / target;
+    }
+    return false;
+}
+
+/// Whether @p name is that of an unfinished copy that nobody is writing any more. A number that is
+/// ours is that of an earlier process.
+bool isLeftBehind(std::string_view name)
+{
+    if (!name.starts_with(UNFINISHED))
+        return false;
+    name.remove_prefix(UNFINISHED.size());
+    pid_t process = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+    if (error != std::errc() || end != name.data() + name.size() || process <= 0)
+        return false;
+    return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
+}
+
+void removeLeftovers(const fs::path &folder)
+{
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        std::error_code ignored;
+        if (isLeftBehind(entry->path().filename().native()))
+            fs::remove(entry->path(), ignored);
+    }
+}
+
+/// Copies @p source to @p target, which is not there.
+Failure copyAll(const fs::path &source, const fs::path &target)
+{
+#ifdef Q_OS_MACOS
+    std::error_code error;
+    const fs::path file = fs::canonical(source, error); // clones don't follow links
+    if (!error &&
+        copyfile(file.c_str(), target.c_str(), nullptr, COPYFILE_ALL | COPYFILE_CLONE) != 0)
+        error.assign(errno, std::generic_category());
+    return error ? failureOf(error) : Failure();
+#else
+    GError *error = nullptr;
+    return g_file_copy(gioFile(source).get(), gioFile(target).get(), G_FILE_COPY_ALL_METADATA,
+                       nullptr, nullptr, nullptr, &error)
+               ? Failure()
+               : takeFailure(error);
+#endif
+}
+
+} // namespace
+
+Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
+{
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error)
+        return failureOf(error);
+    const fs::path copy = folder / source.filename();
+    if (leadsThrough(source, copy))
+        return u"ต้นฉบับกับสำเนาเป็นไฟล์เดียวกัน"_s;
+    // An earlier copy may be the last there is of a source that has gone.
+    if (!fs::exists(fs::status(source, error)))
+        return failureOf(error);
+    fs::remove(copy, error);
+    if (error)
+        return failureOf(error);
+    removeLeftovers(folder);
+    const fs::path unfinished = folder / (std::string(UNFINISHED) + std::to_string(getpid()));
+    Failure failure = copyAll(source, unfinished);
+    if (!failure) {
+        fs::rename(unfinished, copy, error);
+        if (!error)
+            return {};
+        failure = failureOf(error);
+    }
+    fs::remove(unfinished, error);
+    return failure;
+}
+
+} // namespace tavolin

@@ -1,0 +1,147 @@
+#include "platform/Trash.h"
+
+#include "logic/TemporaryFolder.h"
+#include "platform/FileSystems.h"
+#include "platform/Mount.h"
+#include "platform/OwnHome.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace tavolin {
+namespace {
+
+namespace fs = std::filesystem;
+using test::contentOf;
+using test::namesIn;
+
+class MoveToTrash : public testing::Test
+{
+protected:
+    void SetUp() override { fs::remove_all(test::OwnHome::trash()); }
+
+    /// Moves @p file there and fails the test where that fails.
+    static void move(const fs::path &file)
+    {
+        const Failure failure = moveToTrash(file);
+        EXPECT_FALSE(failure) << failure.value_or(QString()).toStdString();
+    }
+
+    static fs::path files() { return test::OwnHome::trash() / "files"; }
+
+    /// What the Trash knows about the file that has @p name there.
+    static std::string infoOf(const std::string &name)
+    {
+        return contentOf(test::OwnHome::trash() / "info" / (name + ".trashinfo"));
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(MoveToTrash, WholeFileIsThereAndNoLongerInItsPlace)
+{
+    const auto file = folder.write("1.jpg", "picture");
+    move(file);
+    EXPECT_FALSE(fs::exists(file));
+    EXPECT_EQ(contentOf(files() / "1.jpg"), "picture");
+}
+
+TEST_F(MoveToTrash, TrashKnowsWhereTheFileBelongsAndSinceWhen)
+{
+    const auto file = folder.write("a b.jpg", "picture");
+    move(file);
+    const std::string info = infoOf("a b.jpg");
+    EXPECT_TRUE(info.starts_with("[Trash Info]\nPath=" + folder.path().native() +
+                                 "/a%20b.jpg\nDeletionDate=20"))
+        << info;
+}
+
+TEST_F(MoveToTrash, NameThatIsNotUtf8IsKept)
+{
+    move(folder.write("\xff\xfe.jpg", "picture"));
+    EXPECT_EQ(contentOf(files() / "\xff\xfe.jpg"), "picture");
+    EXPECT_NE(infoOf("\xff\xfe.jpg").find("/%FF%FE.jpg\n"), std::string::npos);
+}
+
+TEST_F(MoveToTrash, OfASymbolicLinkTheLinkGoes)
+{
+    const auto target = folder.write("target.jpg", "picture");
+    fs::create_symlink(target, folder / "link.jpg");
+    move(folder / "link.jpg");
+    EXPECT_EQ(contentOf(target), "picture");
+    EXPECT_FALSE(fs::is_symlink(folder / "link.jpg"));
+    EXPECT_TRUE(fs::is_symlink(files() / "link.jpg"));
+}
+
+TEST_F(MoveToTrash, FilesOfTheSameNameAreBothKept)
+{
+    move(folder.write("1.jpg", "first"));
+    move(folder.write("1.jpg", "second"));
+    std::set<std::string> contents;
+    for (const std::string &name : namesIn(files()))
+        contents.insert(contentOf(files() / name));
+    EXPECT_EQ(contents, (std::set<std::string>{"first", "second"}));
+}
+
+TEST_F(MoveToTrash, WorksFromAnyThread)
+{
+    const auto file = folder.write("1.jpg", "picture");
+    std::jthread([&] { move(file); }).join();
+    EXPECT_EQ(contentOf(files() / "1.jpg"), "picture");
+}
+
+TEST_F(MoveToTrash, FileThatHasGoneIsReportedInWords)
+{
+    const Failure failure = moveToTrash(folder / "1.jpg");
+    ASSERT_TRUE(failure);
+    EXPECT_TRUE(failure->contains(QStringLiteral("No such file"))) << failure->toStdString();
+}
+
+TEST_F(MoveToTrash, FileInAReadOnlyFolderStays)
+{
+    fs::create_directory(folder / "pictures");
+    const auto file = folder.write("pictures/1.jpg", "picture");
+    const test::ReadOnly readOnly(file.parent_path());
+    const test::WithoutRoot withoutRoot;
+    const Failure failure = moveToTrash(file);
+    ASSERT_TRUE(failure);
+    EXPECT_TRUE(failure->contains(QStringLiteral("Permission denied"))) << failure->toStdString();
+    EXPECT_EQ(contentOf(file), "picture");
+}
+
+TEST_F(MoveToTrash, FileStaysWhereThereCanBeNoTrash)
+{
+    const auto mount = test::Mount::memory(folder.path(), 1 << 20);
+    if (!mount.error().empty())
+        GTEST_SKIP() << mount.error();
+    const auto file = folder.write("1.jpg", "picture");
+    const Failure failure = moveToTrash(file);
+    ASSERT_TRUE(failure);
+    EXPECT_TRUE(failure->contains(QStringLiteral("not supported"))) << failure->toStdString();
+    EXPECT_EQ(contentOf(file), "picture");
+}
+
+TEST_F(MoveToTrash, OtherFileSystemHasATrashOfItsOwn)
+{
+    const auto image = folder / "image";
+    fs::create_directory(folder / "disk");
+    const std::string command = "mkfs.ext4 -q " + image.native() + " 4M >/dev/null 2>&1 </dev/null";
+    if (std::system(command.c_str()) != 0)
+        GTEST_SKIP() << "no file system can be made: " << command;
+    const auto mount = test::Mount::image(image, folder / "disk");
+    if (!mount.error().empty())
+        GTEST_SKIP() << mount.error();
+    fs::create_directory(folder / "disk" / "pictures");
+    const auto file = folder.write("disk/pictures/1.jpg", "picture");
+    move(file);
+    EXPECT_FALSE(fs::exists(file));
+    const auto trash = folder / "disk" / (".Trash-" + std::to_string(getuid()));
+    EXPECT_EQ(contentOf(trash / "files" / "1.jpg"), "picture");
+    EXPECT_NE(contentOf(trash / "info" / "1.jpg.trashinfo").find("Path=pictures/1.jpg\n"),
+              std::string::npos);
+}
+
+} // namespace
+} // namespace tavolin
