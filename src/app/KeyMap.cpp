@@ -14,6 +14,7 @@ struct Binding
 };
 
 constexpr std::array BINDINGS{
+    Binding{KeyCode::A, Command::CopyToHL},           Binding{KeyCode::D, Command::DeleteCurrent},
     Binding{KeyCode::F, Command::ToggleFullScreen},   Binding{KeyCode::H, Command::ToggleHelp},
     Binding{KeyCode::J, Command::OpenSearch},         Binding{KeyCode::O, Command::OpenFolder},
     Binding{KeyCode::Space, Command::NextPicture},    Binding{KeyCode::Right, Command::NextPicture},

@@ -13,6 +13,8 @@ enum class Command : std::uint8_t {
     ToggleHelp,
     OpenFolder,
     OpenSearch,
+    CopyToHL,
+    DeleteCurrent,
     NextPicture,
     PreviousPicture,
     Leave, ///< Closes the help page, or quits where none is shown.

@@ -33,6 +33,12 @@ bool Viewer::handleKey(const QKeyEvent &event)
     case Command::OpenSearch:
         openSearch();
         break;
+    case Command::CopyToHL:
+        copyToHL();
+        break;
+    case Command::DeleteCurrent:
+        deleteCurrent();
+        break;
     case Command::NextPicture:
         navigate(+1);
         break;

@@ -12,6 +12,7 @@
 #include <QWindow>
 
 #include <chrono>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -24,8 +25,8 @@ constexpr std::chrono::milliseconds STATE_CHANGE_TIME(100);
 
 } // namespace
 
-Viewer::Viewer(Mailbox &mailbox, Decoder decoder)
-    : m_mailbox(mailbox), m_decoder(std::move(decoder))
+Viewer::Viewer(Mailbox &mailbox, Decoder decoder, Trash trash)
+    : m_mailbox(mailbox), m_decoder(std::move(decoder)), m_trash(std::move(trash))
 {
     const auto onTimeout = [this](QTimer &timer, auto action) {
         timer.setSingleShot(true);

@@ -10,7 +10,9 @@
 #include "browse/ThumbCache.h"
 #include "interact/FileSearch.h"
 #include "interact/WheelSteps.h"
+#include "platform/Failure.h"
 #include "platform/SerialQueue.h"
+#include "platform/Trash.h"
 
 #include <QObject>
 #include <QPointer>
@@ -54,8 +56,12 @@ public:
     using Decoder = std::function<DisplayPicture(const std::filesystem::path &,
                                                  const DisplayTarget &, std::stop_token)>;
 
+    /// Moves a file to the Trash, on the trash queue; moveToTrash() unless a test brings its own.
+    using Trash = std::function<Failure(const std::filesystem::path &)>;
+
     /// @p mailbox carries results back to the main thread and must outlive the viewer.
-    explicit Viewer(Mailbox &mailbox, Decoder decoder = loadDisplayPicture);
+    explicit Viewer(Mailbox &mailbox, Decoder decoder = loadDisplayPicture,
+                    Trash trash = moveToTrash);
     ~Viewer() override;
 
     // Start-up: app/Viewer.cpp
@@ -108,6 +114,12 @@ public:
     void openFolder(const std::filesystem::path &folder,
                     const std::optional<std::filesystem::path> &startAt);
 
+    // The file of the picture on screen: fileops/CopyToHL.cpp, fileops/DeleteCurrent.cpp
+    /// Copies it, unchanged, to the folder "HL" beside it; waits for the disk.
+    void copyToHL();
+    /// Moves it to the Trash in the background; then it leaves the list.
+    void deleteCurrent();
+
     // Showing pictures: browse/LoadPump.cpp
     /// Moves the target by @p step, stopping at the ends of the list.
     void navigate(int step);
@@ -124,6 +136,12 @@ private:
     void buildWindow();
     void layoutLabels();
     void toggleFullScreen();
+
+    void listChanged();
+    void showNothing(const QString &info);
+    void deletionFinished(const Failure &failure, const std::filesystem::path &url,
+                          std::uint64_t opening);
+    void removeFromList(int index);
 
     void pumpLoad();
     void loadFinished(const DisplayPicture &picture, int index, std::uint64_t generation);
@@ -163,6 +181,7 @@ private:
     struct Browse
     {
         std::vector<std::filesystem::path> imageList;
+        std::uint64_t opening = 0;    // how many folders have been opened
         std::uint64_t generation = 0; // of the list: results for an older one don't apply
         int targetIndex = 0;          // where the user wants to be
         int currentIndex = 0;         // whose picture is on screen
@@ -192,6 +211,11 @@ private:
         std::stop_source fullImageLoad; // ends the decode that was asked for last
     };
 
+    struct Deletion
+    {
+        std::set<std::filesystem::path> underWay; // asked for and not finished
+    };
+
     struct Search
     {
         SearchField *searchField = nullptr; // while open; the view's
@@ -206,11 +230,14 @@ private:
     Zoom m_zoom;
     WheelState m_wheel;
     Search m_search;
+    Deletion m_deletion;
     Mailbox &m_mailbox;
     Decoder m_decoder;
+    Trash m_trash;
     // Last, so that their jobs end first.
     SerialQueue m_loadQueue{"load", QualityOfService::UserInitiated};
     SerialQueue m_prefetchQueue{"prefetch", QualityOfService::Utility};
+    SerialQueue m_trashQueue{"trash", QualityOfService::UserInitiated};
 };
 
 } // namespace tavolin

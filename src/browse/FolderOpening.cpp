@@ -55,21 +55,33 @@ void Viewer::openFolder(const std::filesystem::path &folder,
         return;
     }
     m_browse.imageList = makeImageList(folder, std::move(*names));
-    ++m_browse.generation;
-    m_browse.cache.clear();
-    m_prefetch.inflight.clear();
-    dropFullImage();
+    ++m_browse.opening;
+    listChanged();
     m_browse.targetIndex = startIndex(m_browse.imageList, startAt);
     m_browse.currentIndex = m_browse.targetIndex;
     if (m_browse.imageList.empty()) {
-        showInfo(u"ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่"_s);
-        m_shell.imageLayer.contents = {};
-        m_shell.imageLayer.rendition = {};
-        m_shell.view->update();
+        showNothing(u"ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่"_s);
         return;
     }
     updateInfoText();
     pumpLoad();
+}
+
+void Viewer::listChanged()
+{
+    ++m_browse.generation;
+    m_browse.cache.clear();
+    m_prefetch.inflight.clear();
+    dropFullImage();
+}
+
+void Viewer::showNothing(const QString &info)
+{
+    showInfo(info);
+    m_browse.currentThumb = {}; // the loupe's end would bring it back
+    m_shell.imageLayer.contents = {};
+    m_shell.imageLayer.rendition = {};
+    m_shell.view->update();
 }
 
 } // namespace tavolin

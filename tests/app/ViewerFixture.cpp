@@ -77,9 +77,14 @@ bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
     return length != std::exchange(m_ending, length == m_ending ? 0ms : m_ending);
 }
 
-ViewerFixture::ViewerFixture() : viewer(std::make_unique<Viewer>(mailbox, decoder.decoder())) {}
+ViewerFixture::ViewerFixture()
+    : viewer(std::make_unique<Viewer>(mailbox, decoder.decoder(), trash.trash()))
+{}
 
-ViewerFixture::~ViewerFixture() = default;
+ViewerFixture::~ViewerFixture()
+{
+    trash.openGate(); // the viewer's end waits for the move that is under way
+}
 
 void ViewerFixture::start(std::vector<std::string> arguments)
 {

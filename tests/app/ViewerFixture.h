@@ -2,6 +2,7 @@
 // A viewer on the offscreen platform, with real events and a decoder that obeys the test.
 
 #include "app/FakeDecoder.h"
+#include "app/FakeTrash.h"
 #include "app/LaunchOptions.h"
 #include "app/Viewer.h"
 #include "logic/TemporaryFolder.h"
@@ -124,6 +125,7 @@ protected:
 
     test::TemporaryFolder folder;
     test::FakeDecoder decoder;
+    test::FakeTrash trash{folder / "trash"};
     CountingMailbox mailbox;
     HeldPauses pauses;
     std::unique_ptr<Viewer> viewer;

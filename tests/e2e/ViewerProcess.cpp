@@ -71,6 +71,11 @@ ViewerProcess::~ViewerProcess()
     m_process.waitForFinished();
 }
 
+std::filesystem::path ViewerProcess::dataHome() const
+{
+    return m_folder.filePath(u"home/.local/share"_s).toStdString();
+}
+
 bool ViewerProcess::isRunning()
 {
     // Without an event loop the state is brought up to date only by waiting.

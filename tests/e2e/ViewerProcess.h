@@ -7,6 +7,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <filesystem>
 #include <optional>
 
 namespace tavolin {
@@ -28,6 +29,9 @@ public:
 
     /// Empty while the program runs, and when it was ended by a signal or never started.
     [[nodiscard]] std::optional<int> exitCode();
+
+    /// What the program finds as XDG_DATA_HOME; its Trash is in there.
+    [[nodiscard]] std::filesystem::path dataHome() const;
 
     /// What the program has written so far.
     [[nodiscard]] QByteArray standardOutput() const;

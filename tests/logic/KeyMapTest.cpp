@@ -11,6 +11,7 @@ namespace tavolin {
 namespace {
 
 const std::map<KeyCode, Command> COMMANDS{
+    {KeyCode::A, Command::CopyToHL},           {KeyCode::D, Command::DeleteCurrent},
     {KeyCode::F, Command::ToggleFullScreen},   {KeyCode::H, Command::ToggleHelp},
     {KeyCode::J, Command::OpenSearch},         {KeyCode::O, Command::OpenFolder},
     {KeyCode::Space, Command::NextPicture},    {KeyCode::Right, Command::NextPicture},
