@@ -2,11 +2,19 @@
 
 #include "app/LaunchOptions.h"
 #include "app/Viewer.h"
+#include "platform/DesktopHandOver.h"
 #include "platform/Mailbox.h"
 
 #include <QApplication>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+
+/// On D-Bus, and the name of the desktop entry.
+constexpr QStringView APPLICATION_ID = u"org.tavolin.Viewer";
+
+} // namespace
 
 int main(int argc, char **argv)
 {
@@ -17,10 +25,19 @@ int main(int argc, char **argv)
     QApplication application(nameOnly, argv);
     QApplication::setApplicationName(u"tavolin-viewer"_s);
     QApplication::setApplicationDisplayName(u"Tavolin Viewer"_s);
-    QApplication::setDesktopFileName(u"tavolin-viewer"_s);
+    QApplication::setDesktopFileName(APPLICATION_ID.toString());
 
     tavolin::Mailbox mailbox;
     tavolin::Viewer viewer(mailbox);
+    tavolin::DesktopHandOver handOver(APPLICATION_ID.toString());
+    QObject::connect(&handOver, &tavolin::DesktopHandOver::opened, &viewer,
+                     &tavolin::Viewer::applicationOpen);
+    QObject::connect(&handOver, &tavolin::DesktopHandOver::activated, &viewer,
+                     &tavolin::Viewer::activate);
     viewer.applicationDidFinishLaunching(options);
+    // The first picture does not wait for the bus. A viewer that is not the first one has no name
+    // there, and a bench run is nobody's to hand something to.
+    if (!options.isBench)
+        handOver.listen();
     return QApplication::exec();
 }

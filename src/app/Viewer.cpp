@@ -52,9 +52,30 @@ void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
         QTimer::singleShot(0, this, &Viewer::toggleFullScreen);
     if (options.path)
         openPath(*options.path);
+    else if (const auto handedOver = std::exchange(m_shell.pendingOpen, std::nullopt))
+        openPath(*handedOver);
     else
         showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
     warmUpFonts();
+}
+
+void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
+{
+    if (urls.empty())
+        return;
+    if (m_shell.window)
+        openPath(urls.front());
+    else
+        m_shell.pendingOpen = urls.front();
+}
+
+void Viewer::activate()
+{
+    if (!m_shell.window)
+        return;
+    m_shell.window->setWindowState(m_shell.window->windowState() & ~Qt::WindowMinimized);
+    m_shell.window->raise();
+    m_shell.window->activateWindow();
 }
 
 void Viewer::buildMenu()

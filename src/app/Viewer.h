@@ -67,6 +67,12 @@ public:
     // Start-up: app/Viewer.cpp
     /// Builds the window and shows what @p options ask for.
     void applicationDidFinishLaunching(const LaunchOptions &options);
+    /// Opens the first of the folders and files @p urls that the desktop hands over; the others
+    /// don't count. Before the start it is kept until then. The one function that may be called
+    /// earlier.
+    void applicationOpen(const std::vector<std::filesystem::path> &urls);
+    /// Brings the window to the front, as far as the desktop allows.
+    void activate();
     /// What the view paints.
     [[nodiscard]] const ImageLayer &imageLayer() const { return m_shell.imageLayer; }
     /// Puts everything where it belongs after the view has changed its size.
@@ -176,6 +182,7 @@ private:
         HelpView *helpView = nullptr; // while shown; the view's
         QPointer<QFileDialog> folderDialog;
         bool benchMode = false;
+        std::optional<std::filesystem::path> pendingOpen; // handed over before the start
     };
 
     struct Browse

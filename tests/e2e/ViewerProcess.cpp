@@ -20,7 +20,7 @@ QByteArray contents(const QString &path)
 
 /// The environment of the test with everything that changes what the viewer does replaced.
 QProcessEnvironment environment(const QDir &folder, const QByteArray &displayName,
-                                const QString &waylandSocket)
+                                const QString &waylandSocket, const QString &busAddress)
 {
     QProcessEnvironment result = QProcessEnvironment::systemEnvironment();
     for (const QString &name :
@@ -34,7 +34,8 @@ QProcessEnvironment environment(const QDir &folder, const QByteArray &displayNam
         result.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
     }
     result.insert(u"LANG"_s, u"C.UTF-8"_s);
-    result.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"disabled:"_s);
+    result.insert(u"DBUS_SESSION_BUS_ADDRESS"_s,
+                  busAddress.isEmpty() ? u"disabled:"_s : busAddress);
     result.insert(u"HOME"_s, folder.filePath(u"home"_s));
     result.insert(u"XDG_CONFIG_HOME"_s, folder.filePath(u"home/.config"_s));
     result.insert(u"XDG_DATA_HOME"_s, folder.filePath(u"home/.local/share"_s));
@@ -46,7 +47,8 @@ QProcessEnvironment environment(const QDir &folder, const QByteArray &displayNam
 } // namespace
 
 ViewerProcess::ViewerProcess(const QString &program, const QStringList &arguments,
-                             const QByteArray &displayName, const QString &waylandSocket)
+                             const QByteArray &displayName, const QString &waylandSocket,
+                             const QString &busAddress)
 {
     const QDir folder(m_folder.path());
     for (const QString &name :
@@ -56,7 +58,7 @@ ViewerProcess::ViewerProcess(const QString &program, const QStringList &argument
     QFile::setPermissions(folder.filePath(u"run"_s),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     endWithParent(m_process);
-    m_process.setProcessEnvironment(environment(folder, displayName, waylandSocket));
+    m_process.setProcessEnvironment(environment(folder, displayName, waylandSocket, busAddress));
     m_process.setWorkingDirectory(folder.filePath(u"work"_s));
     // Files, as a pipe that nobody empties would stop the program.
     m_process.setStandardOutputFile(folder.filePath(u"stdout"_s));

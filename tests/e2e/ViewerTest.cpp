@@ -73,7 +73,7 @@ testing::AssertionResult ViewerTest::startServer(const QString &layout)
 void ViewerTest::startViewer(const QStringList &arguments, const QString &waylandSocket)
 {
     m_viewer.emplace(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), arguments, m_server->displayName(),
-                     waylandSocket);
+                     waylandSocket, m_busAddress);
 }
 
 testing::AssertionResult ViewerTest::openFolder()

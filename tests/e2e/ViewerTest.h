@@ -91,6 +91,7 @@ protected:
     [[nodiscard]] std::optional<int> waitForExit();
 
     QTemporaryDir m_folder;
+    QString m_busAddress; // of the session bus for the viewer; empty: none
     std::optional<XServer> m_server;
     std::optional<XClient> m_client;
     std::optional<ViewerProcess> m_viewer;

@@ -1,0 +1,44 @@
+#pragma once
+// Folders and files that the desktop hands to the running program instead of starting another one.
+
+#include <QObject>
+#include <QString>
+
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+namespace tavolin {
+
+/// The local file that @p uri ("file:///…") names, its bytes as they are percent-encoded there;
+/// empty when it is no URI of a file, or of one on another machine.
+[[nodiscard]] std::optional<std::filesystem::path> localFile(const QString &uri);
+
+/// On Linux the program as an "org.freedesktop.Application" on the session's D-Bus; on macOS what
+/// the Finder sends to the application object. On the main thread, as long as the application.
+class DesktopHandOver : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @p applicationId is the program's name on the bus and that of its desktop entry. The Finder
+    /// is heard from now on.
+    explicit DesktopHandOver(const QString &applicationId, QObject *parent = nullptr);
+
+    /// Asks the bus for the name, so that others can hand something over. False, and no harm done,
+    /// when there is no bus or another program has the name already.
+    bool listen();
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+Q_SIGNALS:
+    /// @p paths are to be opened; what was no local file is not among them.
+    void opened(const std::vector<std::filesystem::path> &paths);
+    /// The program is to come to the front.
+    void activated();
+
+private:
+    QString m_applicationId;
+};
+
+} // namespace tavolin
