@@ -3,10 +3,15 @@
 #include "logic/Printing.h"
 
 #include <QMouseEvent>
+#include <QPaintEvent>
+#include <QRegion>
 #include <QSignalSpy>
 #include <QtTest>
 
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -15,14 +20,16 @@ namespace {
 
 const QRectF IMAGE(100, 50, 600, 400);
 
-/// Counts what the mouse brings to the view below.
+/// Counts what the mouse brings to the view below, and sees what is painted.
 class Below : public QWidget
 {
 public:
     int mousePresses = 0;
+    QRegion painted;
 
 protected:
     void mousePressEvent(QMouseEvent *) override { ++mousePresses; }
+    void paintEvent(QPaintEvent *event) override { painted += event->region(); }
 };
 
 class CropOverlayViewTest : public testing::Test
@@ -52,6 +59,16 @@ protected:
         press(from);
         move(to);
         release(to);
+    }
+
+    /// What is painted anew because of @p change.
+    QRegion repainted(const std::function<void()> &change)
+    {
+        QApplication::processEvents();
+        below.painted = {};
+        change();
+        QApplication::processEvents();
+        return below.painted;
     }
 
     std::optional<QRectF> image = IMAGE;
@@ -253,6 +270,33 @@ TEST_F(CropOverlayViewTest, RefittingFollowsThePicture)
 TEST_F(CropOverlayViewTest, CutsOutInPixelsOfTheFullPicture)
 {
     EXPECT_EQ(overlay->boxInImagePixels({6000, 4000}), std::optional(QRectF(600, 400, 4800, 3200)));
+}
+
+TEST_F(CropOverlayViewTest, RepaintsOnlyWhereTheBoxWasAndIs)
+{
+    overlay->setBox({150, 100, 100, 80});
+    const QRegion region = repainted([this] { overlay->setBox({400, 250, 60, 40}); });
+    EXPECT_TRUE(region.contains(QRect(145, 95, 110, 90))); // with the handles
+    EXPECT_TRUE(region.contains(QRect(395, 245, 70, 50)));
+    EXPECT_TRUE(region.contains(QPoint(430, 303))); // the read-out
+    EXPECT_FALSE(region.contains(QPoint(330, 150)));
+    EXPECT_FALSE(region.contains(QPoint(650, 420)));
+}
+
+TEST_F(CropOverlayViewTest, RepaintsEverythingWhenTheShadeComesOrGoes)
+{
+    const QRegion whole(overlay->rect());
+    EXPECT_EQ(repainted([this] { overlay->setBox({}); }), whole);
+    EXPECT_EQ(repainted([this] { overlay->setBox({150, 100, 100, 80}); }), whole);
+}
+
+TEST_F(CropOverlayViewTest, RepaintsEverythingWhenThePictureHasChanged)
+{
+    const QRegion region = repainted([this] {
+        image = QRectF(110, 60, 580, 380);
+        overlay->refitBox();
+    });
+    EXPECT_EQ(region, QRegion(overlay->rect()));
 }
 
 TEST_F(CropOverlayViewTest, LeavesTheKeyboardToTheViewBelow)
