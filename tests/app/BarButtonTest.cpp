@@ -188,6 +188,7 @@ TEST_P(ProminentBarButton, TurnsTowardsBlackWhenPressedUnderThePointerToo)
     hover();
     QTest::mousePress(&button, Qt::LeftButton);
     EXPECT_EQ(fill(), "008fbf"); // a quarter of the way, from the accent itself
+    QTest::mouseRelease(&button, Qt::LeftButton);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, ProminentBarButton,

@@ -182,6 +182,7 @@ TEST_F(CropOverlayViewTest, OtherButtonDoesNotEndADrag)
     QTest::mouseClick(overlay, Qt::RightButton, {}, {400, 250});
     move({410, 255});
     EXPECT_EQ(overlay->box(), QRectF(170, 95, 480, 320));
+    release({410, 255});
 }
 
 TEST_F(CropOverlayViewTest, SecondPressOfADoubleClickDragsToo)
@@ -206,6 +207,7 @@ TEST_F(CropOverlayViewTest, PressOutsideThePictureBeginsANewBoxAtItsEdge)
     EXPECT_EQ(overlay->box(), QRectF(100, 450, 0, 0));
     move({300, 350});
     EXPECT_EQ(overlay->box(), QRectF(100, 350, 200, 100));
+    release({300, 350});
 }
 
 TEST_F(CropOverlayViewTest, RatioReshapesTheBoxAndTellsTheOwner)
@@ -310,7 +312,7 @@ TEST_F(CropOverlayViewTest, LeavesTheKeyboardToTheViewBelow)
 
 TEST_F(CropOverlayViewTest, KeepsTheMouseFromTheViewBelow)
 {
-    press({400, 250});
+    drag({400, 250}, {410, 255});
     QTest::mouseClick(overlay, Qt::RightButton, {}, {400, 250});
     EXPECT_EQ(below.mousePresses, 0);
 }
