@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileOpenEvent>
+#include <QUrl>
 #else
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
@@ -12,7 +13,8 @@
 #include <QVariantMap>
 
 #include <memory>
-#include <string>
+#include <string_view>
+#include <utility>
 
 #include <gio/gio.h>
 #endif
@@ -131,11 +133,6 @@ bool DesktopHandOver::listen()
     QString path = u'/' + m_applicationId;
     path.replace(u'.', u'/').replace(u'-', u'_');
     return bus.registerObject(path, this) && bus.registerService(m_applicationId);
-}
-
-bool DesktopHandOver::eventFilter(QObject *, QEvent *)
-{
-    return false;
 }
 
 #endif

@@ -29,7 +29,9 @@ public:
     /// when there is no bus or another program has the name already.
     bool listen();
 
+#ifdef Q_OS_MACOS
     bool eventFilter(QObject *watched, QEvent *event) override;
+#endif
 
 Q_SIGNALS:
     /// @p paths are to be opened; what was no local file is not among them.

@@ -93,11 +93,23 @@ Failure copyAll(const fs::path &source, const fs::path &target)
         error.assign(errno, std::generic_category());
     return error ? failureOf(error) : Failure();
 #else
+    const GioFile from = gioFile(source);
+    const GioFile to = gioFile(target);
     GError *error = nullptr;
-    return g_file_copy(gioFile(source).get(), gioFile(target).get(), G_FILE_COPY_ALL_METADATA,
-                       nullptr, nullptr, nullptr, &error)
-               ? Failure()
-               : takeFailure(error);
+    if (!g_file_copy(from.get(), to.get(), G_FILE_COPY_ALL_METADATA, nullptr, nullptr, nullptr,
+                     &error))
+        return takeFailure(error);
+    // GIO sets the permissions first, and a file that is read-only takes no attributes any more.
+    std::error_code ignored;
+    const fs::perms permissions = fs::status(source, ignored).permissions();
+    if ((permissions & fs::perms::owner_write) == fs::perms::none) {
+        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, ignored);
+        constexpr auto ALL_BUT_PERMISSIONS = static_cast<GFileCopyFlags>(
+            G_FILE_COPY_ALL_METADATA | G_FILE_COPY_TARGET_DEFAULT_PERMS);
+        g_file_copy_attributes(from.get(), to.get(), ALL_BUT_PERMISSIONS, nullptr, nullptr);
+        fs::permissions(target, permissions, ignored);
+    }
+    return {};
 #endif
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <random>
 
@@ -40,6 +41,21 @@ pid_t deadProcess()
         _exit(0);
     waitpid(process, nullptr, 0);
     return process;
+}
+
+const std::string ATTRIBUTE("5 stars\0\xff", 9);
+
+bool giveAttribute(const fs::path &file)
+{
+    return setxattr(file.c_str(), "user.tavolin.test", ATTRIBUTE.data(), ATTRIBUTE.size(), 0) == 0;
+}
+
+std::string attributeOf(const fs::path &file)
+{
+    std::string value(100, '\0');
+    const auto size = getxattr(file.c_str(), "user.tavolin.test", value.data(), value.size());
+    value.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+    return value;
 }
 
 class CopyIntoFolder : public testing::Test
@@ -96,14 +112,28 @@ TEST_F(CopyIntoFolder, TimeAndPermissionsAreKept)
 TEST_F(CopyIntoFolder, ExtendedAttributesAreKept)
 {
     const auto source = folder.write("1.jpg", "picture");
-    const std::string value("rating\0 5\xff", 10);
-    if (setxattr(source.c_str(), "user.tavolin.test", value.data(), value.size(), 0) != 0)
+    if (!giveAttribute(source))
         GTEST_SKIP() << "no extended attributes on this file system: " << std::strerror(errno);
     copy(source);
-    std::string found(100, '\0');
-    const auto size = getxattr((target / "1.jpg").c_str(), "user.tavolin.test", found.data(), 100);
-    ASSERT_EQ(size, 10);
-    EXPECT_EQ(found.substr(0, 10), value);
+    EXPECT_EQ(attributeOf(target / "1.jpg"), ATTRIBUTE);
+}
+
+TEST_F(CopyIntoFolder, ExtendedAttributesAndTimeOfAReadOnlyFileAreKept)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    if (!giveAttribute(source))
+        GTEST_SKIP() << "no extended attributes on this file system: " << std::strerror(errno);
+    const auto time = fs::last_write_time(source) - std::chrono::hours(1000);
+    fs::last_write_time(source, time);
+    fs::permissions(source, fs::perms(0444)); // as cameras protect pictures
+    fs::permissions(folder.path(), fs::perms::all);
+    {
+        const test::WithoutRoot withoutRoot;
+        copy(source);
+    }
+    EXPECT_EQ(attributeOf(target / "1.jpg"), ATTRIBUTE);
+    EXPECT_EQ(fs::last_write_time(target / "1.jpg"), time);
+    EXPECT_EQ(fs::status(target / "1.jpg").permissions(), fs::perms(0444));
 }
 
 TEST_F(CopyIntoFolder, EarlierCopyIsReplacedUnderTheSameName)
