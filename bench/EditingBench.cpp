@@ -3,19 +3,26 @@
 // the baseline's fastest.
 
 #include "editing/EditOp.h"
+#include "fileops/Saving.h"
 #include "imaging/Image.h"
 #include "pictures/Picture.h"
 
 #include <QGuiApplication>
+#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <numbers>
+
+#include <jpeglib.h>
 
 #ifdef TAVOLIN_HAS_OPENCV
 #include <opencv2/core.hpp>
@@ -61,6 +68,52 @@ void compare(benchmark::State &state, const auto &baseline, const auto &work)
     state.counters["fastestMs"] = 1000 * fastest;
     state.counters["ratio"] = fastest / fastestBaseline;
 }
+
+/// libjpeg-turbo alone, into memory, with the settings of saveJPEG().
+void compressAlone(const Image &image)
+{
+    jpeg_compress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char *file = nullptr;
+    unsigned long bytes = 0;
+    jpeg_mem_dest(&info, &file, &bytes);
+    info.image_width = static_cast<JDIMENSION>(image.width());
+    info.image_height = static_cast<JDIMENSION>(image.height());
+    info.input_components = 4;
+    info.in_color_space = JCS_EXT_BGRX;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, 95, TRUE);
+    info.comp_info[0].h_samp_factor = 1;
+    info.comp_info[0].v_samp_factor = 1;
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height) {
+        auto *row = reinterpret_cast<JSAMPROW>(
+            const_cast<Pixel *>(image.row(static_cast<int>(info.next_scanline))));
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    benchmark::DoNotOptimize(file);
+    std::free(file);
+}
+
+/// From pixels to a file that the disk has, over an earlier one.
+void save(benchmark::State &state)
+{
+    const Image image = photo(CAMERA_SIZE);
+    const QTemporaryDir folder;
+    const std::filesystem::path file =
+        std::filesystem::path(folder.path().toStdString()) / "saved.jpg";
+    compare(
+        state, [&] { compressAlone(image); },
+        [&] {
+            if (!saveJPEG(image, file))
+                state.SkipWithError("can't save");
+        });
+}
+BENCHMARK(save)->Unit(benchmark::kMillisecond)->UseManualTime();
 
 #ifdef TAVOLIN_HAS_OPENCV
 

@@ -2,6 +2,8 @@
 
 #include "browse/Decoding.h"
 #include "browse/PhotoInfo.h"
+#include "editing/EditOp.h"
+#include "fileops/Saving.h"
 #include "imaging/Color.h"
 
 #include <QCoreApplication>
@@ -28,12 +30,17 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::string_view USAGE =
-    "usage: tavolin-probe [--max-pixel N] [--png OUT] [--repeat N] FILE...\n"
+    "usage: tavolin-probe [--max-pixel N] [--png OUT] [--repeat N]\n"
+    "                     [--edit STEPS] [--save OUT] FILE...\n"
     "Prints one JSON object for each FILE: file, pixelSize, display, infoLine,\n"
     "segments (of that line), decodeMs, peakRssKiB.\n"
     "  --max-pixel N  decode to at most N pixels on the longest side (2560)\n"
     "  --png OUT      write the decoded picture, upright and in sRGB (of several, the last)\n"
     "  --repeat N     decode N times and give the median time (1)\n"
+    "  --edit STEPS   edit the picture at its full size before saving it: steps in order,\n"
+    "                 separated by ';', each rotate=DEGREES or crop=X,Y,WIDTH,HEIGHT\n"
+    "  --save OUT     save it as the viewer saves an edited picture, with its metadata\n"
+    "                 (of several files, the last)\n"
     "Exit status: 0 when every file gave a picture, 1 otherwise, 2 for wrong usage.\n";
 
 struct Request
@@ -41,6 +48,8 @@ struct Request
     int maxPixel = tavolin::MAX_DISPLAY_PIXELS;
     int repeats = 1;
     std::optional<std::filesystem::path> png;
+    std::vector<tavolin::EditOp> edits;
+    std::optional<std::filesystem::path> save;
     std::vector<std::filesystem::path> files;
 };
 
@@ -51,6 +60,42 @@ std::optional<int> positiveNumber(std::string_view text)
     return error == std::errc() && end == text.data() + text.size() && value > 0
                ? std::optional(value)
                : std::nullopt;
+}
+
+/// The numbers of @p text, between commas; empty when one isn't a number.
+std::vector<double> numbers(std::string_view text)
+{
+    std::vector<double> result;
+    for (const char *begin = text.data(), *end = begin + text.size(); begin <= end;) {
+        double value = 0;
+        const auto [next, error] = std::from_chars(begin, end, value);
+        if (error != std::errc() || (next != end && *next != ','))
+            return {};
+        result.push_back(value);
+        begin = next + 1;
+    }
+    return result;
+}
+
+std::optional<std::vector<tavolin::EditOp>> readSteps(std::string_view text)
+{
+    constexpr std::string_view ROTATE = "rotate=";
+    constexpr std::string_view CROP = "crop=";
+    std::vector<tavolin::EditOp> steps;
+    while (!text.empty()) {
+        const std::string_view step = text.substr(0, text.find(';'));
+        text.remove_prefix(std::min(step.size() + 1, text.size()));
+        if (const auto degrees = numbers(step.substr(std::min(step.size(), ROTATE.size())));
+            step.starts_with(ROTATE) && degrees.size() == 1)
+            steps.emplace_back(tavolin::RotateOp{degrees[0]});
+        else if (const auto box = numbers(step.substr(std::min(step.size(), CROP.size())));
+                 step.starts_with(CROP) && box.size() == 4)
+            steps.emplace_back(
+                tavolin::CropOp{tavolin::integralRect({box[0], box[1], box[2], box[3]})});
+        else
+            return std::nullopt;
+    }
+    return steps;
 }
 
 std::optional<Request> readRequest(std::span<char *const> arguments)
@@ -70,8 +115,13 @@ std::optional<Request> readRequest(std::span<char *const> arguments)
         if (++i == arguments.size())
             return std::nullopt;
         const auto number = positiveNumber(arguments[i]);
+        const auto steps = argument == "--edit" ? readSteps(arguments[i]) : std::nullopt;
         if (argument == "--png")
             request.png = arguments[i];
+        else if (argument == "--save")
+            request.save = arguments[i];
+        else if (argument == "--edit" && steps)
+            request.edits = *steps;
         else if (argument == "--max-pixel" && number)
             request.maxPixel = *number;
         else if (argument == "--repeat" && number)
@@ -97,6 +147,20 @@ qint64 peakRssKiB()
 #else
     return usage.ru_maxrss;
 #endif
+}
+
+/// Saves @p file edited as @p request says; false when it can't be read or written.
+bool saveEdited(const std::filesystem::path &file, const Request &request)
+{
+    tavolin::Image picture = tavolin::loadFullImage(file);
+    for (const tavolin::EditOp &step : request.edits)
+        picture = tavolin::applyOp(picture, step);
+    if (!tavolin::isSourceItself(*request.save, file) &&
+        tavolin::saveJPEG(picture, *request.save, tavolin::SAVED_QUALITY,
+                          tavolin::sourceMetadata(file, picture.size())))
+        return true;
+    std::fprintf(stderr, "tavolin-probe: can't save %s\n", request.save->c_str());
+    return false;
 }
 
 /// Prints the line of @p file and returns whether it gave a picture (and that could be written).
@@ -128,6 +192,8 @@ bool probe(const std::filesystem::path &file, const Request &request)
     const QByteArray text = QJsonDocument(line).toJson(QJsonDocument::Compact);
     std::printf("%s\n", text.constData());
     std::fflush(stdout);
+    if (isShown && request.save && !saveEdited(file, request))
+        return false;
     if (!isShown || !request.png)
         return isShown;
     const QString out = QString::fromStdString(request.png->native());

@@ -260,6 +260,13 @@ const QByteArray &adobeRgbProfile()
     return profile;
 }
 
+const QByteArray &srgbProfile()
+{
+    static const QByteArray profile =
+        makeRgbProfile({{0.64, 0.33, 1.0}, {0.30, 0.60, 1.0}, {0.15, 0.06, 1.0}}, srgbCurve());
+    return profile;
+}
+
 const QByteArray &displayP3Profile()
 {
     static const QByteArray profile = makeRgbProfile(

@@ -24,6 +24,9 @@ void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isI
 /// Adobe RGB (1998): IEC 61966-2-5.
 [[nodiscard]] const QByteArray &adobeRgbProfile();
 
+/// sRGB: IEC 61966-2-1. Pictures in it carry no profile; this one is for files that must say it.
+[[nodiscard]] const QByteArray &srgbProfile();
+
 /// Display P3: the primaries of SMPTE EG 432-1, white point D65, the transfer curve of sRGB.
 [[nodiscard]] const QByteArray &displayP3Profile();
 

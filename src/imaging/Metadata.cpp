@@ -186,27 +186,6 @@ void addMissing(PhotoMetadata &metadata, PhotoMetadata other)
     add(metadata.dateTimeOriginal, other.dateTimeOriginal);
 }
 
-/// The beginning of the JPEG that a RAF or RW2 file carries, with all that comes before its pixels;
-/// without a byte when it is missing. Empty when the file is another.
-std::optional<SourceFile> embeddedJpeg(FieldReader &fields)
-{
-    constexpr std::int64_t HEAD_BYTES = 1 << 20;
-    constexpr std::uint16_t JPG_FROM_RAW = 0x002e;
-    std::int64_t begin = -1;
-    if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
-        begin = bigEndian<quint32>(head, 84);
-    } else if (hasText(head, {"IIU\0", 4})) {
-        auto tiff = TiffReader::open(fields, 0, fields.size());
-        const TiffDirectory main = tiff ? tiff->directory(tiff->first()) : TiffDirectory{};
-        if (const TiffEntry *jpeg = main.find(JPG_FROM_RAW))
-            begin = jpeg->offset;
-    } else {
-        return std::nullopt;
-    }
-    const SourceFile &file = fields.file();
-    return SourceFile::fromBytes(file.bytesAt(begin, HEAD_BYTES), file.stopToken());
-}
-
 PhotoMetadata readWithExiv2(const SourceFile &file)
 {
     PhotoMetadata result;
@@ -222,8 +201,8 @@ PhotoMetadata readTags(const SourceFile &file)
 {
     if (sniffFileType(file) == FileType::Unknown)
         return {};
+    const std::optional<SourceFile> jpeg = embeddedJpeg(file);
     FieldReader fields(file);
-    const std::optional<SourceFile> jpeg = embeddedJpeg(fields);
     std::optional<TiffReader> tiff = TiffReader::open(fields, 0, file.size());
     if (!tiff)
         return readWithExiv2(jpeg ? *jpeg : file);
@@ -235,6 +214,25 @@ PhotoMetadata readTags(const SourceFile &file)
 }
 
 } // namespace
+
+std::optional<SourceFile> embeddedJpeg(const SourceFile &file)
+{
+    constexpr std::int64_t HEAD_BYTES = 1 << 20;
+    constexpr std::uint16_t JPG_FROM_RAW = 0x002e;
+    FieldReader fields(file);
+    std::int64_t begin = -1;
+    if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
+        begin = bigEndian<quint32>(head, 84);
+    } else if (hasText(head, {"IIU\0", 4})) {
+        auto tiff = TiffReader::open(fields, 0, fields.size());
+        const TiffDirectory main = tiff ? tiff->directory(tiff->first()) : TiffDirectory{};
+        if (const TiffEntry *jpeg = main.find(JPG_FROM_RAW))
+            begin = jpeg->offset;
+    } else {
+        return std::nullopt;
+    }
+    return SourceFile::fromBytes(file.bytesAt(begin, HEAD_BYTES), file.stopToken());
+}
 
 std::optional<PhotoMetadata> readMetadata(const SourceFile &file, ThumbnailRule rule)
 {

@@ -28,6 +28,10 @@ struct PhotoMetadata
     friend bool operator==(const PhotoMetadata &, const PhotoMetadata &) = default;
 };
 
+/// The beginning of the JPEG that a RAF or RW2 @p file carries, with all that comes before its
+/// pixels; without a byte when it is missing. Empty when the file is another.
+[[nodiscard]] std::optional<SourceFile> embeddedJpeg(const SourceFile &file);
+
 /// The metadata of the picture in @p file, whose size is asked for under @p rule. Only the EXIF
 /// tags count, not XMP or what a maker notes. Reads at most some tens of megabytes, whatever a file
 /// claims. Empty when the file is no picture: it has neither a size nor any of these tags.

@@ -1,0 +1,38 @@
+#pragma once
+// Saving an edited picture beside its source: where it goes, what it carries and how it is written.
+// The source is never written to. Usable from any thread.
+
+#include "imaging/Image.h"
+#include "imaging/JpegWriter.h"
+
+#include <QSize>
+
+#include <filesystem>
+#include <optional>
+
+namespace tavolin {
+
+/// libjpeg's 95 of 100.
+inline constexpr double SAVED_QUALITY = 0.95;
+
+/// Where the edited picture of @p source is saved: in the folder "Edit" beside it, under its name
+/// with ".jpg" in place of the last extension.
+[[nodiscard]] std::filesystem::path editedFile(const std::filesystem::path &source);
+
+/// Whether saving to @p destination would replace @p source itself, as where "Edit" is a link to
+/// the folder that it stands in. False when there is no such destination yet.
+[[nodiscard]] bool isSourceItself(const std::filesystem::path &destination,
+                                  const std::filesystem::path &source);
+
+/// The metadata of the picture at @p url for a copy of @p newSize pixels, as carriedMetadata()
+/// says. Empty when the file or its metadata can't be read.
+[[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
+                                                         QSize newSize);
+
+/// Writes @p image as a JPEG to @p url, whose folder exists, replacing an earlier file as a whole;
+/// on failure (false) that one is as it was. @p quality is from 0 to 1.
+[[nodiscard]] bool saveJPEG(const Image &image, const std::filesystem::path &url,
+                            double quality = SAVED_QUALITY,
+                            const std::optional<JpegMetadata> &metadata = {});
+
+} // namespace tavolin

@@ -1,0 +1,92 @@
+#include "platform/FileReplacement.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace tavolin {
+
+namespace {
+
+/// An open file descriptor, closed in the end.
+class Descriptor
+{
+public:
+    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~Descriptor() { close(); }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    [[nodiscard]] int get() const { return m_descriptor; }
+
+    /// False when what was written before turns out to have failed.
+    bool close()
+    {
+        const int descriptor = std::exchange(m_descriptor, -1);
+        return descriptor < 0 || ::close(descriptor) == 0;
+    }
+
+private:
+    int m_descriptor;
+};
+
+bool writeAll(int descriptor, std::span<const std::byte> content)
+{
+    while (!content.empty()) {
+        const ssize_t count = write(descriptor, content.data(), content.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return false;
+        content = content.subspan(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+/// Whether the disk has it all. Some network file systems can't say; they are believed.
+bool flush(int descriptor)
+{
+    return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
+/// A name in the folder of @p file that no other writer takes: no other process by its number, and
+/// no other thread by the count.
+std::filesystem::path temporaryName(const std::filesystem::path &file)
+{
+    static std::atomic<unsigned> count = 0;
+    return file.parent_path() /
+           (".tavolin-" + std::to_string(getpid()) + '-' + std::to_string(count++));
+}
+
+bool writeNew(const std::filesystem::path &file, std::span<const std::byte> content)
+{
+    // A leftover of an earlier process with the same number is nobody's any more.
+    unlink(file.c_str());
+    constexpr mode_t MODE = 0666; // less what the user's mask takes away
+    Descriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE));
+    return descriptor.get() >= 0 && writeAll(descriptor.get(), content) &&
+           flush(descriptor.get()) && descriptor.close();
+}
+
+} // namespace
+
+bool replaceFile(const std::filesystem::path &file, std::span<const std::byte> content)
+{
+    const std::filesystem::path temporary = temporaryName(file);
+    if (!writeNew(temporary, content) || rename(temporary.c_str(), file.c_str()) != 0) {
+        unlink(temporary.c_str());
+        return false;
+    }
+    // The name is on the disk when the folder is. If that fails, the file is there all the same.
+    const Descriptor folder(open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.get() >= 0)
+        flush(folder.get());
+    return true;
+}
+
+} // namespace tavolin
