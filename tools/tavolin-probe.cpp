@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
@@ -62,17 +63,19 @@ std::optional<int> positiveNumber(std::string_view text)
                : std::nullopt;
 }
 
-/// The numbers of @p text, between commas; empty when one isn't a number.
+/// The numbers in @p text, between commas; none when one of them isn't a number, or larger than any
+/// picture.
 std::vector<double> numbers(std::string_view text)
 {
+    constexpr double LARGEST = 1'000'000;
     std::vector<double> result;
-    for (const char *begin = text.data(), *end = begin + text.size(); begin <= end;) {
-        double value = 0;
-        const auto [next, error] = std::from_chars(begin, end, value);
-        if (error != std::errc() || (next != end && *next != ','))
+    const auto bytes = QByteArray::fromRawData(text.data(), static_cast<qsizetype>(text.size()));
+    for (const QByteArray &part : bytes.split(',')) {
+        bool isNumber = false;
+        const double value = part.toDouble(&isNumber);
+        if (!isNumber || !(std::abs(value) <= LARGEST))
             return {};
         result.push_back(value);
-        begin = next + 1;
     }
     return result;
 }

@@ -1,6 +1,8 @@
 #include "imaging/CarriedMetadata.h"
 
 #include "imaging/codecs/Exiv2Access.h"
+#include "imaging/codecs/HeifCodec.h"
+#include "imaging/FileType.h"
 #include "imaging/Metadata.h"
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 #include <numeric>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <exiv2/exiv2.hpp>
@@ -258,6 +261,16 @@ JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
             .saysAdobeRgb = saysAdobeRgb(exif)};
 }
 
+/// Exiv2 finds nothing in some HEIF files, as in those with an empty profile: what libheif finds,
+/// as a file that Exiv2 reads.
+SourceFile heifMetadataAsJpeg(const SourceFile &file)
+{
+    const HeifMetadata found = readHeifMetadata(file);
+    PixelBuffer dot(QSize(1, 1));
+    return SourceFile::fromBytes(writeJpeg(std::move(dot).toImage(Alpha::Opaque), 95,
+                                           {.exif = found.exif, .xmp = found.xmp}));
+}
+
 } // namespace
 
 bool isCarried(std::string_view key)
@@ -278,10 +291,13 @@ std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSiz
     if (const auto jpeg = embeddedJpeg(file))
         withMetadata(*jpeg, [&inJpeg](const Exiv2::Image &image) { inJpeg = image.exifData(); });
     std::optional<JpegMetadata> result;
-    withMetadata(file, [&](Exiv2::Image &image) {
+    const auto carry = [&](Exiv2::Image &image) {
         addMissing(image.exifData(), inJpeg);
         result = encoded(image, newSize);
-    });
+    };
+    withMetadata(file, carry);
+    if (result && result->exif.isEmpty() && sniffFileType(file) == FileType::Heif)
+        withMetadata(heifMetadataAsJpeg(file), carry);
     return result;
 }
 

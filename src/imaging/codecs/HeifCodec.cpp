@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <string_view>
+#include <vector>
 
 #include <libheif/heif.h>
 
@@ -19,6 +21,8 @@ namespace {
 constexpr int DECODER_BYTES_PER_PIXEL = 7;
 /// Measured: two are faster than one and than libheif's own choice.
 constexpr int DECODING_THREADS = 2;
+/// Blocks beyond this are no metadata that anybody carries on.
+constexpr std::size_t MAX_METADATA_BYTES = 1 << 20;
 
 struct FreeContext
 {
@@ -102,18 +106,36 @@ void toPixels(const std::uint8_t *row, int width, bool hasAlpha, Pixel *out)
     }
 }
 
+/// A file and its primary picture, for as long as it lives.
+class OpenFile
+{
+public:
+    explicit OpenFile(const SourceFile &file) : m_cursor{file}, m_context(heif_context_alloc())
+    {
+        heif_image_handle *primary = nullptr;
+        if (m_context &&
+            isGood(heif_context_read_from_reader(m_context.get(), &READER, &m_cursor, nullptr)) &&
+            isGood(heif_context_get_primary_image_handle(m_context.get(), &primary)))
+            m_primary.reset(primary);
+    }
+
+    [[nodiscard]] heif_context *context() const { return m_context.get(); }
+    /// Null when the file can't be read.
+    [[nodiscard]] heif_image_handle *primary() const { return m_primary.get(); }
+
+private:
+    Cursor m_cursor;
+    std::unique_ptr<heif_context, FreeContext> m_context;
+    std::unique_ptr<heif_image_handle, FreeHandle> m_primary;
+};
+
 Image decode(const SourceFile &file, int maxPixel)
 {
-    const std::unique_ptr<heif_context, FreeContext> context(heif_context_alloc());
-    Cursor user{file};
-    if (!context || !isGood(heif_context_read_from_reader(context.get(), &READER, &user, nullptr)))
+    const OpenFile open(file);
+    heif_image_handle *primary = open.primary();
+    if (!primary)
         return {};
-    heif_context_set_max_decoding_threads(context.get(), DECODING_THREADS);
-
-    heif_image_handle *primary = nullptr;
-    if (!isGood(heif_context_get_primary_image_handle(context.get(), &primary)))
-        return {};
-    const std::unique_ptr<heif_image_handle, FreeHandle> handle(primary);
+    heif_context_set_max_decoding_threads(open.context(), DECODING_THREADS);
     // A grid that claims more than it can hold crashes libheif: ask before decoding.
     const QSize claimed(heif_image_handle_get_width(primary),
                         heif_image_handle_get_height(primary));
@@ -145,7 +167,49 @@ Image decode(const SourceFile &file, int maxPixel)
                                      profileOf(primary));
 }
 
+/// The block of metadata with @p id; empty when it is larger than anybody carries on.
+QByteArray metadataBlock(const heif_image_handle *primary, heif_item_id id)
+{
+    const std::size_t size = heif_image_handle_get_metadata_size(primary, id);
+    if (size == 0 || size > MAX_METADATA_BYTES)
+        return {};
+    QByteArray block(static_cast<qsizetype>(size), '\0');
+    return isGood(heif_image_handle_get_metadata(primary, id, block.data())) ? block : QByteArray();
+}
+
+HeifMetadata metadataIn(const SourceFile &file)
+{
+    const OpenFile open(file);
+    const heif_image_handle *primary = open.primary();
+    HeifMetadata result;
+    if (!primary)
+        return result;
+    std::vector<heif_item_id> ids(static_cast<std::size_t>(
+        heif_image_handle_get_number_of_metadata_blocks(primary, nullptr)));
+    heif_image_handle_get_list_of_metadata_block_IDs(primary, nullptr, ids.data(),
+                                                     static_cast<int>(ids.size()));
+    for (const heif_item_id id : ids) {
+        const std::string_view type = heif_image_handle_get_metadata_type(primary, id);
+        const QByteArray block = metadataBlock(primary, id);
+        // ISO/IEC 23008-12, A.2.1: the block begins with how far the TIFF header is from there.
+        if (type == "Exif" && block.size() > 4)
+            result.exif = block.mid(qsizetype{4} + qFromBigEndian<quint32>(block.constData()));
+        else if (type == "mime" && block.contains("<x:xmpmeta"))
+            result.xmp = block;
+    }
+    return result;
+}
+
 } // namespace
+
+HeifMetadata readHeifMetadata(const SourceFile &file)
+{
+    try {
+        return metadataIn(file);
+    } catch (...) {
+        return {};
+    }
+}
 
 Image decodeHeif(const SourceFile &file, int maxPixel)
 {
