@@ -14,11 +14,19 @@ struct Binding
 };
 
 constexpr std::array BINDINGS{
-    Binding{KeyCode::A, Command::CopyToHL},           Binding{KeyCode::D, Command::DeleteCurrent},
-    Binding{KeyCode::F, Command::ToggleFullScreen},   Binding{KeyCode::H, Command::ToggleHelp},
-    Binding{KeyCode::J, Command::OpenSearch},         Binding{KeyCode::O, Command::OpenFolder},
-    Binding{KeyCode::Space, Command::NextPicture},    Binding{KeyCode::Right, Command::NextPicture},
-    Binding{KeyCode::Left, Command::PreviousPicture}, Binding{KeyCode::Escape, Command::Leave},
+    Binding{KeyCode::A, Command::CopyToHL},
+    Binding{KeyCode::D, Command::DeleteCurrent},
+    Binding{KeyCode::F, Command::ToggleFullScreen},
+    Binding{KeyCode::H, Command::ToggleHelp},
+    Binding{KeyCode::J, Command::OpenSearch},
+    Binding{KeyCode::O, Command::OpenFolder},
+    Binding{KeyCode::S, Command::SaveEdited},
+    Binding{KeyCode::X, Command::EnterCrop},
+    Binding{KeyCode::T, Command::EnterCrop},
+    Binding{KeyCode::Space, Command::NextPicture},
+    Binding{KeyCode::Right, Command::NextPicture},
+    Binding{KeyCode::Left, Command::PreviousPicture},
+    Binding{KeyCode::Escape, Command::Leave},
 };
 
 } // namespace

@@ -15,6 +15,8 @@ enum class Command : std::uint8_t {
     OpenSearch,
     CopyToHL,
     DeleteCurrent,
+    EnterCrop,
+    SaveEdited,
     NextPicture,
     PreviousPicture,
     Leave, ///< Closes the help page, or quits where none is shown.

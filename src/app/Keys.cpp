@@ -15,9 +15,17 @@ namespace tavolin {
 bool Viewer::handleKey(const QKeyEvent &event)
 {
     const auto key = keyCode(event);
-    if (!key || (event.modifiers() & Qt::ControlModifier))
-        return false;
-    const auto command = commandForKey(*key);
+    if (event.modifiers() & Qt::ControlModifier) {
+        if (key != KeyCode::Z)
+            return false;
+        undoEdit();
+        return true;
+    }
+    if (m_crop.cropMode) {
+        handleCropKey(key, event.modifiers() & Qt::ShiftModifier);
+        return true;
+    }
+    const auto command = key ? commandForKey(*key) : std::nullopt;
     if (!command)
         return false;
     switch (*command) {
@@ -38,6 +46,12 @@ bool Viewer::handleKey(const QKeyEvent &event)
         break;
     case Command::DeleteCurrent:
         deleteCurrent();
+        break;
+    case Command::EnterCrop:
+        enterCrop();
+        break;
+    case Command::SaveEdited:
+        saveEdited();
         break;
     case Command::NextPicture:
         navigate(+1);

@@ -4,6 +4,7 @@
 #include "app/TextLabel.h"
 #include "app/Viewer.h"
 #include "app/ViewerView.h"
+#include "editing/CropBar.h"
 
 #include <chrono>
 
@@ -24,7 +25,9 @@ void Viewer::layoutLabels()
     const int height = m_shell.view->height();
     m_shell.infoLabel->setGeometry(20, 16, width - 40, 22);
     m_shell.detailLabel->setGeometry(20, 42, width - 40, 18);
-    m_shell.statusLabel->setGeometry(0, height - 80, width, 30);
+    // Above the crop bar while there is one.
+    const int bottom = m_crop.cropBar ? m_crop.cropBar->y() - 4 : height - 50;
+    m_shell.statusLabel->setGeometry(0, bottom - 30, width, 30);
 }
 
 void Viewer::showStatus(const QString &text, bool autoClear)
@@ -46,7 +49,7 @@ void Viewer::updateInfoText()
         return;
     const auto index = static_cast<std::size_t>(m_browse.targetIndex);
     showInfo(infoText(m_browse.targetIndex, static_cast<int>(m_browse.imageList.size()),
-                      m_browse.imageList[index], false));
+                      m_browse.imageList[index], !m_edit.editOps.empty()));
 }
 
 } // namespace tavolin

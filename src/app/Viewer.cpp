@@ -4,6 +4,8 @@
 #include "app/QuitKey.h"
 #include "app/TextLabel.h"
 #include "app/ViewerView.h"
+#include "editing/CropBar.h"
+#include "editing/CropOverlayView.h"
 #include "interact/SearchField.h"
 
 #include <QApplication>
@@ -107,12 +109,16 @@ void Viewer::buildWindow()
 
 void Viewer::viewResized()
 {
+    if (m_crop.cropBar)
+        m_crop.cropBar->place(m_shell.view->size());
     layoutLabels();
     if (m_shell.helpView)
         m_shell.helpView->centre();
     if (m_search.searchField)
         m_search.searchField->place(m_shell.view->size());
     refreshRendition();
+    if (m_crop.cropOverlay)
+        m_crop.cropOverlay->resize(m_shell.view->size());
 }
 
 void Viewer::toggleFullScreen()

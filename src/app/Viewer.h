@@ -8,9 +8,13 @@
 #include "browse/DisplayPicture.h"
 #include "browse/PhotoInfo.h"
 #include "browse/ThumbCache.h"
+#include "editing/CropRatio.h"
+#include "editing/EditJobs.h"
+#include "editing/EditOp.h"
 #include "interact/FileSearch.h"
 #include "interact/WheelSteps.h"
 #include "platform/Failure.h"
+#include "platform/KeyCodes.h"
 #include "platform/SerialQueue.h"
 #include "platform/Trash.h"
 
@@ -38,6 +42,8 @@ class QWheelEvent;
 
 namespace tavolin {
 
+class CropBar;
+class CropOverlayView;
 class HelpView;
 class Mailbox;
 class SearchField;
@@ -137,6 +143,26 @@ public:
     /// The longest side to decode for the window's present screen, in pixels.
     [[nodiscard]] int maxPixel() const;
 
+    // Edits of the picture on screen: editing/EditHistory.cpp
+    /// Takes away the newest edit step; does nothing in crop mode.
+    void undoEdit();
+    /// Writes the edited picture into the folder Edit beside its source: fileops/SaveEdited.cpp
+    void saveEdited();
+
+    // Crop mode: editing/CropMode.cpp
+    /// Lays a crop box over the picture on screen; does nothing without one.
+    void enterCrop();
+    /// Takes the box away; nothing is recorded.
+    void exitCrop();
+    /// Rotates and crops the full picture in the background, then leaves crop mode.
+    void applyCrop();
+    /// Turns the picture under the box by the present angle.
+    void updateCropRotation();
+    /// The size, in pixels, of the picture that a crop would be cut from; none while unknown.
+    [[nodiscard]] std::optional<QSizeF> cropWorkingSize() const;
+    /// Pixels of that picture for each view point; none while unknown.
+    [[nodiscard]] std::optional<double> imagePixelScale() const;
+
 private:
     void buildMenu();
     void buildWindow();
@@ -164,11 +190,31 @@ private:
     void loadExif();
     void exifLoaded(const PhotoInfo &info, int index, std::uint64_t generation);
 
+    void showThumb(const DisplayPicture &picture);
+    [[nodiscard]] bool isCurrentShown() const;
+
     void setZoomFrame(const QRectF &frame);
     void dropFullImage();
     void showFullImage(const Image &image, int token);
     void prepareSearch();
     void searchTextChanged(const QString &text);
+
+    void setEdited(const EditedPicture &picture);
+    void showEdited(const EditedPicture &picture);
+    void resetEdits();
+    void undoFinished(const EditedPicture &picture, std::size_t stepsLeft, int token);
+
+    void handleCropKey(std::optional<KeyCode> key, bool shift);
+    void cropFinished(const CropResult &result, int session);
+    void endCrop();
+    void turnBy(double step);
+    void cropBarRatio(RatioPreset preset);
+    void buildCropBar();
+    void updateCropBar();
+    void editLayoutChanged();
+    void askCustomRatio();
+    [[nodiscard]] std::optional<QSizeF> editSourceSize() const;
+    [[nodiscard]] std::optional<QSizeF> appliedSize() const;
 
     struct Shell
     {
@@ -188,11 +234,12 @@ private:
     struct Browse
     {
         std::vector<std::filesystem::path> imageList;
-        std::uint64_t opening = 0;    // how many folders have been opened
-        std::uint64_t generation = 0; // of the list: results for an older one don't apply
-        int targetIndex = 0;          // where the user wants to be
-        int currentIndex = 0;         // whose picture is on screen
-        bool isLoading = false;       // a decode started by the pump is under way
+        std::uint64_t opening = 0;         // how many folders have been opened
+        std::uint64_t generation = 0;      // of the list: results for an older one don't apply
+        int targetIndex = 0;               // where the user wants to be
+        int currentIndex = 0;              // whose picture is on screen
+        std::uint64_t shownGeneration = 0; // of the list that the picture on screen was shown for
+        bool isLoading = false;            // a decode started by the pump is under way
         ThumbCache cache;
         Image currentThumb;
         std::optional<QSizeF> displaySize;     // of currentThumb, in pixels
@@ -230,6 +277,27 @@ private:
         std::uint64_t generation = 0;
     };
 
+    struct Edit
+    {
+        Image editedImage;           // at full size, with all of editOps; null without edits
+        std::vector<EditOp> editOps; // oldest first
+        bool editsUnsaved = false;
+        int pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
+        int undosUnderWay = 0; // since then
+    };
+
+    struct Crop
+    {
+        bool cropMode = false;
+        int session = 0; // counts the times that crop mode was entered
+        CropOverlayView *cropOverlay =
+            nullptr; // while in crop mode; this and the bar are the view's
+        CropBar *cropBar = nullptr;
+        double cropAngle = 0;
+        Image cropBaseThumb;     // the display image as it was before any rotation
+        Image cropBaseRendition; // and what was on screen for it outside crop mode
+    };
+
     Shell m_shell;
     Browse m_browse;
     Prefetch m_prefetch;
@@ -238,6 +306,8 @@ private:
     WheelState m_wheel;
     Search m_search;
     Deletion m_deletion;
+    Edit m_edit;
+    Crop m_crop;
     Mailbox &m_mailbox;
     Decoder m_decoder;
     Trash m_trash;

@@ -40,6 +40,7 @@ void Viewer::openPath(const std::filesystem::path &url)
     const auto status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status))
         return;
+    exitCrop();
     if (std::filesystem::is_directory(status))
         openFolder(path, std::nullopt);
     else
@@ -73,6 +74,7 @@ void Viewer::listChanged()
     m_browse.cache.clear();
     m_prefetch.inflight.clear();
     dropFullImage();
+    resetEdits();
 }
 
 void Viewer::showNothing(const QString &info)

@@ -30,6 +30,7 @@ void Viewer::jumpTo(int index)
 {
     if (!isInList(index) || index == m_browse.targetIndex)
         return;
+    resetEdits();
     m_browse.targetIndex = index;
     updateInfoText();
     pumpLoad();
@@ -62,10 +63,15 @@ void Viewer::loadFinished(const DisplayPicture &picture, int index, std::uint64_
     // A picture of an earlier list would stand under a wrong name. One that the user has moved on
     // from is shown all the same: it keeps the screen moving while a key is held.
     const bool applies = generation == m_browse.generation;
-    if (applies && !picture.isNull()) {
+    const bool isUsable = applies && !picture.isNull();
+    if (isUsable)
         m_browse.cache.set(index, picture);
-        display(picture, index);
+    if (m_crop.cropMode) { // nothing may take the place of what lies under the box
+        m_browse.cache.evict(m_browse.targetIndex);
+        return;
     }
+    if (isUsable)
+        display(picture, index);
     if (!applies || m_browse.targetIndex != index)
         pumpLoad();
 }
@@ -73,19 +79,31 @@ void Viewer::loadFinished(const DisplayPicture &picture, int index, std::uint64_
 void Viewer::display(const DisplayPicture &picture, int index)
 {
     m_browse.currentIndex = index;
-    m_browse.currentThumb = picture.image;
-    m_browse.displaySize = picture.image.size();
+    m_browse.shownGeneration = m_browse.generation;
     m_browse.currentPixelSize.reset();
     dropFullImage(); // of another picture: it must not take this one's place
-    m_shell.imageLayer.contents = picture.image;
-    m_shell.imageLayer.rendition = picture.rendition;
-    refreshRendition();
+    showThumb(picture);
     if (!m_shell.imageLayer.rendition.isSameAs(picture.rendition))
         m_browse.cache.set(index, {picture.image, m_shell.imageLayer.rendition});
-    m_shell.view->update();
     m_browse.cache.evict(m_browse.targetIndex);
     schedulePrefetch();
     scheduleExif();
+}
+
+void Viewer::showThumb(const DisplayPicture &picture)
+{
+    m_browse.currentThumb = picture.image;
+    m_browse.displaySize = picture.image.size();
+    m_shell.imageLayer.contents = picture.image;
+    m_shell.imageLayer.rendition = picture.rendition;
+    refreshRendition();
+    m_shell.view->update();
+}
+
+bool Viewer::isCurrentShown() const
+{
+    return isInList(m_browse.currentIndex) && !m_browse.currentThumb.isNull() &&
+           m_browse.shownGeneration == m_browse.generation;
 }
 
 void Viewer::refreshRendition()
@@ -104,7 +122,8 @@ void Viewer::refreshRendition()
 
 QRectF Viewer::imageAreaRect() const
 {
-    return tavolin::imageAreaRect(m_shell.view->size(), ViewMode::Browsing);
+    return tavolin::imageAreaRect(m_shell.view->size(),
+                                  m_crop.cropMode ? ViewMode::Cropping : ViewMode::Browsing);
 }
 
 QRectF Viewer::fitRect() const
@@ -114,7 +133,9 @@ QRectF Viewer::fitRect() const
 
 DisplayTarget Viewer::displayTarget() const
 {
-    return {maxPixel(), imageAreaRect(), m_shell.view->devicePixelRatio()};
+    // Whatever is decoded while cropping is shown after it.
+    return {maxPixel(), tavolin::imageAreaRect(m_shell.view->size(), ViewMode::Browsing),
+            m_shell.view->devicePixelRatio()};
 }
 
 int Viewer::maxPixel() const

@@ -43,7 +43,8 @@ void Viewer::exifLoaded(const PhotoInfo &info, int index, std::uint64_t generati
     // Facts of another picture than the one on screen are of no use.
     if (generation != m_browse.generation || index != m_browse.currentIndex)
         return;
-    m_browse.currentPixelSize = info.pixelSize;
+    if (m_edit.editedImage.isNull())
+        m_browse.currentPixelSize = info.pixelSize;
     m_shell.detailLabel->setText(infoLine(info.segments));
 }
 

@@ -37,8 +37,10 @@ void Viewer::deletionFinished(const Failure &failure, const std::filesystem::pat
     }
     // The file has gone, but another folder's list must not lose a picture for it. Which picture is
     // on screen by now is not asked, nor how many have been deleted since.
-    if (opening == m_browse.opening && isInList(m_browse.currentIndex))
+    if (opening == m_browse.opening && isInList(m_browse.currentIndex)) {
+        exitCrop();
         removeFromList(m_browse.currentIndex);
+    }
     if (!m_browse.imageList.empty())
         showStatus(u"🗑 ลบแล้ว"_s, true);
 }

@@ -17,7 +17,7 @@ void Viewer::zoomBegin(QPointF position)
 {
     const int index = m_browse.currentIndex;
     const QRectF fitted = fitRect();
-    if (!isInList(index) || m_browse.currentThumb.isNull() || !isInside(position, fitted))
+    if (m_crop.cropMode || !isCurrentShown() || !isInside(position, fitted))
         return;
     const auto &url = m_browse.imageList[static_cast<std::size_t>(index)];
     if (!m_browse.currentPixelSize)
@@ -33,12 +33,18 @@ void Viewer::zoomBegin(QPointF position)
 
     dropFullImage();
     m_zoom.fullImageLoad = std::stop_source();
-    m_loadQueue.post([url, load = m_zoom.fullImageLoad, token = m_zoom.zoomLoadToken,
+    const Image &edited = m_edit.editedImage;
+    if (!edited.isNull() && edited.iccProfile().isEmpty()) { // in the screen's colours already
+        m_shell.imageLayer.contents = edited;
+        return;
+    }
+    m_loadQueue.post([url, edited, load = m_zoom.fullImageLoad, token = m_zoom.zoomLoadToken,
                       &mailbox = m_mailbox,
                       viewer = QPointer(this)](const std::stop_token &quitting) {
         const std::stop_callback stopWithQueue(quitting, [&] { load.request_stop(); });
         const auto stop = load.get_token();
-        mailbox.post([image = toSrgb(loadFullImage(url, stop), stop), token, viewer] {
+        const Image full = edited.isNull() ? loadFullImage(url, stop) : edited;
+        mailbox.post([image = toSrgb(full, stop), token, viewer] {
             if (viewer)
                 viewer->showFullImage(image, token);
         });

@@ -44,6 +44,17 @@ void serveWaitingEvents()
     ASSERT_TRUE(waitFor([&isServed] { return isServed; }));
 }
 
+bool endsTheApplication(const std::function<void()> &action)
+{
+    constexpr int GIVEN_UP = 1;
+    QTimer limit;
+    limit.setSingleShot(true);
+    QObject::connect(&limit, &QTimer::timeout, &limit, [] { QCoreApplication::exit(GIVEN_UP); });
+    limit.start(std::chrono::seconds(20));
+    QTimer::singleShot(0, &limit, action);
+    return QApplication::exec() == 0;
+}
+
 QByteArray pngFile(const QImage &image)
 {
     QByteArray file;

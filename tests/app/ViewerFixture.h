@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +43,9 @@ template <typename Predicate>
 
 /// Serves all that is in the event queue, and what was to happen "as soon as possible".
 void serveWaitingEvents();
+
+/// Whether @p action, done while the event loop runs, makes it end as a quit does.
+[[nodiscard]] bool endsTheApplication(const std::function<void()> &action);
 
 /// @p image as a PNG file.
 [[nodiscard]] QByteArray pngFile(const QImage &image);

@@ -10,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -19,22 +17,11 @@ using namespace Qt::StringLiterals;
 namespace tavolin {
 namespace {
 
+using test::endsTheApplication;
 using test::waitFor;
 using Numbers = std::vector<int>;
 
 constexpr QRgb BLACK = 0xff000000;
-
-/// Whether @p action, done while the event loop runs, makes it end as a quit does.
-bool endsTheApplication(const std::function<void()> &action)
-{
-    constexpr int GIVEN_UP = 1;
-    QTimer limit;
-    limit.setSingleShot(true);
-    QObject::connect(&limit, &QTimer::timeout, &limit, [] { QCoreApplication::exit(GIVEN_UP); });
-    limit.start(std::chrono::seconds(20));
-    QTimer::singleShot(0, &limit, action);
-    return QApplication::exec() == 0;
-}
 
 class StartUp : public test::ViewerFixture
 {};

@@ -11,11 +11,13 @@ namespace tavolin {
 namespace {
 
 const std::map<KeyCode, Command> COMMANDS{
-    {KeyCode::A, Command::CopyToHL},           {KeyCode::D, Command::DeleteCurrent},
-    {KeyCode::F, Command::ToggleFullScreen},   {KeyCode::H, Command::ToggleHelp},
-    {KeyCode::J, Command::OpenSearch},         {KeyCode::O, Command::OpenFolder},
-    {KeyCode::Space, Command::NextPicture},    {KeyCode::Right, Command::NextPicture},
-    {KeyCode::Left, Command::PreviousPicture}, {KeyCode::Escape, Command::Leave},
+    {KeyCode::A, Command::CopyToHL},         {KeyCode::D, Command::DeleteCurrent},
+    {KeyCode::F, Command::ToggleFullScreen}, {KeyCode::H, Command::ToggleHelp},
+    {KeyCode::J, Command::OpenSearch},       {KeyCode::O, Command::OpenFolder},
+    {KeyCode::S, Command::SaveEdited},       {KeyCode::X, Command::EnterCrop},
+    {KeyCode::T, Command::EnterCrop},        {KeyCode::Space, Command::NextPicture},
+    {KeyCode::Right, Command::NextPicture},  {KeyCode::Left, Command::PreviousPicture},
+    {KeyCode::Escape, Command::Leave},
 };
 
 TEST(KeyMap, EveryKeyHasItsCommandAndNoOtherKeyHasOne)

@@ -1,0 +1,69 @@
+// What the buttons of the crop bar do, and the ratio that the user types.
+
+#include "app/Viewer.h"
+#include "app/ViewerView.h"
+#include "editing/CropAngle.h"
+#include "editing/CropBar.h"
+#include "editing/CropOverlayView.h"
+#include "editing/CropRatio.h"
+#include "editing/CustomRatioDialog.h"
+
+#include <QMainWindow>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+void Viewer::buildCropBar()
+{
+    auto *bar = new CropBar(
+        [this](QPainter &painter) {
+            paintLayer(painter, m_shell.imageLayer, m_shell.view->size(),
+                       m_shell.view->devicePixelRatio());
+        },
+        m_shell.view);
+    m_crop.cropBar = bar;
+    connect(bar, &CropBar::ratioChosen, this, &Viewer::cropBarRatio);
+    connect(bar, &CropBar::customRatioRequested, this, &Viewer::askCustomRatio);
+    connect(bar, &CropBar::flipRequested, m_crop.cropOverlay, &CropOverlayView::flipOrientation);
+    connect(bar, &CropBar::rotateLeftRequested, this, [this] { turnBy(-ANGLE_STEP); });
+    connect(bar, &CropBar::rotateRightRequested, this, [this] { turnBy(ANGLE_STEP); });
+    connect(bar, &CropBar::angleResetRequested, this, [this] { turnBy(-m_crop.cropAngle); });
+    connect(bar, &CropBar::applyRequested, this, &Viewer::applyCrop);
+    connect(bar, &CropBar::cancelRequested, this, &Viewer::exitCrop);
+    bar->place(m_shell.view->size());
+    bar->show();
+    updateCropBar();
+}
+
+void Viewer::updateCropBar()
+{
+    if (m_crop.cropBar)
+        m_crop.cropBar->refresh(m_crop.cropAngle, m_crop.cropOverlay->ratioName());
+}
+
+void Viewer::cropBarRatio(RatioPreset preset)
+{
+    if (const auto choice = ratioChoice(preset, m_browse.currentPixelSize))
+        m_crop.cropOverlay->setRatio(choice->ratio, choice->name);
+}
+
+void Viewer::askCustomRatio()
+{
+    if (m_shell.window->findChild<CustomRatioDialog *>()) // a held key asks again
+        return;
+    auto *dialog = new CustomRatioDialog(m_shell.window.get());
+    connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
+        if (result == QDialog::Accepted) {
+            const auto ratio = parseCustomRatio(dialog->text());
+            if (!ratio)
+                showStatus(u"❌ Invalid format (example: 16:10)"_s, true);
+            else if (m_crop.cropOverlay)
+                m_crop.cropOverlay->setRatio(ratio, dialog->text());
+        }
+        m_shell.view->setFocus();
+    });
+    dialog->open();
+}
+
+} // namespace tavolin

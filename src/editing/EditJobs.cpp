@@ -1,0 +1,77 @@
+#include "editing/EditJobs.h"
+
+#include "browse/Decoding.h"
+#include "editing/CropAngle.h"
+#include "imaging/Color.h"
+#include "imaging/Resample.h"
+
+#include <cmath>
+
+namespace tavolin {
+
+namespace {
+
+EditedPicture readyForScreen(const Image &image, const DisplayTarget &target,
+                             const std::stop_token &stop)
+{
+    if (image.isNull())
+        return {};
+    const Image display = toSrgb(downscale(image, target.maxPixel), stop);
+    return {image, {display, makeRendition(display, target.area, target.scale, stop)}};
+}
+
+/// The whole pixels around @p box, whose edges may have been meant to lie between two.
+QRect pixelsIn(const QRectF &box)
+{
+    // What reckoning in points leaves behind must not cost another row of pixels.
+    constexpr double NOISE = 1e-6;
+    const auto cleaned = [](double edge) {
+        const double whole = std::round(edge);
+        return std::abs(edge - whole) < NOISE ? whole : edge;
+    };
+    return integralRect(
+        QRectF(QPointF(cleaned(box.x()), cleaned(box.y())),
+               QPointF(cleaned(box.x() + box.width()), cleaned(box.y() + box.height()))));
+}
+
+} // namespace
+
+QSizeF sizeInShapeOf(QSizeF told, QSize shown)
+{
+    const double pixel = told.width() / shown.width();
+    const double height = shown.height() * pixel;
+    // The sides of a display image are whole pixels: each may be one off.
+    return std::abs(height - told.height()) <= 2 * pixel ? told : QSizeF(told.width(), height);
+}
+
+CropResult cropPicture(const std::filesystem::path &url, const Image &base,
+                       const CropRequest &request, const DisplayTarget &target,
+                       const std::stop_token &stop)
+{
+    Image image = base.isNull() ? loadFullImage(url, stop) : base;
+    if (image.isNull())
+        return {};
+    const double scale = image.width() / request.sourceSize.width();
+    const QRect rect = pixelsIn({request.box.topLeft() * scale, request.box.size() * scale});
+    CropResult result;
+    if (isRotationApplied(request.angle)) {
+        image = rotateInscribed(image, request.angle);
+        result.steps.push_back(RotateOp{request.angle});
+    }
+    result.steps.push_back(CropOp{rect});
+    result.picture = readyForScreen(image.cropped(rect), target, stop);
+    return result;
+}
+
+EditedPicture replay(const std::filesystem::path &url, const std::vector<EditOp> &steps,
+                     const DisplayTarget &target, const std::stop_token &stop)
+{
+    Image image = loadFullImage(url, stop);
+    for (const EditOp &step : steps) {
+        if (!image.isNull())
+            image = applyOp(image, step);
+    }
+    return readyForScreen(image, target, stop);
+}
+
+} // namespace tavolin

@@ -1,0 +1,60 @@
+#pragma once
+// The work behind an edit: from a file and steps to pixels, at full size and ready for the screen.
+// Free functions for any thread; a failure is a null picture.
+
+#include "browse/DisplayPicture.h"
+#include "editing/EditOp.h"
+#include "imaging/Image.h"
+
+#include <QRectF>
+#include <QSizeF>
+
+#include <filesystem>
+#include <stop_token>
+#include <vector>
+
+namespace tavolin {
+
+/// A picture with its edits.
+struct EditedPicture
+{
+    Image image;            ///< At full size, upright, in the profile of its source.
+    DisplayPicture display; ///< The same for the screen.
+
+    [[nodiscard]] bool isNull() const { return image.isNull(); }
+};
+
+/// A crop as the user sees it.
+struct CropRequest
+{
+    QSizeF
+        sourceSize;   ///< Pixels that the picture has as far as the user was told, before rotation.
+    double angle = 0; ///< Degrees, clockwise.
+    QRectF box;       ///< In pixels of a picture of that size, rotated.
+};
+
+/// The size, in pixels, of what a picture told to have @p told is shown from, when its display
+/// image has @p shown: @p told, or where the shapes differ, as those of a raw picture and its
+/// preview may, the same width in the shape that is seen.
+[[nodiscard]] QSizeF sizeInShapeOf(QSizeF told, QSize shown);
+
+/// What a crop gives.
+struct CropResult
+{
+    EditedPicture picture;
+    std::vector<EditOp> steps; ///< That lead from the base to the picture.
+};
+
+/// Rotates and crops @p base or, where that is null, the picture at @p url. The box is scaled
+/// where the picture has another size than the user was told, as the preview of a raw file may:
+/// what was inside it is what comes out.
+[[nodiscard]] CropResult cropPicture(const std::filesystem::path &url, const Image &base,
+                                     const CropRequest &request, const DisplayTarget &target,
+                                     const std::stop_token &stop = {});
+
+/// The picture at @p url with @p steps applied in their order.
+[[nodiscard]] EditedPicture replay(const std::filesystem::path &url,
+                                   const std::vector<EditOp> &steps, const DisplayTarget &target,
+                                   const std::stop_token &stop = {});
+
+} // namespace tavolin

@@ -1,0 +1,482 @@
+#include "app/EditFixture.h"
+
+#include "app/HelpView.h"
+#include "app/TextLabel.h"
+#include "app/ViewerView.h"
+#include "editing/CropBar.h"
+#include "editing/CropOverlayView.h"
+#include "logic/Printing.h"
+
+#include <QMainWindow>
+#include <QMouseEvent>
+#include <QWheelEvent>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace tavolin {
+namespace {
+
+using namespace test;
+
+class CropMode : public EditFixture
+{
+protected:
+    /// Presses @p key @p count times.
+    void pressOften(Qt::Key key, int count, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        for (int i = 0; i < count; ++i)
+            press(key, modifiers);
+    }
+
+    [[nodiscard]] std::string ratioName() const { return overlay()->ratioName().toStdString(); }
+};
+
+TEST_F(CropMode, WithoutAPictureXAndTDoNothing)
+{
+    start({"--bench"});
+    press(Qt::Key_X);
+    press(Qt::Key_T);
+    EXPECT_EQ(overlay(), nullptr);
+    EXPECT_EQ(bar(), nullptr);
+}
+
+TEST_F(CropMode, XAndTEnterIt)
+{
+    ASSERT_TRUE(openPictures());
+    for (const Qt::Key key : {Qt::Key_X, Qt::Key_T}) {
+        press(key);
+        EXPECT_NE(overlay(), nullptr);
+        EXPECT_NE(bar(), nullptr);
+        press(Qt::Key_Escape);
+        EXPECT_EQ(overlay(), nullptr);
+        EXPECT_EQ(bar(), nullptr);
+    }
+}
+
+TEST_F(CropMode, PictureIsInsetForTheBoxAndTheBar)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    // 5 % of 800 at the sides, 76 points above and below; 4 to 3 is as high as that.
+    EXPECT_EQ(viewer->imageAreaRect(), QRectF(40, 76, 720, 448));
+    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(597, 448));
+    press(Qt::Key_Escape);
+    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
+    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(800, 600));
+}
+
+TEST_F(CropMode, BoxBeginsInTheMiddleInTheShapeOfThePicture)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    EXPECT_EQ(ratioName(), "Original");
+    ASSERT_TRUE(overlay()->ratio());
+    EXPECT_DOUBLE_EQ(*overlay()->ratio(), 400.0 / 300.0);
+    const QRectF image = viewer->fitRect();
+    EXPECT_NEAR(overlay()->box().width(), 0.8 * image.width(), 1e-9);
+    EXPECT_NEAR(overlay()->box().height(), 0.8 * image.height(), 1e-9);
+    EXPECT_NEAR(overlay()->box().center().x(), 400, 1e-9);
+    EXPECT_NEAR(overlay()->box().center().y(), 300, 1e-9);
+}
+
+TEST_F(CropMode, XAppliesAndTIsSwallowed)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_T);
+    EXPECT_NE(overlay(), nullptr);
+    press(Qt::Key_X);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    EXPECT_EQ(overlay(), nullptr);
+}
+
+TEST_F(CropMode, ReturnAndKeypadEnterApply)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForShown({200, 300}));
+    press(Qt::Key_X);
+    setBox(TOP_HALF);
+    press(Qt::Key_Enter);
+    EXPECT_TRUE(waitForShown({200, 150}));
+}
+
+TEST_F(CropMode, WhatIsInTheBoxIsWhatComesOut)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop({0.25, 0.25, 0.5, 0.5}));
+    const Image &shown = viewer->imageLayer().contents;
+    ASSERT_EQ(shown.size(), QSize(200, 150));
+    EXPECT_EQ(shown.row(0)[0], 0xffff0000);
+    EXPECT_EQ(shown.row(74)[99], 0xffff0000);
+    EXPECT_EQ(shown.row(74)[100], 0xff00ff00);
+    EXPECT_EQ(shown.row(75)[99], 0xff0000ff);
+    EXPECT_EQ(shown.row(149)[199], 0xffffff00);
+}
+
+TEST_F(CropMode, BusyMessageStaysUntilTheResultIsThere)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_Return);
+    EXPECT_EQ(statusText(), "⏳ กำลังประมวลผล...");
+    EXPECT_NE(overlay(), nullptr);
+    EXPECT_TRUE(waitForStatus(CROPPED));
+}
+
+TEST_F(CropMode, MarkerTellsThatThePictureIsEdited)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    EXPECT_EQ(infoText(), "1/3 | 0.png  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)   "
+                          "[H=วิธีใช้]");
+}
+
+TEST_F(CropMode, NinetyOneStepsToTheRightStopAt45Degrees)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    pressOften(Qt::Key_BracketRight, 91);
+    // The picture under the box is the square that fits at 45°: its side is the short one by √2.
+    EXPECT_EQ(shownSize(), QSize(212, 212));
+    press(Qt::Key_BracketLeft, Qt::ShiftModifier);
+    pressOften(Qt::Key_BracketLeft, 86); // 45 − 2 − 43
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
+TEST_F(CropMode, ShiftTurnsByTwoDegreesAndStopsAtMinus45)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    pressOften(Qt::Key_BracketLeft, 22, Qt::ShiftModifier); // −44
+    EXPECT_NE(shownSize(), QSize(212, 212));
+    press(Qt::Key_BracketLeft, Qt::ShiftModifier);
+    EXPECT_EQ(shownSize(), QSize(212, 212));
+    pressOften(Qt::Key_BracketRight, 90); // −45 + 45
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
+TEST_F(CropMode, EscapeAfterRotatingRestoresThePictureAndRecordsNothing)
+{
+    ASSERT_TRUE(openPictures());
+    const Image before = viewer->imageLayer().contents;
+    const Image renditionBefore = viewer->imageLayer().rendition;
+    press(Qt::Key_X);
+    pressOften(Qt::Key_BracketRight, 3);
+    EXPECT_FALSE(viewer->imageLayer().contents.isSameAs(before));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(before));
+    EXPECT_TRUE(viewer->imageLayer().rendition.isSameAs(renditionBefore));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(CropMode, RotatedCropIsRecordedAsTwoSteps)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    pressOften(Qt::Key_BracketRight, 5, Qt::ShiftModifier); // 10°
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(182, 240)); // half of 363.77, rounded outward, by 240.49
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(waitForStatus("↩️ ย้อนแล้ว (เหลือ 1 ขั้น)"));
+    EXPECT_EQ(shownSize(), QSize(363, 240));
+}
+
+TEST_F(CropMode, BoxUnderTwoPixelsIsRefused)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox({0.5, 0.5, 0.004, 0.5}); // 1.6 pixels wide
+    press(Qt::Key_Return);
+    EXPECT_EQ(statusText(), BOX_TOO_SMALL);
+    EXPECT_NE(overlay(), nullptr);
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
+TEST_F(CropMode, EditedPictureIsCroppedFurtherWithoutReadingItsFile)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    std::filesystem::remove(pictures / "0.png");
+    ASSERT_TRUE(crop(TOP_HALF));
+    EXPECT_EQ(shownSize(), QSize(200, 150));
+    EXPECT_EQ(viewer->imageLayer().contents.row(149)[199], 0xffff0000);
+}
+
+TEST_F(CropMode, FurtherCropAddsToTheSteps)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    ASSERT_TRUE(waitForStatus("↩️ ย้อนแล้ว (เหลือ 1 ขั้น)"));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+}
+
+TEST_F(CropMode, FileThatHasGoneFailsAndStaysInIt)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    std::filesystem::remove(pictures / "0.png");
+    press(Qt::Key_Return);
+    EXPECT_TRUE(waitForStatus("❌ ไม่สำเร็จ"));
+    EXPECT_NE(overlay(), nullptr);
+}
+
+TEST_F(CropMode, DigitsSetTheRatio)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_3);
+    EXPECT_EQ(ratioName(), "1:1");
+    EXPECT_EQ(overlay()->ratio(), 1.0);
+    press(Qt::Key_4);
+    EXPECT_EQ(ratioName(), "4:3");
+    EXPECT_EQ(overlay()->ratio(), 4.0 / 3);
+    press(Qt::Key_5);
+    EXPECT_EQ(ratioName(), "16:9");
+    EXPECT_EQ(overlay()->ratio(), 16.0 / 9);
+    press(Qt::Key_2);
+    EXPECT_EQ(ratioName(), "Original");
+    EXPECT_EQ(overlay()->ratio(), 400.0 / 300);
+    press(Qt::Key_1);
+    EXPECT_EQ(ratioName(), "Free");
+    EXPECT_EQ(overlay()->ratio(), std::nullopt);
+}
+
+TEST_F(CropMode, OriginalRatioOfAPictureOfUnknownSizeLeavesTheRatioAlone)
+{
+    ASSERT_TRUE(openPictures());
+    folder.write("pictures/0.png", "no picture any more");
+    press(Qt::Key_X);
+    EXPECT_EQ(ratioName(), "Free");
+    press(Qt::Key_3);
+    press(Qt::Key_2);
+    EXPECT_EQ(ratioName(), "1:1");
+    EXPECT_FALSE(viewer->imagePixelScale());
+    press(Qt::Key_Return);
+    EXPECT_EQ(statusText(), BOX_TOO_SMALL);
+}
+
+TEST_F(CropMode, FTurnsTheBox)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_5);
+    press(Qt::Key_F);
+    EXPECT_EQ(ratioName(), "9:16");
+    EXPECT_FALSE(window->isFullScreen());
+}
+
+TEST_F(CropMode, ArrowsMoveTheBoxAndShiftResizesIt)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_1);
+    const QRectF before = overlay()->box();
+    press(Qt::Key_Right);
+    press(Qt::Key_Down);
+    EXPECT_EQ(overlay()->box(), before.translated(10, 10));
+    press(Qt::Key_Left, Qt::ShiftModifier);
+    EXPECT_EQ(overlay()->box(), before.translated(10, 10).adjusted(10, 10, -10, -10));
+    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
+}
+
+TEST_F(CropMode, EscapeClosesTheHelpFirst)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_H);
+    press(Qt::Key_Escape);
+    EXPECT_NE(overlay(), nullptr);
+    press(Qt::Key_Escape);
+    EXPECT_EQ(overlay(), nullptr);
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(CropMode, EveryOtherKeyIsSwallowed)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    for (const Qt::Key key : {Qt::Key_Space, Qt::Key_J, Qt::Key_O, Qt::Key_S, Qt::Key_D, Qt::Key_A,
+                              Qt::Key_Z, Qt::Key_PageDown, Qt::Key_F5, Qt::Key_7})
+        EXPECT_TRUE(send(QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier))) << "Qt::Key " << key;
+    EXPECT_NE(overlay(), nullptr);
+    EXPECT_EQ(statusText(), "");
+    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
+    EXPECT_TRUE(openDialogs().empty());
+    EXPECT_TRUE(std::filesystem::exists(pictures / "0.png"));
+    EXPECT_FALSE(std::filesystem::exists(pictures / "HL"));
+}
+
+TEST_F(CropMode, ControlAndZIsConsumedAndChangesNothing)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_X);
+    viewer->showStatus({}, false);
+    EXPECT_TRUE(send(QKeyEvent(QEvent::KeyPress, Qt::Key_Z, Qt::ControlModifier)));
+    EXPECT_EQ(statusText(), "");
+    press(Qt::Key_Escape);
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+}
+
+TEST_F(CropMode, WheelIsIgnored)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    QWheelEvent notch({400, 300}, view->mapToGlobal(QPointF(400, 300)), {}, {0, -120}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(view, &notch);
+    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
+}
+
+TEST_F(CropMode, MouseDoesNotZoom)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    viewer->zoomBegin({400, 300});
+    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(CropMode, OpeningAFileLeavesIt)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_BracketRight);
+    viewer->openPath(pictures / "1.png");
+    EXPECT_EQ(overlay(), nullptr);
+    EXPECT_EQ(bar(), nullptr);
+    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
+    EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
+    EXPECT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+}
+
+TEST_F(CropMode, PathThatDoesNotExistLeavesItOn)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    viewer->openPath(pictures / "none.png");
+    EXPECT_NE(overlay(), nullptr);
+}
+
+TEST_F(CropMode, WindowThatChangesItsSizeBringsTheDefaultBox)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    ASSERT_TRUE(resizeTo({700, 700}));
+    EXPECT_EQ(overlay()->size(), QSize(700, 700));
+    const QRectF image = viewer->fitRect();
+    EXPECT_EQ(image, QRectF(35, 113.75, 630, 472.5));
+    EXPECT_NEAR(overlay()->box().width(), 504, 1e-9);
+    EXPECT_NEAR(overlay()->box().center().x(), 350, 1e-9);
+}
+
+TEST_F(CropMode, StatusStandsAboveTheBar)
+{
+    ASSERT_TRUE(openPictures());
+    const QRect before = statusLabel->geometry();
+    press(Qt::Key_X);
+    EXPECT_LT(statusLabel->geometry().bottom(), bar()->geometry().top());
+    press(Qt::Key_Escape);
+    EXPECT_EQ(statusLabel->geometry(), before);
+}
+
+TEST_F(CropMode, EscapeAbandonsACropUnderWay)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    const int seen = mailbox.deliveries;
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape);
+    ASSERT_TRUE(waitForLoads(seen + 1));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    EXPECT_EQ(statusText(), "");
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(CropMode, SecondReturnDoesNotCropTwice)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    press(Qt::Key_Z, Qt::ControlModifier); // done behind the second crop
+    EXPECT_TRUE(waitForStatus(BACK_TO_SOURCE));
+}
+
+TEST_F(CropMode, CropOfAnOlderPictureIsDroppedWhenAnotherIsOpened)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    viewer->openPath(pictures / "1.png"); // decoded behind the crop
+    ASSERT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
+}
+
+/// With pictures whose decoding the test controls.
+class CropModeOverSlowDecodes : public ViewerFixture
+{};
+
+TEST_F(CropModeOverSlowDecodes, PictureUnderTheBoxIsTheTargetAgain)
+{
+    ASSERT_TRUE(startOnPictures(5));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(2));
+    EXPECT_EQ(infoText(), "2/5 | 001.jpg   [H=วิธีใช้]");
+    press(Qt::Key_X);
+    EXPECT_EQ(infoText(), "1/5 | 000.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(CropModeOverSlowDecodes, LoadThatEndsMeanwhileIsNotShown)
+{
+    ASSERT_TRUE(startOnPictures(5));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(2));
+    press(Qt::Key_X);
+    const Image under = viewer->imageLayer().contents;
+    decoder.openGate();
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(under));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(under));
+    press(Qt::Key_Right); // from the cache
+    EXPECT_EQ(shownNumber(), 1);
+}
+
+TEST_F(CropModeOverSlowDecodes, PictureOfAnEarlierFolderIsNotCropped)
+{
+    ASSERT_TRUE(startOnPictures(2));
+    decoder.closeGate();
+    viewer->openPath(makePictures("others", 7, 8));
+    ASSERT_TRUE(waitForStarts(2));
+    press(Qt::Key_X);
+    decoder.openGate();
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(shownNumber(), 7);
+    EXPECT_EQ(viewer->imageAreaRect().width(), view->width());
+}
+
+} // namespace
+} // namespace tavolin

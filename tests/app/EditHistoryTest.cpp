@@ -1,0 +1,292 @@
+#include "app/EditFixture.h"
+
+#include "app/TextLabel.h"
+#include "app/ViewerView.h"
+#include "editing/CropOverlayView.h"
+#include "logic/Printing.h"
+#include "pictures/Picture.h"
+
+#include <QMouseEvent>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace tavolin {
+namespace {
+
+using namespace test;
+
+class EditHistory : public EditFixture
+{
+protected:
+    void undo() const { press(Qt::Key_Z, Qt::ControlModifier); }
+
+    [[nodiscard]] bool isMarkedAsEdited() const
+    {
+        return infoText().find(EDITED_MARKER) != std::string::npos;
+    }
+};
+
+TEST_F(EditHistory, WithoutStepsThereIsNothingToUndo)
+{
+    ASSERT_TRUE(openPictures());
+    const Image before = viewer->imageLayer().contents;
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(before));
+}
+
+TEST_F(EditHistory, WithoutAPictureThereIsNothingToUndo)
+{
+    start({"--bench"});
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(EditHistory, UndoOfTheOnlyStepShowsTheSourceAgain)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    EXPECT_EQ(statusText(), "⏳ กำลังย้อน...");
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    EXPECT_EQ(viewer->imageLayer().contents.row(299)[399], 0xffffff00);
+    EXPECT_FALSE(isMarkedAsEdited());
+}
+
+TEST_F(EditHistory, UndoOfTheOnlyStepLeavesNothingToSave)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "ยังไม่มีการแก้ไข — X=ครอป/หมุน");
+}
+
+TEST_F(EditHistory, SeveralQuickUndosAreAllCarriedOut)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    undo();
+    EXPECT_TRUE(waitForStatus("↩️ ย้อนแล้ว (เหลือ 1 ขั้น)"));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    EXPECT_TRUE(isMarkedAsEdited());
+}
+
+TEST_F(EditHistory, NavigationDropsTheEditsWithoutAQuestion)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_Right);
+    EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
+    press(Qt::Key_Left);
+    ASSERT_TRUE(waitForShown({400, 300}));
+    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(EditHistory, JumpDropsTheEdits)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    viewer->jumpTo(2);
+    EXPECT_EQ(infoText(), "3/3 | 2.png   [H=วิธีใช้]");
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(EditHistory, StepThatStopsAtTheEndKeepsTheEdits)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_Left);
+    viewer->jumpTo(0);
+    EXPECT_TRUE(isMarkedAsEdited());
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+}
+
+TEST_F(EditHistory, OpeningAFolderDropsTheEdits)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    viewer->openPath(pictures);
+    EXPECT_FALSE(isMarkedAsEdited());
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+    EXPECT_TRUE(waitForShown({400, 300}));
+}
+
+TEST_F(EditHistory, UndoOfAFileThatHasGoneFailsAndTheStepStaysRemoved)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    std::filesystem::remove(pictures / "0.png");
+    undo();
+    EXPECT_TRUE(waitForStatus("❌ ย้อนไม่สำเร็จ"));
+    EXPECT_EQ(shownSize(), QSize(200, 150));
+    undo();
+    EXPECT_TRUE(waitForStatus("❌ ย้อนไม่สำเร็จ"));
+    undo();
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    undo();
+    press(Qt::Key_Right); // decoded behind the undo
+    ASSERT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    EXPECT_FALSE(isMarkedAsEdited());
+    EXPECT_EQ(statusText(), "");
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "ยังไม่มีการแก้ไข — X=ครอป/หมุน");
+}
+
+TEST_F(EditHistory, CropModeWaitsForAnUndo)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    press(Qt::Key_X);
+    EXPECT_EQ(overlay(), nullptr);
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    press(Qt::Key_X);
+    EXPECT_NE(overlay(), nullptr);
+}
+
+TEST_F(EditHistory, LoupeShowsTheEditedPictureAndReadsNoFile)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    std::filesystem::remove(pictures / "0.png");
+    QMouseEvent press(QEvent::MouseButtonPress, {400, 300}, view->mapToGlobal(QPointF(400, 300)),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(view, &press);
+    EXPECT_EQ(statusText(), "🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ");
+    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::Resize);
+    EXPECT_EQ(viewer->imageLayer().frame.size(), QSizeF(200, 300));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    viewer->zoomEnd();
+}
+
+TEST_F(EditHistory, ResultThatArrivesInTheLoupeEndsIt)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    viewer->zoomBegin({400, 300});
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
+    EXPECT_EQ(viewer->imageLayer().frame, QRectF(0, 0, 800, 600));
+}
+
+TEST_F(EditHistory, FactsReadMeanwhileDoNotChangeTheSizeOfAnEditedPicture)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop({0, 0, 0.5, 1.0 / 3})); // 200 by 100
+    ASSERT_TRUE(pauses.end(INFO_PAUSE));
+    ASSERT_TRUE(waitFor([this] { return detailText().starts_with("400×300"); }));
+    press(Qt::Key_X);
+    EXPECT_EQ(overlay()->ratioName().toStdString(), "Original");
+    EXPECT_EQ(overlay()->ratio(), 2.0);
+}
+
+class SaveEdited : public EditFixture
+{};
+
+TEST_F(SaveEdited, WithoutEditsSaysSo)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "ยังไม่มีการแก้ไข — X=ครอป/หมุน");
+    EXPECT_FALSE(std::filesystem::exists(pictures / "Edit"));
+}
+
+TEST_F(SaveEdited, WritesAJpegBesideTheSource)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    const QImage saved(QString::fromStdString(pictures / "Edit" / "0.jpg"));
+    ASSERT_EQ(saved.size(), QSize(200, 150));
+    EXPECT_GT(qRed(saved.pixel(100, 75)), 250);
+    EXPECT_LT(qGreen(saved.pixel(100, 75)), 5);
+}
+
+TEST_F(SaveEdited, TwiceReportsSuccessTwice)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    viewer->showStatus({}, false);
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+}
+
+TEST_F(SaveEdited, SavedPictureCanBeUndone)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(waitForStatus(BACK_TO_SOURCE));
+}
+
+TEST_F(SaveEdited, FolderThatCannotBeMadeIsReportedAndTheEditKept)
+{
+    ASSERT_TRUE(openPictures());
+    folder.write("pictures/Edit", "a file");
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "❌ สร้างโฟลเดอร์ Edit ไม่ได้");
+    std::filesystem::remove(pictures / "Edit");
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+}
+
+TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
+{
+    ASSERT_TRUE(openPictures());
+    const auto source = folder.write("pictures/3.jpg", pngFile(pictures::fourQuarters({200, 100})));
+    std::filesystem::create_symlink(".", pictures / "Edit");
+    viewer->openPath(source);
+    ASSERT_TRUE(waitForShown({200, 100}));
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_EQ(QImage(QString::fromStdString(source)).size(), QSize(200, 100));
+}
+
+TEST_F(SaveEdited, DestinationThatCannotBeWrittenIsReported)
+{
+    ASSERT_TRUE(openPictures());
+    std::filesystem::create_directories(pictures / "Edit" / "0.jpg" / "not empty");
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+}
+
+TEST_F(SaveEdited, SourceThatHasGoneIsSavedWithoutMetadata)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    std::filesystem::remove(pictures / "0.png");
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit" / "0.jpg")).size(), QSize(200, 150));
+}
+
+} // namespace
+} // namespace tavolin
