@@ -105,6 +105,7 @@ void Viewer::buildWindow()
     m_shell.window->activateWindow();
     connect(m_shell.window->windowHandle(), &QWindow::screenChanged, this, &Viewer::viewResized);
     m_shell.view->setFocus();
+    guardQuitting();
 }
 
 void Viewer::viewResized()

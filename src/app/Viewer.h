@@ -38,6 +38,8 @@
 class QFileDialog;
 class QKeyEvent;
 class QMainWindow;
+class QMessageBox;
+class QSessionManager;
 class QWheelEvent;
 
 namespace tavolin {
@@ -163,6 +165,11 @@ public:
     /// Pixels of that picture for each view point; none while unknown.
     [[nodiscard]] std::optional<double> imagePixelScale() const;
 
+    // Quitting: app/QuitGuard.cpp
+    /// Whether the program may end now. If not, the user is being asked, and it ends by itself
+    /// once the answer allows.
+    [[nodiscard]] bool applicationShouldTerminate();
+
 private:
     void buildMenu();
     void buildWindow();
@@ -216,6 +223,12 @@ private:
     [[nodiscard]] std::optional<QSizeF> editSourceSize() const;
     [[nodiscard]] std::optional<QSizeF> appliedSize() const;
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void guardQuitting();
+    [[nodiscard]] bool mayQuit() const;
+    void askToQuit();
+    void answerSessionEnd(QSessionManager &session);
+
     struct Shell
     {
         std::unique_ptr<QMainWindow> window;
@@ -227,6 +240,8 @@ private:
         QTimer statusTimer;
         HelpView *helpView = nullptr; // while shown; the view's
         QPointer<QFileDialog> folderDialog;
+        QPointer<QMessageBox> quitQuestion;
+        bool isQuitAllowed = false; // the user gives the unsaved edits up
         bool benchMode = false;
         std::optional<std::filesystem::path> pendingOpen; // handed over before the start
     };
