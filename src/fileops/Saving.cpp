@@ -24,6 +24,12 @@ bool isSourceItself(const std::filesystem::path &destination, const std::filesys
     return std::filesystem::equivalent(destination, source, missing);
 }
 
+bool isInFolderOf(const std::filesystem::path &destination, const std::filesystem::path &source)
+{
+    std::error_code missing;
+    return std::filesystem::equivalent(destination.parent_path(), source.parent_path(), missing);
+}
+
 std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url, QSize newSize)
 {
     const auto file = SourceFile::open(url);

@@ -19,10 +19,16 @@ inline constexpr double SAVED_QUALITY = 0.95;
 /// with ".jpg" in place of the last extension.
 [[nodiscard]] std::filesystem::path editedFile(const std::filesystem::path &source);
 
-/// Whether saving to @p destination would replace @p source itself, as where "Edit" is a link to
-/// the folder that it stands in. False when there is no such destination yet.
+/// Whether saving to @p destination would replace @p source itself. False when there is no such
+/// destination yet.
 [[nodiscard]] bool isSourceItself(const std::filesystem::path &destination,
                                   const std::filesystem::path &source);
+
+/// Whether @p destination is to lie in the very folder of @p source, as where "Edit" is a link to
+/// the folder that it stands in: an edit could then replace the source or a neighbour of that name,
+/// as the JPEG that a camera wrote beside its raw file. Both paths have a folder.
+[[nodiscard]] bool isInFolderOf(const std::filesystem::path &destination,
+                                const std::filesystem::path &source);
 
 /// The metadata of the picture at @p url for a copy of @p newSize pixels, as carriedMetadata()
 /// says. Empty when the file or its metadata can't be read.

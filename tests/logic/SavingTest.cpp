@@ -80,6 +80,23 @@ TEST(IsSourceItself, NotForAnotherFileOrNone)
     EXPECT_FALSE(isSourceItself(editedFile(source), source));
 }
 
+TEST(IsInFolderOf, WhereEditIsALinkToTheSameFolder)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.nef", "source");
+    std::filesystem::create_directory_symlink(".", folder / "Edit");
+    EXPECT_TRUE(isInFolderOf(editedFile(source), source));
+}
+
+TEST(IsInFolderOf, NotWhereEditIsAFolderOrMissing)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.nef", "source");
+    EXPECT_FALSE(isInFolderOf(editedFile(source), source));
+    std::filesystem::create_directory(folder / "Edit");
+    EXPECT_FALSE(isInFolderOf(editedFile(source), source));
+}
+
 TEST(SaveJPEG, SavingTwiceWritesTheSameFileTwice)
 {
     const TemporaryFolder folder;
