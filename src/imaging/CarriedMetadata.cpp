@@ -261,7 +261,7 @@ JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
             .saysAdobeRgb = saysAdobeRgb(exif)};
 }
 
-/// Exiv2 finds nothing in some HEIF files, as in those with an empty profile: what libheif finds,
+/// Exiv2 finds nothing in some HEIF files, as in those with a broken profile: what libheif finds,
 /// as a file that Exiv2 reads.
 SourceFile heifMetadataAsJpeg(const SourceFile &file)
 {
@@ -296,7 +296,7 @@ std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSiz
         result = encoded(image, newSize);
     };
     withMetadata(file, carry);
-    if (result && result->exif.isEmpty() && sniffFileType(file) == FileType::Heif)
+    if ((!result || result->exif.isEmpty()) && sniffFileType(file) == FileType::Heif)
         withMetadata(heifMetadataAsJpeg(file), carry);
     return result;
 }

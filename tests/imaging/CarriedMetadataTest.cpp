@@ -1,5 +1,6 @@
 #include "imaging/CarriedMetadata.h"
 
+#include "HeicFile.h"
 #include "imaging/codecs/Exiv2Access.h"
 #include "imaging/Properties.h"
 #include "pictures/Dng.h"
@@ -224,6 +225,31 @@ TEST_P(CarriedFrom, EveryFormatWithExif)
 INSTANTIATE_TEST_SUITE_P(Formats, CarriedFrom,
                          testing::Values(".jpg", ".png", ".webp", ".tif", ".dng"),
                          [](const auto &tested) { return tested.param.substr(1); });
+
+TEST(CarriedMetadata, HeicFilesInWhichExiv2FindsNothing)
+{
+    if (!canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray profile(8, '\0'); // far too short to be one
+    const QByteArray file = encodeHeic(pictures::fourQuarters({64, 64}),
+                                       {.iccProfile = profile, .exif = pictures::exifBlock(6)});
+    bool isFound = false;
+    withMetadata(fileOf(file),
+                 [&isFound](Exiv2::Image &image) { isFound = !image.exifData().empty(); });
+    ASSERT_FALSE(isFound);
+    EXPECT_EQ(carriedFrom(file)["Exif.Photo.LensModel"], "TestLens 50mm");
+    EXPECT_EQ(carriedFrom(file)["Exif.Image.Orientation"], "1");
+}
+
+TEST(CarriedMetadata, HeicFilesInWhichExiv2FindsAll)
+{
+    if (!canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray file =
+        encodeHeic(pictures::fourQuarters({64, 64}), {.exif = pictures::exifBlock(6)});
+    EXPECT_EQ(carriedFrom(file)["Exif.Photo.LensModel"], "TestLens 50mm");
+    EXPECT_EQ(carriedFrom(file)["Exif.Image.Orientation"], "1");
+}
 
 TEST(CarriedMetadata, XmpIsCorrectedWhereItSpeaksOfThePixels)
 {

@@ -17,6 +17,8 @@ struct HeicOptions
     int orientation = 1;      ///< EXIF 1 to 8: what the container says is to be done to the pixels.
     QByteArray iccProfile;    ///< Said to be the pixels' own.
     bool isDisplayP3 = false; ///< Primaries by number, without a profile.
+    QByteArray exif;          ///< A TIFF block.
+    QByteArray xmp;           ///< A packet.
 };
 
 inline bool canEncodeHeic()
@@ -69,7 +71,19 @@ inline QByteArray encodeHeic(const QImage &stored, const HeicOptions &options = 
         // Otherwise the numbers are left out for the sake of older readers.
         encoding->macOS_compatibility_workaround_no_nclx_profile = 0;
     }
-    heif_context_encode_image(context.get(), image.get(), encoder.get(), encoding.get(), nullptr);
+    heif_image_handle *madeHandle = nullptr;
+    heif_context_encode_image(context.get(), image.get(), encoder.get(), encoding.get(),
+                              &madeHandle);
+    const std::unique_ptr<heif_image_handle, void (*)(const heif_image_handle *)> handle(
+        madeHandle, heif_image_handle_release);
+    if (!handle)
+        return {};
+    if (!options.exif.isEmpty())
+        heif_context_add_exif_metadata(context.get(), handle.get(), options.exif.constData(),
+                                       static_cast<int>(options.exif.size()));
+    if (!options.xmp.isEmpty())
+        heif_context_add_XMP_metadata(context.get(), handle.get(), options.xmp.constData(),
+                                      static_cast<int>(options.xmp.size()));
 
     QByteArray bytes;
     heif_writer writer{.writer_api_version = 1,

@@ -113,8 +113,7 @@ TEST(WriteJpeg, SrgbIsSaidWhereTheMetadataSayAdobeRgb)
 {
     const QByteArray jpeg = writeJpeg(gradient(), 95, {.saysAdobeRgb = true});
     EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), srgbProfile());
-    EXPECT_TRUE(toSrgb(gradient(srgbProfile())).isSameAs(gradient()) ||
-                looksLike(toSrgb(gradient(srgbProfile())), gradient(), 1));
+    EXPECT_TRUE(looksLike(toSrgb(gradient(srgbProfile())), gradient(), 1));
 }
 
 TEST(WriteJpeg, AProfileThatIsNotForRgbIsNotWritten)
