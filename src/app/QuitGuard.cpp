@@ -3,9 +3,11 @@
 #include "app/InfoLine.h"
 #include "app/Viewer.h"
 #include "app/ViewerView.h"
+#include "interact/SearchField.h"
 
 #include <QEventLoop>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
@@ -48,7 +50,7 @@ bool Viewer::applicationShouldTerminate()
 
 void Viewer::askToQuit()
 {
-    if (m_shell.quitQuestion)
+    if (m_shell.quitQuestion && m_shell.quitQuestion->isVisible())
         return;
     zoomEnd(); // the question would keep the release of the mouse from us
     const int index = m_browse.currentIndex;
@@ -58,16 +60,21 @@ void Viewer::askToQuit()
     auto *question = new QMessageBox(m_shell.window.get());
     m_shell.quitQuestion = question;
     question->setAttribute(Qt::WA_DeleteOnClose);
-    question->setTextFormat(Qt::PlainText); // a file may be called anything
     question->setText(u"มีการแก้ไขที่ยังไม่ได้บันทึก"_s);
     question->setInformativeText(name + u" ถูกครอป/หมุนแล้ว แต่ยังไม่ได้บันทึกลงโฟลเดอร์ Edit"_s);
+    // A file may be called anything, and the box has no word for how this text is to be read.
+    if (auto *label = question->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s))
+        label->setTextFormat(Qt::PlainText);
     auto *save = question->addButton(u"บันทึกแล้วออก"_s, QMessageBox::AcceptRole);
     auto *discard = question->addButton(u"ออกโดยไม่บันทึก"_s, QMessageBox::DestructiveRole);
     auto *cancel = question->addButton(u"ยกเลิก"_s, QMessageBox::RejectRole);
     question->setDefaultButton(save);
     question->setEscapeButton(cancel);
     connect(question, &QDialog::finished, this, [this, question, save, discard] {
-        m_shell.view->setFocus();
+        if (m_search.searchField)
+            m_search.searchField->setFocus();
+        else
+            m_shell.view->setFocus();
         const auto *answer = question->clickedButton();
         if (answer == save)
             saveEdited();

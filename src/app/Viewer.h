@@ -165,6 +165,11 @@ public:
     /// Pixels of that picture for each view point; none while unknown.
     [[nodiscard]] std::optional<double> imagePixelScale() const;
 
+    // The self-test: selftest/SelfTest.cpp
+    /// Drives the viewer through its folder, a crop, a save and a rotation, prints what it finds
+    /// and ends the program. After a start with isBench.
+    void runBench();
+
     // Quitting: app/QuitGuard.cpp
     /// Whether the program may end now. If not, the user is being asked, and it ends by itself
     /// once the answer allows.
@@ -187,6 +192,7 @@ private:
     void display(const DisplayPicture &picture, int index);
     void refreshRendition();
     [[nodiscard]] bool isInList(int index) const;
+    [[nodiscard]] const std::filesystem::path &currentUrl() const;
     [[nodiscard]] DisplayTarget displayTarget() const;
 
     void schedulePrefetch();
@@ -209,6 +215,7 @@ private:
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
     void resetEdits();
+    void dropEditJobs();
     void undoFinished(const EditedPicture &picture, std::size_t stepsLeft, int token);
 
     void handleCropKey(std::optional<KeyCode> key, bool shift);
@@ -224,6 +231,11 @@ private:
     [[nodiscard]] std::optional<QSizeF> appliedSize() const;
 
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void benchStep();
+    void reportNavigation();
+    void runBenchEditTest();
+    void runBenchRotateTest();
+
     void guardQuitting();
     [[nodiscard]] bool mayQuit() const;
     void askToQuit();
@@ -299,6 +311,7 @@ private:
         bool editsUnsaved = false;
         int pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
         int undosUnderWay = 0; // since then
+        std::stop_source jobs; // ends the crops and undos under way
     };
 
     struct Crop
@@ -313,6 +326,13 @@ private:
         Image cropBaseRendition; // and what was on screen for it outside crop mode
     };
 
+    struct SelfTest
+    {
+        QTimer timer;
+        std::set<int> framesShown; // indices seen on screen
+        int steps = 0;
+    };
+
     Shell m_shell;
     Browse m_browse;
     Prefetch m_prefetch;
@@ -323,6 +343,7 @@ private:
     Deletion m_deletion;
     Edit m_edit;
     Crop m_crop;
+    SelfTest m_selfTest;
     Mailbox &m_mailbox;
     Decoder m_decoder;
     Trash m_trash;

@@ -18,6 +18,11 @@ bool Viewer::isInList(int index) const
     return index >= 0 && static_cast<std::size_t>(index) < m_browse.imageList.size();
 }
 
+const std::filesystem::path &Viewer::currentUrl() const
+{
+    return m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)];
+}
+
 void Viewer::navigate(int step)
 {
     if (m_browse.imageList.empty())
@@ -28,7 +33,7 @@ void Viewer::navigate(int step)
 
 void Viewer::jumpTo(int index)
 {
-    if (!isInList(index) || index == m_browse.targetIndex)
+    if (m_crop.cropMode || !isInList(index) || index == m_browse.targetIndex)
         return;
     resetEdits();
     m_browse.targetIndex = index;

@@ -3,6 +3,7 @@
 #include "app/TextLabel.h"
 #include "editing/CropRatio.h"
 
+#include <QEvent>
 #include <QFontMetricsF>
 #include <QPainter>
 
@@ -74,6 +75,14 @@ QSize BarButton::sizeHint() const
 QSize BarButton::minimumSizeHint() const
 {
     return labelSize(*this) + LEAST_PADDING;
+}
+
+void BarButton::changeEvent(QEvent *event)
+{
+    // A dialog takes the release of the mouse: a held button would be pressed for ever.
+    if (event->type() == QEvent::ActivationChange && !isActiveWindow())
+        setDown(false);
+    QAbstractButton::changeEvent(event);
 }
 
 void BarButton::paintEvent(QPaintEvent *)

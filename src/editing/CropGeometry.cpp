@@ -344,14 +344,14 @@ QRectF resizedBox(const QRectF &box, KeyCode arrow, std::optional<double> ratio,
 
 std::optional<QRectF> boxInImagePixels(const QRectF &box, const QRectF &image, QSizeF fullSize)
 {
-    if (box.width() < LEAST_BOX || box.height() < LEAST_BOX || image.width() <= 0)
+    if (!(box.width() >= LEAST_BOX) || !(box.height() >= LEAST_BOX) || !(image.width() > 0))
         return {};
     const double pixelsPerPoint = fullSize.width() / image.width();
     const QRectF pixels(pixelsPerPoint * (box.x() - image.x()),
                         pixelsPerPoint * (box.y() - image.y()), pixelsPerPoint * box.width(),
                         pixelsPerPoint * box.height());
     const QRectF cut = intersection(pixels, QRectF({0, 0}, fullSize));
-    if (cut.width() < LEAST_CUT || cut.height() < LEAST_CUT)
+    if (!(cut.width() >= LEAST_CUT) || !(cut.height() >= LEAST_CUT))
         return {};
     return cut;
 }

@@ -25,13 +25,13 @@ void Viewer::enterCrop()
     if (m_crop.cropMode || !isCurrentShown() || m_edit.undosUnderWay > 0)
         return;
     zoomEnd();
+    closeSearch();                                       // typing in it would change the picture
     if (m_browse.targetIndex != m_browse.currentIndex) { // what is seen is what is cropped
         m_browse.targetIndex = m_browse.currentIndex;
         updateInfoText();
     }
     if (!m_browse.currentPixelSize)
-        m_browse.currentPixelSize =
-            readPixelSize(m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)]);
+        m_browse.currentPixelSize = readPixelSize(currentUrl());
     m_crop.cropMode = true;
     ++m_crop.session;
     m_crop.cropAngle = 0;
@@ -71,6 +71,7 @@ void Viewer::endCrop()
     delete std::exchange(m_crop.cropOverlay, nullptr);
     m_crop.cropBar->hide();
     std::exchange(m_crop.cropBar, nullptr)->deleteLater(); // one of its buttons may have called
+    dropEditJobs();
     m_crop.cropMode = false;
     m_crop.cropAngle = 0;
     m_crop.cropBaseThumb = {};
@@ -167,16 +168,17 @@ void Viewer::applyCrop()
         return;
     }
     showStatus(u"⏳ กำลังประมวลผล..."_s, false);
-    m_loadQueue.post([url = m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)],
-                      edited = m_edit.editedImage,
+    m_loadQueue.post(stoppable(
+        m_edit.jobs, [url = currentUrl(), edited = m_edit.editedImage,
                       request = CropRequest{*sourceSize, m_crop.cropAngle, *box},
                       screen = displayTarget(), session = m_crop.session, &mailbox = m_mailbox,
                       viewer = QPointer(this)](const std::stop_token &stop) {
-        mailbox.post([result = cropPicture(url, edited, request, screen, stop), session, viewer] {
-            if (viewer)
-                viewer->cropFinished(result, session);
-        });
-    });
+            mailbox.post(
+                [result = cropPicture(url, edited, request, screen, stop), session, viewer] {
+                    if (viewer)
+                        viewer->cropFinished(result, session);
+                });
+        }));
 }
 
 void Viewer::cropFinished(const CropResult &result, int session)

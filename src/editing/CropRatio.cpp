@@ -15,6 +15,8 @@ namespace {
 
 /// In degrees; up to here the picture counts as level.
 constexpr double LEVEL_TOLERANCE = 0.01;
+/// Beyond any picture's shape, either way; boxes are still numbers here.
+constexpr double MAX_RATIO = 1e6;
 
 QStringList sides(const QString &name)
 {
@@ -97,7 +99,7 @@ std::optional<double> parseCustomRatio(const QString &text)
     if (numbers.size() != 2 || !(numbers[0] > 0) || !(numbers[1] > 0))
         return {};
     const double ratio = numbers[0] / numbers[1];
-    if (!(ratio > 0) || !std::isfinite(ratio))
+    if (!(ratio >= 1 / MAX_RATIO) || !(ratio <= MAX_RATIO))
         return {};
     return ratio;
 }

@@ -49,8 +49,8 @@ struct RatioChoice
 [[nodiscard]] bool isCustomRatio(const QString &name);
 
 /// The ratio that @p text (width:height) names. Parts that are not finite decimal numbers don't
-/// count, so that "16:a:10" is 1.6; empty unless two numbers above 0 are left whose ratio is
-/// a number too.
+/// count, so that "16:a:10" is 1.6; empty unless two numbers above 0 are left whose ratio is no
+/// more than a million either way.
 [[nodiscard]] std::optional<double> parseCustomRatio(const QString &text);
 
 /// Whether the crop bar marks @p degrees as turned.

@@ -5,13 +5,15 @@
 #include "app/ViewerView.h"
 #include "platform/Mailbox.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
 namespace {
 
-const QString UNDOING = u"⏳ กำลังย้อน..."_s;
+constexpr QStringView UNDOING = u"⏳ กำลังย้อน...";
 
 } // namespace
 
@@ -32,11 +34,20 @@ void Viewer::showEdited(const EditedPicture &picture)
 
 void Viewer::resetEdits()
 {
+    if (!m_edit.editedImage.isNull())
+        m_browse.shownGeneration = 0; // until the next one, the screen shows what no file holds
     m_edit.editedImage = {};
     m_edit.editOps.clear();
     m_edit.editsUnsaved = false;
     ++m_edit.pictureToken;
     m_edit.undosUnderWay = 0;
+    dropEditJobs();
+}
+
+void Viewer::dropEditJobs()
+{
+    // The next picture must not wait for work that nobody wants any more.
+    std::exchange(m_edit.jobs, std::stop_source()).request_stop();
 }
 
 void Viewer::undoEdit()
@@ -49,16 +60,17 @@ void Viewer::undoEdit()
     }
     m_edit.editOps.pop_back();
     ++m_edit.undosUnderWay;
-    showStatus(UNDOING, false);
-    m_loadQueue.post([url = m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)],
-                      steps = m_edit.editOps, screen = displayTarget(), token = m_edit.pictureToken,
-                      &mailbox = m_mailbox, viewer = QPointer(this)](const std::stop_token &stop) {
+    showStatus(UNDOING.toString(), false);
+    m_loadQueue.post(stoppable(m_edit.jobs, [url = currentUrl(), steps = m_edit.editOps,
+                                             screen = displayTarget(), token = m_edit.pictureToken,
+                                             &mailbox = m_mailbox,
+                                             viewer = QPointer(this)](const std::stop_token &stop) {
         mailbox.post(
             [picture = replay(url, steps, screen, stop), stepsLeft = steps.size(), token, viewer] {
                 if (viewer)
                     viewer->undoFinished(picture, stepsLeft, token);
             });
-    });
+    }));
 }
 
 void Viewer::undoFinished(const EditedPicture &picture, std::size_t stepsLeft, int token)

@@ -14,7 +14,7 @@ namespace {
 EditedPicture readyForScreen(const Image &image, const DisplayTarget &target,
                              const std::stop_token &stop)
 {
-    if (image.isNull())
+    if (image.isNull() || stop.stop_requested())
         return {};
     const Image display = toSrgb(downscale(image, target.maxPixel), stop);
     return {image, {display, makeRendition(display, target.area, target.scale, stop)}};
@@ -49,7 +49,7 @@ CropResult cropPicture(const std::filesystem::path &url, const Image &base,
                        const std::stop_token &stop)
 {
     Image image = base.isNull() ? loadFullImage(url, stop) : base;
-    if (image.isNull())
+    if (image.isNull() || stop.stop_requested())
         return {};
     const double scale = image.width() / request.sourceSize.width();
     const QRect rect = pixelsIn({request.box.topLeft() * scale, request.box.size() * scale});
@@ -68,7 +68,7 @@ EditedPicture replay(const std::filesystem::path &url, const std::vector<EditOp>
 {
     Image image = loadFullImage(url, stop);
     for (const EditOp &step : steps) {
-        if (!image.isNull())
+        if (!image.isNull() && !stop.stop_requested())
             image = applyOp(image, step);
     }
     return readyForScreen(image, target, stop);

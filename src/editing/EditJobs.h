@@ -1,6 +1,6 @@
 #pragma once
 // The work behind an edit: from a file and steps to pixels, at full size and ready for the screen.
-// Free functions for any thread; a failure is a null picture.
+// Free functions for any thread; a failure is a null picture, and so, soon, is a stop.
 
 #include "browse/DisplayPicture.h"
 #include "editing/EditOp.h"

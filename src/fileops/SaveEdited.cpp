@@ -14,7 +14,7 @@ void Viewer::saveEdited()
         showStatus(u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s, true);
         return;
     }
-    const auto &source = m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)];
+    const auto &source = currentUrl();
     const auto file = editedFile(source);
     std::error_code error;
     std::filesystem::create_directories(file.parent_path(), error);
@@ -23,7 +23,7 @@ void Viewer::saveEdited()
         return;
     }
     const Image &edited = m_edit.editedImage;
-    if (isSourceItself(file, source) ||
+    if (isSourceItself(file, source) || isInFolderOf(file, source) ||
         !saveJPEG(edited, file, SAVED_QUALITY, sourceMetadata(source, edited.size()))) {
         showStatus(u"❌ บันทึกไม่สำเร็จ"_s, true);
         return;

@@ -38,17 +38,15 @@ void Viewer::zoomBegin(QPointF position)
         m_shell.imageLayer.contents = edited;
         return;
     }
-    m_loadQueue.post([url, edited, load = m_zoom.fullImageLoad, token = m_zoom.zoomLoadToken,
-                      &mailbox = m_mailbox,
-                      viewer = QPointer(this)](const std::stop_token &quitting) {
-        const std::stop_callback stopWithQueue(quitting, [&] { load.request_stop(); });
-        const auto stop = load.get_token();
-        const Image full = edited.isNull() ? loadFullImage(url, stop) : edited;
-        mailbox.post([image = toSrgb(full, stop), token, viewer] {
-            if (viewer)
-                viewer->showFullImage(image, token);
-        });
-    });
+    m_loadQueue.post(stoppable(
+        m_zoom.fullImageLoad, [url, edited, token = m_zoom.zoomLoadToken, &mailbox = m_mailbox,
+                               viewer = QPointer(this)](const std::stop_token &stop) {
+            const Image full = edited.isNull() ? loadFullImage(url, stop) : edited;
+            mailbox.post([image = toSrgb(full, stop), token, viewer] {
+                if (viewer)
+                    viewer->showFullImage(image, token);
+            });
+        }));
 }
 
 void Viewer::dropFullImage()

@@ -85,4 +85,13 @@ void SerialQueue::run(const std::stop_token &stop) noexcept
     }
 }
 
+SerialQueue::Job stoppable(std::stop_source source, SerialQueue::Job job)
+{
+    return [source = std::move(source),
+            job = std::move(job)](const std::stop_token &quitting) mutable {
+        const std::stop_callback stopWithQueue(quitting, [&] { source.request_stop(); });
+        job(source.get_token());
+    };
+}
+
 } // namespace tavolin

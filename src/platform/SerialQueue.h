@@ -50,4 +50,7 @@ private:
     std::jthread m_worker;
 };
 
+/// @p job, whose token also hears of a stop of @p source. A stop of the queue stops the source.
+[[nodiscard]] SerialQueue::Job stoppable(std::stop_source source, SerialQueue::Job job);
+
 } // namespace tavolin

@@ -7,6 +7,7 @@
 #include "editing/CropOverlayView.h"
 #include "logic/Printing.h"
 
+#include <QLineEdit>
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QWheelEvent>
@@ -134,7 +135,8 @@ TEST_F(CropMode, MarkerTellsThatThePictureIsEdited)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
-    EXPECT_EQ(infoText(), "1/3 | 0.png  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)   "
+    EXPECT_EQ(infoText(), "1/3 | 0.png  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)  "
+                          " "
                           "[H=วิธีใช้]");
 }
 
@@ -314,7 +316,8 @@ TEST_F(CropMode, EveryOtherKeyIsSwallowed)
     EXPECT_EQ(statusText(), "");
     EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
     EXPECT_TRUE(openDialogs().empty());
-    EXPECT_TRUE(std::filesystem::exists(pictures / "0.png"));
+    viewer.reset(); // whatever was asked for has been done
+    EXPECT_EQ(trashRequests, 0);
     EXPECT_FALSE(std::filesystem::exists(pictures / "HL"));
 }
 
@@ -391,6 +394,40 @@ TEST_F(CropMode, StatusStandsAboveTheBar)
     EXPECT_LT(statusLabel->geometry().bottom(), bar()->geometry().top());
     press(Qt::Key_Escape);
     EXPECT_EQ(statusLabel->geometry(), before);
+}
+
+TEST_F(CropMode, PictureThatLostItsEditsIsNotCroppedBeforeTheNextIsThere)
+{
+    ASSERT_TRUE(openPictures());
+    folder.write("pictures/1.png", "no picture any more");
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_Right);
+    press(Qt::Key_X);
+    EXPECT_EQ(overlay(), nullptr);
+    press(Qt::Key_Left);
+    ASSERT_TRUE(waitForShown({400, 300}));
+    press(Qt::Key_X);
+    EXPECT_NE(overlay(), nullptr);
+}
+
+TEST_F(CropMode, SearchFieldIsClosedByIt)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_J);
+    ASSERT_NE(view->findChild<QLineEdit *>(), nullptr);
+    press(Qt::Key_X); // on the view, which a click gives the keyboard
+    test::serveWaitingEvents();
+    EXPECT_EQ(view->findChild<QLineEdit *>(), nullptr);
+    EXPECT_NE(overlay(), nullptr);
+}
+
+TEST_F(CropMode, JumpIsIgnored)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    viewer->jumpTo(2);
+    viewer->navigate(+1);
+    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
 }
 
 TEST_F(CropMode, EscapeAbandonsACropUnderWay)

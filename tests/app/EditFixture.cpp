@@ -1,6 +1,7 @@
 #include "app/EditFixture.h"
 
 #include "app/ViewerView.h"
+#include "browse/DisplayPicture.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "pictures/Picture.h"
@@ -8,6 +9,8 @@
 #include <QApplication>
 #include <QMainWindow>
 #include <QMessageBox>
+
+using namespace Qt::StringLiterals;
 
 namespace tavolin::test {
 
@@ -37,7 +40,10 @@ QByteArray solidPng(QRgb color)
 
 EditFixture::EditFixture() : pictures(folder / "pictures")
 {
-    viewer = std::make_unique<Viewer>(mailbox);
+    viewer = std::make_unique<Viewer>(mailbox, loadDisplayPicture, [this](const auto &) {
+        ++trashRequests;
+        return Failure(u"there is no Trash here"_s);
+    });
 }
 
 void EditFixture::writePictures()

@@ -269,6 +269,17 @@ TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
     EXPECT_EQ(QImage(QString::fromStdString(source)).size(), QSize(200, 100));
 }
 
+TEST_F(SaveEdited, PictureBesideTheSourceIsNotReplaced)
+{
+    ASSERT_TRUE(openPictures());
+    const auto neighbour = folder.write("pictures/0.jpg", "another picture");
+    std::filesystem::create_symlink(".", pictures / "Edit");
+    ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
+    press(Qt::Key_S);
+    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_EQ(std::filesystem::file_size(neighbour), 15U);
+}
+
 TEST_F(SaveEdited, DestinationThatCannotBeWrittenIsReported)
 {
     ASSERT_TRUE(openPictures());

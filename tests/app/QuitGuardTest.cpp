@@ -4,6 +4,7 @@
 #include "logic/Printing.h"
 
 #include <QAbstractButton>
+#include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
@@ -15,6 +16,8 @@
 #include <functional>
 #include <string>
 #include <vector>
+
+using namespace Qt::StringLiterals;
 
 namespace tavolin {
 namespace {
@@ -35,6 +38,19 @@ protected:
         if (!crop(LEFT_HALF))
             return testing::AssertionFailure() << "the picture is not cropped";
         return testing::AssertionSuccess();
+    }
+
+    /// Crops the picture just opened, once it is there.
+    [[nodiscard]] bool cropWhenShown()
+    {
+        const auto isInCropMode = [this] {
+            press(Qt::Key_X);
+            return overlay() != nullptr;
+        };
+        if (!waitFor(isInCropMode))
+            return false;
+        press(Qt::Key_Return);
+        return waitForStatus(CROPPED);
     }
 
     /// Whether @p action ends the program, done while the event loop runs.
@@ -92,6 +108,20 @@ TEST_F(QuitGuard, QuestionNamesTheFileAndOffersThreeAnswers)
     std::sort(labels.begin(), labels.end());
     EXPECT_EQ(labels, (std::vector<std::string>{SAVE, CANCEL, DISCARD}));
     EXPECT_EQ(box->defaultButton()->text().toStdString(), SAVE);
+}
+
+TEST_F(QuitGuard, NameThatLooksLikeMarkupIsShownAsItIs)
+{
+    ASSERT_TRUE(openPicturesAsUser());
+    const auto file = pictures / "<b>0<b>.png";
+    std::filesystem::rename(pictures / "0.png", file);
+    viewer->openPath(file);
+    ASSERT_TRUE(cropWhenShown());
+    EXPECT_FALSE(ends([this] { press(Qt::Key_Escape); }));
+    const auto *label = question()->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s);
+    ASSERT_NE(label, nullptr);
+    EXPECT_EQ(label->textFormat(), Qt::PlainText);
+    EXPECT_TRUE(label->text().startsWith(u"<b>0<b>.png "_s));
 }
 
 TEST_F(QuitGuard, CancelKeepsTheProgramAndTheEdit)

@@ -151,6 +151,8 @@ INSTANTIATE_TEST_SUITE_P(
                     EntryCase{"decimalComma", "1,5:1", {}}, EntryCase{"infinite", "inf:1", {}},
                     EntryCase{"notANumber", "nan:1", {}},
                     EntryCase{"tooGreatForANumber", "1e300:1e-300", {}},
+                    EntryCase{"tooWideForAPicture", "1e308:1", {}},
+                    EntryCase{"tooHighForAPicture", "5e-324:1", {}},
                     EntryCase{"tooSmallForANumber", "1e-300:1e300", {}}),
     [](const auto &item) { return item.param.name; });
 

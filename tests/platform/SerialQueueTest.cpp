@@ -258,6 +258,30 @@ TEST(SerialQueue, ThreadsThatAUtilityJobStartsGiveWayToo)
 }
 #endif
 
+TEST(SerialQueue, StoppableJobHearsOfItsSource)
+{
+    std::stop_source source;
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    queue.post(stoppable(source, waitForStop));
+    source.request_stop();
+    waitForJobs(queue);
+}
+
+TEST(SerialQueue, StoppableJobHearsOfTheEndOfItsQueue)
+{
+    const std::stop_source source;
+    {
+        SerialQueue queue("test", QualityOfService::UserInitiated);
+        std::latch started(1);
+        queue.post(stoppable(source, [&](const std::stop_token &stop) {
+            started.count_down();
+            waitForStop(stop);
+        }));
+        started.wait();
+    }
+    EXPECT_TRUE(source.stop_requested());
+}
+
 TEST(SerialQueueDeathTest, JobThatThrowsEndsTheProgram)
 {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
