@@ -6,6 +6,9 @@
 #include "platform/Mailbox.h"
 
 #include <QApplication>
+#include <QTimer>
+
+#include <chrono>
 
 using namespace Qt::StringLiterals;
 
@@ -13,6 +16,9 @@ namespace {
 
 /// On D-Bus, and the name of the desktop entry.
 constexpr QStringView APPLICATION_ID = u"org.tavolin.Viewer";
+
+/// After the start: by then the first picture is there.
+constexpr std::chrono::milliseconds CROP_DEMO_DELAY(1200);
 
 } // namespace
 
@@ -35,6 +41,10 @@ int main(int argc, char **argv)
     QObject::connect(&handOver, &tavolin::DesktopHandOver::activated, &viewer,
                      &tavolin::Viewer::activate);
     viewer.applicationDidFinishLaunching(options);
+    if (options.isBench)
+        viewer.runBench();
+    if (options.isCropDemo)
+        QTimer::singleShot(CROP_DEMO_DELAY, &viewer, &tavolin::Viewer::enterCrop);
     // The first picture does not wait for the bus. A viewer that is not the first one has no name
     // there, and a bench run is nobody's to hand something to.
     if (!options.isBench)

@@ -10,6 +10,8 @@ LaunchOptions readLaunchOptions(std::span<char *const> arguments)
     for (const std::string_view argument : arguments) {
         if (argument == "--bench")
             options.isBench = true;
+        if (argument == "--crop-demo")
+            options.isCropDemo = true;
         if (!options.path && !argument.starts_with("--"))
             options.path = argument;
     }

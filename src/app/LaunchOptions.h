@@ -12,6 +12,7 @@ struct LaunchOptions
 {
     std::optional<std::filesystem::path> path; ///< The folder or picture to open, if one was given.
     bool isBench = false;                      ///< "--bench": a self-test run, in a window.
+    bool isCropDemo = false;                   ///< "--crop-demo": enters crop mode by itself.
 };
 
 /// Reads @p arguments (without the program's name): the first one that does not begin with two

@@ -38,6 +38,8 @@ Viewer::Viewer(Mailbox &mailbox, Decoder decoder, Trash trash)
     onTimeout(m_shell.statusTimer, [this] { m_shell.statusLabel->setText({}); });
     onTimeout(m_prefetch.prefetchTimer, &Viewer::prefetchNeighbors);
     onTimeout(m_photoLine.exifTimer, &Viewer::loadExif);
+    connect(&m_selfTest.timer, &QTimer::timeout, this, &Viewer::benchStep);
+    m_selfTest.timer.setTimerType(Qt::PreciseTimer);
 }
 
 Viewer::~Viewer()

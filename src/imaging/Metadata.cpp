@@ -38,6 +38,7 @@ struct Tag
 };
 
 constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
+constexpr Tag MAKE{0x010f, Directory::Main};
 constexpr Tag MODEL{0x0110, Directory::Main};
 constexpr Tag EXPOSURE_TIME{0x829a, Directory::Exif};
 constexpr Tag F_NUMBER{0x829d, Directory::Exif};
@@ -159,6 +160,7 @@ template <typename Tags>
 PhotoMetadata metadataFrom(Tags tags)
 {
     PhotoMetadata result;
+    result.make = tags.text(MAKE);
     result.model = tags.text(MODEL);
     result.lensModel = tags.text(LENS_MODEL);
     result.focalLength = tags.number(FOCAL_LENGTH);
@@ -177,6 +179,7 @@ void addMissing(PhotoMetadata &metadata, PhotoMetadata other)
         if (!mine)
             mine = std::move(theirs);
     };
+    add(metadata.make, other.make);
     add(metadata.model, other.model);
     add(metadata.lensModel, other.lensModel);
     add(metadata.focalLength, other.focalLength);

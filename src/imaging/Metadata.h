@@ -17,6 +17,7 @@ namespace tavolin {
 struct PhotoMetadata
 {
     std::optional<QSize> pixelSize; ///< Upright, as readUprightSize() says.
+    std::optional<QString> make;
     std::optional<QString> model;
     std::optional<QString> lensModel;
     std::optional<double> focalLength;  ///< Millimetres.

@@ -190,6 +190,7 @@ TEST_P(MetadataOf, GeneratedPicturesIsWhole)
     if (GetParam() == std::string(".dng"))
         expected.model = u"TestRaw"_s;
     expectFacts(facts(generated(GetParam())), expected);
+    EXPECT_EQ(facts(generated(GetParam())).make, u"TestMake"_s);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, MetadataOf,

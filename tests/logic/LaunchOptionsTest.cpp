@@ -25,6 +25,15 @@ TEST(LaunchOptions, WithoutArgumentsNothingIsAskedFor)
     const LaunchOptions options = optionsOf({});
     EXPECT_EQ(options.path, std::nullopt);
     EXPECT_FALSE(options.isBench);
+    EXPECT_FALSE(options.isCropDemo);
+}
+
+TEST(LaunchOptions, CropDemoIsFoundBehindThePath)
+{
+    const LaunchOptions options = optionsOf({"/photos", "--crop-demo"});
+    EXPECT_TRUE(options.isCropDemo);
+    EXPECT_FALSE(options.isBench);
+    EXPECT_EQ(options.path, Path("/photos"));
 }
 
 TEST(LaunchOptions, ArgumentIsThePath)
