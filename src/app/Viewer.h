@@ -222,6 +222,7 @@ private:
     void cropFinished(const CropResult &result, int session);
     void endCrop();
     void turnBy(double step);
+    [[nodiscard]] const Image &previewBase();
     void cropBarRatio(RatioPreset preset);
     void buildCropBar();
     void updateCropBar();
@@ -323,6 +324,8 @@ private:
         CropBar *cropBar = nullptr;
         double cropAngle = 0;
         Image cropBaseThumb;     // the display image as it was before any rotation
+        Image previewBase;       // the same, no larger than rotating it for the screen needs
+        double previewScale = 0; // its size to that of cropBaseThumb
         Image cropBaseRendition; // and what was on screen for it outside crop mode
     };
 

@@ -10,14 +10,23 @@
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "editing/CropRatio.h"
+#include "imaging/Resample.h"
 #include "platform/Mailbox.h"
 
-#include <cmath>
+#include <algorithm>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
+
+namespace {
+
+/// A larger angle shows less of the picture, and that larger: how far it may go on until the
+/// picture that is rotated has to be made anew.
+constexpr double PREVIEW_HEADROOM = 1.2;
+
+} // namespace
 
 void Viewer::enterCrop()
 {
@@ -76,6 +85,7 @@ void Viewer::endCrop()
     m_crop.cropAngle = 0;
     m_crop.cropBaseThumb = {};
     m_crop.cropBaseRendition = {};
+    m_crop.previewBase = {};
     layoutLabels();
     m_shell.statusLabel->setText({});
 }
@@ -150,11 +160,23 @@ void Viewer::updateCropRotation()
     if (base.isNull())
         return;
     if (isPreviewRotated(m_crop.cropAngle))
-        showThumb({rotateInscribed(base, m_crop.cropAngle), {}});
+        showThumb({rotateInscribed(previewBase(), m_crop.cropAngle), {}});
     else
         showThumb({base, {}});
     m_crop.cropOverlay->refitBox();
     updateCropBar();
+}
+
+const Image &Viewer::previewBase()
+{
+    const Image &base = m_crop.cropBaseThumb;
+    const double needed = previewScale(base.size(), m_crop.cropAngle, imageAreaRect(),
+                                       m_shell.view->devicePixelRatio());
+    if (m_crop.previewBase.isNull() || needed > m_crop.previewScale) {
+        m_crop.previewScale = std::min(1.0, needed * PREVIEW_HEADROOM);
+        m_crop.previewBase = resampled(base, (QSizeF(base.size()) * m_crop.previewScale).toSize());
+    }
+    return m_crop.previewBase.isNull() ? base : m_crop.previewBase;
 }
 
 void Viewer::applyCrop()

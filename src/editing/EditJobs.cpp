@@ -1,6 +1,7 @@
 #include "editing/EditJobs.h"
 
 #include "browse/Decoding.h"
+#include "browse/DisplayGeometry.h"
 #include "editing/CropAngle.h"
 #include "imaging/Color.h"
 #include "imaging/Resample.h"
@@ -42,6 +43,12 @@ QSizeF sizeInShapeOf(QSizeF told, QSize shown)
     const double height = shown.height() * pixel;
     // The sides of a display image are whole pixels: each may be one off.
     return std::abs(height - told.height()) <= 2 * pixel ? told : QSizeF(told.width(), height);
+}
+
+double previewScale(QSize size, double angle, const QRectF &area, double screenScale)
+{
+    const QSizeF inscribed = inscribedSize(size, angle);
+    return fitRect(area, inscribed).width() * screenScale / inscribed.width();
 }
 
 CropResult cropPicture(const std::filesystem::path &url, const Image &base,

@@ -38,6 +38,11 @@ struct CropRequest
 /// preview may, the same width in the shape that is seen.
 [[nodiscard]] QSizeF sizeInShapeOf(QSizeF told, QSize shown);
 
+/// How large a display image of @p size has to be, 1 being its own size, so that it still fills its
+/// place in @p area (view points, @p screenScale device pixels each) when rotated by @p angle
+/// degrees.
+[[nodiscard]] double previewScale(QSize size, double angle, const QRectF &area, double screenScale);
+
 /// What a crop gives.
 struct CropResult
 {

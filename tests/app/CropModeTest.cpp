@@ -135,9 +135,11 @@ TEST_F(CropMode, MarkerTellsThatThePictureIsEdited)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
-    EXPECT_EQ(infoText(), "1/3 | 0.png  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)  "
-                          " "
-                          "[H=วิธีใช้]");
+    EXPECT_EQ(
+        infoText(),
+        "1/3 | 0.png  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)  "
+        " "
+        "[H=วิธีใช้]");
 }
 
 TEST_F(CropMode, NinetyOneStepsToTheRightStopAt45Degrees)
@@ -177,6 +179,18 @@ TEST_F(CropMode, EscapeAfterRotatingRestoresThePictureAndRecordsNothing)
     EXPECT_TRUE(viewer->imageLayer().rendition.isSameAs(renditionBefore));
     press(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(CropMode, PreviewIsNoLargerThanTheScreenNeeds)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(resizeTo({400, 300})); // the picture has 360 by 148 points, and 197 by 148 pixels
+    press(Qt::Key_X);
+    press(Qt::Key_BracketRight);
+    EXPECT_LT(shownSize().width(), 260);
+    EXPECT_GE(shownSize().width(), viewer->imageLayer().rendition.width());
+    pressOften(Qt::Key_BracketRight, 89);
+    EXPECT_GE(shownSize().width(), viewer->imageLayer().rendition.width());
 }
 
 TEST_F(CropMode, RotatedCropIsRecordedAsTwoSteps)

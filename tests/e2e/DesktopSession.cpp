@@ -135,7 +135,7 @@ DesktopSession::DesktopSession() : m_state(std::make_unique<State>())
                char **reason) { return State::joined(program, current, mask, callbacks, reason); },
             nullptr, [](char *) -> Bool { return True; }, sizeof error, error) != 0;
     current = m_state.get();
-    std::signal(SIGPIPE, SIG_IGN); // a program may have ended before it is told to
+    std::signal(SIGPIPE, SIG_IGN);        // a program may have ended before it is told to
     IceSetIOErrorHandler([](IceConn) {}); // the library's own would end this process
     if (!isReady ||
         !IceListenForConnections(&m_state->listenerCount, &m_state->listeners, sizeof error, error))

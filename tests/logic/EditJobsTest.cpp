@@ -225,6 +225,18 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
+TEST(PreviewScale, IsThatOfTheFittedPictureWithoutAnAngle)
+{
+    EXPECT_DOUBLE_EQ(previewScale({2000, 1000}, 0, {0, 0, 1000, 900}, 1), 0.5);
+    EXPECT_DOUBLE_EQ(previewScale({2000, 1000}, 0, {0, 0, 1000, 900}, 2), 1.0);
+}
+
+TEST(PreviewScale, GrowsWithTheAngle)
+{
+    // A square of 1000 pixels keeps 707.1 at 45°, which then fill 500 points.
+    EXPECT_NEAR(previewScale({1000, 1000}, 45, {0, 0, 500, 500}, 1), 0.7071, 1e-4);
+}
+
 struct TurnCase
 {
     double angle;
