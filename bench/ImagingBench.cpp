@@ -5,6 +5,7 @@
 #include "browse/Decoding.h"
 #include "browse/DisplayPicture.h"
 #include "browse/PhotoInfo.h"
+#include "DecodeAlone.h"
 #include "imaging/Color.h"
 #include "imaging/Resample.h"
 #include "pictures/Dng.h"
@@ -19,12 +20,9 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <vector>
-
-#include <jpeglib.h>
 
 namespace {
 
@@ -62,30 +60,6 @@ const Files &files()
 {
     static const Files made;
     return made;
-}
-
-/// libjpeg-turbo alone, from a stdio stream into one row: what no viewer can beat.
-void decodeAlone(const std::filesystem::path &path, unsigned scaleNumerator)
-{
-    std::FILE *file = std::fopen(path.c_str(), "rb");
-    jpeg_decompress_struct info;
-    jpeg_error_mgr errors;
-    info.err = jpeg_std_error(&errors);
-    jpeg_create_decompress(&info);
-    jpeg_stdio_src(&info, file);
-    jpeg_read_header(&info, TRUE);
-    info.scale_num = scaleNumerator;
-    info.scale_denom = 8;
-    info.out_color_space = JCS_EXT_BGRX;
-    jpeg_start_decompress(&info);
-    std::vector<JSAMPLE> pixels(std::size_t{info.output_width} * 4);
-    JSAMPROW row = pixels.data();
-    while (info.output_scanline < info.output_height)
-        jpeg_read_scanlines(&info, &row, 1);
-    benchmark::DoNotOptimize(pixels.data());
-    jpeg_finish_decompress(&info);
-    jpeg_destroy_decompress(&info);
-    std::fclose(file);
 }
 
 void baselineJpegAtHalfScale(benchmark::State &state)
