@@ -1,10 +1,11 @@
 #include "platform/FileReplacement.h"
 
+#include "platform/Descriptor.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,28 +13,6 @@
 namespace tavolin {
 
 namespace {
-
-/// An open file descriptor, closed in the end.
-class Descriptor
-{
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    [[nodiscard]] int get() const { return m_descriptor; }
-
-    /// False when what was written before turns out to have failed.
-    bool close()
-    {
-        const int descriptor = std::exchange(m_descriptor, -1);
-        return descriptor < 0 || ::close(descriptor) == 0;
-    }
-
-private:
-    int m_descriptor;
-};
 
 bool writeAll(int descriptor, std::span<const std::byte> content)
 {
@@ -46,12 +25,6 @@ bool writeAll(int descriptor, std::span<const std::byte> content)
         content = content.subspan(static_cast<std::size_t>(count));
     }
     return true;
-}
-
-/// Whether the disk has it all. Some network file systems can't say; they are believed.
-bool flush(int descriptor)
-{
-    return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
 }
 
 /// A name in the folder of @p file that no other writer takes: no other process by its number, and
