@@ -27,11 +27,6 @@ namespace {
 /// Begins the name of a copy that is being written; the number of the process follows.
 constexpr std::string_view UNFINISHED = ".tavolin-copy-";
 
-Failure failureOf(const std::error_code &error)
-{
-    return QString::fromLocal8Bit(error.message());
-}
-
 /// Whether @p a and @p b are one place, also where the ways to its folder differ. Two hard links
 /// are two places.
 bool isSamePlace(const fs::path &a, const fs::path &b)
@@ -93,8 +88,11 @@ Failure copyAll(const fs::path &source, const fs::path &target)
         error.assign(errno, std::generic_category());
     return error ? failureOf(error) : Failure();
 #else
-    const GioFile from = gioFile(source);
-    const GioFile to = gioFile(target);
+    std::error_code noFolder;
+    const GioFile from = gioFile(source, noFolder);
+    const GioFile to = from ? gioFile(target, noFolder) : nullptr;
+    if (!to)
+        return failureOf(noFolder);
     GError *error = nullptr;
     if (!g_file_copy(from.get(), to.get(), G_FILE_COPY_ALL_METADATA, nullptr, nullptr, nullptr,
                      &error))

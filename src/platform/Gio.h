@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include <gio/gio.h>
 
@@ -17,11 +18,16 @@ struct GObjectDeleter
 
 using GioFile = std::unique_ptr<GFile, GObjectDeleter>;
 
-/// @p path, its bytes unchanged, as a file of the local file system: without the virtual ones,
-/// which would call for the desktop's daemons.
-[[nodiscard]] inline GioFile gioFile(const std::filesystem::path &path)
+/// The file at the absolute @p path, its bytes unchanged, of the local file system: without the
+/// virtual ones, which would call for the desktop's daemons. The folder is the one that the system
+/// finds: GIO would shorten "link/.." by its text alone. What is there may be a symbolic link, and
+/// stays one. Null with @p error set where there is no such folder; waits for the disk.
+[[nodiscard]] inline GioFile gioFile(const std::filesystem::path &path, std::error_code &error)
 {
-    return GioFile(g_vfs_get_file_for_path(g_vfs_get_local(), path.c_str()));
+    const auto folder = std::filesystem::canonical(path.parent_path(), error);
+    return GioFile(
+        error ? nullptr
+              : g_vfs_get_file_for_path(g_vfs_get_local(), (folder / path.filename()).c_str()));
 }
 
 /// The message of @p error, which is freed.

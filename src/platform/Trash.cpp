@@ -23,8 +23,12 @@ Failure moveToTrash(const std::filesystem::path &file)
 // Not QFile::moveToTrash: where ~/.local/share is missing it moves files into the current folder.
 Failure moveToTrash(const std::filesystem::path &file)
 {
+    std::error_code noFolder;
+    const GioFile moved = gioFile(file, noFolder);
+    if (!moved)
+        return failureOf(noFolder);
     GError *error = nullptr;
-    return g_file_trash(gioFile(file).get(), nullptr, &error) ? Failure() : takeFailure(error);
+    return g_file_trash(moved.get(), nullptr, &error) ? Failure() : takeFailure(error);
 }
 
 #endif

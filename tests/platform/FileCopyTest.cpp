@@ -259,6 +259,20 @@ TEST_F(CopyIntoFolder, FolderWithTheNameOfTheCopyKeepsWhatIsInIt)
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
 }
 
+TEST_F(CopyIntoFolder, FolderAboveALinkIsThatOfTheLinksTarget)
+{
+    fs::create_directories(folder / "card/dir");
+    fs::create_directory(folder / "card/pictures");
+    fs::create_directory(folder / "pictures");
+    fs::create_directory_symlink("card/dir", folder / "link");
+    folder.write("card/pictures/1.jpg", "on the card");
+    folder.write("pictures/1.jpg", "beside the link");
+    target = folder / "link/../pictures/picks";
+    copy(folder / "link/../pictures/1.jpg");
+    EXPECT_EQ(contentOf(folder / "card/pictures/picks/1.jpg"), "on the card");
+    EXPECT_EQ(namesIn(folder / "pictures"), Names{"1.jpg"});
+}
+
 TEST_F(CopyIntoFolder, ReadOnlyFolderIsReportedInWords)
 {
     fs::create_directory(folder / "pictures");

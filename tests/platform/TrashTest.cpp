@@ -75,6 +75,25 @@ TEST_F(MoveToTrash, OfASymbolicLinkTheLinkGoes)
     EXPECT_TRUE(fs::is_symlink(files() / "link.jpg"));
 }
 
+TEST_F(MoveToTrash, FolderAboveALinkIsThatOfTheLinksTarget)
+{
+    fs::create_directories(folder / "card/dir");
+    fs::create_directory(folder / "card/pictures");
+    fs::create_directory(folder / "pictures");
+    fs::create_directory_symlink("card/dir", folder / "link");
+    folder.write("card/pictures/1.jpg", "on the card");
+    folder.write("pictures/1.jpg", "beside the link");
+    move(folder / "link/../pictures/1.jpg");
+    EXPECT_EQ(contentOf(files() / "1.jpg"), "on the card");
+    EXPECT_FALSE(fs::exists(folder / "card/pictures/1.jpg"));
+    EXPECT_EQ(contentOf(folder / "pictures/1.jpg"), "beside the link");
+}
+
+TEST_F(MoveToTrash, FolderThatHasGoneIsReportedInWords)
+{
+    EXPECT_EQ(moveToTrash(folder / "absent/1.jpg"), QStringLiteral("No such file or directory"));
+}
+
 TEST_F(MoveToTrash, FilesOfTheSameNameAreBothKept)
 {
     move(folder.write("1.jpg", "first"));
