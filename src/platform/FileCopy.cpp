@@ -1,13 +1,19 @@
 #include "platform/FileCopy.h"
 
+#include "platform/Descriptor.h"
+
+#include <QRandomGenerator>
 #include <QtGlobal>
 
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 #ifdef Q_OS_MACOS
@@ -24,7 +30,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Begins the name of a copy that is being written; the number of the process follows.
+/// Begins the name of a copy that is being written; the number of the process, a dash and another
+/// number follow.
 constexpr std::string_view UNFINISHED = ".tavolin-copy-";
 
 /// Whether @p a and @p b are one place, also where the ways to its folder differ. Two hard links
@@ -52,18 +59,40 @@ bool leadsThrough(fs::path file, const fs::path &place)
     return false;
 }
 
+/// A name that nobody else takes: where containers or machines share a folder, processes may have
+/// the same number.
+std::string unfinishedName()
+{
+    return std::string(UNFINISHED) + std::to_string(getpid()) + '-' +
+           std::to_string(QRandomGenerator::system()->generate());
+}
+
+/// Takes a number off the beginning of @p text; nothing where there is none.
+template <typename Number>
+std::optional<Number> takeNumber(std::string_view &text)
+{
+    Number number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc())
+        return {};
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return number;
+}
+
 /// Whether @p name is that of an unfinished copy that nobody is writing any more. A number that is
-/// ours is that of an earlier process.
+/// ours is that of an earlier process: we are not writing yet.
 bool isLeftBehind(std::string_view name)
 {
     if (!name.starts_with(UNFINISHED))
         return false;
     name.remove_prefix(UNFINISHED.size());
-    pid_t process = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
-    if (error != std::errc() || end != name.data() + name.size() || process <= 0)
+    const auto process = takeNumber<pid_t>(name);
+    if (!process || *process <= 0 || !name.starts_with('-'))
         return false;
-    return process == getpid() || (kill(process, 0) != 0 && errno == ESRCH);
+    name.remove_prefix(1);
+    if (!takeNumber<std::uint32_t>(name) || !name.empty())
+        return false;
+    return *process == getpid() || (kill(*process, 0) != 0 && errno == ESRCH);
 }
 
 void removeLeftovers(const fs::path &folder)
@@ -111,6 +140,29 @@ Failure copyAll(const fs::path &source, const fs::path &target)
 #endif
 }
 
+/// Makes sure that the disk has the content of @p file.
+Failure flushFile(const fs::path &file)
+{
+    const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (descriptor.get() >= 0 && flush(descriptor.get()))
+        return {};
+    return failureOf({errno, std::generic_category()});
+}
+
+/// Gives @p file the name @p name in place of what has it, unless that is a folder with something
+/// in it.
+Failure moveOver(const fs::path &file, const fs::path &name)
+{
+    std::error_code error;
+    fs::rename(file, name, error);
+    if (error == std::errc::is_a_directory) {
+        fs::remove(name, error);
+        if (!error)
+            fs::rename(file, name, error);
+    }
+    return error ? failureOf(error) : Failure();
+}
+
 } // namespace
 
 Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
@@ -122,22 +174,19 @@ Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
     const fs::path copy = folder / source.filename();
     if (leadsThrough(source, copy))
         return u"ต้นฉบับกับสำเนาเป็นไฟล์เดียวกัน"_s;
-    // An earlier copy may be the last there is of a source that has gone.
-    if (!fs::exists(fs::status(source, error)))
-        return failureOf(error);
-    fs::remove(copy, error);
-    if (error)
-        return failureOf(error);
+    // Others would be waited for (a pipe) or never end (a device).
+    if (!fs::is_regular_file(fs::status(source, error)))
+        return failureOf(error ? error : std::make_error_code(std::errc::not_supported));
     removeLeftovers(folder);
-    const fs::path unfinished = folder / (std::string(UNFINISHED) + std::to_string(getpid()));
+    const fs::path unfinished = folder / unfinishedName();
     Failure failure = copyAll(source, unfinished);
-    if (!failure) {
-        fs::rename(unfinished, copy, error);
-        if (!error)
-            return {};
-        failure = failureOf(error);
-    }
-    fs::remove(unfinished, error);
+    // An earlier copy may be the last there is: it stays until the disk has the new one.
+    if (!failure)
+        failure = flushFile(unfinished);
+    if (!failure)
+        failure = moveOver(unfinished, copy);
+    if (failure)
+        fs::remove(unfinished, error);
     return failure;
 }
 

@@ -68,6 +68,20 @@ protected:
         EXPECT_FALSE(failure) << failure.value_or(QString()).toStdString();
     }
 
+    /// Puts what may be the last copy of a picture where the copy of 1.jpg is to be.
+    void makeEarlierCopy()
+    {
+        fs::create_directory(target);
+        folder.write("picks/1.jpg", EARLIER);
+    }
+
+    void expectEarlierCopyAlone() const
+    {
+        EXPECT_EQ(contentOf(target / "1.jpg"), EARLIER);
+        EXPECT_EQ(namesIn(target), Names{"1.jpg"});
+    }
+
+    static constexpr auto EARLIER = "the earlier copy";
     test::TemporaryFolder folder;
     fs::path target = folder / "picks";
 };
@@ -236,11 +250,20 @@ TEST_F(CopyIntoFolder, FolderIsNotCopied)
     EXPECT_EQ(namesIn(target), Names{});
 }
 
+TEST_F(CopyIntoFolder, FolderLeavesAnEarlierCopyAlone)
+{
+    makeEarlierCopy();
+    fs::create_directory(folder / "1.jpg");
+    EXPECT_TRUE(copyIntoFolder(folder / "1.jpg", target));
+    expectEarlierCopyAlone();
+}
+
 TEST_F(CopyIntoFolder, PipeThatNobodyWritesToFailsInsteadOfWaiting)
 {
+    makeEarlierCopy();
     ASSERT_EQ(mkfifo((folder / "1.jpg").c_str(), 0600), 0);
     EXPECT_TRUE(copyIntoFolder(folder / "1.jpg", target));
-    EXPECT_EQ(namesIn(target), Names{});
+    expectEarlierCopyAlone();
 }
 
 TEST_F(CopyIntoFolder, FileInThePlaceOfTheFolderStays)
@@ -257,6 +280,23 @@ TEST_F(CopyIntoFolder, FolderWithTheNameOfTheCopyKeepsWhatIsInIt)
     EXPECT_TRUE(copyIntoFolder(folder.write("1.jpg", "picture"), target));
     EXPECT_EQ(contentOf(target / "1.jpg" / "inside"), "a file");
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
+}
+
+TEST_F(CopyIntoFolder, EmptyFolderWithTheNameOfTheCopyGivesWay)
+{
+    fs::create_directories(target / "1.jpg");
+    copy(folder.write("1.jpg", "picture"));
+    EXPECT_EQ(contentOf(target / "1.jpg"), "picture");
+}
+
+TEST_F(CopyIntoFolder, EarlierCopyThatIsALinkElsewhereGivesWayAndWhatItLedToStays)
+{
+    fs::create_directory(target);
+    fs::create_symlink("../elsewhere.jpg", target / "1.jpg");
+    folder.write("elsewhere.jpg", "another picture");
+    copy(folder.write("1.jpg", "picture"));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(target / "1.jpg")));
+    EXPECT_EQ(contentOf(folder / "elsewhere.jpg"), "another picture");
 }
 
 TEST_F(CopyIntoFolder, FolderAboveALinkIsThatOfTheLinksTarget)
@@ -284,10 +324,10 @@ TEST_F(CopyIntoFolder, ReadOnlyFolderIsReportedInWords)
     EXPECT_EQ(namesIn(source.parent_path()), Names{"1.jpg"});
 }
 
-TEST_F(CopyIntoFolder, SourceThatMayNotBeReadLeavesNothingUnfinished)
+TEST_F(CopyIntoFolder, SourceThatMayNotBeReadLeavesAnEarlierCopyAlone)
 {
     const auto source = folder.write("1.jpg", "picture");
-    fs::create_directory(target);
+    makeEarlierCopy();
     fs::permissions(folder.path(), fs::perms(0755));
     fs::permissions(source, fs::perms::none);
     fs::permissions(target, fs::perms::all);
@@ -295,32 +335,41 @@ TEST_F(CopyIntoFolder, SourceThatMayNotBeReadLeavesNothingUnfinished)
     const Failure failure = copyIntoFolder(source, target);
     ASSERT_TRUE(failure);
     EXPECT_TRUE(failure->contains(QStringLiteral("Permission denied"))) << failure->toStdString();
-    EXPECT_EQ(namesIn(target), Names{});
+    expectEarlierCopyAlone();
 }
 
-TEST_F(CopyIntoFolder, FullFileSystemLeavesNothingUnfinished)
+TEST_F(CopyIntoFolder, FullFileSystemLeavesAnEarlierCopyAlone)
 {
     fs::create_directory(target);
     const auto mount = test::Mount::memory(target, 1 << 20);
     if (!mount.error().empty())
         GTEST_SKIP() << mount.error();
+    makeEarlierCopy();
     const Failure failure = copyIntoFolder(folder.write("1.jpg", randomBytes(2 << 20)), target);
     ASSERT_TRUE(failure);
     EXPECT_TRUE(failure->contains(QStringLiteral("No space left"))) << failure->toStdString();
-    EXPECT_EQ(namesIn(target), Names{});
+    expectEarlierCopyAlone();
 }
 
 TEST_F(CopyIntoFolder, ClearsAwayWhatAKilledCopyHasLeft)
 {
     fs::create_directory(target);
-    folder.write("picks/.tavolin-copy-" + std::to_string(deadProcess()), "half a pict");
+    folder.write("picks/.tavolin-copy-" + std::to_string(deadProcess()) + "-1", "half a pict");
+    copy(folder.write("1.jpg", "picture"));
+    EXPECT_EQ(namesIn(target), Names{"1.jpg"});
+}
+
+TEST_F(CopyIntoFolder, ClearsAwayWhatAProcessWithItsOwnNumberHasLeft)
+{
+    fs::create_directory(target);
+    folder.write("picks/.tavolin-copy-" + std::to_string(getpid()) + "-4294967295", "half a pict");
     copy(folder.write("1.jpg", "picture"));
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
 }
 
 TEST_F(CopyIntoFolder, LeavesACopyAloneThatAnotherProcessIsWriting)
 {
-    const std::string unfinished = ".tavolin-copy-" + std::to_string(getppid());
+    const std::string unfinished = ".tavolin-copy-" + std::to_string(getppid()) + "-1";
     fs::create_directory(target);
     folder.write("picks/" + unfinished, "half a pict");
     copy(folder.write("1.jpg", "picture"));
@@ -329,8 +378,17 @@ TEST_F(CopyIntoFolder, LeavesACopyAloneThatAnotherProcessIsWriting)
 
 TEST_F(CopyIntoFolder, LeavesNamesAloneThatOnlyLookAlike)
 {
-    const Names names{".tavolin-copy-", ".tavolin-copy-1x", ".tavolin-copy--1", "tavolin-copy-1",
-                      ".tavolin-copy-99999999999999999999"};
+    const std::string dead = std::to_string(deadProcess());
+    const Names names{".tavolin-copy-",
+                      ".tavolin-copy-" + dead,
+                      ".tavolin-copy-" + dead + '-',
+                      ".tavolin-copy-" + dead + "-x",
+                      ".tavolin-copy-" + dead + "-1x",
+                      ".tavolin-copy-" + dead + "x-1",
+                      ".tavolin-copy--1-1",
+                      ".tavolin-copy-0-1",
+                      "tavolin-copy-" + dead + "-1",
+                      ".tavolin-copy-99999999999999999999-1"};
     fs::create_directory(target);
     for (const std::string &name : names)
         folder.write("picks/" + name);
