@@ -353,7 +353,7 @@ private:
     // Last, so that their jobs end first.
     SerialQueue m_loadQueue{"load", QualityOfService::UserInitiated};
     SerialQueue m_prefetchQueue{"prefetch", QualityOfService::Utility};
-    SerialQueue m_trashQueue{"trash", QualityOfService::UserInitiated};
+    SerialQueue m_trashQueue{"trash", QualityOfService::UserInitiated, WaitingJobs::Run};
 };
 
 } // namespace tavolin

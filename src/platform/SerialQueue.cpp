@@ -45,8 +45,9 @@ void setQualityOfThisThread(QualityOfService qualityOfService)
 
 } // namespace
 
-SerialQueue::SerialQueue(std::string name, QualityOfService qualityOfService)
-    : m_worker([this, name = std::move(name), qualityOfService](const std::stop_token &stop) {
+SerialQueue::SerialQueue(std::string name, QualityOfService qualityOfService, WaitingJobs atTheEnd)
+    : m_atTheEnd(atTheEnd),
+      m_worker([this, name = std::move(name), qualityOfService](const std::stop_token &stop) {
           nameThisThread(name);
           setQualityOfThisThread(qualityOfService);
           run(stop);
@@ -76,7 +77,7 @@ void SerialQueue::run(const std::stop_token &stop) noexcept
         {
             std::unique_lock lock(m_mutex);
             m_posted.wait(lock, stop, [this] { return !m_jobs.empty(); });
-            if (stop.stop_requested())
+            if (m_jobs.empty() || (stop.stop_requested() && m_atTheEnd == WaitingJobs::Dropped))
                 return;
             job = std::move(m_jobs.front());
             m_jobs.pop_front();

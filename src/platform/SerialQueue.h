@@ -18,20 +18,27 @@ enum class QualityOfService : std::uint8_t {
     Utility,       ///< Nobody is: runs on what processor time others leave.
 };
 
+/// What becomes of the jobs that have not started when their queue is destroyed.
+enum class WaitingJobs : std::uint8_t {
+    Dropped,
+    Run, ///< The destructor waits for them, too: nothing that was accepted is lost.
+};
+
 /// Runs jobs in the order of posting, one at a time, on a thread of its own. Whoever posts must be
 /// done with it before it is destroyed; a running job may post to its own queue at any time.
 class SerialQueue
 {
 public:
-    /// A job asks its token now and then and ends soon once a stop is requested. It must not
-    /// throw: an exception that leaves a job ends the program.
+    /// A job asks its token now and then and ends soon once a stop is requested, unless it is one
+    /// that the end waits for. It must not throw: an exception that leaves a job ends the program.
     using Job = std::function<void(std::stop_token)>;
 
     /// Starts the worker. Debuggers show it under the first 15 bytes of @p name, all that Linux
     /// keeps.
-    SerialQueue(std::string name, QualityOfService qualityOfService);
+    SerialQueue(std::string name, QualityOfService qualityOfService,
+                WaitingJobs atTheEnd = WaitingJobs::Dropped);
 
-    /// Requests a stop, waits for the running job and drops the jobs that have not started.
+    /// Requests a stop, waits for the running job and drops or runs the jobs that have not started.
     ~SerialQueue();
 
     SerialQueue(const SerialQueue &) = delete;
@@ -44,6 +51,7 @@ public:
 private:
     void run(const std::stop_token &stop) noexcept;
 
+    WaitingJobs m_atTheEnd;
     std::mutex m_mutex; // guards m_jobs
     std::condition_variable_any m_posted;
     std::deque<Job> m_jobs;

@@ -191,6 +191,33 @@ TEST(SerialQueue, DestructionDropsJobsThatHaveNotStarted)
     EXPECT_TRUE(watched.expired());
 }
 
+TEST(SerialQueue, DestructionRunsJobsThatHaveNotStartedWhereNoneMayBeLost)
+{
+    std::vector<int> ran;
+    {
+        SerialQueue queue("test", QualityOfService::UserInitiated, WaitingJobs::Run);
+        std::latch started(1);
+        queue.post([&](const std::stop_token &stop) {
+            started.count_down();
+            waitForStop(stop);
+            queue.post([&](const std::stop_token &) { ran.push_back(3); });
+        });
+        for (const int job : {1, 2})
+            queue.post([&ran, job](const std::stop_token &) { ran.push_back(job); });
+        started.wait();
+    }
+    EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
+}
+
+TEST(SerialQueue, DestructionEndsAnIdleWorkerWhereNoJobMayBeLost)
+{
+    std::optional<SerialQueue> queue(std::in_place, "test", QualityOfService::UserInitiated,
+                                     WaitingJobs::Run);
+    waitForJobs(*queue);
+    queue.reset();
+    EXPECT_FALSE(queue);
+}
+
 TEST(SerialQueue, DestructionDropsWhatTheStoppedJobPosts)
 {
     bool ran = false;
