@@ -45,8 +45,8 @@ int main(int argc, char **argv)
         viewer.runBench();
     if (options.isCropDemo)
         QTimer::singleShot(CROP_DEMO_DELAY, &viewer, &tavolin::Viewer::enterCrop);
-    // The first picture does not wait for the bus. A viewer that is not the first one has no name
-    // there, and a bench run is nobody's to hand something to.
+    // A viewer that is not the first one gets no name there, and a bench run is nobody's to hand
+    // something to.
     if (!options.isBench)
         handOver.listen();
     return QApplication::exec();

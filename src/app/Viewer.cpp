@@ -75,8 +75,6 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
 
 void Viewer::activate()
 {
-    if (!m_shell.window)
-        return;
     m_shell.window->setWindowState(m_shell.window->windowState() & ~Qt::WindowMinimized);
     m_shell.window->raise();
     m_shell.window->activateWindow();

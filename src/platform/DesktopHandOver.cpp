@@ -4,17 +4,20 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QFileOpenEvent>
+#include <QTimer>
 #include <QUrl>
 #else
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QFile>
 #include <QStringList>
 #include <QVariantMap>
 
 #include <memory>
 #include <string_view>
-#include <utility>
 
 #include <gio/gio.h>
 #endif
@@ -39,9 +42,9 @@ DesktopHandOver::DesktopHandOver(const QString &applicationId, QObject *parent)
     QCoreApplication::instance()->installEventFilter(this);
 }
 
-bool DesktopHandOver::listen()
+void DesktopHandOver::listen()
 {
-    return true;
+    Q_EMIT listening(true);
 }
 
 bool DesktopHandOver::eventFilter(QObject *, QEvent *event)
@@ -49,14 +52,22 @@ bool DesktopHandOver::eventFilter(QObject *, QEvent *event)
     if (event->type() != QEvent::FileOpen)
         return false;
     const QString file = static_cast<QFileOpenEvent *>(event)->file();
-    if (!file.isEmpty())
-        Q_EMIT opened({QFile::encodeName(file).toStdString()});
+    if (file.isEmpty() || m_isOneTaken)
+        return true;
+    // Of several files each comes in an event of its own.
+    m_isOneTaken = true;
+    QTimer::singleShot(0, this, [this] { m_isOneTaken = false; });
+    Q_EMIT opened({QFile::encodeName(file).toStdString()});
     return true;
 }
 
 #else
 
 namespace {
+
+/// Bytes of a token that allows a window to come to the front; desktops make some 50. It gets into
+/// the environment of all that is started from here, which has little room.
+constexpr qsizetype MAX_TOKEN_BYTES = 1024;
 
 /// How the program looks on the bus.
 class ApplicationAdaptor : public QDBusAbstractAdaptor
@@ -74,7 +85,7 @@ public Q_SLOTS:
     {
         // What allows a window to come to the front on Wayland; Qt takes it from there.
         const QByteArray token = platformData.value(u"activation-token"_s).toString().toUtf8();
-        if (!token.isEmpty())
+        if (!token.isEmpty() && token.size() <= MAX_TOKEN_BYTES)
             qputenv("XDG_ACTIVATION_TOKEN", token);
         Q_EMIT m_handOver->activated();
     }
@@ -82,10 +93,8 @@ public Q_SLOTS:
     void Open(const QStringList &uris, const QVariantMap &platformData)
     {
         std::vector<std::filesystem::path> paths;
-        for (const QString &uri : uris) {
-            if (auto file = localFile(uri))
-                paths.push_back(std::move(*file));
-        }
+        if (const auto file = uris.empty() ? std::nullopt : localFile(uris.front()))
+            paths.push_back(*file);
         Q_EMIT m_handOver->opened(paths);
         Activate(platformData);
     }
@@ -102,6 +111,30 @@ bool hasSessionBus()
 {
     return !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS") ||
            QFile::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus"_s);
+}
+
+/// Makes @p handOver what the program @p applicationId is on @p bus.
+void takeName(QDBusConnection bus, const QString &applicationId, DesktopHandOver &handOver)
+{
+    QString path = u'/' + applicationId;
+    path.replace(u'.', u'/').replace(u'-', u'_');
+    if (!bus.registerObject(path, &handOver)) {
+        Q_EMIT handOver.listening(false);
+        return;
+    }
+    // Not registerService(), which waits for the answer.
+    constexpr uint DO_NOT_QUEUE = 4; // this and the next are D-Bus's own numbers
+    constexpr uint IS_OWNER = 1;
+    auto request =
+        QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                       u"org.freedesktop.DBus"_s, u"RequestName"_s);
+    request << applicationId << DO_NOT_QUEUE;
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(request), &handOver);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &handOver, [watcher, &handOver] {
+        const QDBusPendingReply<uint> reply = *watcher;
+        watcher->deleteLater();
+        Q_EMIT handOver.listening(reply.isValid() && reply.value() == IS_OWNER);
+    });
 }
 
 } // namespace
@@ -125,14 +158,20 @@ DesktopHandOver::DesktopHandOver(const QString &applicationId, QObject *parent)
     new ApplicationAdaptor(this);
 }
 
-bool DesktopHandOver::listen()
+void DesktopHandOver::listen()
 {
-    if (!hasSessionBus())
-        return false;
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    QString path = u'/' + m_applicationId;
-    path.replace(u'.', u'/').replace(u'-', u'_');
-    return bus.registerObject(path, this) && bus.registerService(m_applicationId);
+    if (!hasSessionBus()) {
+        Q_EMIT listening(false);
+        return;
+    }
+    // Whoever is first to connect waits until the bus has answered, which one that hangs never
+    // does.
+    m_busQueue.post([this, id = m_applicationId](const std::stop_token &) {
+        const auto bus = QDBusConnection::sessionBus();
+        // Runs when this still lives: it outlives the queue, and takes its events with it.
+        QMetaObject::invokeMethod(
+            this, [this, bus, id] { takeName(bus, id, *this); }, Qt::QueuedConnection);
+    });
 }
 
 #endif

@@ -1,6 +1,8 @@
 #pragma once
 // Folders and files that the desktop hands to the running program instead of starting another one.
 
+#include "platform/SerialQueue.h"
+
 #include <QObject>
 #include <QString>
 
@@ -25,22 +27,33 @@ public:
     /// is heard from now on.
     explicit DesktopHandOver(const QString &applicationId, QObject *parent = nullptr);
 
-    /// Asks the bus for the name, so that others can hand something over. False, and no harm done,
-    /// when there is no bus or another program has the name already.
-    bool listen();
+    /// Asks the bus for the name, so that others can hand something over; listening() tells what
+    /// came of it. Waits for nothing; only the destructor waits for a bus that does not answer.
+    /// Called once.
+    void listen();
 
 #ifdef Q_OS_MACOS
     bool eventFilter(QObject *watched, QEvent *event) override;
 #endif
 
 Q_SIGNALS:
-    /// @p paths are to be opened; what was no local file is not among them.
+    /// Whether others can hand something over from now on. They can't, and no harm is done, when
+    /// there is no bus or another program has the name already.
+    void listening(bool canHear);
+    /// What was handed over is to be opened: of several folders and files the first alone counts,
+    /// so that @p paths are one, or none where that is no local file.
     void opened(const std::vector<std::filesystem::path> &paths);
     /// The program is to come to the front.
     void activated();
 
 private:
     QString m_applicationId;
+#ifdef Q_OS_MACOS
+    bool m_isOneTaken = false; // of the files that come together
+#else
+    // Last, so that its job ends first.
+    SerialQueue m_busQueue{"bus", QualityOfService::UserInitiated};
+#endif
 };
 
 } // namespace tavolin

@@ -99,6 +99,16 @@ TEST_F(HandOverTest, WhatIsNoLocalFileIsIgnored)
     EXPECT_TRUE(waitForPicture(2));
 }
 
+TEST_F(HandOverTest, WhatIsNoTextIsRefused)
+{
+    startViewer({m_folder.path()});
+    ASSERT_TRUE(waitForPicture(1));
+    ASSERT_TRUE(waitForName());
+    EXPECT_FALSE(m_bus->openNumbers());
+    EXPECT_TRUE(m_bus->open({uriOf(u"IMG_1002.jpg"_s)}));
+    EXPECT_TRUE(waitForPicture(2));
+}
+
 TEST_F(HandOverTest, BusStartsTheProgramForWhatIsHandedOver)
 {
     m_bus->installService(QStringLiteral(TAVOLIN_VIEWER_PROGRAM));

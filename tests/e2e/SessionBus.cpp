@@ -62,7 +62,7 @@ SessionBus::~SessionBus()
 
 QString SessionBus::whyUnavailable()
 {
-    for (const QString &program : {u"dbus-daemon"_s, u"gdbus"_s}) {
+    for (const QString &program : {u"dbus-daemon"_s, u"dbus-send"_s, u"gdbus"_s}) {
         if (QStandardPaths::findExecutable(program).isEmpty())
             return program + u" is not installed"_s;
     }
@@ -96,6 +96,18 @@ bool SessionBus::open(const QStringList &uris) const
                  QString::fromLatin1(VIEWER_PATH), u"--method=org.freedesktop.Application.Open"_s,
                  u'[' + list.join(u',') + u']', u"{}"_s})
         .has_value();
+}
+
+bool SessionBus::openNumbers() const
+{
+    QProcess send; // gdbus knows what the program wants, and refuses
+    endWithParent(send);
+    send.start(u"dbus-send"_s,
+               {u"--bus="_s + m_address, u"--print-reply"_s,
+                u"--dest="_s + QString::fromLatin1(VIEWER_NAME), QString::fromLatin1(VIEWER_PATH),
+                u"org.freedesktop.Application.Open"_s, u"array:int32:1,2"_s,
+                u"dict:string:string:"_s});
+    return send.waitForFinished() && send.exitCode() == 0;
 }
 
 bool SessionBus::activate() const

@@ -37,6 +37,7 @@ public:
 
     /// Calls @p method of the viewer as a file manager does. False when the call fails.
     [[nodiscard]] bool open(const QStringList &uris) const;
+    [[nodiscard]] bool openNumbers() const; // what no file manager does
     [[nodiscard]] bool activate() const;
     [[nodiscard]] bool activateAction(const QString &name) const;
 
