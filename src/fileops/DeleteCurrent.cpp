@@ -35,11 +35,15 @@ void Viewer::deletionFinished(const Failure &failure, const std::filesystem::pat
         showStatus(u"❌ ลบไม่ได้: "_s + plainText(*failure), true);
         return;
     }
-    // The file has gone, but another folder's list must not lose a picture for it. Which picture is
-    // on screen by now is not asked, nor how many have been deleted since.
-    if (opening == m_browse.opening && isInList(m_browse.currentIndex)) {
+    // Which picture is on screen by now is not asked, nor how many have been deleted since. A list
+    // opened meanwhile loses no other picture for it, but may hold that one again.
+    const auto &list = m_browse.imageList;
+    const int index = opening == m_browse.opening
+                          ? m_browse.currentIndex
+                          : static_cast<int>(std::ranges::find(list, url) - list.begin());
+    if (isInList(index)) {
         exitCrop();
-        removeFromList(m_browse.currentIndex);
+        removeFromList(index);
     }
     if (!m_browse.imageList.empty())
         showStatus(u"🗑 ลบแล้ว"_s, true);
@@ -49,9 +53,14 @@ void Viewer::removeFromList(int index)
 {
     m_browse.imageList.erase(m_browse.imageList.begin() + index);
     listChanged();
+    // What was behind it moves up, and takes its place.
     const int last = static_cast<int>(m_browse.imageList.size()) - 1;
-    m_browse.currentIndex = std::max(0, std::min(index, last));
-    m_browse.targetIndex = m_browse.currentIndex;
+    const auto moved = [&](int at) {
+        return std::max(0, std::min(at > index ? at - 1 : at, last));
+    };
+    m_browse.targetIndex =
+        moved(index == m_browse.currentIndex ? m_browse.currentIndex : m_browse.targetIndex);
+    m_browse.currentIndex = moved(m_browse.currentIndex);
     if (m_browse.imageList.empty()) {
         showNothing(u"โฟลเดอร์ว่างแล้ว — กด O เปิดใหม่"_s);
         return;

@@ -264,7 +264,100 @@ TEST_F(DeleteCurrent, FailureInAnEarlierFolderIsReported)
     EXPECT_TRUE(waitForStatus("❌ ลบไม่ได้: no Trash here"));
 }
 
-TEST_F(DeleteCurrent, TwoFilesOnTheirWayBothLeaveTheList)
+TEST_F(DeleteCurrent, FolderOpenedAnewMeanwhileLosesTheFile)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    viewer->openPath(folder / "pictures");
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("1/2 | 001.jpg   [H=วิธีใช้]"));
+    EXPECT_EQ(statusText(), DELETED);
+    EXPECT_TRUE(waitForShown(1));
+}
+
+TEST_F(DeleteCurrent, FolderOpenedAnewAtALaterPictureStaysThere)
+{
+    ASSERT_TRUE(startOnPictures(4));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    viewer->openPath(folder / "pictures" / "002.jpg");
+    ASSERT_TRUE(waitForShown(2));
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("2/3 | 002.jpg   [H=วิธีใช้]"));
+    EXPECT_EQ(shownNumber(), 2);
+    press(Qt::Key_Left);
+    EXPECT_TRUE(waitForShown(1));
+    EXPECT_EQ(infoText(), "1/3 | 001.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(DeleteCurrent, FolderOpenedAnewAtAnEarlierPictureStaysThere)
+{
+    ASSERT_TRUE(startOnPictures(4, 3));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    viewer->openPath(folder / "pictures" / "001.jpg");
+    ASSERT_TRUE(waitForShown(1));
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("2/3 | 001.jpg   [H=วิธีใช้]"));
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    EXPECT_EQ(infoText(), "3/3 | 002.jpg   [H=วิธีใช้]");
+    EXPECT_TRUE(waitForShown(2));
+}
+
+TEST_F(DeleteCurrent, TargetInAFolderOpenedAnewStaysThatPicture)
+{
+    ASSERT_TRUE(startOnPictures(5));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    viewer->openPath(folder / "pictures" / "001.jpg");
+    ASSERT_TRUE(waitForShown(1));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("3/4 | 003.jpg   [H=วิธีใช้]"));
+    decoder.openGate();
+    EXPECT_TRUE(waitForShown(3));
+}
+
+TEST_F(DeleteCurrent, TargetThatGoesFromAFolderOpenedAnewGivesWayToTheNewLast)
+{
+    ASSERT_TRUE(startOnPictures(3, 2));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    viewer->openPath(folder / "pictures");
+    ASSERT_TRUE(waitForShown(0));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("2/2 | 001.jpg   [H=วิธีใช้]"));
+    decoder.openGate();
+    EXPECT_TRUE(waitForShown(1));
+}
+
+TEST_F(DeleteCurrent, QuittingWaitsForAllFilesThatAreOnTheirWay)
+{
+    ASSERT_TRUE(startOnPictures(4));
+    trash.closeGate();
+    for (int number = 0; number < 4; ++number) {
+        ASSERT_TRUE(waitForShown(number));
+        press(Qt::Key_D);
+        press(Qt::Key_Right);
+    }
+    trash.openGate();
+    viewer.reset();
+    EXPECT_EQ(trash.files(), (Names{"000.jpg", "001.jpg", "002.jpg", "003.jpg"}));
+}
+
+TEST_F(DeleteCurrent, OfTwoFilesOnTheirWayTheFirstStaysInTheListAndItsSuccessorGoes)
 {
     ASSERT_TRUE(startOnPictures(4));
     trash.closeGate();
@@ -275,6 +368,8 @@ TEST_F(DeleteCurrent, TwoFilesOnTheirWayBothLeaveTheList)
     trash.openGate();
     ASSERT_TRUE(waitFor([this] { return infoText().starts_with("2/2 | 003.jpg"); }));
     EXPECT_EQ(trash.files(), (Names{"000.jpg", "001.jpg"}));
+    press(Qt::Key_Left);
+    EXPECT_EQ(infoText(), "1/2 | 000.jpg   [H=วิธีใช้]");
 }
 
 } // namespace

@@ -40,10 +40,7 @@ QByteArray solidPng(QRgb color)
 
 EditFixture::EditFixture() : pictures(folder / "pictures")
 {
-    viewer = std::make_unique<Viewer>(mailbox, loadDisplayPicture, [this](const auto &) {
-        ++trashRequests;
-        return Failure(u"there is no Trash here"_s);
-    });
+    viewer = std::make_unique<Viewer>(mailbox, loadDisplayPicture, trash.trash());
 }
 
 void EditFixture::writePictures()

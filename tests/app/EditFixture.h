@@ -7,7 +7,6 @@
 #include <QSize>
 #include <QSizeF>
 
-#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -59,7 +58,6 @@ protected:
     [[nodiscard]] static QMessageBox *question();
 
     std::filesystem::path pictures;
-    std::atomic<int> trashRequests = 0; // all refused
 
 private:
     void writePictures();

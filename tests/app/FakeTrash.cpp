@@ -22,14 +22,6 @@ void FakeTrash::closeGate()
 {
     const std::lock_guard lock(m_mutex);
     m_isGateClosed = true;
-    m_permits = 0;
-}
-
-void FakeTrash::letOneThrough()
-{
-    const std::lock_guard lock(m_mutex);
-    ++m_permits;
-    m_changed.notify_all();
 }
 
 void FakeTrash::openGate()
@@ -64,9 +56,7 @@ Failure FakeTrash::move(const fs::path &file)
 {
     std::unique_lock lock(m_mutex);
     m_asked.push_back(file.filename());
-    m_changed.wait(lock, [this] { return !m_isGateClosed || m_permits > 0; });
-    if (m_isGateClosed)
-        --m_permits;
+    m_changed.wait(lock, [this] { return !m_isGateClosed; });
     if (m_failure)
         return m_failure;
     std::error_code error;

@@ -22,9 +22,8 @@ public:
     /// What a viewer takes; the fake must outlive that viewer.
     [[nodiscard]] Viewer::Trash trash();
 
-    /// Makes every move wait from now on, until it is let through.
+    /// Makes every move wait from now on, until the gate is opened.
     void closeGate();
-    void letOneThrough();
     void openGate();
 
     /// Makes every move fail from now on, for @p reason.
@@ -43,7 +42,6 @@ private:
     mutable std::mutex m_mutex; // guards what follows
     std::condition_variable m_changed;
     bool m_isGateClosed = false;
-    int m_permits = 0; // moves that may pass the closed gate
     Failure m_failure;
     std::vector<std::string> m_asked;
 };

@@ -225,6 +225,14 @@ TEST_F(QuitGuard, EditsOfAPictureThatWasLeftAreNotAskedAbout)
     EXPECT_TRUE(ends([this] { press(Qt::Key_Escape); }));
 }
 
+TEST_F(QuitGuard, EditsOfAPictureThatWasDeletedAreNotAskedAbout)
+{
+    ASSERT_TRUE(openAndCrop());
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForStatus("🗑 ลบแล้ว"));
+    EXPECT_TRUE(ends([this] { press(Qt::Key_Escape); }));
+}
+
 TEST_F(QuitGuard, UndoneEditsAreNotAskedAbout)
 {
     ASSERT_TRUE(openAndCrop());
