@@ -2,7 +2,8 @@
 
 #include "platform/Descriptor.h"
 
-#include <atomic>
+#include <QRandomGenerator>
+
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -27,19 +28,15 @@ bool writeAll(int descriptor, std::span<const std::byte> content)
     return true;
 }
 
-/// A name in the folder of @p file that no other writer takes: no other process by its number, and
-/// no other thread by the count.
+/// A name in the folder of @p file that no other writer takes, on whatever machine.
 std::filesystem::path temporaryName(const std::filesystem::path &file)
 {
-    static std::atomic<unsigned> count = 0;
     return file.parent_path() /
-           (".tavolin-" + std::to_string(getpid()) + '-' + std::to_string(count++));
+           (".tavolin-" + std::to_string(QRandomGenerator::system()->generate64()));
 }
 
 bool writeNew(const std::filesystem::path &file, std::span<const std::byte> content)
 {
-    // A leftover of an earlier process with the same number is nobody's any more.
-    unlink(file.c_str());
     constexpr mode_t MODE = 0666; // less what the user's mask takes away
     Descriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE));
     return descriptor.get() >= 0 && writeAll(descriptor.get(), content) &&
