@@ -4,6 +4,7 @@
 
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QStringList>
 
 #include <algorithm>
 #include <cmath>
@@ -68,9 +69,18 @@ std::span<const HelpRow> helpRows()
     return ROWS;
 }
 
+QString helpText()
+{
+    QStringList lines;
+    for (const HelpRow &row : ROWS)
+        lines.append(row.keys.toString() + u'\t' + row.description.toString());
+    return lines.join(u'\n');
+}
+
 HelpView::HelpView(QWidget *parent) : QWidget(parent)
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
+    setAccessibleName(helpText());
     resize(textSize().grownBy({MARGIN, MARGIN, MARGIN, MARGIN}));
     centre();
     show();

@@ -1,6 +1,7 @@
 #pragma once
 // The help page: a translucent panel that lists every command.
 
+#include <QString>
 #include <QStringView>
 #include <QWidget>
 
@@ -18,10 +19,15 @@ struct HelpRow
 /// All lines, from top to bottom.
 [[nodiscard]] std::span<const HelpRow> helpRows();
 
+/// All lines as one text, with a tab between the two parts of each.
+[[nodiscard]] QString helpText();
+
 /// Shows itself in the middle of its parent, as large as its text, and takes neither the keyboard
 /// nor the mouse.
 class HelpView : public QWidget
 {
+    Q_OBJECT
+
 public:
     /// Appears at once.
     explicit HelpView(QWidget *parent);

@@ -38,6 +38,7 @@ void TextLabel::setText(const QString &text)
     if (text == m_text)
         return;
     m_text = text;
+    setAccessibleName(text); // notifies nobody unless a tool is there
     update();
 }
 

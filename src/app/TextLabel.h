@@ -11,9 +11,12 @@ namespace tavolin {
 inline constexpr QColor NEON{0, 212, 255};
 
 /// Draws its text on one line, plain (no markup, no line breaks), with a small black shadow that
-/// keeps it readable over bright pictures. Takes no mouse events.
+/// keeps it readable over bright pictures. Takes no mouse events. Assistive tools know it as a text
+/// and hear of each change.
 class TextLabel : public QWidget
 {
+    Q_OBJECT
+
 public:
     /// @p sizePx is the height of the font in view points; digits are of equal width.
     TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent);

@@ -1,5 +1,6 @@
 #include "app/Viewer.h"
 
+#include "app/Accessibility.h"
 #include "app/HelpView.h"
 #include "app/QuitKey.h"
 #include "app/TextLabel.h"
@@ -90,6 +91,7 @@ void Viewer::buildWindow()
     const QScreen *screen = QGuiApplication::primaryScreen();
     if (!screen)
         qFatal("no screen");
+    describeWidgets();
     m_shell.window = std::make_unique<QMainWindow>();
     m_shell.window->setWindowTitle(u"Tavolin Viewer"_s);
     m_shell.view = new ViewerView(*this);

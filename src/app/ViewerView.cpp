@@ -8,6 +8,8 @@
 #include <QPainter>
 #include <QWheelEvent>
 
+using namespace Qt::StringLiterals;
+
 namespace tavolin {
 
 namespace {
@@ -24,6 +26,7 @@ ViewerView::ViewerView(Viewer &controller) : m_controller(&controller)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::StrongFocus);
+    setAccessibleName(u"รูป"_s);
 }
 
 void ViewerView::keyPressEvent(QKeyEvent *event)

@@ -50,6 +50,7 @@ CropBar::CropBar(std::function<void(QPainter &)> paintBehind, QWidget *parent)
     : QWidget(parent), m_paintBehind(std::move(paintBehind))
 {
     setAttribute(Qt::WA_NoMousePropagation);
+    setAccessibleName(u"ครอป+หมุน"_s);
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(MARGIN_X, MARGIN_Y, MARGIN_X, MARGIN_Y);
     row->setSpacing(SPACING);

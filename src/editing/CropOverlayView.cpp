@@ -6,11 +6,15 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace tavolin {
 
 CropOverlayView::CropOverlayView(CropPicture picture, QWidget *parent)
     : QWidget(parent), m_picture(std::move(picture))
-{}
+{
+    setAccessibleName(u"กรอบครอป"_s);
+}
 
 void CropOverlayView::setInitialRatio(std::optional<double> ratio, const QString &name)
 {

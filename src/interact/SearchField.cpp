@@ -22,6 +22,7 @@ SearchField::SearchField(QWidget *parent) : QLineEdit(parent)
     QFont font = interfaceFont(13);
     font.setWeight(QFont::Normal);
     setFont(font);
+    setAccessibleName(u"ค้นหาชื่อไฟล์"_s);
     setPlaceholderText(u"พิมพ์ชื่อไฟล์เพื่อกระโดด… (Enter/Esc ปิด)"_s);
 }
 

@@ -1,0 +1,10 @@
+#pragma once
+// What assistive tools are told about our own widgets.
+
+namespace tavolin {
+
+/// Lets assistive tools know each of our widgets as what it is: texts, pictures, a tool bar. Has to
+/// be called before a tool looks at one, and does nothing when called again.
+void describeWidgets();
+
+} // namespace tavolin
