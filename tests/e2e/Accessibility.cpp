@@ -5,8 +5,10 @@
 #include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
+#include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QList>
 #include <QVariant>
@@ -40,26 +42,52 @@ struct Reference
     QString path;
 };
 
-/// The answer's first value; empty when there is none.
-std::optional<QVariant> call(const QDBusConnection &bus, const Reference &object,
-                             QLatin1StringView interface, QLatin1StringView method,
-                             const QVariantList &arguments = {})
+QDBusPendingCall ask(const QDBusConnection &bus, const Reference &object,
+                     QLatin1StringView interface, QLatin1StringView method,
+                     const QVariantList &arguments = {})
 {
     QDBusMessage message = QDBusMessage::createMethodCall(object.program, object.path,
                                                           QString(interface), QString(method));
     message.setArguments(arguments);
-    const QDBusMessage reply = bus.call(message);
+    return bus.asyncCall(message);
+}
+
+/// Waits for the answer and returns its first value; empty when there is none.
+std::optional<QVariant> answer(QDBusPendingCall call)
+{
+    call.waitForFinished();
+    const QDBusMessage reply = call.reply();
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return {};
     return reply.arguments().constFirst();
 }
 
-std::vector<Reference> childrenOf(const QDBusConnection &bus, const Reference &object)
+/// All that there is to know about an object, asked at once: where the processor is busy, it is the
+/// waiting that takes time.
+struct Questions
 {
-    const auto reply = call(bus, object, ACCESSIBLE, "GetChildren"_L1);
+    Questions(const QDBusConnection &bus, const Reference &asked)
+        : object(asked), children(ask(bus, object, ACCESSIBLE, "GetChildren"_L1)),
+          state(ask(bus, object, ACCESSIBLE, "GetState"_L1)),
+          role(ask(bus, object, ACCESSIBLE, "GetRole"_L1)),
+          name(ask(bus, object, PROPERTIES, "Get"_L1, {QString(ACCESSIBLE), u"Name"_s})),
+          extents(ask(bus, object, COMPONENT, "GetExtents"_L1, {ON_THE_SCREEN}))
+    {}
+
+    Reference object;
+    QDBusPendingCall children;
+    QDBusPendingCall state;
+    QDBusPendingCall role;
+    QDBusPendingCall name;
+    QDBusPendingCall extents;
+};
+
+std::vector<Questions> askChildren(const QDBusConnection &bus, const QDBusPendingCall &children)
+{
+    const auto reply = answer(children);
     if (!reply)
         return {};
-    std::vector<Reference> children;
+    std::vector<Questions> result;
     const auto list = reply->value<QDBusArgument>();
     list.beginArray();
     while (!list.atEnd()) {
@@ -68,53 +96,46 @@ std::vector<Reference> childrenOf(const QDBusConnection &bus, const Reference &o
         list.beginStructure();
         list >> program >> path;
         list.endStructure();
-        children.push_back({program, path.path()});
+        result.emplace_back(bus, Reference{program, path.path()});
     }
     list.endArray();
-    return children;
-}
-
-QString nameOf(const QDBusConnection &bus, const Reference &object)
-{
-    const auto reply = call(bus, object, PROPERTIES, "Get"_L1, {QString(ACCESSIBLE), u"Name"_s});
-    return reply ? reply->value<QDBusVariant>().variant().toString() : QString();
+    return result;
 }
 
 /// The object without its children; empty when it is not on the screen.
-std::optional<AccessibleObject> read(const QDBusConnection &bus, const Reference &object)
+std::optional<AccessibleObject> read(const QDBusConnection &bus, const Questions &asked)
 {
-    const auto state = call(bus, object, ACCESSIBLE, "GetState"_L1);
-    const auto role = call(bus, object, ACCESSIBLE, "GetRole"_L1);
-    if (!state || !role)
+    const auto state = answer(asked.state);
+    const auto role = answer(asked.role);
+    const auto name = answer(asked.name);
+    const auto extents = answer(asked.extents);
+    if (!state || !role || !name || !extents)
         return {};
-    const auto words = qdbus_cast<QList<unsigned>>(*state);
-    const unsigned bits = words.value(0); // the others are in a second word
+    const unsigned bits = qdbus_cast<QList<unsigned>>(*state).value(0); // a second word has others
     if ((bits >> SHOWING & 1) == 0)
         return {};
-    AccessibleObject result{.path = object.path,
+    AccessibleObject result{.path = asked.object.path,
                             .role = static_cast<AccessibleRole>(role->toUInt()),
-                            .name = nameOf(bus, object),
+                            .name = name->value<QDBusVariant>().variant().toString(),
                             .content = {},
-                            .rect = {},
+                            .rect = qdbus_cast<QRect>(*extents),
                             .isChecked = (bits >> CHECKED & 1) != 0,
                             .hasFocus = (bits >> FOCUSED & 1) != 0};
-    if (const auto extents = call(bus, object, COMPONENT, "GetExtents"_L1, {ON_THE_SCREEN}))
-        result.rect = qdbus_cast<QRect>(*extents);
     if (result.role == AccessibleRole::TextField) {
-        if (const auto text = call(bus, object, TEXT, "GetText"_L1, {0, -1}))
+        if (const auto text = answer(ask(bus, asked.object, TEXT, "GetText"_L1, {0, -1})))
             result.content = text->toString();
     }
     return result;
 }
 
 void addWithChildren(std::vector<AccessibleObject> &objects, const QDBusConnection &bus,
-                     const Reference &reference)
+                     const Questions &asked)
 {
-    const auto object = read(bus, reference);
+    const auto object = read(bus, asked);
     if (!object)
         return;
     objects.push_back(*object);
-    for (const Reference &child : childrenOf(bus, reference))
+    for (const Questions &child : askChildren(bus, asked.children))
         addWithChildren(objects, bus, child);
 }
 
@@ -127,12 +148,12 @@ AssistiveTool::AssistiveTool(const SessionBus &session)
     if (address.isEmpty())
         return;
     QDBusConnection bus = QDBusConnection::connectToBus(address, m_name);
+    const Reference registry{u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s};
     // Programs tell only what somebody has asked for.
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s,
-                                       u"org.a11y.atspi.Registry"_s, u"RegisterEvent"_s);
-    message.setArguments({u"object:property-change:accessible-name"_s});
-    if (bus.call(message).type() != QDBusMessage::ReplyMessage ||
+    QDBusPendingCall asking = ask(bus, registry, "org.a11y.atspi.Registry"_L1, "RegisterEvent"_L1,
+                                  {u"object:property-change:accessible-name"_s});
+    asking.waitForFinished();
+    if (asking.isError() ||
         !bus.connect({}, {}, u"org.a11y.atspi.Event.Object"_s, u"PropertyChange"_s, this,
                      SLOT(propertyChanged(QDBusMessage))))
         m_error = u"the accessibility bus does not answer"_s;
@@ -146,25 +167,23 @@ AssistiveTool::~AssistiveTool()
 QString AssistiveTool::findBus(const QString &sessionAddress)
 {
     const QString name = u"session of "_s + m_name;
-    const Reference service{QString(BUS), u"/org/a11y/bus"_s};
     QString address;
     {
         const QDBusConnection session = QDBusConnection::connectToBus(sessionAddress, name);
+        const Reference service{QString(BUS), u"/org/a11y/bus"_s};
         // Programs tell nothing to anybody as long as no tool has said that it is there.
-        const QVariantList isEnabled{u"org.a11y.Status"_s, u"IsEnabled"_s,
-                                     QVariant::fromValue(QDBusVariant(true))};
-        QDBusMessage message = QDBusMessage::createMethodCall(service.program, service.path,
-                                                              QString(PROPERTIES), u"Set"_s);
-        message.setArguments(isEnabled);
-        const QDBusMessage reply = session.call(message);
-        if (reply.type() != QDBusMessage::ReplyMessage)
-            m_error = u"there is no accessibility bus: "_s + reply.errorMessage();
-        else if (const auto found = call(session, service, BUS, "GetAddress"_L1))
+        QDBusPendingCall enable =
+            ask(session, service, PROPERTIES, "Set"_L1,
+                {u"org.a11y.Status"_s, u"IsEnabled"_s, QVariant::fromValue(QDBusVariant(true))});
+        enable.waitForFinished();
+        if (enable.isError())
+            m_whyUnavailable = u"there is no accessibility bus: "_s + enable.error().message();
+        else if (const auto found = answer(ask(session, service, BUS, "GetAddress"_L1)))
             address = found->toString();
+        else
+            m_error = u"the accessibility bus has no address"_s;
     }
     QDBusConnection::disconnectFromBus(name);
-    if (m_error.isEmpty() && address.isEmpty())
-        m_error = u"the accessibility bus has no address"_s;
     return address;
 }
 
@@ -174,8 +193,9 @@ std::vector<AccessibleObject> AssistiveTool::objects() const
     // Programs are children of the registry, and windows of programs.
     const Reference registry{u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/accessible/root"_s};
     std::vector<AccessibleObject> result;
-    for (const Reference &program : childrenOf(bus, registry)) {
-        for (const Reference &window : childrenOf(bus, program))
+    for (const Questions &program :
+         askChildren(bus, ask(bus, registry, ACCESSIBLE, "GetChildren"_L1))) {
+        for (const Questions &window : askChildren(bus, program.children))
             addWithChildren(result, bus, window);
     }
     return result;

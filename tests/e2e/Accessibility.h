@@ -47,11 +47,14 @@ class AssistiveTool : public QObject
     Q_OBJECT
 
 public:
-    /// @p session must outlive it. On failure error() says why.
+    /// @p session must outlive it.
     explicit AssistiveTool(const SessionBus &session);
     ~AssistiveTool() override;
 
-    /// Why there can be none on this machine: the reason to skip a test. Empty when there is one.
+    /// Why there can be none on this machine: the reason to skip a test. Empty when there can.
+    [[nodiscard]] const QString &whyUnavailable() const { return m_whyUnavailable; }
+
+    /// Why it does not work although there can be one. Empty when it does.
     [[nodiscard]] const QString &error() const { return m_error; }
 
     /// Everything that programs show, what lies above after what it covers. Leaves out what goes
@@ -68,6 +71,7 @@ private:
     [[nodiscard]] QString findBus(const QString &sessionAddress);
 
     QString m_name; // of the connection, in this process
+    QString m_whyUnavailable;
     QString m_error;
     QMap<QString, int> m_nameChanges; // of each path
 };

@@ -86,8 +86,9 @@ protected:
         ASSERT_EQ(m_bus->error(), QString());
         m_busAddress = m_bus->address();
         m_tool.emplace(*m_bus);
-        if (!m_tool->error().isEmpty())
-            GTEST_SKIP() << m_tool->error().toStdString();
+        if (!m_tool->whyUnavailable().isEmpty())
+            GTEST_SKIP() << m_tool->whyUnavailable().toStdString();
+        ASSERT_EQ(m_tool->error(), QString());
     }
 
     /// What is called @p name; the topmost if there are several.
