@@ -33,17 +33,18 @@ constexpr QRect BORDER_AFTER_LEFT{391, 600, 5, 5};
 /// What the box leaves of a picture of 1200x800 pixels.
 constexpr QSize CROPPED_SIZE{960, 640};
 
-const auto HELP_TEXT = uR"(←/→/Space	เลื่อนดูรูป (กดค้าง = เร็ว)
-คลิกค้าง	ซูม 100% + ลากแพน
-A	คัดลอกไปโฟลเดอร์ HL
-D	ลบลงถังขยะ
-X หรือ T	ครอป+หมุน ในขั้นตอนเดียว
-	(ลาก/ลูกศร=กรอบ  [ ]=หมุน  F=สลับกรอบตั้ง-นอน  1-6=สัดส่วน  Enter=ตกลง)
-S	บันทึกภาพที่แก้ไข → Edit/
-⌘Z	ย้อนการแก้ไข
-J	ค้นหาชื่อไฟล์
-O	เปิดโฟลเดอร์    F เข้า/ออกเต็มจอ    H ปิดหน้านี้
-Esc	ออกจากแอป)";
+constexpr QStringView HELP_TEXT =
+    u"←/→/Space\tเลื่อนดูรูป (กดค้าง = เร็ว)\n"
+    u"คลิกค้าง\tซูม 100% + ลากแพน\n"
+    u"A\tคัดลอกไปโฟลเดอร์ HL\n"
+    u"D\tลบลงถังขยะ\n"
+    u"X หรือ T\tครอป+หมุน ในขั้นตอนเดียว\n"
+    u"\t(ลาก/ลูกศร=กรอบ  [ ]=หมุน  F=สลับกรอบตั้ง-นอน  1-6=สัดส่วน  Enter=ตกลง)\n"
+    u"S\tบันทึกภาพที่แก้ไข → Edit/\n"
+    u"⌘Z\tย้อนการแก้ไข\n"
+    u"J\tค้นหาชื่อไฟล์\n"
+    u"O\tเปิดโฟลเดอร์    F เข้า/ออกเต็มจอ    H ปิดหน้านี้\n"
+    u"Esc\tออกจากแอป";
 
 QByteArray contentOf(const fs::path &path)
 {
@@ -252,17 +253,25 @@ protected:
 
     void undo() { m_client->tapKey(KEY_Z, {KEY_LEFTCTRL}); }
 
+    /// Presses Escape and waits for the viewer's end; empty when it stays or crashes. The key is
+    /// not released before that: as long as there is an assistive tool Qt keeps each key until the
+    /// tool has had it, and what it keeps at the end counts as a leak.
+    [[nodiscard]] std::optional<int> quit()
+    {
+        m_client->pressKey(KEY_ESC);
+        const auto exitCode = waitForExit();
+        m_client->releaseKey(KEY_ESC);
+        return exitCode;
+    }
+
     [[nodiscard]] bool isInTrash(const std::string &name) const
     {
         return fs::exists(m_viewer->dataHome() / "Trash" / "files" / name);
     }
 
-    /// Crops a picture and presses Escape, which asks before it quits.
-    [[nodiscard]] testing::AssertionResult cropAndAskToQuit()
+    /// Waits for the question about the unsaved crop of the first picture.
+    [[nodiscard]] testing::AssertionResult waitForQuestion() const
     {
-        if (const auto cropped = openAndCrop(); !cropped)
-            return cropped;
-        tap(KEY_ESC);
         if (const auto asked = waitFor(Role::Alert, QUESTION); !asked)
             return asked;
         return waitFor(Role::Label, u"IMG_1001.jpg ถูกครอป/หมุนแล้ว แต่ยังไม่ได้บันทึกลงโฟลเดอร์ Edit"_s);
@@ -304,8 +313,7 @@ TEST_F(Scenario, FolderIsChosenInTheDialogAndSteppedThrough)
     tap(KEY_RIGHT);
     EXPECT_TRUE(waitForInfo(u"2/3 | IMG_1002.jpg   [H=วิธีใช้]"_s));
     EXPECT_TRUE(waitForPicture(2));
-    tap(KEY_ESC);
-    EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_EQ(quit(), 0) << m_viewer->standardError().toStdString();
 }
 
 TEST_F(Scenario, HeldArrowCountsUpToTheLastPicture)
@@ -373,7 +381,7 @@ TEST_F(Scenario, JumpFindsANameWhileItIsTyped)
 
 TEST_F(Scenario, HelpSaysAllThereIsAndStaysWhileCommandsWork)
 {
-    const auto help = QString::fromUtf16(HELP_TEXT);
+    const auto help = HELP_TEXT.toString();
     ASSERT_TRUE(openPictures(2));
     tap(KEY_H);
     ASSERT_TRUE(waitFor(Role::Label, help));
@@ -501,8 +509,7 @@ TEST_F(Scenario, CropIsMadeWithKeysAloneSavedAndUndoneStepByStep)
     tap(KEY_S);
     EXPECT_TRUE(waitForStatus(u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s));
     EXPECT_EQ(contentOf(pathOf("IMG_1001.jpg")), source);
-    tap(KEY_ESC);
-    EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_EQ(quit(), 0) << m_viewer->standardError().toStdString();
 }
 
 TEST_F(Scenario, RatioOfOnesOwnIsTypedAndAWrongOneRefused)
@@ -547,13 +554,14 @@ TEST_F(Scenario, SavedCropIsThereAndNothingIsAsked)
     tap(KEY_RIGHT);
     EXPECT_TRUE(waitForInfo(u"2/2 | IMG_1002.jpg   [H=วิธีใช้]"_s));
     EXPECT_TRUE(waitForPicture(2));
-    tap(KEY_ESC);
-    EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_EQ(quit(), 0) << m_viewer->standardError().toStdString();
 }
 
 TEST_F(Scenario, FirstAnswerToTheQuestionSavesAndQuits)
 {
-    ASSERT_TRUE(cropAndAskToQuit());
+    ASSERT_TRUE(openAndCrop());
+    tap(KEY_ESC);
+    ASSERT_TRUE(waitForQuestion());
     ASSERT_TRUE(clickOn(Role::Button, u"บันทึกแล้วออก"_s));
     EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
     EXPECT_EQ(sizeOf(pathOf("Edit/IMG_1001.jpg")), CROPPED_SIZE);
@@ -561,7 +569,9 @@ TEST_F(Scenario, FirstAnswerToTheQuestionSavesAndQuits)
 
 TEST_F(Scenario, SecondAnswerToTheQuestionGivesTheEditsUp)
 {
-    ASSERT_TRUE(cropAndAskToQuit());
+    ASSERT_TRUE(openAndCrop());
+    m_client->tapKey(KEY_Q, {KEY_LEFTCTRL});
+    ASSERT_TRUE(waitForQuestion());
     ASSERT_TRUE(clickOn(Role::Button, u"ออกโดยไม่บันทึก"_s));
     EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
     EXPECT_FALSE(fs::exists(pathOf("Edit")));
@@ -569,7 +579,9 @@ TEST_F(Scenario, SecondAnswerToTheQuestionGivesTheEditsUp)
 
 TEST_F(Scenario, ThirdAnswerToTheQuestionGoesBackToWork)
 {
-    ASSERT_TRUE(cropAndAskToQuit());
+    ASSERT_TRUE(openAndCrop());
+    tap(KEY_ESC);
+    ASSERT_TRUE(waitForQuestion());
     ASSERT_TRUE(clickOn(Role::Button, u"ยกเลิก"_s));
     EXPECT_TRUE(waitUntilGone(Role::Alert, QUESTION));
     EXPECT_EQ(
@@ -642,9 +654,9 @@ TEST_F(Scenario, EveryCommandWorksUnderAThaiLayout)
     EXPECT_TRUE(waitForInfo(u"1/2 | IMG_1002.jpg   [H=วิธีใช้]"_s));
     ASSERT_TRUE(waitForPicture(2));
     tap(KEY_H);
-    EXPECT_TRUE(waitFor(Role::Label, QString::fromUtf16(HELP_TEXT)));
+    EXPECT_TRUE(waitFor(Role::Label, HELP_TEXT.toString()));
     tap(KEY_H);
-    EXPECT_TRUE(waitUntilGone(Role::Label, QString::fromUtf16(HELP_TEXT)));
+    EXPECT_TRUE(waitUntilGone(Role::Label, HELP_TEXT.toString()));
     ASSERT_TRUE(enterCrop());
     tap(KEY_4);
     EXPECT_TRUE(waitForRatio(u"4:3"_s));
