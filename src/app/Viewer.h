@@ -137,7 +137,7 @@ public:
     // Showing pictures: browse/LoadPump.cpp
     /// Moves the target by @p step, stopping at the ends of the list.
     void navigate(int step);
-    /// Moves the target to @p index, if that is in the list.
+    /// Moves the target to @p index, if that is in the list; not in crop mode.
     void jumpTo(int index);
     /// Where the picture may lie, and where it lies, in view points.
     [[nodiscard]] QRectF imageAreaRect() const;
@@ -190,8 +190,10 @@ private:
     void pumpLoad();
     void loadFinished(const DisplayPicture &picture, int index, std::uint64_t generation);
     void display(const DisplayPicture &picture, int index);
+    void showThumb(const DisplayPicture &picture);
     void refreshRendition();
     [[nodiscard]] bool isInList(int index) const;
+    [[nodiscard]] bool isCurrentShown() const;
     [[nodiscard]] const std::filesystem::path &currentUrl() const;
     [[nodiscard]] DisplayTarget displayTarget() const;
 
@@ -202,9 +204,6 @@ private:
     void scheduleExif();
     void loadExif();
     void exifLoaded(const PhotoInfo &info, int index, std::uint64_t generation);
-
-    void showThumb(const DisplayPicture &picture);
-    [[nodiscard]] bool isCurrentShown() const;
 
     void setZoomFrame(const QRectF &frame);
     void dropFullImage();
@@ -226,17 +225,18 @@ private:
     void cropBarRatio(RatioPreset preset);
     void buildCropBar();
     void updateCropBar();
+    void updateCropStatus();
     void editLayoutChanged();
     void askCustomRatio();
     [[nodiscard]] std::optional<QSizeF> editSourceSize() const;
     [[nodiscard]] std::optional<QSizeF> appliedSize() const;
 
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void benchStep();
     void reportNavigation();
     void runBenchEditTest();
     void runBenchRotateTest();
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void guardQuitting();
     [[nodiscard]] bool mayQuit() const;
     void askToQuit();
@@ -319,8 +319,8 @@ private:
     {
         bool cropMode = false;
         int session = 0; // counts the times that crop mode was entered
-        CropOverlayView *cropOverlay =
-            nullptr; // while in crop mode; this and the bar are the view's
+        // Both while in crop mode, and the view's.
+        CropOverlayView *cropOverlay = nullptr;
         CropBar *cropBar = nullptr;
         double cropAngle = 0;
         Image cropBaseThumb;     // the display image as it was before any rotation

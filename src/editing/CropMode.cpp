@@ -52,7 +52,7 @@ void Viewer::enterCrop()
         {[this] { return fitRect(); }, [this] { return imagePixelScale(); }}, m_shell.view);
     m_crop.cropOverlay = overlay;
     connect(overlay, &CropOverlayView::layoutChanged, this, &Viewer::editLayoutChanged);
-    connect(overlay, &CropOverlayView::ratioChanged, this, &Viewer::updateCropBar);
+    connect(overlay, &CropOverlayView::ratioChanged, this, &Viewer::updateCropStatus);
     if (const auto original = ratioChoice(RatioPreset::Original, m_browse.currentPixelSize))
         overlay->setInitialRatio(original->ratio, original->name);
     overlay->resize(m_shell.view->size());
@@ -247,6 +247,12 @@ std::optional<double> Viewer::imagePixelScale() const
     const auto size = cropWorkingSize();
     const double width = fitRect().width();
     return size && width > 0 ? std::optional(size->width() / width) : std::nullopt;
+}
+
+void Viewer::updateCropStatus()
+{
+    if (m_crop.cropMode)
+        updateCropBar();
 }
 
 void Viewer::editLayoutChanged()
