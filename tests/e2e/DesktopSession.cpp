@@ -21,6 +21,8 @@ struct DesktopSession::State
     bool isCancelled = false;
     bool isOver = false;
 
+    static void close(SmsConn program);
+
     static State &of(SmPointer data) { return *static_cast<State *>(data); }
 
     // What a program asks for, as the library tells it.
@@ -98,6 +100,11 @@ void DesktopSession::State::left(SmsConn program, SmPointer data, int count, cha
 {
     of(data).member = nullptr;
     SmFreeReasons(count, reasons);
+    close(program);
+}
+
+void DesktopSession::State::close(SmsConn program)
+{
     const IceConn connection = SmsGetIceConnection(program);
     SmsCleanUp(program);
     IceSetShutdownNegotiation(connection, False);
@@ -146,6 +153,8 @@ DesktopSession::DesktopSession() : m_state(std::make_unique<State>())
 
 DesktopSession::~DesktopSession()
 {
+    if (m_state->member)
+        State::close(m_state->member);
     if (m_state->listeners)
         IceFreeListenObjs(m_state->listenerCount, m_state->listeners);
 }
