@@ -77,12 +77,12 @@ QSize BarButton::minimumSizeHint() const
     return labelSize(*this) + LEAST_PADDING;
 }
 
-void BarButton::changeEvent(QEvent *event)
+bool BarButton::event(QEvent *event)
 {
     // A dialog takes the release of the mouse: a held button would be pressed for ever.
-    if (event->type() == QEvent::ActivationChange && !isActiveWindow())
+    if (event->type() == QEvent::WindowDeactivate)
         setDown(false);
-    QAbstractButton::changeEvent(event);
+    return QAbstractButton::event(event);
 }
 
 void BarButton::paintEvent(QPaintEvent *)

@@ -26,7 +26,7 @@ public:
 protected:
     void paintEvent(QPaintEvent *event) override;
     void nextCheckState() override {}
-    void changeEvent(QEvent *event) override;
+    bool event(QEvent *event) override;
 
 private:
     bool m_accent = false;

@@ -92,9 +92,6 @@ void CropOverlayView::mousePressEvent(QMouseEvent *event)
 
 void CropOverlayView::mouseMoveEvent(QMouseEvent *event)
 {
-    // A dialog may have taken the release.
-    if (!(event->buttons() & Qt::LeftButton))
-        m_drag.reset();
     if (m_drag)
         setBox(draggedBox(*m_drag, event->position(), m_crop.ratio, imageBounds()));
 }

@@ -75,6 +75,20 @@ protected:
     BarButton button{u"16:9"_s, 14, &window};
 };
 
+TEST_F(BarButtonTest, HeldButtonIsLetGoWhenAnotherWindowComesUp)
+{
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QTest::mousePress(&button, Qt::LeftButton);
+    ASSERT_TRUE(button.isDown());
+    QWidget dialog;
+    dialog.show();
+    dialog.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&dialog));
+    EXPECT_FALSE(button.isDown());
+    QTest::mouseRelease(&button, Qt::LeftButton);
+}
+
 TEST_F(BarButtonTest, LeavesRoomAroundItsLabel)
 {
     const QFontMetricsF metrics(interfaceFont(14));
