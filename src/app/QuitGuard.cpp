@@ -53,10 +53,7 @@ void Viewer::askToQuit()
     if (m_shell.quitQuestion && m_shell.quitQuestion->isVisible())
         return;
     zoomEnd(); // the question would keep the release of the mouse from us
-    const int index = m_browse.currentIndex;
-    const QString name = isInList(index)
-                             ? displayName(m_browse.imageList[static_cast<std::size_t>(index)])
-                             : QString();
+    const QString name = isInList(m_browse.currentIndex) ? displayName(currentUrl()) : QString();
     auto *question = new QMessageBox(m_shell.window.get());
     m_shell.quitQuestion = question;
     question->setAttribute(Qt::WA_DeleteOnClose);

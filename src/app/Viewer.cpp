@@ -43,10 +43,7 @@ Viewer::Viewer(Mailbox &mailbox, Decoder decoder, Trash trash)
     m_selfTest.timer.setTimerType(Qt::PreciseTimer);
 }
 
-Viewer::~Viewer()
-{
-    dropFullImage();
-}
+Viewer::~Viewer() = default;
 
 void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
 {

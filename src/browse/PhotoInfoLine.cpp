@@ -28,9 +28,8 @@ void Viewer::loadExif()
     const int index = m_browse.currentIndex;
     if (!isInList(index))
         return;
-    m_prefetchQueue.post([url = m_browse.imageList[static_cast<std::size_t>(index)], index,
-                          generation = m_browse.generation, &mailbox = m_mailbox,
-                          viewer = QPointer(this)](std::stop_token stop) {
+    m_prefetchQueue.post([url = currentUrl(), index, generation = m_browse.generation,
+                          &mailbox = m_mailbox, viewer = QPointer(this)](std::stop_token stop) {
         mailbox.post([info = readPhotoInfo(url, std::move(stop)), index, generation, viewer] {
             if (viewer)
                 viewer->exifLoaded(info, index, generation);

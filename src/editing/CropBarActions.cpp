@@ -38,8 +38,7 @@ void Viewer::buildCropBar()
 
 void Viewer::updateCropBar()
 {
-    if (m_crop.cropBar)
-        m_crop.cropBar->refresh(m_crop.cropAngle, m_crop.cropOverlay->ratioName());
+    m_crop.cropBar->refresh(m_crop.cropAngle, m_crop.cropOverlay->ratioName());
 }
 
 void Viewer::cropBarRatio(RatioPreset preset)

@@ -12,7 +12,7 @@ void Viewer::copyToHL()
 {
     if (!isInList(m_browse.currentIndex))
         return;
-    const auto &source = m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)];
+    const auto &source = currentUrl();
     if (const Failure failure = copyIntoFolder(source, source.parent_path() / "HL"))
         showStatus(u"❌ Error: "_s + plainText(*failure), true);
     else

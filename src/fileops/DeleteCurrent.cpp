@@ -14,7 +14,7 @@ void Viewer::deleteCurrent()
 {
     if (!isInList(m_browse.currentIndex))
         return;
-    const auto &url = m_browse.imageList[static_cast<std::size_t>(m_browse.currentIndex)];
+    const auto &url = currentUrl();
     // A held key may ask again before the file has left the list.
     if (!m_deletion.underWay.insert(url).second)
         return;

@@ -9,19 +9,19 @@
 #include "interact/LoupeGeometry.h"
 #include "platform/Mailbox.h"
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
 void Viewer::zoomBegin(QPointF position)
 {
-    const int index = m_browse.currentIndex;
     const QRectF fitted = fitRect();
     if (m_crop.cropMode || !isCurrentShown() || !isInside(position, fitted))
         return;
-    const auto &url = m_browse.imageList[static_cast<std::size_t>(index)];
     if (!m_browse.currentPixelSize)
-        m_browse.currentPixelSize = readPixelSize(url);
+        m_browse.currentPixelSize = readPixelSize(currentUrl());
     if (!m_browse.currentPixelSize)
         return;
 
@@ -32,28 +32,28 @@ void Viewer::zoomBegin(QPointF position)
     showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
 
     dropFullImage();
-    m_zoom.fullImageLoad = std::stop_source();
     const Image &edited = m_edit.editedImage;
     if (!edited.isNull() && edited.iccProfile().isEmpty()) { // in the screen's colours already
         m_shell.imageLayer.contents = edited;
         return;
     }
-    m_loadQueue.post(stoppable(
-        m_zoom.fullImageLoad, [url, edited, token = m_zoom.zoomLoadToken, &mailbox = m_mailbox,
-                               viewer = QPointer(this)](const std::stop_token &stop) {
-            const Image full = edited.isNull() ? loadFullImage(url, stop) : edited;
-            mailbox.post([image = toSrgb(full, stop), token, viewer] {
-                if (viewer)
-                    viewer->showFullImage(image, token);
-            });
-        }));
+    m_loadQueue.post(
+        stoppable(m_zoom.fullImageLoad,
+                  [url = currentUrl(), edited, token = m_zoom.zoomLoadToken, &mailbox = m_mailbox,
+                   viewer = QPointer(this)](const std::stop_token &stop) {
+                      const Image full = edited.isNull() ? loadFullImage(url, stop) : edited;
+                      mailbox.post([image = toSrgb(full, stop), token, viewer] {
+                          if (viewer)
+                              viewer->showFullImage(image, token);
+                      });
+                  }));
 }
 
 void Viewer::dropFullImage()
 {
     ++m_zoom.zoomLoadToken;
     // The next picture must not wait for a decode that nobody wants any more.
-    m_zoom.fullImageLoad.request_stop();
+    std::exchange(m_zoom.fullImageLoad, std::stop_source()).request_stop();
 }
 
 void Viewer::showFullImage(const Image &image, int token)
