@@ -1,6 +1,8 @@
 #include "app/EditFixture.h"
 
+#include "app/ViewerView.h"
 #include "editing/CropOverlayView.h"
+#include "interact/SearchField.h"
 #include "logic/Printing.h"
 
 #include <QAbstractButton>
@@ -132,6 +134,19 @@ TEST_F(QuitGuard, CancelKeepsTheProgramAndTheEdit)
     EXPECT_FALSE(isSaved());
     EXPECT_FALSE(ends([this] { press(Qt::Key_Escape); }));
     EXPECT_NE(question(), nullptr); // asked again
+}
+
+TEST_F(QuitGuard, CancelGivesTheKeyboardBackToTheSearchField)
+{
+    ASSERT_TRUE(openAndCrop());
+    press(Qt::Key_J);
+    const auto *field = view->findChild<SearchField *>();
+    ASSERT_NE(field, nullptr);
+    EXPECT_FALSE(ends([this] {
+        window->close();
+        answer(CANCEL);
+    }));
+    EXPECT_EQ(window->focusWidget(), field);
 }
 
 TEST_F(QuitGuard, EscapeInTheQuestionCancels)

@@ -4,13 +4,11 @@
 #include "app/ViewerView.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QFileDialog>
 #include <QMainWindow>
 #include <QPixmap>
 
 #include <cstdio>
-#include <stdexcept>
 #include <utility>
 
 using namespace std::chrono_literals;
@@ -53,15 +51,6 @@ bool endsTheApplication(const std::function<void()> &action)
     limit.start(std::chrono::seconds(20));
     QTimer::singleShot(0, &limit, action);
     return QApplication::exec() == 0;
-}
-
-QByteArray pngFile(const QImage &image)
-{
-    QByteArray file;
-    QBuffer buffer(&file);
-    if (!image.save(&buffer, "png"))
-        throw std::runtime_error("no PNG can be written");
-    return file;
 }
 
 HeldPauses::HeldPauses()

@@ -5,6 +5,7 @@
 #include "app/FakeTrash.h"
 #include "app/LaunchOptions.h"
 #include "app/Viewer.h"
+#include "logic/PngFile.h"
 #include "logic/TemporaryFolder.h"
 #include "platform/Mailbox.h"
 
@@ -46,9 +47,6 @@ void serveWaitingEvents();
 
 /// Whether @p action, done while the event loop runs, makes it end as a quit does.
 [[nodiscard]] bool endsTheApplication(const std::function<void()> &action);
-
-/// @p image as a PNG file.
-[[nodiscard]] QByteArray pngFile(const QImage &image);
 
 /// A mailbox that says how often it has delivered: each load delivers once.
 class CountingMailbox : public Mailbox

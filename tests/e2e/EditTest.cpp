@@ -13,8 +13,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int LEFT_BUTTON = 1;
-
 /// Of the patch in the corner at the top left: an eighth of the picture each way.
 constexpr QRgb RED = 0xffff0000;
 

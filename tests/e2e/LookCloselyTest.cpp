@@ -15,10 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int LEFT_BUTTON = 1;
-constexpr int WHEEL_UP = 4;
-constexpr int WHEEL_DOWN = 5;
-
 /// So large that 27 pixels of the screen show 50 of the picture's.
 constexpr QSize LARGE_SIZE{3000, 2000};
 

@@ -19,10 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int LEFT_BUTTON = 1;
-constexpr int WHEEL_UP = 4;
-constexpr int WHEEL_DOWN = 5;
-
 /// Where a picture of three to two lies in crop mode, and the middle of the box's right edge.
 constexpr QRect CROP_PICTURE_RECT{264, 76, 1392, 928};
 constexpr QPoint RIGHT_EDGE{1517, 540};

@@ -17,8 +17,6 @@ namespace {
 /// Where a picture of three to two is when the viewer covers the compositor's screen.
 constexpr QRect FULL_SCREEN_PICTURE{40, 0, 1200, 800};
 
-constexpr int WHEEL_DOWN = 5;
-
 class WaylandTest : public ViewerTest
 {
 protected:

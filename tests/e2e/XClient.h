@@ -16,6 +16,11 @@ struct _XDisplay;
 
 namespace tavolin {
 
+/// Buttons of the mouse; a wheel's notches are buttons too.
+inline constexpr int LEFT_BUTTON = 1;
+inline constexpr int WHEEL_UP = 4;
+inline constexpr int WHEEL_DOWN = 5;
+
 /// A window as a window manager would see it.
 struct TopLevelWindow
 {
@@ -51,7 +56,6 @@ public:
 
     void moveMouse(QPoint position);
 
-    /// Buttons are 1 (left) to 3; 4 and 5 are a wheel's notch up and down.
     void pressButton(int button);
     void releaseButton(int button);
     void click(int button);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <ostream>
 #include <random>
 #include <string>
@@ -648,6 +649,13 @@ TEST(BoxInImagePixels, BoxBesideThePictureIsNone)
 {
     EXPECT_FALSE(boxInImagePixels({2000, 100, 100, 100}, IMAGE, {1000, 500}));
     EXPECT_FALSE(boxInImagePixels({0, 100, 100, 100}, IMAGE, {1000, 500}));
+}
+
+TEST(BoxInImagePixels, BoxThatIsNoNumberIsNone)
+{
+    constexpr double NO_NUMBER = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(boxInImagePixels({10, 10, NO_NUMBER, 50}, {0, 0, 100, 100}, {200, 200}));
+    EXPECT_FALSE(boxInImagePixels({NO_NUMBER, 10, 50, 50}, {0, 0, 100, 100}, {200, 200}));
 }
 
 TEST(BoxInImagePixels, PictureWithoutWidthHasNone)

@@ -1,12 +1,11 @@
 #include "browse/DisplayPicture.h"
 
 #include "imaging/Color.h"
+#include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
-
-#include <QBuffer>
 
 #include <gtest/gtest.h>
 
@@ -18,21 +17,14 @@
 
 namespace tavolin {
 
+using test::pngFile;
 using test::TemporaryFolder;
 
 namespace {
 
-QByteArray png(const QImage &image)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    image.save(&buffer, "png");
-    return bytes;
-}
-
 QByteArray fourQuarters(QSize size)
 {
-    return png(pictures::fourQuarters(size));
+    return pngFile(pictures::fourQuarters(size));
 }
 
 /// Red, of which the left half can't be seen at all and the right half for one half.
@@ -43,7 +35,7 @@ QByteArray transparentPicture(QSize size)
         for (int x = 0; x < image.width(); ++x)
             image.setPixel(x, y, qRgba(255, 0, 0, x < image.width() / 2 ? 0 : 128));
     }
-    return png(image);
+    return pngFile(image);
 }
 
 struct RenditionCase

@@ -3,11 +3,11 @@
 #include "browse/Decoding.h"
 #include "editing/CropAngle.h"
 #include "imaging/Color.h"
+#include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
 
-#include <QBuffer>
 #include <QColorSpace>
 
 #include <gtest/gtest.h>
@@ -18,19 +18,12 @@
 
 namespace tavolin {
 
+using test::pngFile;
 using test::TemporaryFolder;
 
 namespace {
 
 const DisplayTarget SCREEN{100, {0, 0, 60, 40}, 1.0};
-
-QByteArray png(const QImage &image)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    image.save(&buffer, "png");
-    return bytes;
-}
 
 /// A picture whose every pixel says where it is.
 QImage mapOf(QSize size)
@@ -58,7 +51,7 @@ class EditJobs : public testing::Test
 {
 protected:
     TemporaryFolder folder;
-    std::filesystem::path file = folder.write("map.png", png(mapOf({240, 160})));
+    std::filesystem::path file = folder.write("map.png", pngFile(mapOf({240, 160})));
 };
 
 TEST_F(EditJobs, CropOfAFileTakesThePixelsInTheBox)
@@ -125,6 +118,16 @@ TEST_F(EditJobs, FileThatCannotBeDecodedGivesNothing)
     EXPECT_TRUE(replay(folder / "none.png", {}, SCREEN).isNull());
 }
 
+TEST_F(EditJobs, JobThatNobodyWaitsForGivesNothing)
+{
+    std::stop_source stopped;
+    stopped.request_stop();
+    const CropRequest request{QSizeF(240, 160), 5, {10, 20, 30, 40}};
+    EXPECT_TRUE(cropPicture(file, loadFullImage(file), request, SCREEN, stopped.get_token())
+                    .picture.isNull());
+    EXPECT_TRUE(replay(file, {}, SCREEN, stopped.get_token()).isNull());
+}
+
 TEST_F(EditJobs, BoxOutsideThePictureGivesNothing)
 {
     EXPECT_TRUE(
@@ -143,7 +146,7 @@ TEST_F(EditJobs, DisplayIsInTheColoursOfTheScreenAndTheResultInThoseOfTheSource)
 {
     QImage wide = mapOf({240, 160});
     wide.setColorSpace(QColorSpace::AdobeRgb);
-    const auto wideFile = folder.write("wide.png", png(wide));
+    const auto wideFile = folder.write("wide.png", pngFile(wide));
     const auto result = cropPicture(wideFile, {}, {QSizeF(240, 160), 0, {0, 0, 50, 50}}, SCREEN);
     EXPECT_FALSE(result.picture.image.iccProfile().isEmpty());
     EXPECT_EQ(result.picture.image.row(40)[40], qRgb(40, 40, 128));
