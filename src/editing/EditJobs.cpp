@@ -6,6 +6,7 @@
 #include "imaging/Color.h"
 #include "imaging/Resample.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tavolin {
@@ -41,8 +42,10 @@ QSizeF sizeInShapeOf(QSizeF told, QSize shown)
 {
     const double pixel = told.width() / shown.width();
     const double height = shown.height() * pixel;
-    // The sides of a display image are whole pixels: each may be one off.
-    return std::abs(height - told.height()) <= 2 * pixel ? told : QSizeF(told.width(), height);
+    // The sides of a display image are whole pixels: each may be one off, and one in the width
+    // makes height / width of them in the height.
+    const double tolerance = pixel * (1 + std::max(1.0, told.height() / told.width()));
+    return std::abs(height - told.height()) <= tolerance ? told : QSizeF(told.width(), height);
 }
 
 double previewScale(QSize size, double angle, const QRectF &area, double screenScale)

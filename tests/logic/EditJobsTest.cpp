@@ -220,6 +220,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(ShapeCase{"same", {6000, 4000}, {6000, 4000}, {6000, 4000}},
                     ShapeCase{"reduced", {6000, 4000}, {2560, 1706}, {6000, 4000}},
                     ShapeCase{"panorama", {20000, 100}, {2560, 12}, {20000, 100}},
+                    ShapeCase{"panorama on end", {104, 20000}, {13, 2560}, {104, 20000}},
+                    ShapeCase{"narrow by a truncated width", {700, 6000}, {298, 2560}, {700, 6000}},
+                    ShapeCase{
+                        "narrow preview in another shape", {100, 1000}, {100, 800}, {100, 800}},
                     ShapeCase{"preview in another shape", {6000, 4000}, {1600, 1200}, {6000, 4500}},
                     ShapeCase{"wider preview", {4000, 3000}, {1920, 1080}, {4000, 2250}}),
     [](const auto &test) {
