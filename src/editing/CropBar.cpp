@@ -57,12 +57,12 @@ CropBar::CropBar(std::function<void(QPainter &)> paintBehind, QWidget *parent)
 
     for (const RatioPreset preset : RATIO_PRESETS) {
         BarButton *button = addButton(ratioName(preset), nullptr);
-        button->setCheckable(true);
         connect(button, &BarButton::clicked, this, [this, preset] { Q_EMIT ratioChosen(preset); });
-        m_presetButtons[static_cast<std::size_t>(preset)] = button;
+        m_ratioButtons[static_cast<std::size_t>(preset)] = button;
     }
-    m_customButton = addButton(u"Custom…"_s, &CropBar::customRatioRequested);
-    m_customButton->setCheckable(true);
+    m_ratioButtons.back() = addButton(u"Custom…"_s, &CropBar::customRatioRequested);
+    for (BarButton *button : m_ratioButtons)
+        button->setCheckable(true);
     row->addSpacing(WIDE_SPACING - SPACING);
 
     BarButton *flip = addButton(u"⇄"_s, &CropBar::flipRequested);
@@ -72,13 +72,13 @@ CropBar::CropBar(std::function<void(QPainter &)> paintBehind, QWidget *parent)
     addSeparator();
 
     addRotateButton(u"↺"_s, u"Rotate left"_s, &CropBar::rotateLeftRequested);
-    m_angleLabel = new QLabel(this);
+    m_cropAngleLabel = new QLabel(this);
     QFont angleFont = interfaceFont(ANGLE_FONT_SIZE);
     angleFont.setWeight(QFont::DemiBold);
-    m_angleLabel->setFont(angleFont);
-    m_angleLabel->setAlignment(Qt::AlignCenter);
-    m_angleLabel->setFixedWidth(ANGLE_WIDTH);
-    row->addWidget(m_angleLabel, 0, Qt::AlignVCenter);
+    m_cropAngleLabel->setFont(angleFont);
+    m_cropAngleLabel->setAlignment(Qt::AlignCenter);
+    m_cropAngleLabel->setFixedWidth(ANGLE_WIDTH);
+    row->addWidget(m_cropAngleLabel, 0, Qt::AlignVCenter);
     addRotateButton(u"↻"_s, u"Rotate right"_s, &CropBar::rotateRightRequested);
     addButton(u"Reset"_s, &CropBar::angleResetRequested);
     row->addSpacing(WIDE_SPACING - SPACING);
@@ -99,12 +99,12 @@ void CropBar::place(QSize view)
 
 void CropBar::refresh(double degrees, const QString &name)
 {
-    m_angleLabel->setText(angleText(degrees));
-    setTextColor(*m_angleLabel, isTurned(degrees) ? ACCENT : LEVEL_COLOR);
+    m_cropAngleLabel->setText(angleText(degrees));
+    setTextColor(*m_cropAngleLabel, isTurned(degrees) ? ACCENT : LEVEL_COLOR);
     for (const RatioPreset preset : RATIO_PRESETS)
-        m_presetButtons[static_cast<std::size_t>(preset)]->setSelectedState(
+        m_ratioButtons[static_cast<std::size_t>(preset)]->setSelectedState(
             isSelected(preset, name));
-    m_customButton->setSelectedState(isCustomRatio(name));
+    m_ratioButtons.back()->setSelectedState(isCustomRatio(name));
     m_panel = {}; // the picture may have been turned
     update();
 }

@@ -59,9 +59,9 @@ private:
 
     std::function<void(QPainter &)> m_paintBehind;
     QImage m_panel; // null: to be made
-    std::array<BarButton *, RATIO_PRESETS.size()> m_presetButtons{};
-    BarButton *m_customButton = nullptr;
-    QLabel *m_angleLabel = nullptr;
+    /// Those of the presets, then "Custom…".
+    std::array<BarButton *, RATIO_PRESETS.size() + 1> m_ratioButtons{};
+    QLabel *m_cropAngleLabel = nullptr;
 };
 
 } // namespace tavolin
