@@ -223,6 +223,13 @@ private:
     void turnBy(double step);
     [[nodiscard]] const Image &previewBase();
     void cropBarRatio(RatioPreset preset);
+    void cropBarCustom();
+    void cropBarFlip();
+    void cropBarRotateL();
+    void cropBarRotateR();
+    void cropBarAngleReset();
+    void cropBarApply();
+    void cropBarCancel();
     void buildCropBar();
     void updateCropBar();
     void updateCropStatus();

@@ -24,13 +24,13 @@ void Viewer::buildCropBar()
         m_shell.view);
     m_crop.cropBar = bar;
     connect(bar, &CropBar::ratioChosen, this, &Viewer::cropBarRatio);
-    connect(bar, &CropBar::customRatioRequested, this, &Viewer::askCustomRatio);
-    connect(bar, &CropBar::flipRequested, m_crop.cropOverlay, &CropOverlayView::flipOrientation);
-    connect(bar, &CropBar::rotateLeftRequested, this, [this] { turnBy(-ANGLE_STEP); });
-    connect(bar, &CropBar::rotateRightRequested, this, [this] { turnBy(ANGLE_STEP); });
-    connect(bar, &CropBar::angleResetRequested, this, [this] { turnBy(-m_crop.cropAngle); });
-    connect(bar, &CropBar::applyRequested, this, &Viewer::applyCrop);
-    connect(bar, &CropBar::cancelRequested, this, &Viewer::exitCrop);
+    connect(bar, &CropBar::customRatioRequested, this, &Viewer::cropBarCustom);
+    connect(bar, &CropBar::flipRequested, this, &Viewer::cropBarFlip);
+    connect(bar, &CropBar::rotateLeftRequested, this, &Viewer::cropBarRotateL);
+    connect(bar, &CropBar::rotateRightRequested, this, &Viewer::cropBarRotateR);
+    connect(bar, &CropBar::angleResetRequested, this, &Viewer::cropBarAngleReset);
+    connect(bar, &CropBar::applyRequested, this, &Viewer::cropBarApply);
+    connect(bar, &CropBar::cancelRequested, this, &Viewer::cropBarCancel);
     bar->place(m_shell.view->size());
     bar->show();
     updateCropBar();
@@ -45,6 +45,42 @@ void Viewer::cropBarRatio(RatioPreset preset)
 {
     if (const auto choice = ratioChoice(preset, m_browse.currentPixelSize))
         m_crop.cropOverlay->setRatio(choice->ratio, choice->name);
+}
+
+void Viewer::cropBarCustom()
+{
+    askCustomRatio();
+}
+
+void Viewer::cropBarFlip()
+{
+    m_crop.cropOverlay->flipOrientation();
+}
+
+void Viewer::cropBarRotateL()
+{
+    turnBy(-ANGLE_STEP);
+}
+
+void Viewer::cropBarRotateR()
+{
+    turnBy(ANGLE_STEP);
+}
+
+void Viewer::cropBarAngleReset()
+{
+    m_crop.cropAngle = 0;
+    updateCropRotation();
+}
+
+void Viewer::cropBarApply()
+{
+    applyCrop();
+}
+
+void Viewer::cropBarCancel()
+{
+    exitCrop();
 }
 
 void Viewer::askCustomRatio()

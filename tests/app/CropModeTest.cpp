@@ -3,10 +3,13 @@
 #include "app/HelpView.h"
 #include "app/TextLabel.h"
 #include "app/ViewerView.h"
+#include "editing/BarButton.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
+#include "editing/CustomRatioDialog.h"
 #include "logic/Printing.h"
 
+#include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMouseEvent>
@@ -15,6 +18,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
+
+using namespace Qt::StringLiterals;
 
 namespace tavolin {
 namespace {
@@ -31,7 +37,28 @@ protected:
             press(key, modifiers);
     }
 
+    /// Clicks the button @p label of the bar @p count times.
+    void click(const QString &label, int count = 1) const
+    {
+        for (BarButton *button : bar()->findChildren<BarButton *>()) {
+            if (button->text() != label)
+                continue;
+            for (int i = 0; i < count; ++i)
+                QTest::mouseClick(button, Qt::LeftButton);
+            return;
+        }
+        ADD_FAILURE() << "no button " << label.toStdString();
+    }
+
     [[nodiscard]] std::string ratioName() const { return overlay()->ratioName().toStdString(); }
+    [[nodiscard]] std::string angleText() const { return angleLabel()->text().toStdString(); }
+    [[nodiscard]] QColor angleColor() const
+    {
+        return angleLabel()->palette().color(QPalette::WindowText);
+    }
+
+private:
+    [[nodiscard]] QLabel *angleLabel() const { return bar()->findChild<QLabel *>(); }
 };
 
 TEST_F(CropMode, WithoutAPictureXAndTDoNothing)
@@ -279,6 +306,80 @@ TEST_F(CropMode, OriginalRatioOfAPictureOfUnknownSizeLeavesTheRatioAlone)
     EXPECT_FALSE(viewer->imagePixelScale());
     press(Qt::Key_Return);
     EXPECT_EQ(statusText(), BOX_TOO_SMALL);
+}
+
+TEST_F(CropMode, BarSetsTheRatio)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    for (const char *name : {"Free", "1:1", "4:3", "16:9", "Original"}) {
+        click(QString::fromUtf8(name));
+        EXPECT_EQ(ratioName(), name);
+    }
+}
+
+TEST_F(CropMode, BarTurnsTheBox)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    click(u"4:3"_s);
+    click(u"⇄"_s);
+    EXPECT_EQ(ratioName(), "3:4");
+}
+
+TEST_F(CropMode, BarTurnsThePictureTo45DegreesAndBack)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    click(u"↻"_s, 91);
+    EXPECT_EQ(angleText(), "+45.0°");
+    EXPECT_EQ(angleColor(), QColor(0, 191, 255));
+    EXPECT_EQ(shownSize(), QSize(212, 212));
+    click(u"Reset"_s);
+    EXPECT_EQ(angleText(), "0.0°");
+    EXPECT_EQ(angleColor(), QColor(255, 255, 255, 140)); // 55 %
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
+TEST_F(CropMode, BarTurnsThePictureLeft)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    click(u"↺"_s, 3);
+    EXPECT_EQ(angleText(), "-1.5°");
+    click(u"↺"_s, 88);
+    EXPECT_EQ(angleText(), "-45.0°");
+}
+
+TEST_F(CropMode, BarApplies)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    click(u"Apply ⏎"_s);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+}
+
+TEST_F(CropMode, BarCancels)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    click(u"Cancel"_s);
+    EXPECT_EQ(overlay(), nullptr);
+    EXPECT_EQ(bar(), nullptr);
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(CropMode, BarAsksForARatio)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    click(u"Custom…"_s);
+    EXPECT_NE(window->findChild<CustomRatioDialog *>(), nullptr);
 }
 
 TEST_F(CropMode, FTurnsTheBox)
