@@ -116,9 +116,12 @@ void Viewer::viewResized()
         m_shell.helpView->centre();
     if (m_search.searchField)
         m_search.searchField->place(m_shell.view->size());
-    refreshRendition();
-    if (m_crop.cropOverlay)
+    if (m_crop.cropOverlay) {
+        editLayoutChanged(); // the overlay tells of another size only, not of another screen
         m_crop.cropOverlay->resize(m_shell.view->size());
+    } else {
+        refreshRendition();
+    }
 }
 
 void Viewer::toggleFullScreen()

@@ -222,6 +222,7 @@ private:
     void endCrop();
     void turnBy(double step);
     [[nodiscard]] const Image &previewBase();
+    [[nodiscard]] double neededPreviewScale() const;
     void cropBarRatio(RatioPreset preset);
     void cropBarCustom();
     void cropBarFlip();

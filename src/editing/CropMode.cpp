@@ -170,13 +170,18 @@ void Viewer::updateCropRotation()
 const Image &Viewer::previewBase()
 {
     const Image &base = m_crop.cropBaseThumb;
-    const double needed = previewScale(base.size(), m_crop.cropAngle, imageAreaRect(),
-                                       m_shell.view->devicePixelRatio());
+    const double needed = neededPreviewScale();
     if (m_crop.previewBase.isNull() || needed > m_crop.previewScale) {
         m_crop.previewScale = std::min(1.0, needed * PREVIEW_HEADROOM);
         m_crop.previewBase = resampled(base, (QSizeF(base.size()) * m_crop.previewScale).toSize());
     }
     return m_crop.previewBase.isNull() ? base : m_crop.previewBase;
+}
+
+double Viewer::neededPreviewScale() const
+{
+    return std::min(1.0, previewScale(m_crop.cropBaseThumb.size(), m_crop.cropAngle,
+                                      imageAreaRect(), m_shell.view->devicePixelRatio()));
 }
 
 void Viewer::applyCrop()
@@ -257,7 +262,12 @@ void Viewer::updateCropStatus()
 
 void Viewer::editLayoutChanged()
 {
-    if (m_crop.cropMode)
+    if (!m_crop.cropMode)
+        return;
+    // In a larger place the rotated picture would be an enlarged one.
+    if (isPreviewRotated(m_crop.cropAngle) && neededPreviewScale() > m_crop.previewScale)
+        updateCropRotation();
+    else
         refreshRendition();
 }
 

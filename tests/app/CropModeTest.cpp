@@ -218,6 +218,18 @@ TEST_F(CropMode, PreviewIsNoLargerThanTheScreenNeeds)
     EXPECT_GE(shownSize().width(), viewer->imageLayer().rendition.width());
 }
 
+TEST_F(CropMode, PreviewGrowsWithTheWindow)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(resizeTo({400, 300}));
+    press(Qt::Key_X);
+    press(Qt::Key_BracketRight);
+    ASSERT_LT(shownSize().width(), 260);
+    ASSERT_TRUE(resizeTo({800, 600}));       // more than all pixels of the picture
+    EXPECT_EQ(shownSize(), QSize(397, 296)); // what fits into 400 by 300 turned by 0.5°
+    EXPECT_EQ(viewer->imageLayer().rendition.height(), 448);
+}
+
 TEST_F(CropMode, RotatedCropIsRecordedAsTwoSteps)
 {
     ASSERT_TRUE(openPictures());
