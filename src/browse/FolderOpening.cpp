@@ -55,6 +55,7 @@ void Viewer::openFolder(const std::filesystem::path &folder,
         showStatus(u"❌ เปิดโฟลเดอร์ไม่ได้"_s, true);
         return;
     }
+    exitCrop(); // it may have been entered behind the dialog
     m_browse.imageList = makeImageList(folder, std::move(*names));
     ++m_browse.opening;
     listChanged();

@@ -498,6 +498,15 @@ TEST_F(CropMode, PathThatDoesNotExistLeavesItOn)
     EXPECT_NE(overlay(), nullptr);
 }
 
+TEST_F(CropMode, FolderThatCannotBeListedLeavesItOn)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    viewer->openFolder(folder.write("file"), std::nullopt);
+    EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
+    EXPECT_NE(overlay(), nullptr);
+}
+
 TEST_F(CropMode, WindowThatChangesItsSizeBringsTheDefaultBox)
 {
     ASSERT_TRUE(openPictures());

@@ -239,5 +239,21 @@ TEST_F(FolderOpening, ChosenFolderIsOpened)
     EXPECT_TRUE(waitForKeyboard());
 }
 
+TEST_F(FolderOpening, ChosenFolderEndsCropMode)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    const auto empty = makePictures("empty", 0, -1);
+    QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    viewer->enterCrop(); // as the crop demo does, whatever is open
+    ASSERT_LT(viewer->imageAreaRect().width(), view->width());
+    dialog->setDirectory(QString::fromStdString(empty.native()));
+    ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
+    ASSERT_TRUE(waitUntilClosed());
+    EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
+    EXPECT_EQ(viewer->imageAreaRect().width(), view->width());
+    EXPECT_EQ(shownNumber(), std::nullopt);
+}
+
 } // namespace
 } // namespace tavolin
