@@ -65,7 +65,8 @@ void Viewer::runBench()
 void Viewer::benchStep()
 {
     m_selfTest.framesShown.insert(m_browse.currentIndex);
-    if (isInList(m_browse.targetIndex + 1)) {
+    // In crop mode, which the user or the crop demo may have entered, the target stands still.
+    if (isInList(m_browse.targetIndex + 1) && !m_crop.cropMode) {
         navigate(+1);
         ++m_selfTest.steps;
         return;
