@@ -8,6 +8,7 @@
 #include "editing/CropOverlayView.h"
 #include "editing/CustomRatioDialog.h"
 #include "logic/Printing.h"
+#include "pictures/Picture.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -48,6 +49,32 @@ protected:
             return;
         }
         ADD_FAILURE() << "no button " << label.toStdString();
+    }
+
+    /// Asks for a ratio with its key and answers @p text.
+    void enterRatio(const QString &text) const
+    {
+        press(Qt::Key_6);
+        auto *dialog = window->findChild<CustomRatioDialog *>();
+        ASSERT_NE(dialog, nullptr);
+        auto *field = dialog->findChild<QLineEdit *>();
+        field->clear();
+        QTest::keyClicks(field, text);
+        QTest::keyClick(field, Qt::Key_Return);
+        ASSERT_TRUE(waitFor([this] { return !window->findChild<CustomRatioDialog *>(); }));
+    }
+
+    /// Shows one more picture, of 1600x1200 pixels and thus larger than the view, and enters crop
+    /// mode.
+    void cropLargePicture()
+    {
+        ASSERT_TRUE(openPictures());
+        folder.write("pictures/large.png", pngFile(pictures::fourQuarters({1600, 1200})));
+        viewer->openPath(pictures / "large.png");
+        ASSERT_TRUE(waitFor([this] { return shownSize().width() > 400; }));
+        ASSERT_LT(shownSize().width(), 1600);
+        press(Qt::Key_X);
+        ASSERT_NE(overlay(), nullptr);
     }
 
     [[nodiscard]] std::string ratioName() const { return overlay()->ratioName().toStdString(); }
@@ -392,6 +419,54 @@ TEST_F(CropMode, BarAsksForARatio)
     press(Qt::Key_X);
     click(u"Custom…"_s);
     EXPECT_NE(window->findChild<CustomRatioDialog *>(), nullptr);
+}
+
+TEST_F(CropMode, RatioIsCalledExactlyWhatWasTyped)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    enterRatio(u" 16 : 10"_s);
+    EXPECT_EQ(ratioName(), " 16 : 10");
+    EXPECT_EQ(overlay()->ratio(), 1.6);
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(CropMode, TextThatIsNoRatioIsReportedAndChangesNothing)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    for (const QString &text : {u"0:5"_s, u"wide"_s, u"1:2:3"_s}) {
+        viewer->showStatus({}, false);
+        enterRatio(text);
+        EXPECT_EQ(statusText(), "❌ Invalid format (example: 16:10)") << text.toStdString();
+        EXPECT_EQ(ratioName(), "Original");
+    }
+}
+
+TEST_F(CropMode, ScaleIsThatOfTheFilesPixels)
+{
+    ASSERT_NO_FATAL_FAILURE(cropLargePicture());
+    ASSERT_TRUE(viewer->imagePixelScale());
+    EXPECT_NEAR(*viewer->imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
+}
+
+TEST_F(CropMode, ScaleOfARotatedPictureIsThatOfWhatIsLeftOfIt)
+{
+    ASSERT_NO_FATAL_FAILURE(cropLargePicture());
+    pressOften(Qt::Key_BracketRight, 5, Qt::ShiftModifier); // 10°
+    ASSERT_TRUE(viewer->imagePixelScale());
+    EXPECT_NEAR(*viewer->imagePixelScale(), 2.147, 0.01); // 961.94 pixels in 448 points
+}
+
+TEST_F(CropMode, ScaleOfAnEditedPictureIsThatOfItsOwnPixels)
+{
+    ASSERT_NO_FATAL_FAILURE(cropLargePicture());
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    press(Qt::Key_X);
+    ASSERT_TRUE(viewer->imagePixelScale());
+    EXPECT_NEAR(*viewer->imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
 }
 
 TEST_F(CropMode, FTurnsTheBox)

@@ -159,6 +159,16 @@ TEST_F(CropOverlayViewTest, BoxFollowsEveryMoveOfTheMouse)
     EXPECT_EQ(overlay->box(), QRectF(180, 100, 480, 320));
 }
 
+TEST_F(CropOverlayViewTest, DragGoesOnFromWhereItBeganAfterAKey)
+{
+    press({400, 250});
+    overlay->nudge(KeyCode::Right, false);
+    EXPECT_EQ(overlay->box(), QRectF(170, 90, 480, 320));
+    move({405, 255});
+    EXPECT_EQ(overlay->box(), QRectF(165, 95, 480, 320));
+    release({405, 255});
+}
+
 TEST_F(CropOverlayViewTest, NothingMovesAfterTheButtonIsUp)
 {
     drag({400, 250}, {410, 255});
