@@ -4,7 +4,10 @@
 
 #include "pictures/Jpeg.h"
 
+#include <chrono>
 #include <fstream>
+
+#include <linux/input-event-codes.h>
 
 namespace tavolin {
 
@@ -12,8 +15,18 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// In crop mode the picture is left of this in no case.
-constexpr QRect BESIDE_THE_CROPPED_PICTURE{170, 500, 40, 40};
+/// A strip that begins beside the picture in crop mode, and on it otherwise, and ends on it in
+/// both.
+constexpr QRect LEFT_STRIP{170, 520, 800, 40};
+constexpr QRect STRIP_BEGINNING{0, 0, 40, 40}; // these in the strip
+constexpr QRect STRIP_END{760, 0, 40, 40};
+
+/// What no label is on.
+constexpr QRect BELOW_THE_LABELS{0, 100, 1920, 980};
+
+/// How long the crop demo waits, and a time that is surely longer.
+constexpr std::chrono::milliseconds DEMO_DELAY{1200};
+constexpr std::chrono::milliseconds PAST_THE_DEMO_DELAY{2000};
 
 class SelfTestTest : public ViewerTest
 {
@@ -26,6 +39,13 @@ protected:
         QStringList lines = QString::fromUtf8(m_viewer->standardOutput()).split(u'\n');
         EXPECT_TRUE(lines.takeLast().isEmpty()); // every line has its end
         return lines;
+    }
+
+    /// Whether the picture is as far from the edges as crop mode wants it.
+    [[nodiscard]] bool isInCropMode()
+    {
+        const QImage strip = m_client->screen(LEFT_STRIP); // both ends at the same moment
+        return isAll(strip.copy(STRIP_BEGINNING), BLACK) && !isAll(strip.copy(STRIP_END), BLACK);
     }
 };
 
@@ -82,14 +102,39 @@ TEST_F(SelfTestTest, PictureThatCannotBeShownEndsWithoutAnOverlay)
                            u"BENCH EDIT FAIL: no overlay"_s}));
 }
 
-TEST_F(SelfTestTest, CropDemoEntersCropModeByItself)
+TEST_F(SelfTestTest, PictureThatStaysBehindFailsAndTheTestsStillRun)
 {
     addPictures(1);
-    startViewer({m_folder.path(), u"--crop-demo"_s});
-    ASSERT_TRUE(waitForPicture(1));
-    EXPECT_TRUE(
-        waitUntil([&] { return isAll(m_client->screen(BESIDE_THE_CROPPED_PICTURE), BLACK); }));
-    EXPECT_TRUE(m_viewer->isRunning());
+    std::ofstream(pathOf("IMG_1002.jpg")) << "no picture";
+    const QStringList lines = runBench();
+    ASSERT_EQ(lines.size(), 7) << lines.join(u'\n').toStdString();
+    EXPECT_TRUE(lines[0].startsWith(u"BENCH steps=1 final_target=1 final_current=0 "_s))
+        << lines[0].toStdString();
+    EXPECT_EQ(lines[1].toStdString(), "BENCH FAIL: image frozen behind counter");
+    EXPECT_EQ(lines[3].toStdString(), "BENCH EDIT OK");
+    EXPECT_EQ(lines[6].toStdString(), "BENCH ROTATE OK");
+}
+
+TEST_F(SelfTestTest, CropDemoEntersCropModeAfterAPause)
+{
+    addPictures(2);
+    const auto start = std::chrono::steady_clock::now();
+    startViewer({QString::fromStdString(pathOf("IMG_1002.jpg")), u"--crop-demo"_s});
+    ASSERT_TRUE(waitUntil([this] { return isInCropMode(); }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, DEMO_DELAY);
+    tap(KEY_ESC);
+    EXPECT_TRUE(waitForPicture(2));
+}
+
+TEST_F(SelfTestTest, CropDemoWithoutAPictureShowsNothing)
+{
+    startViewer({u"--crop-demo"_s});
+    ASSERT_TRUE(waitUntil([this] { return hasText(m_client->screen(INFO_RECT), LABEL_COLOR); }));
+    EXPECT_TRUE(staysTrue(
+        [this] {
+            return m_viewer->isRunning() && isAll(m_client->screen(BELOW_THE_LABELS), BLACK);
+        },
+        PAST_THE_DEMO_DELAY));
 }
 
 } // namespace
