@@ -75,7 +75,11 @@ void Viewer::activate()
 {
     m_shell.window->setWindowState(m_shell.window->windowState() & ~Qt::WindowMinimized);
     m_shell.window->raise();
-    m_shell.window->activateWindow();
+    // Under the window, a dialog would keep the keys from it without being seen.
+    QWidget *dialog = QApplication::activeModalWidget();
+    QWidget *front = dialog ? dialog : m_shell.window.get();
+    front->raise();
+    front->activateWindow();
 }
 
 void Viewer::buildMenu()

@@ -10,8 +10,11 @@
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "editing/CropRatio.h"
+#include "editing/CustomRatioDialog.h"
 #include "imaging/Resample.h"
 #include "platform/Mailbox.h"
+
+#include <QMainWindow>
 
 #include <algorithm>
 #include <utility>
@@ -77,6 +80,8 @@ void Viewer::exitCrop()
 
 void Viewer::endCrop()
 {
+    if (auto *dialog = m_shell.window->findChild<CustomRatioDialog *>())
+        dialog->close(); // it asks for a box that is no more
     delete std::exchange(m_crop.cropOverlay, nullptr);
     m_crop.cropBar->hide();
     std::exchange(m_crop.cropBar, nullptr)->deleteLater(); // one of its buttons may have called

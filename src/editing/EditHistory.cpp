@@ -5,6 +5,8 @@
 #include "app/ViewerView.h"
 #include "platform/Mailbox.h"
 
+#include <QMessageBox>
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -39,6 +41,8 @@ void Viewer::resetEdits()
     m_edit.editedImage = {};
     m_edit.editOps.clear();
     m_edit.editsUnsaved = false;
+    if (m_shell.quitQuestion)
+        m_shell.quitQuestion->close(); // it asks about these edits
     ++m_edit.pictureToken;
     m_edit.undosUnderWay = 0;
     dropEditJobs();

@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QWheelEvent>
 
 #include <gtest/gtest.h>
@@ -563,6 +564,17 @@ TEST_F(CropMode, OpeningAFileLeavesIt)
     EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
     EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
     EXPECT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+}
+
+TEST_F(CropMode, QuestionForARatioEndsWithIt)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    press(Qt::Key_6);
+    const QPointer<CustomRatioDialog> dialog = window->findChild<CustomRatioDialog *>();
+    ASSERT_NE(dialog, nullptr);
+    viewer->openPath(pictures / "1.png");
+    EXPECT_TRUE(waitFor([&] { return !dialog; }));
 }
 
 TEST_F(CropMode, PathThatDoesNotExistLeavesItOn)

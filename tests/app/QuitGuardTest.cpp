@@ -159,6 +159,18 @@ TEST_F(QuitGuard, EscapeInTheQuestionCancels)
     EXPECT_EQ(question(), nullptr);
 }
 
+TEST_F(QuitGuard, QuestionEndsWithTheEditsThatItIsAbout)
+{
+    ASSERT_TRUE(openAndCrop());
+    EXPECT_FALSE(ends([this] {
+        press(Qt::Key_Escape);
+        viewer->openPath(pictures / "1.png"); // handed over by another program
+    }));
+    EXPECT_EQ(question(), nullptr);
+    EXPECT_FALSE(isSaved());
+    EXPECT_TRUE(ends([this] { press(Qt::Key_Escape); }));
+}
+
 TEST_F(QuitGuard, SaveWritesTheFileAndQuits)
 {
     ASSERT_TRUE(openAndCrop());

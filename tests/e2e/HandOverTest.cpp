@@ -99,6 +99,24 @@ TEST_F(HandOverTest, WhatIsNoLocalFileIsIgnored)
     EXPECT_TRUE(waitForPicture(2));
 }
 
+TEST_F(HandOverTest, DialogStaysBeforeTheWindowThatComesToTheFront)
+{
+    startViewer({m_folder.path()});
+    ASSERT_TRUE(waitForPicture(1));
+    ASSERT_TRUE(waitForName());
+    tap(KEY_O);
+    const auto isDialogInFront = [&] {
+        const auto windows = m_client->windows();
+        return windows.size() == 2 && windows.back().hasKeyboard;
+    };
+    ASSERT_TRUE(waitUntil(isDialogInFront));
+    const auto dialog = m_client->windows().back().id;
+    EXPECT_TRUE(m_bus->open({uriOf(u"IMG_1002.jpg"_s)}));
+    EXPECT_TRUE(waitForPicture(2));
+    EXPECT_TRUE(waitUntil(isDialogInFront));
+    EXPECT_EQ(m_client->windows().back().id, dialog);
+}
+
 TEST_F(HandOverTest, WhatIsNoTextIsRefused)
 {
     startViewer({m_folder.path()});
