@@ -42,7 +42,7 @@ void Viewer::deletionFinished(const Failure &failure, const std::filesystem::pat
                           ? m_browse.currentIndex
                           : static_cast<int>(std::ranges::find(list, url) - list.begin());
     if (isInList(index)) {
-        exitCrop();
+        exitCrop(); // its box would be over a picture that has left, and cut the next one's file
         removeFromList(index);
     }
     if (!m_browse.imageList.empty())
