@@ -2,7 +2,9 @@
 
 #include "platform/Descriptor.h"
 
+#include <QCryptographicHash>
 #include <QRandomGenerator>
+#include <QSysInfo>
 #include <QtGlobal>
 
 #include <cerrno>
@@ -31,8 +33,17 @@ namespace fs = std::filesystem;
 namespace {
 
 /// Begins the name of a copy that is being written; the number of the process, a dash and another
-/// number follow.
-constexpr std::string_view UNFINISHED = ".tavolin-copy-";
+/// number follow. Different where that process can't be asked for: on other machines and in other
+/// containers, which may share the folder. A restart of the machine changes it in containers only.
+std::string unfinishedPrefix()
+{
+    std::error_code none;
+    const std::string numbering = fs::read_symlink("/proc/self/ns/pid", none).native();
+    const QByteArray place = QCryptographicHash::hash( // a machine's identity is not for everybody
+        QSysInfo::machineUniqueId() + QByteArray::fromStdString(numbering),
+        QCryptographicHash::Sha256);
+    return ".tavolin-copy-" + place.first(8).toHex().toStdString() + '-';
+}
 
 /// Whether @p a and @p b are one place, also where the ways to its folder differ. Two hard links
 /// are two places.
@@ -59,11 +70,10 @@ bool leadsThrough(fs::path file, const fs::path &place)
     return false;
 }
 
-/// A name that nobody else takes: where containers or machines share a folder, processes may have
-/// the same number.
-std::string unfinishedName()
+/// A name that nobody else takes, even where two places were taken for one.
+std::string unfinishedName(const std::string &prefix)
 {
-    return std::string(UNFINISHED) + std::to_string(getpid()) + '-' +
+    return prefix + std::to_string(getpid()) + '-' +
            std::to_string(QRandomGenerator::system()->generate());
 }
 
@@ -81,11 +91,11 @@ std::optional<Number> takeNumber(std::string_view &text)
 
 /// Whether @p name is that of an unfinished copy that nobody is writing any more. A number that is
 /// ours is that of an earlier process: we are not writing yet.
-bool isLeftBehind(std::string_view name)
+bool isLeftBehind(std::string_view name, std::string_view prefix)
 {
-    if (!name.starts_with(UNFINISHED))
+    if (!name.starts_with(prefix))
         return false;
-    name.remove_prefix(UNFINISHED.size());
+    name.remove_prefix(prefix.size());
     const auto process = takeNumber<pid_t>(name);
     if (!process || *process <= 0 || !name.starts_with('-'))
         return false;
@@ -95,13 +105,13 @@ bool isLeftBehind(std::string_view name)
     return *process == getpid() || (kill(*process, 0) != 0 && errno == ESRCH);
 }
 
-void removeLeftovers(const fs::path &folder)
+void removeLeftovers(const fs::path &folder, const std::string &prefix)
 {
     std::error_code error;
     for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         std::error_code ignored;
-        if (isLeftBehind(entry->path().filename().native()))
+        if (isLeftBehind(entry->path().filename().native(), prefix))
             fs::remove(entry->path(), ignored);
     }
 }
@@ -177,8 +187,9 @@ Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
     // Others would be waited for (a pipe) or never end (a device).
     if (!fs::is_regular_file(fs::status(source, error)))
         return failureOf(error ? error : std::make_error_code(std::errc::not_supported));
-    removeLeftovers(folder);
-    const fs::path unfinished = folder / unfinishedName();
+    const std::string prefix = unfinishedPrefix();
+    removeLeftovers(folder, prefix);
+    const fs::path unfinished = folder / unfinishedName(prefix);
     Failure failure = copyAll(source, unfinished);
     // An earlier copy may be the last there is: it stays until the disk has the new one.
     if (!failure)

@@ -12,10 +12,10 @@ namespace tavolin {
 /// has one. A symbolic link is followed. @p folder and those above it are made where they are
 /// missing. The new copy is written under another name (hidden, without an extension) until the
 /// disk has all of it, and then takes the place of an earlier one, which a failure leaves alone.
-/// What another copy has left behind when it was killed is cleared away. Where the place of the
-/// copy is the source itself, because @p folder is a link to the source's, that is the failure.
-/// After a failure the folders that were made stay, but nothing incomplete is left. Waits for the
-/// disk; one call at a time in a process.
+/// What a copy on this machine has left behind when it was killed is cleared away. Where the place
+/// of the copy is the source itself, because @p folder is a link to the source's, that is the
+/// failure. After a failure the folders that were made stay, but nothing incomplete is left. Waits
+/// for the disk; one call at a time in a process.
 [[nodiscard]] Failure copyIntoFolder(const std::filesystem::path &source,
                                      const std::filesystem::path &folder);
 

@@ -9,9 +9,16 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <optional>
+#include <ostream>
 #include <random>
+#include <stdexcept>
+#include <string>
 
 #include <fcntl.h>
+#include <sched.h>
+#include <sys/inotify.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -41,6 +48,66 @@ pid_t deadProcess()
         _exit(0);
     waitpid(process, nullptr, 0);
     return process;
+}
+
+/// What the name of an unfinished copy has before the number of the process, as seen at one.
+std::string unfinishedPrefix()
+{
+    const test::TemporaryFolder folder;
+    const auto source = folder.write("1.jpg", "picture");
+    fs::create_directory(folder / "picks");
+    const int watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    inotify_add_watch(watch, (folder / "picks").c_str(), IN_CREATE);
+    const Failure failure = copyIntoFolder(source, folder / "picks");
+    alignas(inotify_event) char events[4096]{};
+    const auto size = read(watch, events, sizeof events);
+    close(watch);
+    const std::string name = reinterpret_cast<const inotify_event *>(events)->name;
+    const auto number = name.find('-' + std::to_string(getpid()) + '-');
+    if (failure || size <= 0 || number == std::string::npos)
+        throw std::runtime_error("no unfinished copy is seen");
+    return name.substr(0, number + 1);
+}
+
+/// Makes processes that are started from now on be numbered anew, as in a container. False when
+/// there is no right to.
+bool beginNumberingAnew()
+{
+    return unshare(CLONE_NEWPID) == 0;
+}
+
+/// Makes this look like another machine to this process. False when there is no right to.
+bool changeMachine()
+{
+    if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+        return false;
+    const test::TemporaryFolder folder;
+    const auto identity = folder.write("machine-id", "0123456789abcdef0123456789abcdef\n");
+    bool isChanged = false;
+    for (const char *place : {"/var/lib/dbus/machine-id", "/etc/machine-id"})
+        isChanged |= mount(identity.c_str(), place, nullptr, MS_BIND, nullptr) == 0;
+    return isChanged;
+}
+
+/// Runs @p work in a process that comes after @p move. Empty when that fails.
+template <typename Work>
+std::optional<bool> runAfter(bool (*move)(), Work work)
+{
+    constexpr int NO_RIGHT = 2;
+    const auto statusOf = [](pid_t process) {
+        int status = 0;
+        waitpid(process, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+    };
+    const pid_t parent = fork();
+    if (parent == 0) {
+        if (!move())
+            _exit(NO_RIGHT);
+        const pid_t child = fork();
+        _exit(child == 0 ? work() ? 0 : 1 : statusOf(child));
+    }
+    const int status = statusOf(parent);
+    return status == NO_RIGHT ? std::nullopt : std::optional(status == 0);
 }
 
 const std::string ATTRIBUTE("5 stars\0\xff", 9);
@@ -351,44 +418,101 @@ TEST_F(CopyIntoFolder, FullFileSystemLeavesAnEarlierCopyAlone)
     expectEarlierCopyAlone();
 }
 
-TEST_F(CopyIntoFolder, ClearsAwayWhatAKilledCopyHasLeft)
+class CopyBesideUnfinishedOnes : public CopyIntoFolder
+{
+protected:
+    const std::string prefix = unfinishedPrefix();
+};
+
+TEST_F(CopyBesideUnfinishedOnes, ClearsAwayWhatAKilledCopyHasLeft)
 {
     fs::create_directory(target);
-    folder.write("picks/.tavolin-copy-" + std::to_string(deadProcess()) + "-1", "half a pict");
+    folder.write("picks/" + prefix + std::to_string(deadProcess()) + "-1", "half a pict");
     copy(folder.write("1.jpg", "picture"));
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
 }
 
-TEST_F(CopyIntoFolder, ClearsAwayWhatAProcessWithItsOwnNumberHasLeft)
+TEST_F(CopyBesideUnfinishedOnes, ClearsAwayWhatAProcessWithItsOwnNumberHasLeft)
 {
     fs::create_directory(target);
-    folder.write("picks/.tavolin-copy-" + std::to_string(getpid()) + "-4294967295", "half a pict");
+    folder.write("picks/" + prefix + std::to_string(getpid()) + "-4294967295", "half a pict");
     copy(folder.write("1.jpg", "picture"));
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
 }
 
-TEST_F(CopyIntoFolder, LeavesACopyAloneThatAnotherProcessIsWriting)
+TEST_F(CopyBesideUnfinishedOnes, LeavesACopyAloneThatAnotherProcessIsWriting)
 {
-    const std::string unfinished = ".tavolin-copy-" + std::to_string(getppid()) + "-1";
+    const std::string unfinished = prefix + std::to_string(getppid()) + "-1";
     fs::create_directory(target);
     folder.write("picks/" + unfinished, "half a pict");
     copy(folder.write("1.jpg", "picture"));
     EXPECT_EQ(namesIn(target), (Names{"1.jpg", unfinished}));
 }
 
-TEST_F(CopyIntoFolder, LeavesNamesAloneThatOnlyLookAlike)
+TEST_F(CopyBesideUnfinishedOnes, LeavesACopyAloneThatIsWrittenElsewhere)
+{
+    std::string foreign = prefix;
+    char &digit = foreign[foreign.size() - 2];
+    digit = digit == '0' ? '1' : '0';
+    const Names unfinished{foreign + std::to_string(deadProcess()) + "-1",
+                           foreign + std::to_string(getpid()) + "-1"};
+    fs::create_directory(target);
+    for (const std::string &name : unfinished)
+        folder.write("picks/" + name, "half a pict");
+    copy(folder.write("1.jpg", "picture"));
+    fs::remove(target / "1.jpg");
+    EXPECT_EQ(namesIn(target), unfinished);
+}
+
+struct PlaceCase
+{
+    const char *name;
+    bool (*move)(); ///< Leads there.
+};
+
+void PrintTo(const PlaceCase &item, std::ostream *out)
+{
+    *out << item.name;
+}
+
+class CopyMadeElsewhere : public CopyBesideUnfinishedOnes,
+                          public testing::WithParamInterface<PlaceCase>
+{};
+
+TEST_P(CopyMadeElsewhere, LeavesACopyAloneThatIsWrittenHere)
+{
+    // Of a process that is not to be found there.
+    const std::string unfinished = prefix + std::to_string(deadProcess()) + "-1";
+    fs::create_directory(target);
+    folder.write("picks/" + unfinished, "half a pict");
+    const auto source = folder.write("1.jpg", "picture");
+    const auto isCopied =
+        runAfter(GetParam().move, [&] { return !copyIntoFolder(source, target); });
+    if (!isCopied)
+        GTEST_SKIP() << "no right to pretend that it is another place";
+    EXPECT_TRUE(*isCopied);
+    EXPECT_EQ(namesIn(target), (Names{"1.jpg", unfinished}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Places, CopyMadeElsewhere,
+                         testing::Values(PlaceCase{"anotherContainer", beginNumberingAnew},
+                                         PlaceCase{"anotherMachine", changeMachine}),
+                         [](const auto &item) { return item.param.name; });
+
+TEST_F(CopyBesideUnfinishedOnes, LeavesNamesAloneThatOnlyLookAlike)
 {
     const std::string dead = std::to_string(deadProcess());
-    const Names names{".tavolin-copy-",
-                      ".tavolin-copy-" + dead,
-                      ".tavolin-copy-" + dead + '-',
-                      ".tavolin-copy-" + dead + "-x",
-                      ".tavolin-copy-" + dead + "-1x",
-                      ".tavolin-copy-" + dead + "x-1",
-                      ".tavolin-copy--1-1",
-                      ".tavolin-copy-0-1",
-                      "tavolin-copy-" + dead + "-1",
-                      ".tavolin-copy-99999999999999999999-1"};
+    const Names names{prefix,
+                      prefix + dead,
+                      prefix + dead + '-',
+                      prefix + dead + "-x",
+                      prefix + dead + "-1x",
+                      prefix + dead + "x-1",
+                      prefix + "-1-1",
+                      prefix + "0-1",
+                      prefix.substr(1) + dead + "-1",
+                      ".tavolin-copy-" + dead + "-1",
+                      prefix + "99999999999999999999-1"};
     fs::create_directory(target);
     for (const std::string &name : names)
         folder.write("picks/" + name);
