@@ -4,9 +4,11 @@
 #include "app/ViewerView.h"
 #include "editing/CropOverlayView.h"
 #include "logic/Printing.h"
+#include "pictures/Exif.h"
+#include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 
-#include <QMouseEvent>
+#include <QColorSpace>
 
 #include <gtest/gtest.h>
 
@@ -165,21 +167,6 @@ TEST_F(EditHistory, CropModeWaitsForAnUndo)
     EXPECT_NE(overlay(), nullptr);
 }
 
-TEST_F(EditHistory, LoupeShowsTheEditedPictureAndReadsNoFile)
-{
-    ASSERT_TRUE(openPictures());
-    ASSERT_TRUE(crop(LEFT_HALF));
-    std::filesystem::remove(pictures / "0.png");
-    QMouseEvent press(QEvent::MouseButtonPress, {400, 300}, view->mapToGlobal(QPointF(400, 300)),
-                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(view, &press);
-    EXPECT_EQ(statusText(), "🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ");
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::Resize);
-    EXPECT_EQ(viewer->imageLayer().frame.size(), QSizeF(200, 300));
-    EXPECT_EQ(shownSize(), QSize(200, 300));
-    viewer->zoomEnd();
-}
-
 TEST_F(EditHistory, ResultThatArrivesInTheLoupeEndsIt)
 {
     ASSERT_TRUE(openPictures());
@@ -200,6 +187,72 @@ TEST_F(EditHistory, FactsReadMeanwhileDoNotChangeTheSizeOfAnEditedPicture)
     press(Qt::Key_X);
     EXPECT_EQ(overlay()->ratioName().toStdString(), "Original");
     EXPECT_EQ(overlay()->ratio(), 2.0);
+}
+
+/// With a photo of 1200x900 pixels whose file stores it lying on its side, in a window of 400x300
+/// points: what is on screen has fewer pixels than the photo and its edits.
+class EditOfALargePhoto : public EditFixture
+{
+protected:
+    EditOfALargePhoto() { std::filesystem::create_directory(pictures); }
+
+    /// Opens the photo @p upright and crops its left half.
+    [[nodiscard]] testing::AssertionResult openAndCrop(const QImage &upright)
+    {
+        start({"--bench",
+               folder.write("pictures/0.jpg",
+                            pictures::encodeJpeg(pictures::storedFor(upright, 6),
+                                                 {.iccProfile = upright.colorSpace().iccProfile(),
+                                                  .exif = pictures::exifBlock(6)}))});
+        if (!resizeTo({400, 300}) || !waitFor([this] { return !shownSize().isEmpty(); }))
+            return testing::AssertionFailure() << "the photo is not shown";
+        if (!crop(LEFT_HALF))
+            return testing::AssertionFailure() << "the photo is not cropped";
+        if (shownSize().height() >= EDITED_SIZE.height())
+            return testing::AssertionFailure() << "what is shown is not made for the window";
+        return testing::AssertionSuccess();
+    }
+
+    /// Presses the mouse in the middle of the view, where the picture is.
+    void zoom() const { viewer->zoomBegin({200, 150}); }
+
+    static constexpr QSize SIZE{1200, 900};
+    static constexpr QSize EDITED_SIZE{600, 900};
+};
+
+TEST_F(EditOfALargePhoto, IsInTheLoupeAtOnceAndReadsNoFile)
+{
+    ASSERT_TRUE(openAndCrop(pictures::fourQuarters(SIZE)));
+    std::filesystem::remove(pictures / "0.jpg");
+    zoom();
+    EXPECT_EQ(shownSize(), EDITED_SIZE); // no event has been served
+    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::Resize);
+    EXPECT_EQ(viewer->imageLayer().frame.size(), QSizeF(600, 900));
+}
+
+TEST_F(EditOfALargePhoto, StaysInTheLoupeWhenWhatWasAskedForHasBeenDone)
+{
+    folder.write("pictures/1.jpg", "no picture");
+    ASSERT_TRUE(openAndCrop(pictures::fourQuarters(SIZE)));
+    zoom();
+    const int seen = mailbox.deliveries;
+    viewer->jumpTo(1); // loaded behind whatever the loupe might have asked for
+    ASSERT_TRUE(waitFor([&] { return mailbox.deliveries > seen; }));
+    EXPECT_EQ(shownSize(), EDITED_SIZE);
+}
+
+TEST_F(EditOfALargePhoto, IsConvertedForTheLoupeAndReadsNoFile)
+{
+    QImage photo(SIZE, QImage::Format_RGB32);
+    photo.fill(qRgb(200, 100, 100));
+    photo.setColorSpace(QColorSpace::DisplayP3);
+    ASSERT_TRUE(openAndCrop(photo));
+    std::filesystem::remove(pictures / "0.jpg");
+    zoom();
+    ASSERT_TRUE(waitForShown(EDITED_SIZE));
+    const QRgb color = viewer->imageLayer().contents.row(450)[300];
+    EXPECT_NEAR(qRed(color), 215, 2); // in sRGB, rounded
+    EXPECT_NEAR(qGreen(color), 93, 2);
 }
 
 class SaveEdited : public EditFixture
