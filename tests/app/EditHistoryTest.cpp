@@ -3,6 +3,7 @@
 #include "app/TextLabel.h"
 #include "app/ViewerView.h"
 #include "editing/CropOverlayView.h"
+#include "imaging/codecs/Exiv2Access.h"
 #include "logic/Printing.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
@@ -13,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+
+#include <exiv2/exiv2.hpp>
 
 namespace tavolin {
 namespace {
@@ -253,6 +256,24 @@ TEST_F(EditOfALargePhoto, IsConvertedForTheLoupeAndReadsNoFile)
     const QRgb color = viewer->imageLayer().contents.row(450)[300];
     EXPECT_NEAR(qRed(color), 215, 2); // in sRGB, rounded
     EXPECT_NEAR(qGreen(color), 93, 2);
+}
+
+TEST_F(EditOfALargePhoto, IsSavedInFullWithTheMetadataOfItsSource)
+{
+    ASSERT_TRUE(openAndCrop(pictures::fourQuarters(SIZE)));
+    press(Qt::Key_S);
+    ASSERT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    const auto saved = pictures / "Edit" / "0.jpg";
+    EXPECT_EQ(QImage(QString::fromStdString(saved)).size(), EDITED_SIZE);
+    const auto file = SourceFile::open(saved);
+    ASSERT_TRUE(file);
+    ASSERT_TRUE(withMetadata(*file, [](Exiv2::Image &image) {
+        Exiv2::ExifData &exif = image.exifData();
+        EXPECT_EQ(exif["Exif.Photo.PixelXDimension"].toString(), "600");
+        EXPECT_EQ(exif["Exif.Photo.PixelYDimension"].toString(), "900");
+        EXPECT_EQ(exif["Exif.Image.Orientation"].toString(), "1");
+        EXPECT_EQ(exif["Exif.Image.Model"].toString(), "TestCamera");
+    }));
 }
 
 class SaveEdited : public EditFixture
