@@ -89,6 +89,8 @@ public:
     // Labels: app/Labels.cpp
     /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
     void showStatus(const QString &text, bool autoClear);
+    /// Whether what the status line says is going to be cleared by itself.
+    [[nodiscard]] bool isStatusTemporary() const { return m_shell.statusTimer.isActive(); }
     /// Shows @p text on the info line.
     void showInfo(const QString &text);
     /// Rebuilds the info line from the list and the target; leaves it alone without a list.

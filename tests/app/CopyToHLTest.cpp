@@ -40,13 +40,6 @@ TEST_F(CopyToHL, SecondPickReplacesTheCopyAndSaysTheSame)
     EXPECT_EQ(contentOf(picks() / "000.jpg"), contentOf(folder / "pictures" / "000.jpg"));
 }
 
-TEST_F(CopyToHL, MessageClearsItself)
-{
-    ASSERT_TRUE(startOnPictures(1));
-    press(Qt::Key_A);
-    EXPECT_TRUE(test::waitFor([this] { return statusText().empty(); }));
-}
-
 TEST_F(CopyToHL, PickIsOfThePictureOnScreenNotOfTheTarget)
 {
     ASSERT_TRUE(startOnPictures(4));

@@ -83,14 +83,6 @@ TEST_F(DeleteCurrent, EmptiedFolderStaysBlackWhenTheMouseIsLetGo)
     EXPECT_EQ(shownNumber(), std::nullopt);
 }
 
-TEST_F(DeleteCurrent, MessageClearsItself)
-{
-    ASSERT_TRUE(startOnPictures(2));
-    press(Qt::Key_D);
-    ASSERT_TRUE(waitForStatus(DELETED));
-    EXPECT_TRUE(waitForStatus(""));
-}
-
 TEST_F(DeleteCurrent, WithoutAListNothingHappens)
 {
     start({"--bench"});

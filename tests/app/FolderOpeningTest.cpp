@@ -156,14 +156,6 @@ TEST_F(FolderOpening, UnreadableFolderIsReportedAndNothingElseChanges)
     EXPECT_EQ(decoder.started(), (Numbers{1, 2}));
 }
 
-TEST_F(FolderOpening, ReportOfAnUnreadableFolderClearsItself)
-{
-    start({"--bench"});
-    viewer->openFolder(folder / "absent", std::nullopt);
-    EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
-    EXPECT_TRUE(waitFor([this] { return statusText().empty(); }));
-}
-
 TEST_F(FolderOpening, HeldKeyOpensOneDialog)
 {
     start({"--bench"});
