@@ -476,6 +476,28 @@ TEST_F(Loupe, BeforeTheFirstPictureIsThereNothingIsEnlarged)
     EXPECT_EQ(statusText(), "");
 }
 
+TEST_F(Loupe, PictureOfAnEarlierFolderIsNotEnlarged)
+{
+    ASSERT_TRUE(startOnMap());
+    decoder.closeGate();
+    viewer->openPath(makePictures("others", 7, 8));
+    ASSERT_TRUE(waitForStarts(2));
+    pressAt(CENTRE);
+    EXPECT_TRUE(isFitted(0));
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(Loupe, PictureThatWasDeletedIsNotEnlarged)
+{
+    ASSERT_TRUE(startOnMap());
+    decoder.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForStarts(2)); // of the next one
+    pressAt(CENTRE);
+    EXPECT_TRUE(isFitted(0));
+    EXPECT_EQ(statusText(), "🗑 ลบแล้ว");
+}
+
 TEST_F(Loupe, EnlargesThePictureOnScreenWhileAnotherIsLoaded)
 {
     ASSERT_TRUE(startOnMap());
