@@ -199,6 +199,17 @@ TEST_F(QuitGuard, SaveThatFailsKeepsTheProgramAndTheEdit)
     EXPECT_NE(question(), nullptr);
 }
 
+TEST_F(QuitGuard, FileThatCannotBeWrittenKeepsTheProgramAndTheEdit)
+{
+    ASSERT_TRUE(openAndCrop());
+    std::filesystem::create_directories(pictures / "Edit/0.jpg/not empty");
+    EXPECT_FALSE(ends([this] { escapeAndAnswer(SAVE); }));
+    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    EXPECT_FALSE(ends([this] { press(Qt::Key_Escape); }));
+    EXPECT_NE(question(), nullptr);
+}
+
 TEST_F(QuitGuard, DiscardQuitsWithoutAFile)
 {
     ASSERT_TRUE(openAndCrop());
