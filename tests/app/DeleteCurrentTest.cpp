@@ -349,6 +349,15 @@ TEST_F(DeleteCurrent, QuittingWaitsForAllFilesThatAreOnTheirWay)
     EXPECT_EQ(trash.files(), (Names{"000.jpg", "001.jpg", "002.jpg", "003.jpg"}));
 }
 
+TEST_F(DeleteCurrent, ResultForAViewerThatHasGoneIsDropped)
+{
+    ASSERT_TRUE(startOnPictures(2));
+    press(Qt::Key_D);
+    viewer.reset(); // waits for the move
+    EXPECT_EQ(mailbox.deliveries, 1);
+    EXPECT_TRUE(waitForLoads(2));
+}
+
 TEST_F(DeleteCurrent, OfTwoFilesOnTheirWayTheFirstStaysInTheListAndItsSuccessorGoes)
 {
     ASSERT_TRUE(startOnPictures(4));

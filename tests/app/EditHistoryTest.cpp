@@ -2,6 +2,7 @@
 
 #include "app/TextLabel.h"
 #include "app/ViewerView.h"
+#include "browse/DisplayPicture.h"
 #include "editing/CropOverlayView.h"
 #include "imaging/codecs/Exiv2Access.h"
 #include "logic/Printing.h"
@@ -13,7 +14,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <memory>
+#include <utility>
 
 #include <exiv2/exiv2.hpp>
 
@@ -156,6 +160,24 @@ TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
     EXPECT_EQ(statusText(), "");
     press(Qt::Key_S);
     EXPECT_EQ(statusText(), "ยังไม่มีการแก้ไข — X=ครอป/หมุน");
+}
+
+TEST_F(EditHistory, UndoForAViewerThatHasGoneIsDropped)
+{
+    std::atomic<int> decodes = 0;
+    const auto countedDecode = [&decodes](const auto &url, const auto &screen, auto stop) {
+        ++decodes;
+        return loadDisplayPicture(url, screen, std::move(stop));
+    };
+    viewer = std::make_unique<Viewer>(mailbox, countedDecode, trash.trash());
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    const int seen = mailbox.deliveries;
+    undo();
+    press(Qt::Key_Right); // decoded behind the undo
+    ASSERT_TRUE(waitWithoutEvents([&decodes] { return decodes == 2; }));
+    viewer.reset();
+    EXPECT_TRUE(waitFor([&] { return mailbox.deliveries > seen; }));
 }
 
 TEST_F(EditHistory, CropModeWaitsForAnUndo)

@@ -7,17 +7,16 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <ostream>
-#include <thread>
 #include <vector>
 
 namespace tavolin {
 namespace {
 
 using test::waitFor;
+using test::waitWithoutEvents;
 using Numbers = std::vector<int>;
 
 constexpr QRgb BLACK = 0xff000000;
@@ -54,19 +53,6 @@ QByteArray linesFile(QSize size)
             image.setPixel(x, y, x % 2 == 0 ? 0xffffffff : BLACK);
     }
     return test::pngFile(image);
-}
-
-/// Waits as waitFor() does, but serves no events.
-template <typename Predicate>
-[[nodiscard]] bool waitWithoutEvents(Predicate predicate)
-{
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!predicate()) {
-        if (std::chrono::steady_clock::now() > limit)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 /// In a view of 600x400 points, which pictures of 30x20 and of 1200x800 pixels fill.

@@ -22,6 +22,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 class QFileDialog;
@@ -40,6 +41,19 @@ template <typename Predicate>
 {
     constexpr int LIMIT_MS = 20'000;
     return QTest::qWaitFor(predicate, LIMIT_MS);
+}
+
+/// Waits as waitFor() does, but serves no events.
+template <typename Predicate>
+[[nodiscard]] bool waitWithoutEvents(Predicate predicate)
+{
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!predicate()) {
+        if (std::chrono::steady_clock::now() > limit)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 /// Serves all that is in the event queue, and what was to happen "as soon as possible".
