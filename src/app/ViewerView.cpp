@@ -1,6 +1,7 @@
 #include "app/ViewerView.h"
 
 #include "app/Viewer.h"
+#include "platform/KeyCodes.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -14,10 +15,11 @@ namespace tavolin {
 
 namespace {
 
-bool isModifier(int key)
+bool isModifier(const QKeyEvent &event)
 {
-    return (key >= Qt::Key_Shift && key <= Qt::Key_ScrollLock) || key == Qt::Key_AltGr ||
-           key == Qt::Key_Super_L || key == Qt::Key_Super_R;
+    const int key = event.key();
+    return isLayoutSwitch(event) || (key >= Qt::Key_Shift && key <= Qt::Key_ScrollLock) ||
+           key == Qt::Key_AltGr || key == Qt::Key_Super_L || key == Qt::Key_Super_R;
 }
 
 } // namespace
@@ -33,7 +35,7 @@ void ViewerView::keyPressEvent(QKeyEvent *event)
 {
     if (m_controller && m_controller->handleKey(*event))
         return;
-    if (!isModifier(event->key()))
+    if (!isModifier(*event))
         QApplication::beep();
     event->ignore();
 }

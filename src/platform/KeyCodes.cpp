@@ -73,6 +73,12 @@ constexpr SymbolRow SYMBOL_KEYS[] = {
     {Qt::Key_Up, KeyCode::Up},
 };
 
+// Symbols of X11 and Wayland (X11/keysymdef.h), far above the key codes of macOS: from the first to
+// the last of those that choose a level or a group, and the one of that kind from before ISO 9995.
+constexpr std::uint32_t ISO_LOCK = 0xfe01;
+constexpr std::uint32_t ISO_LEVEL5_LOCK = 0xfe13;
+constexpr std::uint32_t MODE_SWITCH = 0xff7e;
+
 /// Whether no layout writes a character with this key.
 bool isFunctionKey(std::optional<KeyCode> key)
 {
@@ -107,6 +113,8 @@ bool isVisibleCharacter(int qtKey)
 
 std::optional<KeyCode> keyCode(const QKeyEvent &event)
 {
+    if (isLayoutSwitch(event))
+        return std::nullopt;
     if (event.nativeScanCode() == 0)
         return keyCodeFromSymbol(event.key());
 #ifdef Q_OS_MACOS
@@ -116,6 +124,12 @@ std::optional<KeyCode> keyCode(const QKeyEvent &event)
     const std::optional<KeyCode> position = keyCodeFromEvdev(event.nativeScanCode() - 8);
 #endif
     return keyCodeAt(position, event.key());
+}
+
+bool isLayoutSwitch(const QKeyEvent &event)
+{
+    const std::uint32_t symbol = event.nativeVirtualKey();
+    return (symbol >= ISO_LOCK && symbol <= ISO_LEVEL5_LOCK) || symbol == MODE_SWITCH;
 }
 
 std::optional<KeyCode> keyCodeAt(std::optional<KeyCode> position, int qtKey)

@@ -45,8 +45,13 @@ enum class KeyCode : std::uint16_t {
 
 /// The key of @p event: the one at the reported position, or the one that the symbol names when
 /// the event carries no position (synthetic events) or keyCodeAt says so. Empty for other keys.
-/// Modifiers are ignored.
+/// Modifiers are ignored, and layout switches are no keys.
 [[nodiscard]] std::optional<KeyCode> keyCode(const QKeyEvent &event);
+
+/// Whether @p event changes what other keys write, for as long as it is held or for good. With some
+/// settings that is what Space does while another key is held, or Shift while Alt is; where the
+/// desktop doesn't keep such a press for itself, it comes to us too.
+[[nodiscard]] bool isLayoutSwitch(const QKeyEvent &event);
 
 /// The key at @p position (empty: no command's key) with the symbol @p qtKey. It is the position,
 /// unless the two disagree in kind: a character typed where Escape, Space, an arrow, Return or

@@ -149,6 +149,17 @@ TEST_F(ViewerKeys, ControlMakesACommandKeyAnother)
     EXPECT_TRUE(openDialogs().empty());
 }
 
+#ifndef Q_OS_MACOS // where no such press arrives
+TEST_F(ViewerKeys, LayoutSwitchOnSpaceStaysOnThePicture)
+{
+    constexpr quint32 SPACE = 65;
+    constexpr quint32 ISO_NEXT_GROUP = 0xfe08;
+    ASSERT_TRUE(startOnPictures(3));
+    EXPECT_FALSE(send(QKeyEvent(QEvent::KeyPress, 0, Qt::MetaModifier, SPACE, ISO_NEXT_GROUP, 0)));
+    EXPECT_EQ(infoText(), "1/3 | 000.jpg   [H=วิธีใช้]");
+}
+#endif
+
 TEST_F(ViewerKeys, StepsWithoutAListDoNothing)
 {
     start({"--bench"});

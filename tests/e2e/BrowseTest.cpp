@@ -152,6 +152,32 @@ TEST_F(BrowseTest, KeysWorkInTheSecondGroupOfTwoLayouts)
     EXPECT_TRUE(waitForPicture(2));
 }
 
+TEST_F(BrowseTest, LayoutSwitchOnSpaceStaysOnThePicture)
+{
+    ASSERT_TRUE(startServer(u"us,th"_s, u"grp:win_space_toggle"_s));
+    addPictures(3);
+    ASSERT_TRUE(openFolder());
+    m_client->tapKey(KEY_SPACE, {KEY_LEFTMETA});
+    ASSERT_EQ(m_client->group(), 1);
+    tap(KEY_SPACE);
+    EXPECT_TRUE(waitForPicture(2));
+    tap(KEY_LEFT);
+    EXPECT_TRUE(waitForPicture(1));
+}
+
+TEST_F(BrowseTest, KeyWithoutACommandBeepsAndALayoutSwitchDoesNot)
+{
+    ASSERT_TRUE(startServer(u"us,th"_s, u"grp:alt_shift_toggle"_s));
+    addPictures(2);
+    ASSERT_TRUE(openFolder());
+    m_client->tapKey(KEY_LEFTSHIFT, {KEY_LEFTALT});
+    ASSERT_EQ(m_client->group(), 1);
+    tap(KEY_DOWN);
+    tap(KEY_RIGHT);
+    ASSERT_TRUE(waitForPicture(2)); // so all of the presses have been seen
+    EXPECT_EQ(m_client->beepCount(), 1);
+}
+
 TEST_F(BrowseTest, EscapeQuits)
 {
     addPictures(1);

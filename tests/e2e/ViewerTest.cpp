@@ -60,10 +60,10 @@ void ViewerTest::TearDown()
     fs::remove_all(m_folder.path().toStdString());
 }
 
-testing::AssertionResult ViewerTest::startServer(const QString &layout)
+testing::AssertionResult ViewerTest::startServer(const QString &layout, const QString &option)
 {
     m_client.reset();
-    m_server.emplace(layout);
+    m_server.emplace(layout, option);
     if (!m_server->error().isEmpty())
         return testing::AssertionFailure() << m_server->error().toStdString();
     m_client.emplace(m_server->displayName());

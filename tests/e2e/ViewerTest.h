@@ -54,8 +54,9 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Replaces the screen by one whose keyboard has another layout.
-    [[nodiscard]] testing::AssertionResult startServer(const QString &layout);
+    /// Replaces the screen by one whose keyboard has another layout, and @p option as XServer says.
+    [[nodiscard]] testing::AssertionResult startServer(const QString &layout,
+                                                       const QString &option = {});
 
     /// Starts the viewer on the screen, or in the compositor that listens at @p waylandSocket.
     void startViewer(const QStringList &arguments, const QString &waylandSocket = {});

@@ -47,6 +47,10 @@ QString windowTitle(Display *display, Window window)
 XClient::XClient(const QByteArray &displayName) : m_display(XOpenDisplay(displayName.constData()))
 {
     XSetErrorHandler(reportError);
+    if (!m_display)
+        return;
+    XkbQueryExtension(m_display.get(), nullptr, &m_keyboardEvent, nullptr, nullptr, nullptr);
+    XkbSelectEvents(m_display.get(), XkbUseCoreKbd, XkbBellNotifyMask, XkbBellNotifyMask);
 }
 
 void XClient::pressKey(int evdevCode)
@@ -84,6 +88,25 @@ void XClient::lockGroup(int group)
     }
     XIFreeDeviceInfo(devices);
     XSync(m_display.get(), False);
+}
+
+int XClient::group() const
+{
+    XkbStateRec state{};
+    XkbGetState(m_display.get(), XkbUseCoreKbd, &state);
+    return state.group;
+}
+
+int XClient::beepCount()
+{
+    // No other events were asked for, but those of a changed keyboard come to everybody.
+    while (XPending(m_display.get()) > 0) {
+        XkbEvent event{};
+        XNextEvent(m_display.get(), &event.core);
+        if (event.type == m_keyboardEvent && event.any.xkb_type == XkbBellNotify)
+            ++m_beepCount;
+    }
+    return m_beepCount;
 }
 
 unsigned long XClient::symbol(int evdevCode, int group) const

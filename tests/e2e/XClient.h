@@ -51,6 +51,12 @@ public:
     /// Makes @p group of the layout (0 is the first) the one in force on every keyboard.
     void lockGroup(int group);
 
+    /// The group in force on the keyboard that was used last.
+    [[nodiscard]] int group() const;
+
+    /// How often a program has beeped since the connection was opened.
+    [[nodiscard]] int beepCount();
+
     /// The symbol (keysym) that @p evdevCode writes in @p group without modifiers.
     [[nodiscard]] unsigned long symbol(int evdevCode, int group) const;
 
@@ -84,6 +90,8 @@ private:
     void sendButton(int button, bool down);
 
     std::unique_ptr<_XDisplay, Close> m_display;
+    int m_keyboardEvent = 0; // the type of what XKB tells
+    int m_beepCount = 0;
 };
 
 } // namespace tavolin

@@ -18,9 +18,9 @@ constexpr int START_LIMIT = 20'000;
 
 } // namespace
 
-XServer::XServer(const QString &layout)
+XServer::XServer(const QString &layout, const QString &option)
 {
-    if (!startServer() || !setLayout(layout))
+    if (!startServer() || !setLayout(layout, option))
         return;
     XClient(m_displayName).paintRoot(ROOT_COLOR);
 }
@@ -63,7 +63,7 @@ bool XServer::startServer()
     return true;
 }
 
-bool XServer::setLayout(const QString &layout)
+bool XServer::setLayout(const QString &layout, const QString &option)
 {
     // A new map reaches only keyboards that have sent an event.
     XClient client(m_displayName);
@@ -73,9 +73,11 @@ bool XServer::setLayout(const QString &layout)
     }
     client.tapKey(KEY_LEFTSHIFT);
 
+    QStringList arguments{u"-display"_s, QString::fromLatin1(m_displayName), u"-layout"_s, layout};
+    if (!option.isEmpty())
+        arguments << u"-option"_s << option;
     QProcess tool;
-    tool.start(u"setxkbmap"_s,
-               {u"-display"_s, QString::fromLatin1(m_displayName), u"-layout"_s, layout});
+    tool.start(u"setxkbmap"_s, arguments);
     if (!tool.waitForFinished(START_LIMIT) || tool.exitCode() != 0) {
         m_error = u"setxkbmap fails: "_s + QString::fromLocal8Bit(tool.readAllStandardError());
         return false;

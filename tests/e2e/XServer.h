@@ -22,9 +22,9 @@ inline constexpr QRect SCREEN_RECT{0, 0, 1920, 1080};
 class XServer
 {
 public:
-    /// Starts a server whose keyboard has the XKB @p layout ("us", "th", "us,th"). Waits until it
-    /// can be used; on failure error() says why.
-    explicit XServer(const QString &layout = QStringLiteral("us"));
+    /// Starts a server whose keyboard has the XKB @p layout ("us", "th", "us,th") and @p option, if
+    /// any ("grp:alt_shift_toggle"). Waits until it can be used; on failure error() says why.
+    explicit XServer(const QString &layout = QStringLiteral("us"), const QString &option = {});
     ~XServer();
     XServer(const XServer &) = delete;
     XServer &operator=(const XServer &) = delete;
@@ -40,7 +40,7 @@ public:
 
 private:
     bool startServer();
-    bool setLayout(const QString &layout);
+    bool setLayout(const QString &layout, const QString &option);
 
     QTemporaryDir m_folder;
     QProcess m_process;

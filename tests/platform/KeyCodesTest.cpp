@@ -229,5 +229,41 @@ TEST(KeyCodes, RemoteKeyboardsLetterAtThePlaceOfEscapeIsTheLetter)
     EXPECT_EQ(keyCode(pressAt(1, 53, Qt::Key_A)), KeyCode::A);
 }
 
+#ifndef Q_OS_MACOS // where no such press arrives
+/// The press of the key at @p evdev with the symbol @p native of X11, which is @p symbol to Qt.
+QKeyEvent pressWithNative(std::uint32_t evdev, std::uint32_t native, int symbol = 0)
+{
+    return {QEvent::KeyPress, symbol, Qt::MetaModifier, evdev + 8, native, 0};
+}
+
+constexpr std::uint32_t SPACE = 57;
+constexpr std::uint32_t KEYPAD_ENTER = 96;
+
+TEST(LayoutSwitch, OnSpaceIsNotSpace)
+{
+    // ISO_Lock, ISO_Next_Group, ISO_Last_Group_Lock, ISO_Level5_Lock, Mode_switch
+    for (const std::uint32_t native : {0xfe01U, 0xfe08U, 0xfe0fU, 0xfe13U, 0xff7eU}) {
+        EXPECT_TRUE(isLayoutSwitch(pressWithNative(SPACE, native))) << native;
+        EXPECT_EQ(keyCode(pressWithNative(SPACE, native)), std::nullopt) << native;
+    }
+}
+
+TEST(LayoutSwitch, OnKeypadEnterIsNotEnter)
+{
+    constexpr std::uint32_t ISO_LEVEL3_SHIFT = 0xfe03;
+    EXPECT_EQ(keyCode(pressWithNative(KEYPAD_ENTER, ISO_LEVEL3_SHIFT, Qt::Key_AltGr)),
+              std::nullopt);
+}
+
+TEST(LayoutSwitch, IsNoneWithAnotherSymbol)
+{
+    // Space, the codes beside those of the switches, ISO_Left_Tab, Num_Lock
+    for (const std::uint32_t native : {0x20U, 0xfe00U, 0xfe14U, 0xfe20U, 0xff7fU}) {
+        EXPECT_FALSE(isLayoutSwitch(pressWithNative(SPACE, native))) << native;
+        EXPECT_EQ(keyCode(pressWithNative(SPACE, native)), KeyCode::Space) << native;
+    }
+}
+#endif
+
 } // namespace
 } // namespace tavolin
