@@ -28,6 +28,14 @@ void installQuitKey(QObject &owner)
 
 namespace {
 
+/// French keyboards have an A at the place of Q, and Ctrl and A are for selecting all.
+bool isQ(const QKeyEvent &press)
+{
+    const int symbol = press.key();
+    const bool isLatinLetter = symbol >= Qt::Key_A && symbol <= Qt::Key_Z;
+    return isLatinLetter ? symbol == Qt::Key_Q : keyCode(press) == KeyCode::Q;
+}
+
 /// Sees every event before the widget it is for.
 class QuitKeyFilter : public QObject
 {
@@ -39,7 +47,7 @@ public:
         if (event->type() != QEvent::KeyPress)
             return false;
         const auto &press = *static_cast<QKeyEvent *>(event);
-        if (!(press.modifiers() & Qt::ControlModifier) || keyCode(press) != KeyCode::Q)
+        if (!(press.modifiers() & Qt::ControlModifier) || !isQ(press))
             return false;
         QCoreApplication::quit();
         return true;

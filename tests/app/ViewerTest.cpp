@@ -203,6 +203,24 @@ TEST_F(ViewerKeys, ControlAndThePhysicalQKeyQuitsUnderAThaiLayout)
     EXPECT_TRUE(endsTheApplication(
         [this] { send(test::pressAt(16, 12, THAI_MAI_YAMOK, Qt::ControlModifier)); }));
 }
+
+TEST_F(ViewerKeys, ControlAndTheKeyThatWritesQQuitsUnderAFrenchLayout)
+{
+    start({"--bench"});
+    EXPECT_TRUE(
+        endsTheApplication([this] { send(test::pressAt(30, 0, Qt::Key_Q, Qt::ControlModifier)); }));
+}
+
+TEST_F(ViewerKeys, ControlAndTheKeyThatWritesADoesNotQuitUnderAFrenchLayout)
+{
+    start({"--bench"});
+    EXPECT_FALSE(endsTheApplication([this] {
+        send(test::pressAt(16, 12, Qt::Key_A, Qt::ControlModifier));
+        test::serveWaitingEvents();
+        if (window->isVisible())
+            QCoreApplication::exit(1);
+    }));
+}
 #endif
 
 class PicturePlacement : public test::ViewerFixture
