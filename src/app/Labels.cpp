@@ -25,7 +25,7 @@ void Viewer::layoutLabels()
     const int height = m_shell.view->height();
     m_shell.infoLabel->setGeometry(20, 16, width - 40, 22);
     m_shell.detailLabel->setGeometry(20, 42, width - 40, 18);
-    // Above the crop bar while there is one.
+    // The crop bar would cover it in its usual place, and says nothing of work that goes on.
     const int bottom = m_crop.cropBar ? m_crop.cropBar->y() - 4 : height - 50;
     m_shell.statusLabel->setGeometry(0, bottom - 30, width, 30);
 }
