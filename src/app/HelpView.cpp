@@ -38,14 +38,6 @@ constexpr int LINE_SPACING = 7;
 
 constexpr QColor BACKGROUND{0, 0, 0, 217}; // 85 %
 
-QFont rowFont(const HelpRow &row)
-{
-    QFont font = interfaceFont(FONT_SIZE);
-    if (row.keys.isEmpty())
-        font.setWeight(QFont::Normal);
-    return font;
-}
-
 double lineHeight()
 {
     return QFontMetricsF(interfaceFont(FONT_SIZE)).height();
@@ -55,7 +47,7 @@ QSize textSize()
 {
     double width = 0;
     for (const HelpRow &row : ROWS) {
-        const QFontMetricsF metrics(rowFont(row));
+        const QFontMetricsF metrics(helpFont(row));
         width = std::max(width, TAB_STOP + metrics.horizontalAdvance(row.description.toString()));
     }
     const double height = lineHeight() * std::size(ROWS) + LINE_SPACING * (std::size(ROWS) - 1.0);
@@ -67,6 +59,14 @@ QSize textSize()
 std::span<const HelpRow> helpRows()
 {
     return ROWS;
+}
+
+QFont helpFont(const HelpRow &row)
+{
+    QFont font = interfaceFont(FONT_SIZE);
+    if (row.keys.isEmpty())
+        font.setWeight(QFont::Normal);
+    return font;
 }
 
 QString helpText()
@@ -103,7 +103,7 @@ void HelpView::paintEvent(QPaintEvent *)
     painter.setPen(Qt::white);
     double baseline = MARGIN + QFontMetricsF(interfaceFont(FONT_SIZE)).ascent();
     for (const HelpRow &row : ROWS) {
-        painter.setFont(rowFont(row));
+        painter.setFont(helpFont(row));
         painter.drawText(QPointF(MARGIN, baseline), row.keys.toString());
         painter.drawText(QPointF(MARGIN + TAB_STOP, baseline), row.description.toString());
         baseline += lineHeight() + LINE_SPACING;

@@ -1,6 +1,7 @@
 #pragma once
 // The help page: a translucent panel that lists every command.
 
+#include <QFont>
 #include <QString>
 #include <QStringView>
 #include <QWidget>
@@ -18,6 +19,10 @@ struct HelpRow
 
 /// All lines, from top to bottom.
 [[nodiscard]] std::span<const HelpRow> helpRows();
+
+/// What @p row is written in: regular where it explains the line above, medium elsewhere. The two
+/// look alike where the family has no medium cut.
+[[nodiscard]] QFont helpFont(const HelpRow &row);
 
 /// All lines as one text, with a tab between the two parts of each.
 [[nodiscard]] QString helpText();

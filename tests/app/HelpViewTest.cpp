@@ -100,6 +100,14 @@ TEST(HelpRows, SayWhatTheKeysDo)
     EXPECT_EQ(rows, expected);
 }
 
+TEST(HelpRows, OnlyTheSixthIsNotMedium)
+{
+    std::vector<int> weights;
+    for (const HelpRow &row : helpRows())
+        weights.push_back(helpFont(row).weight());
+    EXPECT_EQ(weights, (std::vector<int>{500, 500, 500, 500, 500, 400, 500, 500, 500, 500, 500}));
+}
+
 TEST_F(HelpViewTest, ShowsItselfInTheMiddle)
 {
     EXPECT_TRUE(help->isVisible());
