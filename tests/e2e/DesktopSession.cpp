@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include <poll.h>
@@ -22,6 +23,8 @@ struct DesktopSession::State
     bool isOver = false;
 
     static void close(SmsConn program);
+    /// Closes the connection of a program that has ended without a farewell.
+    void lost(IceConn connection);
 
     static State &of(SmPointer data) { return *static_cast<State *>(data); }
 
@@ -111,6 +114,14 @@ void DesktopSession::State::close(SmsConn program)
     IceCloseConnection(connection);
 }
 
+void DesktopSession::State::lost(IceConn connection)
+{
+    if (member && SmsGetIceConnection(member) == connection)
+        close(std::exchange(member, nullptr));
+    else
+        IceCloseConnection(connection);
+}
+
 void DesktopSession::State::setsProperties(SmsConn, SmPointer, int count, SmProp **properties)
 {
     for (int i = 0; i < count; ++i)
@@ -188,7 +199,7 @@ void DesktopSession::serve()
             if (status == IceProcessMessagesSuccess)
                 continue;
             if (status == IceProcessMessagesIOError)
-                IceCloseConnection(connection);
+                m_state->lost(connection);
             return true;
         }
         return false;

@@ -262,6 +262,19 @@ TEST_F(SessionEndTest, GoesOnOnceTheEditsAreSaved)
     EXPECT_EQ(savedSize(), QSize(960, 640));
 }
 
+TEST_F(SessionEndTest, GoesOnOnceTheEditsAreGivenUp)
+{
+    ASSERT_TRUE(crop());
+    m_session.logOut();
+    ASSERT_TRUE(waitForQuestion());
+    tap(KEY_TAB); // from the first button to the second
+    tap(KEY_SPACE);
+    EXPECT_TRUE(waitFor([this] { return !m_viewer->isRunning(); }));
+    EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_FALSE(m_session.isCancelled());
+    EXPECT_FALSE(fs::exists(pathOf("Edit")));
+}
+
 } // namespace
 
 } // namespace tavolin
