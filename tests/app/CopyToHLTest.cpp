@@ -51,6 +51,17 @@ TEST_F(CopyToHL, PickIsOfThePictureOnScreenNotOfTheTarget)
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
 }
 
+TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
+{
+    const auto second = makePictures("second", 100, 102);
+    ASSERT_TRUE(startOnPictures(3));
+    decoder.closeGate();
+    viewer->openPath(second / "101.jpg");
+    press(Qt::Key_A);
+    EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
+    EXPECT_FALSE(std::filesystem::exists(picks()));
+}
+
 TEST_F(CopyToHL, PickLeavesThePositionAndTheSource)
 {
     ASSERT_TRUE(startOnPictures(3, 1));

@@ -113,11 +113,15 @@ TEST_F(ViewerKeys, FTogglesFullScreen)
     EXPECT_TRUE(waitFor([this] { return window->isFullScreen(); }));
 }
 
-TEST_F(ViewerKeys, ShiftDoesNotChangeTheStep)
+TEST_F(ViewerKeys, ShiftAltAndMetaDoNotChangeTheStep)
 {
     ASSERT_TRUE(startOnPictures(5));
     press(Qt::Key_Right, Qt::ShiftModifier);
     EXPECT_EQ(infoText(), "2/5 | 001.jpg   [H=วิธีใช้]");
+    press(Qt::Key_Right, Qt::AltModifier);
+    EXPECT_EQ(infoText(), "3/5 | 002.jpg   [H=วิธีใช้]");
+    press(Qt::Key_Right, Qt::MetaModifier); // the Control key of macOS
+    EXPECT_EQ(infoText(), "4/5 | 003.jpg   [H=วิธีใช้]");
 }
 
 TEST_F(ViewerKeys, RepeatedPressIsAStepToo)
