@@ -52,8 +52,10 @@ void TextLabel::paintEvent(QPaintEvent *)
 {
     if (m_text.isEmpty())
         return;
+    // A message says at its beginning what failed and at its end why.
+    const QString shown = fontMetrics().elidedText(m_text, Qt::ElideMiddle, width());
     QPainter painter(this);
-    drawLine(painter, rect(), m_alignment, m_text, m_color);
+    drawLine(painter, rect(), m_alignment, shown, m_color);
 }
 
 QFont interfaceFont(int sizePx)

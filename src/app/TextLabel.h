@@ -10,9 +10,9 @@ namespace tavolin {
 /// The colour of all label text: a bright cyan, seen over any picture.
 inline constexpr QColor NEON{0, 212, 255};
 
-/// Draws its text on one line, plain (no markup, no line breaks), with a small black shadow that
-/// keeps it readable over bright pictures. Takes no mouse events. Assistive tools know it as a text
-/// and hear of each change.
+/// Draws its text on one line, plain (no markup, no line breaks), without its middle where it is
+/// too long, and with a small black shadow that keeps it readable over bright pictures. Takes no
+/// mouse events. Assistive tools know it as a text and hear of each change.
 class TextLabel : public QWidget
 {
     Q_OBJECT

@@ -135,6 +135,17 @@ TEST_F(Labels, StatusIsInTheMiddleAndTheOthersAreOnTheLeft)
     EXPECT_LE(info.x(), 2);
 }
 
+TEST_F(Labels, MessageWiderThanTheViewKeepsBothEnds)
+{
+    start({"--bench"});
+    ASSERT_TRUE(resizeTo({640, 480}));
+    viewer->showStatus(u'H' + QString(400, u'.') + u'H', false);
+    // The upper half of the line, where there are no dots.
+    const QRect letters = boundsOf(grabView().copy({statusLabel->pos(), QSize(640, 15)}), isText);
+    EXPECT_LT(letters.x(), 20);
+    EXPECT_GT(letters.x() + letters.width(), 620);
+}
+
 TEST_F(Labels, InfoLineCountsUpWithEveryStepThoughPicturesLag)
 {
     ASSERT_TRUE(startOnPictures(12));
