@@ -15,7 +15,6 @@
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QPointer>
-#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -532,16 +531,6 @@ TEST_F(CropMode, ControlAndZIsConsumedAndChangesNothing)
     EXPECT_EQ(statusText(), "");
     press(Qt::Key_Escape);
     EXPECT_EQ(shownSize(), QSize(200, 300));
-}
-
-TEST_F(CropMode, WheelIsIgnored)
-{
-    ASSERT_TRUE(openPictures());
-    press(Qt::Key_X);
-    QWheelEvent notch({400, 300}, view->mapToGlobal(QPointF(400, 300)), {}, {0, -120}, Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
-    QCoreApplication::sendEvent(view, &notch);
-    EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
 }
 
 TEST_F(CropMode, MouseDoesNotZoom)

@@ -212,6 +212,16 @@ TEST_F(ScrollNavigationBlocked, WhileTheHelpPageIsShown)
     expectIgnoredBetween([this] { press(Qt::Key_H); }, [this] { press(Qt::Key_H); });
 }
 
+TEST_F(ScrollNavigationBlocked, WhileCropping)
+{
+    expectIgnoredBetween(
+        [this] {
+            press(Qt::Key_X);
+            ASSERT_NE(viewer->imageAreaRect(), QRectF(view->rect()));
+        },
+        [this] { press(Qt::Key_Escape); });
+}
+
 TEST_F(ScrollNavigationBlocked, WhileTheLoupeIsHeld)
 {
     expectIgnoredBetween(
