@@ -69,6 +69,17 @@ TEST_F(PhotoInfoLine, SaysAllOfAPhotoAfterThePause)
     EXPECT_EQ(detailText(), FIRST_LINE);
 }
 
+TEST_F(PhotoInfoLine, PauseBeginsAnewWithTheNextPicture)
+{
+    ASSERT_TRUE(startOnPhoto());
+    QTimer *pause = pauses.held(test::INFO_PAUSE);
+    ASSERT_NE(pause, nullptr);
+    pause->setInterval(std::chrono::hours(1)); // for as long as it goes on
+    viewer->jumpTo(3);
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(pause->intervalAsDuration(), test::INFO_PAUSE);
+}
+
 TEST_F(PhotoInfoLine, SaysTheSizeOfATurnedPhotoAsItIsSeen)
 {
     ASSERT_TRUE(startOnPhoto());

@@ -141,6 +141,17 @@ TEST_F(Prefetch, TwoPicturesSoonAfterEachOtherMakeOnePassForTheSecond)
     EXPECT_EQ(allStarted(), (Numbers{5, 12, 13, 11, 14, 10}));
 }
 
+TEST_F(Prefetch, PauseBeginsAnewWithTheNextPicture)
+{
+    ASSERT_TRUE(startSmall(20, 5));
+    QTimer *pause = pauses.held(test::PREFETCH_PAUSE);
+    ASSERT_NE(pause, nullptr);
+    pause->setInterval(std::chrono::hours(1)); // for as long as it goes on
+    viewer->jumpTo(12);
+    ASSERT_TRUE(waitForLoads(2));
+    EXPECT_EQ(pause->intervalAsDuration(), test::PREFETCH_PAUSE);
+}
+
 TEST_F(Prefetch, CachedPictureIsNotDecodedAgain)
 {
     ASSERT_TRUE(startSmall(10, 5));

@@ -9,7 +9,6 @@
 #include <QPixmap>
 
 #include <cstdio>
-#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -64,17 +63,27 @@ bool HeldPauses::end(std::chrono::milliseconds length)
     return waitFor([this] { return m_ending.count() == 0; });
 }
 
+QTimer *HeldPauses::held(std::chrono::milliseconds length)
+{
+    m_held.clear();
+    return waitFor([&] { return m_held.contains(length); }) ? m_held[length] : nullptr;
+}
+
 bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
 {
     // An event that a worker has posted is not to be read here: see Mailbox.
-    const auto *timer = qobject_cast<QTimer *>(watched);
+    auto *timer = qobject_cast<QTimer *>(watched);
     if (!timer || event->type() != QEvent::Timer)
         return false;
     const auto length = timer->intervalAsDuration();
     if (length != PREFETCH_PAUSE && length != INFO_PAUSE)
         return false;
-    // A timer that doesn't see its event goes on, and comes again.
-    return length != std::exchange(m_ending, length == m_ending ? 0ms : m_ending);
+    if (length == m_ending) {
+        m_ending = 0ms;
+        return false;
+    }
+    m_held[length] = timer; // which doesn't see its event, so it goes on, and comes again
+    return true;
 }
 
 ViewerFixture::ViewerFixture()

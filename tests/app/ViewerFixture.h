@@ -19,6 +19,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -89,10 +90,14 @@ public:
     /// Lets the pause of @p length end, once it has lasted that long. False when there is none.
     [[nodiscard]] bool end(std::chrono::milliseconds length);
 
+    /// What runs the pause of @p length, once it has lasted that long; null when there is none.
+    [[nodiscard]] QTimer *held(std::chrono::milliseconds length);
+
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     std::chrono::milliseconds m_ending{}; // the pause that may end; 0: none
+    std::map<std::chrono::milliseconds, QTimer *> m_held;
 };
 
 class ViewerFixture : public testing::Test
