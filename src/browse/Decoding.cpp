@@ -9,8 +9,12 @@ namespace tavolin {
 
 namespace {
 
-/// Longer than any picture's side: no limit.
+/// The longest side of a full picture, in pixels: no limit but to a stitched panorama that is still
+/// longer, which comes out reduced.
 constexpr int FULL_SIZE = 100000;
+
+/// Device pixels a view point.
+constexpr double SCALE_OF_A_SHARP_SCREEN = 2;
 
 } // namespace
 
@@ -36,9 +40,10 @@ std::optional<QSize> readPixelSize(const std::filesystem::path &url)
     return file ? readUprightSize(*file, thumbnailRuleFor(url)) : std::nullopt;
 }
 
-int displayLimit(QSize frame, double scale)
+int displayLimit(QSize frame, std::optional<double> scale)
 {
-    const double side = scale * std::max(frame.width(), frame.height());
+    const double side =
+        scale.value_or(SCALE_OF_A_SHARP_SCREEN) * std::max(frame.width(), frame.height());
     return static_cast<int>(std::min<double>(side, MAX_DISPLAY_PIXELS));
 }
 

@@ -34,7 +34,8 @@ inline constexpr int MAX_DISPLAY_PIXELS = 2560;
 [[nodiscard]] std::optional<QSize> readPixelSize(const std::filesystem::path &url);
 
 /// The longest side, in pixels, that a picture needs in a window of @p frame view points (title bar
-/// included) at @p scale device pixels a point; at most MAX_DISPLAY_PIXELS.
-[[nodiscard]] int displayLimit(QSize frame, double scale);
+/// included) at @p scale device pixels a point; at most MAX_DISPLAY_PIXELS. Without a scale, as of
+/// a window that is on no screen, it is enough for a screen with two.
+[[nodiscard]] int displayLimit(QSize frame, std::optional<double> scale);
 
 } // namespace tavolin

@@ -145,7 +145,9 @@ DisplayTarget Viewer::displayTarget() const
 
 int Viewer::maxPixel() const
 {
-    return displayLimit(m_shell.window->frameGeometry().size(), m_shell.view->devicePixelRatio());
+    const auto scale =
+        m_shell.window->screen() ? std::optional(m_shell.view->devicePixelRatio()) : std::nullopt;
+    return displayLimit(m_shell.window->frameGeometry().size(), scale);
 }
 
 } // namespace tavolin

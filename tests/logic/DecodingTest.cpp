@@ -1,6 +1,7 @@
 #include "browse/Decoding.h"
 
 #include "imaging/FileBytes.h"
+#include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Dng.h"
@@ -104,7 +105,7 @@ struct LimitCase
 {
     const char *name;
     QSize frame;
-    double scale;
+    std::optional<double> scale;
     int expected;
 };
 
@@ -128,6 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Screens, DisplayLimit,
                                          LimitCase{"fractionIsCutOff", {801, 600}, 1.25, 1001},
                                          LimitCase{"justBelowTheCap", {2559, 100}, 1.0, 2559},
                                          LimitCase{"atTheCap", {1280, 800}, 2.0, 2560},
+                                         LimitCase{"noScreen", {800, 600}, std::nullopt, 1600},
                                          LimitCase{"noWindow", {0, 0}, 2.0, 0}),
                          [](const auto &test) { return test.param.name; });
 
@@ -243,6 +245,13 @@ TEST(LoadFullImage, KeepsTheFullSize)
     const TemporaryFolder folder;
     const auto file = folder.write("a.jpg", pictures::encodeJpeg(solid({3000, 20}, GREEN)));
     EXPECT_EQ(loadFullImage(file).size(), QSize(3000, 20));
+}
+
+TEST(LoadFullImage, SideOfMoreThan100000PixelsIsReduced)
+{
+    const TemporaryFolder folder;
+    const auto file = folder.write("a.png", test::pngFile(solid({120'000, 6}, GREEN)));
+    EXPECT_EQ(loadFullImage(file).size(), QSize(100'000, 5));
 }
 
 TEST(LoadFullImage, OfARawFileIsItsPreview)
