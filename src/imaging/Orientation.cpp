@@ -53,6 +53,8 @@ Walk walkUpright(const Image &image, Orientation orientation)
 
 Orientation orientationFromExif(std::uint32_t value)
 {
+    // No turn is defined for more than 8: decoders leave such a picture as it is stored, and its
+    // sides must not change places then.
     return value >= 1 && value <= 8 ? static_cast<Orientation>(value) : Orientation::Upright;
 }
 
