@@ -429,6 +429,21 @@ TEST_F(Loupe, SizeThatTheInformationLineHasReadIsNotReadAgain)
     EXPECT_EQ(frame(), QRectF(-300, -200, 1200, 800));
 }
 
+TEST_F(Loupe, SizeThatTheInformationLineCanNotReadIsForgotten)
+{
+    ASSERT_TRUE(startOnMap());
+    pressAt(CENTRE);
+    EXPECT_EQ(frame(), QRectF(-300, -200, 1200, 800));
+    releaseAt(CENTRE);
+    ASSERT_TRUE(waitForLoads(2)); // what the loupe has asked for
+    std::filesystem::remove(folder / "pictures/000.jpg");
+    ASSERT_TRUE(pauses.end(test::INFO_PAUSE));
+    ASSERT_TRUE(waitForLoads(3));
+    pressAt(CENTRE);
+    EXPECT_TRUE(isFitted(0));
+    EXPECT_EQ(statusText(), "");
+}
+
 TEST_F(Loupe, SizeOfThePreviousPictureIsForgotten)
 {
     ASSERT_TRUE(startOnMap());
