@@ -4,6 +4,10 @@
 #include <string>
 #include <utility>
 
+#ifdef Q_OS_LINUX
+#include <sched.h>
+#endif
+
 namespace tavolin::test {
 
 namespace {
@@ -105,12 +109,21 @@ DisplayTarget FakeDecoder::lastTarget() const
     return m_lastTarget;
 }
 
+int FakeDecoder::lastPolicy() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_lastPolicy;
+}
+
 DisplayPicture FakeDecoder::decode(int number, const DisplayTarget &target,
                                    const std::stop_token &stop)
 {
     std::unique_lock lock(m_mutex);
     m_started.push_back(number);
     m_lastTarget = target;
+#ifdef Q_OS_LINUX
+    m_lastPolicy = sched_getscheduler(0); // of the calling thread
+#endif
     m_changed.wait(lock, stop, [this, number] {
         return !m_held.contains(number) && (!m_isGateClosed || m_permits > 0);
     });

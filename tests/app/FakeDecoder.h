@@ -45,6 +45,8 @@ public:
     [[nodiscard]] int finishedCount() const;
     /// What the newest decode was asked for.
     [[nodiscard]] DisplayTarget lastTarget() const;
+    /// The scheduling policy (sched.h) of the thread that it began on; -1 but on Linux.
+    [[nodiscard]] int lastPolicy() const;
 
 private:
     DisplayPicture decode(int number, const DisplayTarget &target, const std::stop_token &stop);
@@ -59,6 +61,7 @@ private:
     std::vector<int> m_started;
     int m_finishedCount = 0;
     DisplayTarget m_lastTarget;
+    int m_lastPolicy = -1;
 };
 
 /// The number whose picture has the colour @p pixel; none for any other colour.

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <vector>
 
+#ifdef Q_OS_LINUX
+#include <sched.h>
+#endif
+
 namespace tavolin {
 namespace {
 
@@ -109,6 +113,16 @@ TEST_F(Prefetch, DecodesForTheScreenAsItIs)
     EXPECT_EQ(target.scale, 1.0);
     EXPECT_EQ(target.maxPixel, viewer->maxPixel());
 }
+
+#ifdef Q_OS_LINUX
+TEST_F(Prefetch, GivesWayToEverybodyAndTheLoadDoesNot)
+{
+    ASSERT_TRUE(startSmall(2));
+    EXPECT_EQ(decoder.lastPolicy(), sched_getscheduler(0));
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_EQ(decoder.lastPolicy(), SCHED_IDLE);
+}
+#endif
 
 TEST_F(Prefetch, NextPicturesAreShownAtOnceWithoutAnotherDecode)
 {
