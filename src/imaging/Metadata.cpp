@@ -1,6 +1,7 @@
 #include "imaging/Metadata.h"
 
 #include "imaging/codecs/Exiv2Access.h"
+#include "imaging/codecs/HeifCodec.h"
 #include "imaging/FieldReader.h"
 #include "imaging/FileType.h"
 #include "imaging/TiffReader.h"
@@ -198,22 +199,34 @@ PhotoMetadata readWithExiv2(const SourceFile &file)
     return result;
 }
 
+/// Empty when @p file is no TIFF stream.
+std::optional<PhotoMetadata> readStream(const SourceFile &file)
+{
+    FieldReader fields(file);
+    std::optional<TiffReader> tiff = TiffReader::open(fields, 0, file.size());
+    return tiff ? std::optional(metadataFrom(StreamTags(fields, *tiff))) : std::nullopt;
+}
+
 /// All but the pixel size. Exiv2 would want a TIFF or raw file in memory as a whole, which can be
 /// hundreds of megabytes, so these are read here.
 PhotoMetadata readTags(const SourceFile &file)
 {
-    if (sniffFileType(file) == FileType::Unknown)
+    const FileType type = sniffFileType(file);
+    if (type == FileType::Unknown)
         return {};
     const std::optional<SourceFile> jpeg = embeddedJpeg(file);
-    FieldReader fields(file);
-    std::optional<TiffReader> tiff = TiffReader::open(fields, 0, file.size());
-    if (!tiff)
-        return readWithExiv2(jpeg ? *jpeg : file);
-    PhotoMetadata result = metadataFrom(StreamTags(fields, *tiff));
-    // What Panasonic's own directories leave out is in the JPEG.
-    if (jpeg)
-        addMissing(result, readWithExiv2(*jpeg));
-    return result;
+    if (auto result = readStream(file)) {
+        // What Panasonic's own directories leave out is in the JPEG.
+        if (jpeg)
+            addMissing(*result, readWithExiv2(*jpeg));
+        return *result;
+    }
+    const PhotoMetadata result = readWithExiv2(jpeg ? *jpeg : file);
+    if (type != FileType::Heif || result != PhotoMetadata{})
+        return result;
+    // Exiv2 finds nothing in some HEIF files, as in those with an empty profile.
+    return readStream(SourceFile::fromBytes(readHeifMetadata(file).exif, file.stopToken()))
+        .value_or(PhotoMetadata{});
 }
 
 } // namespace

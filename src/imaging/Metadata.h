@@ -35,7 +35,8 @@ struct PhotoMetadata
 
 /// The metadata of the picture in @p file, whose size is asked for under @p rule. Only the EXIF
 /// tags count, not XMP or what a maker notes. Reads at most some tens of megabytes, whatever a file
-/// claims. Empty when the file is no picture: it has neither a size nor any of these tags.
+/// claims, and of a HEIF at most what a decode does. Empty when the file is no picture: it has
+/// neither a size nor any of these tags.
 [[nodiscard]] std::optional<PhotoMetadata> readMetadata(const SourceFile &file, ThumbnailRule rule);
 
 } // namespace tavolin

@@ -1,6 +1,8 @@
 #include "imaging/Metadata.h"
 
 #include "FileBytes.h"
+#include "HeicFile.h"
+#include "imaging/codecs/Exiv2Access.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
@@ -19,6 +21,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include <exiv2/exiv2.hpp>
 
 using namespace Qt::StringLiterals;
 
@@ -200,6 +204,20 @@ INSTANTIATE_TEST_SUITE_P(Formats, MetadataOf,
 TEST(Metadata, OfHeifIsWhole)
 {
     expectFacts(facts(heifOf(pictures::exifBlock(1))), generatedFacts({6, 4}));
+}
+
+TEST(Metadata, OfHeicIsWholeThoughExiv2FindsNothing)
+{
+    if (!test::canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray profile(8, '\0'); // far too short to be one
+    const QByteArray file = test::encodeHeic(
+        pictures::fourQuarters({64, 48}), {.iccProfile = profile, .exif = pictures::exifBlock(1)});
+    bool isFound = false;
+    withMetadata(fileOf(file),
+                 [&isFound](const Exiv2::Image &image) { isFound = !image.exifData().empty(); });
+    ASSERT_FALSE(isFound);
+    expectFacts(facts(file), generatedFacts({64, 48}));
 }
 
 TEST(Metadata, OfCr3ComesFromItsTwoStreams)
