@@ -27,7 +27,7 @@ bool isModifier(const QKeyEvent &event)
 ViewerView::ViewerView(Viewer &controller) : m_controller(&controller)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFocusPolicy(Qt::StrongFocus);
+    setFocusPolicy(Qt::TabFocus); // a click must not take the keyboard from the search field
     setAccessibleName(u"รูป"_s);
 }
 

@@ -231,6 +231,14 @@ TEST_F(FilenameJump, JIsALetterWhileTheFieldIsOpen)
     EXPECT_EQ(field()->text().toStdString(), "j");
 }
 
+TEST_F(FilenameJump, ClickOnThePictureLeavesItTheKeyboard)
+{
+    ASSERT_TRUE(startOnNumbers(3));
+    click(Qt::Key_J);
+    QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {}, {400, 300});
+    EXPECT_TRUE(field()->hasFocus());
+}
+
 TEST_F(FilenameJump, OpeningItTwiceLeavesTheTextAsItIs)
 {
     ASSERT_TRUE(startOnNumbers(3));
