@@ -8,6 +8,7 @@
 #include "pictures/Writing.h"
 #include "TestPictures.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 
 #include <filesystem>
@@ -132,6 +133,32 @@ QImage flat(QSize size, QRgb color)
     QImage image(size, QImage::Format_RGB32);
     image.fill(color);
     return image;
+}
+
+TEST(Thumbnail, FileThatIsCutWhileItIsOpenDoesNoHarm)
+{
+    const QTemporaryDir folder;
+    for (const std::string extension : {".jpg", ".png", ".tif", ".webp", ".bmp", ".dng", ".heic"}) {
+        const QByteArray bytes = extension == ".heic"
+                                     ? encodeHeic(fourQuarters({256, 192}))
+                                     : encodePicture(fourQuarters({256, 192}), {}, extension);
+        const std::filesystem::path path =
+            folder.filePath(QString::fromStdString("cut" + extension)).toStdString();
+        if (bytes.isEmpty())
+            continue; // this libheif has no encoder
+        for (const qsizetype left : {bytes.size() - 1, bytes.size() / 2, qsizetype{20}}) {
+            QFile writer(QString::fromStdString(path));
+            ASSERT_TRUE(writer.open(QIODevice::WriteOnly));
+            writer.write(bytes);
+            writer.close();
+            const auto file = SourceFile::open(path);
+            ASSERT_TRUE(file);
+            ASSERT_TRUE(writer.resize(left));
+            const Image image = createThumbnail(*file, NO_LIMIT, IF_ABSENT);
+            EXPECT_TRUE(image.isNull() || image.size() == QSize(256, 192)) << extension << left;
+            (void)readUprightSize(*file, IF_ABSENT);
+        }
+    }
 }
 
 TEST(Thumbnail, RuleDecidesBetweenPreviewAndRawData)

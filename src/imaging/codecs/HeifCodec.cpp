@@ -41,40 +41,6 @@ struct FreeNclx
     void operator()(heif_color_profile_nclx *nclx) const { heif_nclx_color_profile_free(nclx); }
 };
 
-/// A SourceFile with the position that libheif wants.
-struct Cursor
-{
-    const SourceFile &file;
-    std::int64_t position = 0;
-};
-
-Cursor &cursor(void *user)
-{
-    return *static_cast<Cursor *>(user);
-}
-
-constexpr heif_reader READER{
-    .reader_api_version = 1,
-    .get_position = [](void *user) { return cursor(user).position; },
-    .read =
-        [](void *data, std::size_t size, void *user) {
-            const auto out = std::span(static_cast<std::byte *>(data), size);
-            const std::size_t count = cursor(user).file.readAt(cursor(user).position, out);
-            cursor(user).position += static_cast<std::int64_t>(count);
-            return count == size ? 0 : 1;
-        },
-    .seek =
-        [](std::int64_t position, void *user) {
-            cursor(user).position = position;
-            return position >= 0 && position <= cursor(user).file.size() ? 0 : 1;
-        },
-    .wait_for_file_size =
-        [](std::int64_t size, void *user) {
-            return size <= cursor(user).file.size() ? heif_reader_grow_status_size_reached
-                                                    : heif_reader_grow_status_size_beyond_eof;
-        },
-};
-
 bool isGood(const heif_error &error)
 {
     return error.code == heif_error_Ok;
@@ -110,11 +76,18 @@ void toPixels(const std::uint8_t *row, int width, bool hasAlpha, Pixel *out)
 class OpenFile
 {
 public:
-    explicit OpenFile(const SourceFile &file) : m_cursor{file}, m_context(heif_context_alloc())
+    explicit OpenFile(const SourceFile &file) : m_context(heif_context_alloc())
     {
+        // Whole: once libheif knows how large a file is, a read that gives less ends the program.
+        // It would in a file that is cut meanwhile, and after a stop request.
+        if (!m_context || file.size() > MAX_WHOLE_FILE_BYTES)
+            return;
+        m_contents = file.bytesAt(0, file.size());
         heif_image_handle *primary = nullptr;
-        if (m_context &&
-            isGood(heif_context_read_from_reader(m_context.get(), &READER, &m_cursor, nullptr)) &&
+        if (m_contents.size() == file.size() &&
+            isGood(heif_context_read_from_memory_without_copy(
+                m_context.get(), m_contents.constData(),
+                static_cast<std::size_t>(m_contents.size()), nullptr)) &&
             isGood(heif_context_get_primary_image_handle(m_context.get(), &primary)))
             m_primary.reset(primary);
     }
@@ -124,7 +97,7 @@ public:
     [[nodiscard]] heif_image_handle *primary() const { return m_primary.get(); }
 
 private:
-    Cursor m_cursor;
+    QByteArray m_contents; // outlives what is below
     std::unique_ptr<heif_context, FreeContext> m_context;
     std::unique_ptr<heif_image_handle, FreeHandle> m_primary;
 };
