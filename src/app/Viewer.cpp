@@ -75,9 +75,11 @@ void Viewer::activate()
 {
     m_shell.window->setWindowState(m_shell.window->windowState() & ~Qt::WindowMinimized);
     m_shell.window->raise();
-    // Under the window, a dialog would keep the keys from it without being seen.
+    // Under the window, a dialog would keep the keys from it without being seen. The desktop's own
+    // folder dialog is not Qt's to raise.
     QWidget *dialog = QApplication::activeModalWidget();
-    QWidget *front = dialog ? dialog : m_shell.window.get();
+    const bool isOurs = dialog && !dialog->testAttribute(Qt::WA_DontShowOnScreen);
+    QWidget *front = isOurs ? dialog : m_shell.window.get();
     front->raise();
     front->activateWindow();
 }

@@ -79,7 +79,7 @@ public:
     /// don't count. Before the start it is kept until then. The one function that may be called
     /// earlier.
     void applicationOpen(const std::vector<std::filesystem::path> &urls);
-    /// Brings the window to the front, as far as the desktop allows.
+    /// Brings the window, and a dialog over it, to the front, as far as the desktop allows.
     void activate();
     /// What the view paints.
     [[nodiscard]] const ImageLayer &imageLayer() const { return m_shell.imageLayer; }
@@ -89,7 +89,7 @@ public:
     // Labels: app/Labels.cpp
     /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
     void showStatus(const QString &text, bool autoClear);
-    /// Whether what the status line says is going to be cleared by itself.
+    /// Whether a message is going to be cleared by itself.
     [[nodiscard]] bool isStatusTemporary() const { return m_shell.statusTimer.isActive(); }
     /// Shows @p text on the info line.
     void showInfo(const QString &text);
