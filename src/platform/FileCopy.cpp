@@ -34,7 +34,7 @@ namespace {
 
 /// Begins the name of a copy that is being written; the number of the process, a dash and another
 /// number follow. Different where that process can't be asked for: on other machines and in other
-/// containers, which may share the folder. A restart of the machine changes it in containers only.
+/// containers, which may share the folder. In a container it changes with every start.
 std::string unfinishedPrefix()
 {
     std::error_code none;
