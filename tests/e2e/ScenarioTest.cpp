@@ -167,31 +167,6 @@ protected:
         });
     }
 
-    /// Types on an American keyboard.
-    void type(QStringView text)
-    {
-        struct Row
-        {
-            int firstKey;
-            QStringView plain;
-            QStringView shifted;
-        };
-        static constexpr Row ROWS[] = {
-            {KEY_1, u"1234567890-=", u"!@#$%^&*()_+"},
-            {KEY_Q, u"qwertyuiop", u"QWERTYUIOP"},
-            {KEY_A, u"asdfghjkl;", u"ASDFGHJKL:"},
-            {KEY_Z, u"zxcvbnm,./", u"ZXCVBNM<>?"},
-        };
-        for (const QChar letter : text) {
-            for (const Row &row : ROWS) {
-                if (const auto at = row.plain.indexOf(letter); at >= 0)
-                    tap(row.firstKey + static_cast<int>(at));
-                if (const auto at = row.shifted.indexOf(letter); at >= 0)
-                    m_client->tapKey(row.firstKey + static_cast<int>(at), {KEY_LEFTSHIFT});
-            }
-        }
-    }
-
     /// Opens a folder of @p count pictures and waits for the first, and until it is told of.
     [[nodiscard]] testing::AssertionResult openPictures(int count)
     {
@@ -301,7 +276,7 @@ TEST_F(Scenario, FolderIsChosenInTheDialogAndSteppedThrough)
     tap(KEY_O);
     ASSERT_TRUE(waitFor(Role::Button, u"เปิด"_s));
     ASSERT_TRUE(waitUntil([&] { return m_client->windows().back().hasKeyboard; }));
-    type(m_folder.path());
+    m_client->type(m_folder.path());
     ASSERT_TRUE(waitForField(u"Directory:"_s, m_folder.path()));
     tap(KEY_ENTER);
     ASSERT_TRUE(waitForInfo(u"1/3 | IMG_1001.jpg   [H=วิธีใช้]"_s));
@@ -365,7 +340,7 @@ TEST_F(Scenario, JumpFindsANameWhileItIsTyped)
     ASSERT_TRUE(openPictures(12));
     tap(KEY_J);
     ASSERT_TRUE(waitForField(field, {}));
-    type(u"007");
+    m_client->type(u"007");
     EXPECT_TRUE(waitForField(field, u"007"_s));
     EXPECT_TRUE(waitForInfo(u"7/12 | IMG_1007.jpg   [H=วิธีใช้]"_s));
     EXPECT_TRUE(waitForPicture(7));
@@ -517,14 +492,14 @@ TEST_F(Scenario, RatioOfOnesOwnIsTypedAndAWrongOneRefused)
     ASSERT_TRUE(waitFor(Role::Dialog, dialog));
     EXPECT_TRUE(find(Role::Label, u"Enter as width:height, e.g. 16:10"_s));
     ASSERT_TRUE(waitForField(dialog, u"16:10"_s)); // all of it selected
-    type(u"2:1");
+    m_client->type(u"2:1");
     ASSERT_TRUE(waitForField(dialog, u"2:1"_s));
     ASSERT_TRUE(clickOn(Role::Button, u"OK"_s));
     EXPECT_TRUE(waitForRatio(u"Custom…"_s));
 
     tap(KEY_6);
     ASSERT_TRUE(waitForField(dialog, u"16:10"_s));
-    type(u"wide");
+    m_client->type(u"wide");
     tap(KEY_ENTER);
     EXPECT_TRUE(waitForStatus(u"❌ Invalid format (example: 16:10)"_s));
     EXPECT_TRUE(waitForRatio(u"Custom…"_s));

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include <linux/input-event-codes.h>
+
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
 #include <X11/Xatom.h>
@@ -71,6 +73,30 @@ void XClient::tapKey(int evdevCode, std::initializer_list<int> heldKeys)
     releaseKey(evdevCode);
     for (const int key : heldKeys)
         releaseKey(key);
+}
+
+void XClient::type(QStringView text)
+{
+    struct Row
+    {
+        int firstKey;
+        QStringView plain;
+        QStringView shifted;
+    };
+    static constexpr Row ROWS[] = {
+        {KEY_1, u"1234567890-=", u"!@#$%^&*()_+"},
+        {KEY_Q, u"qwertyuiop", u"QWERTYUIOP"},
+        {KEY_A, u"asdfghjkl;", u"ASDFGHJKL:"},
+        {KEY_Z, u"zxcvbnm,./", u"ZXCVBNM<>?"},
+    };
+    for (const QChar letter : text) {
+        for (const Row &row : ROWS) {
+            if (const auto at = row.plain.indexOf(letter); at >= 0)
+                tapKey(row.firstKey + static_cast<int>(at));
+            if (const auto at = row.shifted.indexOf(letter); at >= 0)
+                tapKey(row.firstKey + static_cast<int>(at), {KEY_LEFTSHIFT});
+        }
+    }
 }
 
 void XClient::lockGroup(int group)

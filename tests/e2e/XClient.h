@@ -7,6 +7,7 @@
 #include <QPoint>
 #include <QRect>
 #include <QString>
+#include <QStringView>
 
 #include <initializer_list>
 #include <memory>
@@ -47,6 +48,9 @@ public:
 
     /// Presses and releases @p evdevCode while @p heldKeys (KEY_LEFTCTRL, …) are down.
     void tapKey(int evdevCode, std::initializer_list<int> heldKeys = {});
+
+    /// Types letters, digits and signs on an American keyboard.
+    void type(QStringView text);
 
     /// Makes @p group of the layout (0 is the first) the one in force on every keyboard.
     void lockGroup(int group);
