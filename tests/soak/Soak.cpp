@@ -459,14 +459,16 @@ void Soak::askForFolder()
 void Soak::tryToQuit()
 {
     leaveModes();
-    m_client.tapKey(KEY_X);
-    if (!waitUntil([this] { return isShown(Role::ToolBar, CROP_BAR); }, 1s))
-        return;
-    m_client.tapKey(KEY_ENTER);
     const auto hasCropped = [this] {
         return isAnyShown(
             [](const AccessibleObject &object) { return object.name.startsWith(u"✂"_s); });
     };
+    if (!waitUntil([&] { return !hasCropped(); }, 5s)) // which tells of an earlier one
+        return;
+    m_client.tapKey(KEY_X);
+    if (!waitUntil([this] { return isShown(Role::ToolBar, CROP_BAR); }, 1s))
+        return;
+    m_client.tapKey(KEY_ENTER);
     if (!waitUntil(hasCropped, 5s))
         return; // without edits it would succeed
     m_client.tapKey(KEY_Q, {KEY_LEFTCTRL});
