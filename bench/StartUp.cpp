@@ -22,7 +22,6 @@
 #include <QTemporaryDir>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>

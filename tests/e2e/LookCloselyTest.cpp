@@ -1,6 +1,7 @@
 // Looking at pictures closely before a real X server: wheel, loupe, jump to a name, help page, the
 // line of details, and neighbours that are ready before they are asked for.
 
+#include "e2e/MeanDifference.h"
 #include "e2e/ViewerTest.h"
 
 #include <cstdlib>
@@ -49,21 +50,6 @@ bool isAbout(QSize size, QSize wanted)
 {
     return std::abs(size.width() - wanted.width()) <= 2 &&
            std::abs(size.height() - wanted.height()) <= 2;
-}
-
-/// The mean difference between the channels of two pictures of one size, in levels.
-double meanDifference(const QImage &a, const QImage &b)
-{
-    double sum = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb first = a.pixel(x, y);
-            const QRgb second = b.pixel(x, y);
-            sum += std::abs(qRed(first) - qRed(second)) + std::abs(qGreen(first) - qGreen(second)) +
-                   std::abs(qBlue(first) - qBlue(second));
-        }
-    }
-    return sum / (3.0 * a.width() * a.height());
 }
 
 /// The smallest rectangle with everything that differs between two pictures of one size.

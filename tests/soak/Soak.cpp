@@ -2,6 +2,7 @@
 
 #include "browse/Decoding.h"
 #include "browse/DisplayGeometry.h"
+#include "e2e/MeanDifference.h"
 #include "e2e/WaitUntil.h"
 #include "imaging/Color.h"
 
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <vector>
 
 #include <linux/input-event-codes.h>
 
@@ -103,21 +105,6 @@ QImage fromAfar(const QImage &image)
     const int margin = image.height() * 15 / 100;
     return image.copy(0, margin, image.width(), image.height() - 2 * margin)
         .scaled(24, 16, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-}
-
-/// Mean difference of two pictures' channels.
-double difference(const QImage &left, const QImage &right)
-{
-    int sum = 0;
-    for (int y = 0; y < left.height(); ++y) {
-        for (int x = 0; x < left.width(); ++x) {
-            const QRgb a = left.pixel(x, y);
-            const QRgb b = right.pixel(x, y);
-            sum += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
-                   std::abs(qBlue(a) - qBlue(b));
-        }
-    }
-    return sum / (3.0 * left.width() * left.height());
 }
 
 } // namespace
@@ -282,7 +269,7 @@ void Soak::act()
         crop();
         break;
     case 16:
-        openOther();
+        open(anyFolder());
         break;
     case 17:
         askForFolder();
@@ -416,20 +403,24 @@ void Soak::actOnBox()
     }
 }
 
-void Soak::open(PictureFolder &folder, const fs::path &path)
+PictureFolder &Soak::anyFolder()
+{
+    return m_folders[static_cast<std::size_t>(chance(1, DISTURBED_FOLDERS))];
+}
+
+void Soak::expectFolder(PictureFolder &folder)
 {
     m_current->comeBack();
     m_current = &folder;
     m_opened = Clock::now();
-    if (!m_bus.open(
-            {QUrl::fromLocalFile(QString::fromStdString(path)).toString(QUrl::FullyEncoded)}))
-        fault(u"the viewer does not take a folder"_s);
 }
 
-void Soak::openOther()
+void Soak::open(PictureFolder &folder)
 {
-    PictureFolder &folder = m_folders[static_cast<std::size_t>(chance(1, DISTURBED_FOLDERS))];
-    open(folder, folder.path());
+    expectFolder(folder);
+    const auto uri = QUrl::fromLocalFile(QString::fromStdString(folder.path()));
+    if (!m_bus.open({uri.toString(QUrl::FullyEncoded)}))
+        fault(u"the viewer does not take a folder"_s);
 }
 
 void Soak::askForFolder()
@@ -447,9 +438,7 @@ void Soak::askForFolder()
     }
     if (chance(1, 2) == 1)
         return leaveModes();
-    m_current->comeBack();
-    m_current = &m_folders[static_cast<std::size_t>(chance(1, DISTURBED_FOLDERS))];
-    m_opened = Clock::now();
+    expectFolder(anyFolder());
     m_client.type(QString::fromStdString(m_current->path()));
     m_client.tapKey(KEY_ENTER);
     if (!waitUntil([this] { return m_client.windows().size() == 1; }, REST_LIMIT))
@@ -505,7 +494,7 @@ void Soak::rest()
 {
     ++m_rests;
     if (m_current->comeBack())
-        open(*m_current, m_current->path());
+        open(*m_current);
     leaveModes();
     if (!m_viewer->isRunning())
         return;
@@ -565,7 +554,7 @@ bool Soak::isPictureOf(const QRect &view, double tolerance) const
     // As large as that first, or what is left out of a tiny one would be another part.
     const QImage expected =
         m_expected.scaled(shown.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    return difference(fromAfar(shown), fromAfar(expected)) < tolerance;
+    return meanDifference(fromAfar(shown), fromAfar(expected)) < tolerance;
 }
 
 std::optional<Soak::InfoLine> Soak::infoLine() const
@@ -603,8 +592,7 @@ bool Soak::isShown(Role role, const QString &name) const
 std::optional<qint64> Soak::memoryAtRest()
 {
     leaveModes();
-    PictureFolder &peaceful = m_folders.front();
-    open(peaceful, peaceful.path());
+    open(m_folders.front());
     if (viewRect() != SCREEN_RECT)
         m_client.tapKey(KEY_F);
     rest();
@@ -615,7 +603,7 @@ std::optional<qint64> Soak::memoryAtRest()
     const auto isUnchanged = [&] { return m_viewer->rssKiB() == memory; };
     for (int attempt = 0; attempt < 10 && !staysTrue(isUnchanged, 1s); ++attempt)
         memory = m_viewer->rssKiB();
-    openOther();
+    open(anyFolder());
     return memory;
 }
 

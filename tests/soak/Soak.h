@@ -19,7 +19,6 @@
 #include <functional>
 #include <optional>
 #include <set>
-#include <vector>
 
 namespace tavolin {
 
@@ -55,11 +54,11 @@ private:
     void search();
     void crop();
     void actOnBox();
-    void openOther();
     void askForFolder();
     void tryToQuit();
 
-    void open(PictureFolder &folder, const std::filesystem::path &path);
+    void expectFolder(PictureFolder &folder);
+    void open(PictureFolder &folder);
     void leaveModes();
     void rest();
     [[nodiscard]] Verdict judgePicture();
@@ -73,6 +72,7 @@ private:
 
     [[nodiscard]] int chance(int first, int last) { return pick(m_random, first, last); }
     [[nodiscard]] QPoint anyPoint();
+    [[nodiscard]] PictureFolder &anyFolder();
     [[nodiscard]] std::optional<InfoLine> infoLine() const;
     [[nodiscard]] QRect viewRect() const;
     [[nodiscard]] bool
