@@ -4,8 +4,8 @@
 
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
-#include "imaging/Image.h"
 #include "pictures/Picture.h"
+#include "pixels/Image.h"
 
 #include <QGuiApplication>
 #include <QTemporaryDir>

@@ -2,16 +2,16 @@
 // as ratios within one run: each benchmark stands behind the baseline that it is to be compared
 // with.
 
-#include "browse/Decoding.h"
-#include "browse/DisplayPicture.h"
 #include "browse/PhotoInfo.h"
 #include "DecodeAlone.h"
-#include "imaging/Color.h"
-#include "imaging/Resample.h"
+#include "decoding/Decoding.h"
 #include "pictures/Dng.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
+#include "pixels/Color.h"
+#include "pixels/DisplayPicture.h"
+#include "pixels/Resample.h"
 #include "platform/SerialQueue.h"
 
 #include <QByteArray>
@@ -106,7 +106,7 @@ BENCHMARK(thumbnailOfJpegWhilePrefetching)->Unit(benchmark::kMillisecond)->UseRe
 void photoInfoOfJpeg(benchmark::State &state)
 {
     for (auto _ : state)
-        benchmark::DoNotOptimize(readPhotoInfo(files().jpeg));
+        benchmark::DoNotOptimize(photoInfo(readPhotoFacts(files().jpeg)));
 }
 BENCHMARK(photoInfoOfJpeg)->Unit(benchmark::kMicrosecond);
 

@@ -1,8 +1,8 @@
 // How much of a photograph is left after turning it by 7° and back: our rotation beside OpenCV's
 // cubic one and libvips' bicubic one, which get the same geometry. One line for each file.
 
-#include "browse/Decoding.h"
-#include "imaging/Rotate.h"
+#include "decoding/Decoding.h"
+#include "pixels/Rotate.h"
 
 #include <QCoreApplication>
 #include <QSize>

@@ -5,8 +5,8 @@
 // that shows a window ("--bare").
 
 #include "app/Viewer.h"
-#include "browse/DisplayPicture.h"
 #include "DecodeAlone.h"
+#include "decoding/Decoding.h"
 #include "e2e/ViewerProcess.h"
 #include "e2e/WaitUntil.h"
 #include "e2e/XClient.h"
@@ -67,6 +67,32 @@ struct Moments
     double decodeEnd = 0;
 };
 
+/// Tells when the first picture was decoded, once all is done that was to be done at the start.
+class TellingReader : public InProcessReader
+{
+public:
+    TellingReader(Mailbox &mailbox, Moments &moments) : m_mailbox(mailbox), m_moments(moments) {}
+
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                    const DisplayTarget &target,
+                                                    std::stop_token stop) const override
+    {
+        m_moments.decodeBegin = now();
+        auto picture = InProcessReader::loadDisplayPicture(url, target, std::move(stop));
+        m_moments.decodeEnd = now();
+        m_mailbox.post([&moments = m_moments] {
+            std::printf("%.3f %.3f %.3f %.3f\n", moments.main, moments.application,
+                        moments.decodeBegin, moments.decodeEnd);
+            std::fflush(stdout);
+        });
+        return picture;
+    }
+
+private:
+    Mailbox &m_mailbox;
+    Moments &m_moments;
+};
+
 int runStages(int argc, char **argv)
 {
     Moments moments{.main = now()};
@@ -74,17 +100,8 @@ int runStages(int argc, char **argv)
     const QApplication application(nameOnly, argv);
     moments.application = now();
     Mailbox mailbox;
-    Viewer viewer(mailbox, [&](const auto &url, const auto &screen, auto stop) {
-        moments.decodeBegin = now();
-        auto picture = loadDisplayPicture(url, screen, stop);
-        moments.decodeEnd = now();
-        mailbox.post([&moments] { // after what was to be done at the start
-            std::printf("%.3f %.3f %.3f %.3f\n", moments.main, moments.application,
-                        moments.decodeBegin, moments.decodeEnd);
-            std::fflush(stdout);
-        });
-        return picture;
-    });
+    const TellingReader reader(mailbox, moments);
+    Viewer viewer(mailbox, reader);
     viewer.applicationDidFinishLaunching({.path = argv[argc - 1]});
     return QApplication::exec();
 }

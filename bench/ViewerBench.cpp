@@ -2,16 +2,16 @@
 // a huge folder. Runs on the platform that QT_QPA_PLATFORM names (offscreen without one).
 
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
-#include "browse/Decoding.h"
 #include "browse/ImageList.h"
 #include "DecodeAlone.h"
+#include "decoding/Decoding.h"
 #include "editing/CropOverlayView.h"
 #include "editing/EditOp.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "platform/Mailbox.h"
 #include "platform/SerialQueue.h"
+#include "screen/ViewerView.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -85,7 +85,7 @@ private:
 
 /// A viewer on a folder, whose decoder hands out pictures made beforehand,
 /// so that only the main thread's part is left to measure.
-class Stage
+class Stage : public InProcessReader
 {
 public:
     explicit Stage(const std::filesystem::path &folder, QSize displaySize = {1920, 1280})
@@ -101,6 +101,15 @@ public:
         for (QWidget *window : QApplication::topLevelWidgets())
             window->setGeometry(QRect({0, 0}, SCREEN));
         settle();
+    }
+
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &,
+                                                    const DisplayTarget &,
+                                                    std::stop_token) const override
+    {
+        m_lastDecodeStart = Clock::now();
+        std::this_thread::sleep_for(DECODE_TIME);
+        return m_picture;
     }
 
     Viewer &viewer() { return m_viewer; }
@@ -121,13 +130,9 @@ public:
 
 private:
     DisplayPicture m_picture;
-    std::atomic<Clock::time_point> m_lastDecodeStart;
+    mutable std::atomic<Clock::time_point> m_lastDecodeStart;
     Mailbox m_mailbox;
-    Viewer m_viewer{m_mailbox, [this](const auto &, const auto &, auto) {
-                        m_lastDecodeStart = Clock::now();
-                        std::this_thread::sleep_for(DECODE_TIME);
-                        return m_picture;
-                    }};
+    Viewer m_viewer{m_mailbox, *this};
 };
 
 /// Decodes a 24-megapixel file over and over on both kinds of queue.
@@ -354,7 +359,8 @@ void applyingACropWithRotation(benchmark::State &state)
     const Image whole = loadFullImage(file);
 
     Mailbox mailbox;
-    Viewer viewer(mailbox);
+    const InProcessReader reader;
+    Viewer viewer(mailbox, reader);
     viewer.applicationDidFinishLaunching({.path = {}, .isBench = true});
     for (QWidget *window : QApplication::topLevelWidgets())
         window->setGeometry(QRect({0, 0}, SCREEN));

@@ -2,6 +2,7 @@
 
 #include "app/LaunchOptions.h"
 #include "app/Viewer.h"
+#include "decoding/Decoding.h"
 #include "platform/DesktopHandOver.h"
 #include "platform/Mailbox.h"
 
@@ -34,7 +35,8 @@ int main(int argc, char **argv)
     QApplication::setDesktopFileName(APPLICATION_ID.toString());
 
     tavolin::Mailbox mailbox;
-    tavolin::Viewer viewer(mailbox);
+    const tavolin::InProcessReader reader;
+    tavolin::Viewer viewer(mailbox, reader);
     tavolin::DesktopHandOver handOver(APPLICATION_ID.toString());
     QObject::connect(&handOver, &tavolin::DesktopHandOver::opened, &viewer,
                      &tavolin::Viewer::applicationOpen);

@@ -1,10 +1,10 @@
 // Says what the viewer makes of files: one JSON object a line.
 
-#include "browse/Decoding.h"
 #include "browse/PhotoInfo.h"
+#include "decoding/Decoding.h"
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
-#include "imaging/Color.h"
+#include "pixels/Color.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -182,7 +182,7 @@ bool probe(const std::filesystem::path &file, const Request &request)
     std::nth_element(times.begin(), median, times.end());
 
     const bool isShown = !picture.isNull();
-    const tavolin::PhotoInfo info = tavolin::readPhotoInfo(file);
+    const tavolin::PhotoInfo info = tavolin::photoInfo(tavolin::readPhotoFacts(file));
     const QJsonObject line{
         {u"file"_s, QString::fromStdString(file.native())},
         {u"pixelSize"_s, toJson(tavolin::readPixelSize(file))},

@@ -1,6 +1,6 @@
 #include "app/HelpView.h"
 
-#include "app/TextLabel.h"
+#include "screen/TextLabel.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

@@ -3,7 +3,7 @@
 #include "app/HelpView.h"
 #include "app/KeyMap.h"
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
+#include "screen/ViewerView.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>

@@ -1,10 +1,10 @@
 // The three lines of text over the picture.
 
-#include "app/InfoLine.h"
-#include "app/TextLabel.h"
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
+#include "browse/InfoLine.h"
 #include "editing/CropBar.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <chrono>
 

@@ -1,9 +1,9 @@
 // Unsaved edits are asked about before the program ends, whichever way it is asked to.
 
-#include "app/InfoLine.h"
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
-#include "interact/SearchField.h"
+#include "browse/InfoLine.h"
+#include "browse/SearchField.h"
+#include "screen/ViewerView.h"
 
 #include <QEventLoop>
 #include <QGuiApplication>

@@ -3,11 +3,11 @@
 #include "app/Accessibility.h"
 #include "app/HelpView.h"
 #include "app/QuitKey.h"
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
+#include "browse/SearchField.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
-#include "interact/SearchField.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QApplication>
 #include <QMainWindow>
@@ -28,8 +28,8 @@ constexpr std::chrono::milliseconds STATE_CHANGE_TIME(100);
 
 } // namespace
 
-Viewer::Viewer(Mailbox &mailbox, Decoder decoder, Trash trash)
-    : m_mailbox(mailbox), m_decoder(std::move(decoder)), m_trash(std::move(trash))
+Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, Trash trash)
+    : m_mailbox(mailbox), m_reader(&reader), m_trash(std::move(trash))
 {
     const auto onTimeout = [this](QTimer &timer, auto action) {
         timer.setSingleShot(true);

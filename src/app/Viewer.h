@@ -3,20 +3,20 @@
 // position in it, and the background queues. Lives on the main thread; each folder beside this one
 // implements the methods that belong to it.
 
-#include "app/ImageLayer.h"
 #include "app/LaunchOptions.h"
-#include "browse/DisplayPicture.h"
+#include "browse/FileSearch.h"
 #include "browse/PhotoInfo.h"
 #include "browse/ThumbCache.h"
+#include "browse/WheelSteps.h"
 #include "editing/CropRatio.h"
 #include "editing/EditJobs.h"
 #include "editing/EditOp.h"
-#include "interact/FileSearch.h"
-#include "interact/WheelSteps.h"
+#include "pixels/DisplayPicture.h"
 #include "platform/Failure.h"
 #include "platform/KeyCodes.h"
 #include "platform/SerialQueue.h"
 #include "platform/Trash.h"
+#include "screen/ImageLayer.h"
 
 #include <QObject>
 #include <QPointer>
@@ -48,6 +48,7 @@ class CropBar;
 class CropOverlayView;
 class HelpView;
 class Mailbox;
+class PictureReader;
 class SearchField;
 class TextLabel;
 class ViewerView;
@@ -59,17 +60,12 @@ class Viewer : public QObject
     Q_OBJECT
 
 public:
-    /// Makes a display picture of a file on the load queue; loadDisplayPicture() unless a test
-    /// brings its own.
-    using Decoder = std::function<DisplayPicture(const std::filesystem::path &,
-                                                 const DisplayTarget &, std::stop_token)>;
-
     /// Moves a file to the Trash, on the trash queue; moveToTrash() unless a test brings its own.
     using Trash = std::function<Failure(const std::filesystem::path &)>;
 
-    /// @p mailbox carries results back to the main thread and must outlive the viewer.
-    explicit Viewer(Mailbox &mailbox, Decoder decoder = loadDisplayPicture,
-                    Trash trash = moveToTrash);
+    /// @p mailbox carries results back to the main thread, @p reader reads the pictures; both must
+    /// outlive the viewer.
+    Viewer(Mailbox &mailbox, const PictureReader &reader, Trash trash = moveToTrash);
     ~Viewer() override;
 
     // Start-up: app/Viewer.cpp
@@ -358,7 +354,7 @@ private:
     Crop m_crop;
     SelfTest m_selfTest;
     Mailbox &m_mailbox;
-    Decoder m_decoder;
+    const PictureReader *m_reader;
     Trash m_trash;
     // Last, so that their jobs end first.
     SerialQueue m_loadQueue{"load", QualityOfService::UserInitiated};

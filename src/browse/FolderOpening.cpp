@@ -1,8 +1,8 @@
 // Opening a folder: the way from a path to a list of pictures.
 
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
 #include "browse/ImageList.h"
+#include "screen/ViewerView.h"
 
 #include <QFile>
 #include <QFileDialog>

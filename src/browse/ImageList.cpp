@@ -1,6 +1,6 @@
 #include "browse/ImageList.h"
 
-#include "imaging/FileType.h"
+#include "pixels/FileExtensions.h"
 #include "platform/FinderOrder.h"
 
 #include <algorithm>

@@ -2,10 +2,11 @@
 // and whatever it gives is shown.
 
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
-#include "browse/Decoding.h"
-#include "browse/DisplayGeometry.h"
+#include "pixels/Geometry.h"
+#include "pixels/PictureReader.h"
 #include "platform/Mailbox.h"
+#include "screen/DisplayGeometry.h"
+#include "screen/ViewerView.h"
 
 #include <QMainWindow>
 
@@ -28,7 +29,7 @@ void Viewer::navigate(int step)
     if (m_browse.imageList.empty())
         return;
     const int last = static_cast<int>(m_browse.imageList.size()) - 1;
-    jumpTo(std::max(0, std::min(m_browse.targetIndex + step, last)));
+    jumpTo(clamped(m_browse.targetIndex + step, 0, last));
 }
 
 void Viewer::jumpTo(int index)
@@ -51,11 +52,11 @@ void Viewer::pumpLoad()
         return;
     }
     m_browse.isLoading = true;
-    m_loadQueue.post([decode = m_decoder,
-                      url = m_browse.imageList[static_cast<std::size_t>(target)],
+    m_loadQueue.post([reader = m_reader, url = m_browse.imageList[static_cast<std::size_t>(target)],
                       screen = displayTarget(), target, generation = m_browse.generation,
                       &mailbox = m_mailbox, viewer = QPointer(this)](std::stop_token stop) {
-        mailbox.post([picture = decode(url, screen, std::move(stop)), target, generation, viewer] {
+        mailbox.post([picture = reader->loadDisplayPicture(url, screen, std::move(stop)), target,
+                      generation, viewer] {
             if (viewer)
                 viewer->loadFinished(picture, target, generation);
         });

@@ -1,6 +1,5 @@
 #include "browse/PhotoInfo.h"
 
-#include "browse/Decoding.h"
 #include "browse/PlainText.h"
 
 #include <array>
@@ -83,21 +82,11 @@ QString infoLine(const QStringList &segments)
     return segments.join(u"  |  "_s);
 }
 
-PhotoInfo readPhotoInfo(const std::filesystem::path &url, std::stop_token stop)
+PhotoInfo photoInfo(const std::optional<PhotoFacts> &facts)
 {
-    try {
-        const auto file = SourceFile::open(url, std::move(stop));
-        if (!file)
-            return {};
-        const auto metadata = readMetadata(*file, thumbnailRuleFor(url));
-        if (!metadata)
-            return {};
-        return {metadata->pixelSize,
-                infoSegments(*metadata, static_cast<std::uintmax_t>(file->size()))};
-    } catch (...) {
-        // Memory is lacking.
+    if (!facts)
         return {};
-    }
+    return {facts->metadata.pixelSize, infoSegments(facts->metadata, facts->fileBytes)};
 }
 
 } // namespace tavolin

@@ -1,17 +1,14 @@
 #pragma once
-// The facts about a photo that stand below the info line, and their wording. Usable from any
-// thread.
+// The facts about a photo that stand below the info line, and their wording. Pure functions.
 
-#include "imaging/Metadata.h"
+#include "pixels/PictureReader.h"
 
 #include <QSize>
 #include <QString>
 #include <QStringList>
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
-#include <stop_token>
 
 namespace tavolin {
 
@@ -32,8 +29,7 @@ struct PhotoInfo
     QStringList segments;           ///< As infoSegments() words them.
 };
 
-/// What is known of the picture at @p url, without decoding it. Nothing when it can't be opened or
-/// is no picture. Never throws.
-[[nodiscard]] PhotoInfo readPhotoInfo(const std::filesystem::path &url, std::stop_token stop = {});
+/// @p facts as they are shown; nothing where there are none.
+[[nodiscard]] PhotoInfo photoInfo(const std::optional<PhotoFacts> &facts);
 
 } // namespace tavolin

@@ -1,8 +1,9 @@
 // The second line: the facts of the picture on screen, read a moment after it has appeared.
 
-#include "app/TextLabel.h"
 #include "app/Viewer.h"
+#include "pixels/PictureReader.h"
 #include "platform/Mailbox.h"
+#include "screen/TextLabel.h"
 
 #include <chrono>
 
@@ -28,9 +29,11 @@ void Viewer::loadExif()
     const int index = m_browse.currentIndex;
     if (!isInList(index))
         return;
-    m_prefetchQueue.post([url = currentUrl(), index, generation = m_browse.generation,
-                          &mailbox = m_mailbox, viewer = QPointer(this)](std::stop_token stop) {
-        mailbox.post([info = readPhotoInfo(url, std::move(stop)), index, generation, viewer] {
+    m_prefetchQueue.post([reader = m_reader, url = currentUrl(), index,
+                          generation = m_browse.generation, &mailbox = m_mailbox,
+                          viewer = QPointer(this)](std::stop_token stop) {
+        mailbox.post([info = photoInfo(reader->readPhotoFacts(url, std::move(stop))), index,
+                      generation, viewer] {
             if (viewer)
                 viewer->exifLoaded(info, index, generation);
         });

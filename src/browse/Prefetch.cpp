@@ -1,6 +1,7 @@
 // The neighbours of the picture on screen, decoded before they are asked for.
 
 #include "app/Viewer.h"
+#include "pixels/PictureReader.h"
 #include "platform/Mailbox.h"
 
 #include <array>
@@ -35,15 +36,15 @@ void Viewer::prefetchNeighbors()
         if (!isInList(index) || m_browse.cache.get(index) ||
             !m_prefetch.inflight.insert(index).second)
             continue;
-        m_prefetchQueue.post([decode = m_decoder,
+        m_prefetchQueue.post([reader = m_reader,
                               url = m_browse.imageList[static_cast<std::size_t>(index)], screen,
                               index, generation = m_browse.generation, &mailbox = m_mailbox,
                               viewer = QPointer(this)](std::stop_token stop) {
-            mailbox.post(
-                [picture = decode(url, screen, std::move(stop)), index, generation, viewer] {
-                    if (viewer)
-                        viewer->prefetchFinished(picture, index, generation);
-                });
+            mailbox.post([picture = reader->loadDisplayPicture(url, screen, std::move(stop)), index,
+                          generation, viewer] {
+                if (viewer)
+                    viewer->prefetchFinished(picture, index, generation);
+            });
         });
     }
 }

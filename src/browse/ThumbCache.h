@@ -1,7 +1,7 @@
 #pragma once
 // The decoded pictures around the current position.
 
-#include "browse/DisplayPicture.h"
+#include "pixels/DisplayPicture.h"
 
 #include <map>
 #include <mutex>

@@ -1,7 +1,7 @@
 #include "editing/BarButton.h"
 
-#include "app/TextLabel.h"
 #include "editing/CropRatio.h"
+#include "screen/TextLabel.h"
 
 #include <QEvent>
 #include <QFontMetricsF>

@@ -1,7 +1,8 @@
 #pragma once
 // The angle by which crop mode straightens a picture: degrees, clockwise positive.
 
-#include <algorithm>
+#include "pixels/Geometry.h"
+
 #include <cmath>
 
 namespace tavolin {
@@ -16,7 +17,7 @@ inline constexpr double ANGLE_LIMIT = 45.0;
 /// @p angle turned by @p step, stopping at the limits.
 [[nodiscard]] inline double turnedBy(double angle, double step)
 {
-    return std::max(-ANGLE_LIMIT, std::min(angle + step, ANGLE_LIMIT));
+    return clamped(angle + step, -ANGLE_LIMIT, ANGLE_LIMIT);
 }
 
 /// Whether the picture under the crop box is shown rotated.

@@ -1,8 +1,9 @@
 #include "editing/CropBar.h"
 
-#include "app/TextLabel.h"
 #include "editing/BarButton.h"
 #include "editing/TranslucentPanel.h"
+#include "pixels/Geometry.h"
+#include "screen/TextLabel.h"
 
 #include <QBoxLayout>
 #include <QLabel>
@@ -92,7 +93,7 @@ CropBar::CropBar(std::function<void(QPainter &)> paintBehind, QWidget *parent)
 void CropBar::place(QSize view)
 {
     const QSize wanted = sizeHint();
-    const int width = std::max(minimumSizeHint().width(), std::min(wanted.width(), view.width()));
+    const int width = clamped(wanted.width(), minimumSizeHint().width(), view.width());
     setGeometry((view.width() - width) / 2, view.height() - DISTANCE_FROM_BOTTOM - wanted.height(),
                 width, wanted.height());
 }

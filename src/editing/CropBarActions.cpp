@@ -1,12 +1,12 @@
 // What the buttons of the crop bar do, and the ratio that the user types.
 
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
 #include "editing/CropAngle.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "editing/CropRatio.h"
 #include "editing/CustomRatioDialog.h"
+#include "screen/ViewerView.h"
 
 #include <QMainWindow>
 

@@ -1,7 +1,7 @@
 #include "editing/CropGeometry.h"
 
 #include "editing/CropRatio.h"
-#include "interact/LoupeGeometry.h"
+#include "pixels/Geometry.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,37 +25,11 @@ constexpr double LEAST_BOX = 1;
 /// The least that can be cut out of a picture, in pixels.
 constexpr double LEAST_CUT = 2;
 
-double maxX(const QRectF &rect)
-{
-    return rect.x() + rect.width();
-}
-
-double maxY(const QRectF &rect)
-{
-    return rect.y() + rect.height();
-}
-
-/// @p value in the range; @p low when the limits cross.
-double clamped(double value, double low, double high)
-{
-    return std::max(low, std::min(value, high));
-}
-
-QPointF clampedInto(const QRectF &rect, QPointF point)
-{
-    return {clamped(point.x(), rect.x(), maxX(rect)), clamped(point.y(), rect.y(), maxY(rect))};
-}
-
 /// @p box moved, not resized, to lie in @p image; at its origin when it is too large.
 QRectF keptInside(const QRectF &box, const QRectF &image)
 {
     return {clamped(box.x(), image.x(), maxX(image) - box.width()),
             clamped(box.y(), image.y(), maxY(image) - box.height()), box.width(), box.height()};
-}
-
-QRectF centredOn(QPointF centre, double width, double height)
-{
-    return {centre.x() - width * 0.5, centre.y() - height * 0.5, width, height};
 }
 
 /// Half the width of what fits into @p image about the vertical line at @p x; 0 for a line on its
@@ -74,14 +48,6 @@ double halfRoomDown(double y, const QRectF &image)
 QSizeF roomAbout(QPointF centre, const QRectF &image)
 {
     return {2 * halfRoomAcross(centre.x(), image), 2 * halfRoomDown(centre.y(), image)};
-}
-
-/// The sides that two rectangles have in common; below 0 where they have none.
-QRectF intersection(const QRectF &a, const QRectF &b)
-{
-    const double x = std::max(a.x(), b.x());
-    const double y = std::max(a.y(), b.y());
-    return {x, y, std::min(maxX(a), maxX(b)) - x, std::min(maxY(a), maxY(b)) - y};
 }
 
 /// A box of about @p size on @p centre, shrunk where @p image ends but not under the least sides.

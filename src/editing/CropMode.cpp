@@ -2,17 +2,17 @@
 // background.
 
 #include "app/HelpView.h"
-#include "app/TextLabel.h"
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
-#include "browse/Decoding.h"
 #include "editing/CropAngle.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "editing/CropRatio.h"
 #include "editing/CustomRatioDialog.h"
-#include "imaging/Resample.h"
+#include "pixels/PictureReader.h"
+#include "pixels/Resample.h"
 #include "platform/Mailbox.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QMainWindow>
 
@@ -43,7 +43,7 @@ void Viewer::enterCrop()
         updateInfoText();
     }
     if (!m_browse.currentPixelSize)
-        m_browse.currentPixelSize = readPixelSize(currentUrl());
+        m_browse.currentPixelSize = m_reader->readPixelSize(currentUrl());
     m_crop.cropMode = true;
     ++m_crop.session;
     m_crop.cropAngle = 0;
@@ -201,15 +201,15 @@ void Viewer::applyCrop()
     }
     showStatus(u"⏳ กำลังประมวลผล..."_s, false);
     m_loadQueue.post(stoppable(
-        m_edit.jobs, [url = currentUrl(), edited = m_edit.editedImage,
+        m_edit.jobs, [reader = m_reader, url = currentUrl(), edited = m_edit.editedImage,
                       request = CropRequest{*sourceSize, m_crop.cropAngle, *box},
                       screen = displayTarget(), session = m_crop.session, &mailbox = m_mailbox,
                       viewer = QPointer(this)](const std::stop_token &stop) {
-            mailbox.post(
-                [result = cropPicture(url, edited, request, screen, stop), session, viewer] {
-                    if (viewer)
-                        viewer->cropFinished(result, session);
-                });
+            const Image base = edited.isNull() ? reader->loadFullImage(url, stop) : edited;
+            mailbox.post([result = cropPicture(base, request, screen, stop), session, viewer] {
+                if (viewer)
+                    viewer->cropFinished(result, session);
+            });
         }));
 }
 

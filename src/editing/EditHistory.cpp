@@ -1,9 +1,10 @@
 // The edits of the picture on screen: steps over an untouched file. Undo replays all but the last.
 
-#include "app/TextLabel.h"
 #include "app/Viewer.h"
-#include "app/ViewerView.h"
+#include "pixels/PictureReader.h"
 #include "platform/Mailbox.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QMessageBox>
 
@@ -65,15 +66,15 @@ void Viewer::undoEdit()
     m_edit.editOps.pop_back();
     ++m_edit.undosUnderWay;
     showStatus(UNDOING.toString(), false);
-    m_loadQueue.post(stoppable(m_edit.jobs, [url = currentUrl(), steps = m_edit.editOps,
-                                             screen = displayTarget(), token = m_edit.pictureToken,
-                                             &mailbox = m_mailbox,
+    m_loadQueue.post(stoppable(m_edit.jobs, [reader = m_reader, url = currentUrl(),
+                                             steps = m_edit.editOps, screen = displayTarget(),
+                                             token = m_edit.pictureToken, &mailbox = m_mailbox,
                                              viewer = QPointer(this)](const std::stop_token &stop) {
-        mailbox.post(
-            [picture = replay(url, steps, screen, stop), stepsLeft = steps.size(), token, viewer] {
-                if (viewer)
-                    viewer->undoFinished(picture, stepsLeft, token);
-            });
+        mailbox.post([picture = replay(reader->loadFullImage(url, stop), steps, screen, stop),
+                      stepsLeft = steps.size(), token, viewer] {
+            if (viewer)
+                viewer->undoFinished(picture, stepsLeft, token);
+        });
     }));
 }
 

@@ -1,25 +1,21 @@
 #include "editing/EditJobs.h"
 
-#include "browse/Decoding.h"
-#include "browse/DisplayGeometry.h"
 #include "editing/CropAngle.h"
-#include "imaging/Color.h"
-#include "imaging/Resample.h"
+#include "pixels/Geometry.h"
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace tavolin {
 
 namespace {
 
-EditedPicture readyForScreen(const Image &image, const DisplayTarget &target,
-                             const std::stop_token &stop)
+EditedPicture editedPicture(const Image &image, const DisplayTarget &target,
+                            const std::stop_token &stop)
 {
-    if (image.isNull() || stop.stop_requested())
-        return {};
-    const Image display = toSrgb(downscale(image, target.maxPixel), stop);
-    return {image, {display, makeRendition(display, target.area, target.scale, stop)}};
+    auto display = makeDisplayPicture(image, target, stop);
+    return display.isNull() ? EditedPicture() : EditedPicture{image, std::move(display)};
 }
 
 /// The whole pixels around @p box, whose edges may have been meant to lie between two.
@@ -54,34 +50,33 @@ double previewScale(QSize size, double angle, const QRectF &area, double screenS
     return fitRect(area, inscribed).width() * screenScale / inscribed.width();
 }
 
-CropResult cropPicture(const std::filesystem::path &url, const Image &base,
-                       const CropRequest &request, const DisplayTarget &target,
+CropResult cropPicture(const Image &base, const CropRequest &request, const DisplayTarget &target,
                        const std::stop_token &stop)
 {
-    Image image = base.isNull() ? loadFullImage(url, stop) : base;
-    if (image.isNull() || stop.stop_requested())
+    if (base.isNull() || stop.stop_requested())
         return {};
-    const double scale = image.width() / request.sourceSize.width();
+    const double scale = base.width() / request.sourceSize.width();
     const QRect rect = pixelsIn({request.box.topLeft() * scale, request.box.size() * scale});
+    Image image = base;
     CropResult result;
     if (isRotationApplied(request.angle)) {
         image = rotateInscribed(image, request.angle);
         result.steps.push_back(RotateOp{request.angle});
     }
     result.steps.push_back(CropOp{rect});
-    result.picture = readyForScreen(image.cropped(rect), target, stop);
+    result.picture = editedPicture(image.cropped(rect), target, stop);
     return result;
 }
 
-EditedPicture replay(const std::filesystem::path &url, const std::vector<EditOp> &steps,
+EditedPicture replay(const Image &source, const std::vector<EditOp> &steps,
                      const DisplayTarget &target, const std::stop_token &stop)
 {
-    Image image = loadFullImage(url, stop);
+    Image image = source;
     for (const EditOp &step : steps) {
         if (!image.isNull() && !stop.stop_requested())
             image = applyOp(image, step);
     }
-    return readyForScreen(image, target, stop);
+    return editedPicture(image, target, stop);
 }
 
 } // namespace tavolin

@@ -1,15 +1,15 @@
 #pragma once
-// The work behind an edit: from a file and steps to pixels, at full size and ready for the screen.
-// Free functions for any thread; a failure is a null picture, and so, soon, is a stop.
+// The work behind an edit: from a full picture and steps to pixels, at full size and ready for the
+// screen. Free functions for any thread; a null picture gives a null one, as does lack of memory
+// and, shortly after, a requested stop.
 
-#include "browse/DisplayPicture.h"
 #include "editing/EditOp.h"
-#include "imaging/Image.h"
+#include "pixels/DisplayPicture.h"
+#include "pixels/Image.h"
 
 #include <QRectF>
 #include <QSizeF>
 
-#include <filesystem>
 #include <stop_token>
 #include <vector>
 
@@ -50,16 +50,13 @@ struct CropResult
     std::vector<EditOp> steps; ///< That lead from the base to the picture.
 };
 
-/// Rotates and crops @p base or, where that is null, the picture at @p url. The box is scaled
-/// where the picture has another size than the user was told, as the preview of a raw file may:
-/// what was inside it is what comes out.
-[[nodiscard]] CropResult cropPicture(const std::filesystem::path &url, const Image &base,
-                                     const CropRequest &request, const DisplayTarget &target,
-                                     const std::stop_token &stop = {});
+/// Rotates and crops @p base, a picture at full size. The box is scaled where that has another size
+/// than the user was told, as the preview of a raw file may: what was inside it is what comes out.
+[[nodiscard]] CropResult cropPicture(const Image &base, const CropRequest &request,
+                                     const DisplayTarget &target, const std::stop_token &stop = {});
 
-/// The picture at @p url with @p steps applied in their order.
-[[nodiscard]] EditedPicture replay(const std::filesystem::path &url,
-                                   const std::vector<EditOp> &steps, const DisplayTarget &target,
-                                   const std::stop_token &stop = {});
+/// @p source, a picture at full size, with @p steps applied in their order.
+[[nodiscard]] EditedPicture replay(const Image &source, const std::vector<EditOp> &steps,
+                                   const DisplayTarget &target, const std::stop_token &stop = {});
 
 } // namespace tavolin

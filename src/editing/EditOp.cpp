@@ -1,6 +1,6 @@
 #include "editing/EditOp.h"
 
-#include "imaging/Rotate.h"
+#include "pixels/Rotate.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,7 +4,7 @@
 // given, and one that can't be applied gives that picture back. Pixels, origin at the top left, y
 // downward, angles in degrees clockwise. Usable from any thread.
 
-#include "imaging/Image.h"
+#include "pixels/Image.h"
 
 #include <QRect>
 #include <QRectF>

@@ -1,5 +1,7 @@
 #include "editing/TranslucentPanel.h"
 
+#include "pixels/Geometry.h"
+
 #include <QBrush>
 #include <QPainter>
 #include <QTransform>
@@ -31,7 +33,7 @@ void blur(std::span<QRgb> line)
     const std::vector<QRgb> source(line.begin(), line.end());
     const int last = static_cast<int>(source.size()) - 1;
     const auto at = [&](int index) {
-        return source[static_cast<std::size_t>(std::max(0, std::min(index, last)))];
+        return source[static_cast<std::size_t>(clamped(index, 0, last))];
     };
     int red = 0;
     int green = 0;

@@ -2,6 +2,7 @@
 
 #include "app/Viewer.h"
 #include "browse/PlainText.h"
+#include "pixels/Geometry.h"
 #include "platform/Mailbox.h"
 
 #include <algorithm>
@@ -55,9 +56,7 @@ void Viewer::removeFromList(int index)
     listChanged();
     // What was behind it moves up, and takes its place.
     const int last = static_cast<int>(m_browse.imageList.size()) - 1;
-    const auto moved = [&](int at) {
-        return std::max(0, std::min(at > index ? at - 1 : at, last));
-    };
+    const auto moved = [&](int at) { return clamped(at > index ? at - 1 : at, 0, last); };
     m_browse.targetIndex =
         moved(index == m_browse.currentIndex ? m_browse.currentIndex : m_browse.targetIndex);
     m_browse.currentIndex = moved(m_browse.currentIndex);

@@ -1,8 +1,9 @@
 // Saving the edited picture beside its source.
 
-#include "app/InfoLine.h"
 #include "app/Viewer.h"
+#include "browse/InfoLine.h"
 #include "fileops/Saving.h"
+#include "pixels/PictureReader.h"
 
 using namespace Qt::StringLiterals;
 
@@ -24,7 +25,7 @@ void Viewer::saveEdited()
     }
     const Image &edited = m_edit.editedImage;
     if (isSourceItself(file, source) || isInFolderOf(file, source) ||
-        !saveJPEG(edited, file, SAVED_QUALITY, sourceMetadata(source, edited.size()))) {
+        !saveJPEG(edited, file, SAVED_QUALITY, m_reader->sourceMetadata(source, edited.size()))) {
         showStatus(u"❌ บันทึกไม่สำเร็จ"_s, true);
         return;
     }

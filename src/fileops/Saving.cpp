@@ -1,7 +1,6 @@
 #include "fileops/Saving.h"
 
-#include "imaging/CarriedMetadata.h"
-#include "imaging/SourceFile.h"
+#include "pixels/Geometry.h"
 #include "platform/FileReplacement.h"
 
 #include <algorithm>
@@ -30,18 +29,12 @@ bool isInFolderOf(const std::filesystem::path &destination, const std::filesyste
     return std::filesystem::equivalent(destination.parent_path(), source.parent_path(), missing);
 }
 
-std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url, QSize newSize)
-{
-    const auto file = SourceFile::open(url);
-    return file ? carriedMetadata(*file, newSize) : std::nullopt;
-}
-
 bool saveJPEG(const Image &image, const std::filesystem::path &url, double quality,
               const std::optional<JpegMetadata> &metadata)
 {
     const auto percent = static_cast<int>(std::lround(100 * quality));
     const QByteArray file =
-        writeJpeg(image, std::max(1, std::min(percent, 100)), metadata.value_or(JpegMetadata()));
+        writeJpeg(image, clamped(percent, 1, 100), metadata.value_or(JpegMetadata()));
     return !file.isEmpty() &&
            replaceFile(url, std::as_bytes(std::span(file.constData(),
                                                     static_cast<std::size_t>(file.size()))));

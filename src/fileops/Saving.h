@@ -2,10 +2,8 @@
 // Saving an edited picture beside its source: where it goes, what it carries and how it is written.
 // The source is never written to. Usable from any thread.
 
-#include "imaging/Image.h"
-#include "imaging/JpegWriter.h"
-
-#include <QSize>
+#include "pixels/Image.h"
+#include "pixels/JpegWriter.h"
 
 #include <filesystem>
 #include <optional>
@@ -29,11 +27,6 @@ inline constexpr double SAVED_QUALITY = 0.95;
 /// as the JPEG that a camera wrote beside its raw file. Both paths have a folder.
 [[nodiscard]] bool isInFolderOf(const std::filesystem::path &destination,
                                 const std::filesystem::path &source);
-
-/// The metadata of the picture at @p url for a copy of @p newSize pixels, as carriedMetadata()
-/// says. Empty when the file or its metadata can't be read.
-[[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
-                                                         QSize newSize);
 
 /// Writes @p image as a JPEG to @p url, whose folder exists, replacing an earlier file as a whole;
 /// on failure (false) that one is as it was. @p quality is from 0 to 1.

@@ -2,11 +2,9 @@
 // what it finds. The pauses stand in for the ends of background work, which simply gets that time.
 
 #include "app/Viewer.h"
-#include "browse/Decoding.h"
 #include "editing/CropOverlayView.h"
 #include "fileops/Saving.h"
-#include "imaging/Metadata.h"
-#include "imaging/Properties.h"
+#include "pixels/PictureReader.h"
 #include "selftest/BenchReport.h"
 
 #include <QCoreApplication>
@@ -37,17 +35,6 @@ void print(const QString &lines)
 void terminate()
 {
     QTimer::singleShot(0, qApp, &QCoreApplication::quit);
-}
-
-/// The camera's make and the orientation (EXIF 1 to 8) that the file says; no make when it has no
-/// such metadata.
-QString metadataReportOf(const std::filesystem::path &url)
-{
-    const auto file = SourceFile::open(url);
-    const auto metadata = file ? readMetadata(*file, ThumbnailRule::FromImageAlways) : std::nullopt;
-    const auto properties = file ? readProperties(*file) : std::nullopt;
-    return metadataReport(metadata ? metadata->make : std::nullopt,
-                          properties ? static_cast<int>(properties->orientation) : 1);
 }
 
 } // namespace
@@ -104,8 +91,9 @@ void Viewer::runBenchEditTest()
         saveEdited();
         QTimer::singleShot(SAVE_TIME, this, [this, edited = m_edit.editedImage.size()] {
             const auto file = editedFile(currentUrl());
-            print(saveReport(readPixelSize(file), edited));
-            print(metadataReportOf(file));
+            print(saveReport(m_reader->readPixelSize(file), edited));
+            const auto facts = m_reader->readPhotoFacts(file, {}).value_or(PhotoFacts());
+            print(metadataReport(facts.metadata.make, static_cast<int>(facts.orientation)));
             runBenchRotateTest();
         });
     });

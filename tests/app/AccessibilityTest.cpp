@@ -4,12 +4,12 @@
 #include "app/EditFixture.h"
 
 #include "app/HelpView.h"
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
+#include "browse/SearchField.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
-#include "interact/SearchField.h"
 #include "logic/Printing.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QAccessible>
 

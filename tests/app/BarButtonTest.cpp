@@ -1,7 +1,7 @@
 #include "editing/BarButton.h"
 
-#include "app/TextLabel.h"
 #include "logic/Printing.h"
+#include "screen/TextLabel.h"
 
 #include <QAccessible>
 #include <QFontMetricsF>

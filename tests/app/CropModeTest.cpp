@@ -1,14 +1,14 @@
 #include "app/EditFixture.h"
 
 #include "app/HelpView.h"
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
 #include "editing/BarButton.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "editing/CustomRatioDialog.h"
 #include "logic/Printing.h"
 #include "pictures/Picture.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,7 +1,7 @@
 #include "editing/CropOverlayDrawing.h"
 
-#include "app/TextLabel.h"
 #include "logic/Printing.h"
+#include "screen/TextLabel.h"
 
 #include <QFontMetricsF>
 #include <QImage>

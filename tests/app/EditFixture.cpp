@@ -1,10 +1,9 @@
 #include "app/EditFixture.h"
 
-#include "app/ViewerView.h"
-#include "browse/DisplayPicture.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
 #include "pictures/Picture.h"
+#include "screen/ViewerView.h"
 
 #include <QApplication>
 #include <QMainWindow>
@@ -40,7 +39,7 @@ QByteArray solidPng(QRgb color)
 
 EditFixture::EditFixture() : pictures(folder / "pictures")
 {
-    viewer = std::make_unique<Viewer>(mailbox, loadDisplayPicture, trash.trash());
+    viewer = std::make_unique<Viewer>(mailbox, reader, trash.trash());
 }
 
 void EditFixture::writePictures()

@@ -1,14 +1,14 @@
 #include "app/EditFixture.h"
 
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
-#include "browse/DisplayPicture.h"
+#include "decoding/metadata/Exiv2Access.h"
 #include "editing/CropOverlayView.h"
-#include "imaging/codecs/Exiv2Access.h"
 #include "logic/Printing.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
+#include "pixels/DisplayPicture.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QColorSpace>
 
@@ -25,6 +25,20 @@ namespace tavolin {
 namespace {
 
 using namespace test;
+
+class CountingReader : public InProcessReader
+{
+public:
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                    const DisplayTarget &target,
+                                                    std::stop_token stop) const override
+    {
+        ++decodes;
+        return InProcessReader::loadDisplayPicture(url, target, std::move(stop));
+    }
+
+    mutable std::atomic<int> decodes = 0;
+};
 
 class EditHistory : public EditFixture
 {
@@ -164,18 +178,14 @@ TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
 
 TEST_F(EditHistory, UndoForAViewerThatHasGoneIsDropped)
 {
-    std::atomic<int> decodes = 0;
-    const auto countedDecode = [&decodes](const auto &url, const auto &screen, auto stop) {
-        ++decodes;
-        return loadDisplayPicture(url, screen, std::move(stop));
-    };
-    viewer = std::make_unique<Viewer>(mailbox, countedDecode, trash.trash());
+    const CountingReader counting;
+    viewer = std::make_unique<Viewer>(mailbox, counting, trash.trash());
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     const int seen = mailbox.deliveries;
     undo();
     press(Qt::Key_Right); // decoded behind the undo
-    ASSERT_TRUE(waitWithoutEvents([&decodes] { return decodes == 2; }));
+    ASSERT_TRUE(waitWithoutEvents([&counting] { return counting.decodes == 2; }));
     viewer.reset();
     EXPECT_TRUE(waitFor([&] { return mailbox.deliveries > seen; }));
 }

@@ -34,14 +34,6 @@ Image solid(QSize size, QRgb color)
 
 } // namespace
 
-Viewer::Decoder FakeDecoder::decoder()
-{
-    return [this](const std::filesystem::path &url, const DisplayTarget &target,
-                  const std::stop_token &stop) {
-        return decode(numberIn(url.stem().native()), target, stop);
-    };
-}
-
 void FakeDecoder::closeGate()
 {
     const std::lock_guard lock(m_mutex);
@@ -115,9 +107,11 @@ int FakeDecoder::lastPolicy() const
     return m_lastPolicy;
 }
 
-DisplayPicture FakeDecoder::decode(int number, const DisplayTarget &target,
-                                   const std::stop_token &stop)
+DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
+                                               const DisplayTarget &target,
+                                               std::stop_token stop) const
 {
+    const int number = numberIn(url.stem().native());
     std::unique_lock lock(m_mutex);
     m_started.push_back(number);
     m_lastTarget = target;

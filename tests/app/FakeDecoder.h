@@ -1,28 +1,31 @@
 #pragma once
 // A decoder of pictures that need no file, as slow as the test wants it to be.
 
-#include "app/Viewer.h"
+#include "decoding/Decoding.h"
 
 #include <QRgb>
 #include <QSize>
 
 #include <condition_variable>
+#include <filesystem>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <vector>
 
 namespace tavolin::test {
 
 /// Makes pictures of one colour. A file's name has a number from 0 to 255 before its extension
 /// ("007.jpg", "IMG_007.jpg"), and the colour says that number again. Its functions may be called
-/// while a decode is under way.
-class FakeDecoder
+/// while a decode is under way. All but display pictures are read from the files.
+class FakeDecoder : public InProcessReader
 {
 public:
-    /// What a viewer takes; the fake must outlive that viewer.
-    [[nodiscard]] Viewer::Decoder decoder();
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                    const DisplayTarget &target,
+                                                    std::stop_token stop) const override;
 
     /// Makes every decode wait from now on, until it is let through or asked to stop.
     void closeGate();
@@ -49,19 +52,17 @@ public:
     [[nodiscard]] int lastPolicy() const;
 
 private:
-    DisplayPicture decode(int number, const DisplayTarget &target, const std::stop_token &stop);
-
     mutable std::mutex m_mutex; // guards everything below
-    std::condition_variable_any m_changed;
+    mutable std::condition_variable_any m_changed;
     bool m_isGateClosed = false;
-    int m_permits = 0;
+    mutable int m_permits = 0;
     std::set<int> m_held;
     std::set<int> m_corrupt;
     std::map<int, QSize> m_sizes;
-    std::vector<int> m_started;
-    int m_finishedCount = 0;
-    DisplayTarget m_lastTarget;
-    int m_lastPolicy = -1;
+    mutable std::vector<int> m_started;
+    mutable int m_finishedCount = 0;
+    mutable DisplayTarget m_lastTarget;
+    mutable int m_lastPolicy = -1;
 };
 
 /// The number whose picture has the colour @p pixel; none for any other colour.

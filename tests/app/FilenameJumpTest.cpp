@@ -1,8 +1,8 @@
 #include "app/ViewerFixture.h"
 
-#include "app/ViewerView.h"
-#include "interact/SearchField.h"
+#include "browse/SearchField.h"
 #include "logic/Printing.h"
+#include "screen/ViewerView.h"
 
 #include <QInputMethodEvent>
 #include <QMainWindow>

@@ -1,6 +1,6 @@
 #include "app/ViewerFixture.h"
 
-#include "app/ViewerView.h"
+#include "screen/ViewerView.h"
 
 #include <QFileDialog>
 #include <QMainWindow>

@@ -1,8 +1,8 @@
 #include "app/ViewerFixture.h"
 
 #include "app/HelpView.h"
-#include "app/ViewerView.h"
 #include "logic/Printing.h"
+#include "screen/ViewerView.h"
 
 #include <QApplication>
 #include <QMainWindow>

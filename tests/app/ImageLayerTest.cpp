@@ -1,6 +1,6 @@
-#include "app/ImageLayer.h"
+#include "screen/ImageLayer.h"
 
-#include "browse/DisplayPicture.h"
+#include "pixels/DisplayPicture.h"
 
 #include <QImage>
 #include <QPainter>

@@ -1,8 +1,8 @@
 #include "app/ViewerFixture.h"
 
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
 #include "logic/Printing.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <gtest/gtest.h>
 

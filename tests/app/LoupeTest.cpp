@@ -1,7 +1,7 @@
 #include "app/ViewerFixture.h"
 
-#include "app/ViewerView.h"
 #include "logic/Printing.h"
+#include "screen/ViewerView.h"
 
 #include <QMouseEvent>
 
@@ -75,7 +75,7 @@ protected:
     /// Shows the only picture of a folder, with the real decoder.
     [[nodiscard]] testing::AssertionResult startOnFile(const QByteArray &content)
     {
-        viewer = std::make_unique<Viewer>(mailbox);
+        viewer = std::make_unique<Viewer>(mailbox, reader);
         start({"--bench", folder.write("000.png", content)});
         if (!waitForLoads(1))
             return testing::AssertionFailure() << "the picture is not loaded";

@@ -1,9 +1,9 @@
 #include "app/EditFixture.h"
 
-#include "app/ViewerView.h"
+#include "browse/SearchField.h"
 #include "editing/CropOverlayView.h"
-#include "interact/SearchField.h"
 #include "logic/Printing.h"
+#include "screen/ViewerView.h"
 
 #include <QAbstractButton>
 #include <QLabel>

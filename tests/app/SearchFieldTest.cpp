@@ -1,4 +1,4 @@
-#include "interact/SearchField.h"
+#include "browse/SearchField.h"
 
 #include "logic/Printing.h"
 

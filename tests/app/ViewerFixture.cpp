@@ -1,7 +1,7 @@
 #include "app/ViewerFixture.h"
 
-#include "app/TextLabel.h"
-#include "app/ViewerView.h"
+#include "screen/TextLabel.h"
+#include "screen/ViewerView.h"
 
 #include <QApplication>
 #include <QFileDialog>
@@ -86,8 +86,7 @@ bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
     return true;
 }
 
-ViewerFixture::ViewerFixture()
-    : viewer(std::make_unique<Viewer>(mailbox, decoder.decoder(), trash.trash()))
+ViewerFixture::ViewerFixture() : viewer(std::make_unique<Viewer>(mailbox, decoder, trash.trash()))
 {}
 
 ViewerFixture::~ViewerFixture()

@@ -146,6 +146,7 @@ protected:
 
     test::TemporaryFolder folder;
     test::FakeDecoder decoder;
+    InProcessReader reader; // for tests that want real pictures
     test::FakeTrash trash{folder / "trash"};
     CountingMailbox mailbox;
     HeldPauses pauses;

@@ -1,6 +1,6 @@
-#include "browse/Decoding.h"
+#include "decoding/Decoding.h"
 
-#include "imaging/FileBytes.h"
+#include "decoding/FileBytes.h"
 #include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
@@ -100,38 +100,6 @@ QByteArray exifWithThumbnail(const QByteArray &thumbnail)
                                              static_cast<std::uint32_t>(thumbnail.size())}}) +
            thumbnail;
 }
-
-struct LimitCase
-{
-    const char *name;
-    QSize frame;
-    std::optional<double> scale;
-    int expected;
-};
-
-void PrintTo(const LimitCase &item, std::ostream *out)
-{
-    *out << item.name;
-}
-
-class DisplayLimit : public testing::TestWithParam<LimitCase>
-{};
-
-TEST_P(DisplayLimit, IsTheLongSideInDevicePixels)
-{
-    EXPECT_EQ(displayLimit(GetParam().frame, GetParam().scale), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Screens, DisplayLimit,
-                         testing::Values(LimitCase{"sharpScreenIsCapped", {1440, 900}, 2.0, 2560},
-                                         LimitCase{"smallWindow", {800, 600}, 1.0, 800},
-                                         LimitCase{"portraitCountsItsHeight", {600, 900}, 1.0, 900},
-                                         LimitCase{"fractionIsCutOff", {801, 600}, 1.25, 1001},
-                                         LimitCase{"justBelowTheCap", {2559, 100}, 1.0, 2559},
-                                         LimitCase{"atTheCap", {1280, 800}, 2.0, 2560},
-                                         LimitCase{"noScreen", {800, 600}, std::nullopt, 1600},
-                                         LimitCase{"noWindow", {0, 0}, 2.0, 0}),
-                         [](const auto &test) { return test.param.name; });
 
 TEST(LoadThumbnail, MissingFileGivesNull)
 {

@@ -1,4 +1,4 @@
-#include "browse/DisplayGeometry.h"
+#include "screen/DisplayGeometry.h"
 
 #include "logic/Printing.h"
 
@@ -29,77 +29,37 @@ TEST(ImageAreaRect, CropModeInALowViewLeavesNoHeight)
     EXPECT_LE(imageAreaRect({1000, 100}, ViewMode::Cropping).height(), 0);
 }
 
-struct FitCase
+struct LimitCase
 {
     const char *name;
-    QRectF area;
-    QSizeF image;
-    QRectF expected;
+    QSize frame;
+    std::optional<double> scale;
+    int expected;
 };
 
-void PrintTo(const FitCase &item, std::ostream *out)
+void PrintTo(const LimitCase &item, std::ostream *out)
 {
     *out << item.name;
 }
 
-class FitRect : public testing::TestWithParam<FitCase>
+class DisplayLimit : public testing::TestWithParam<LimitCase>
 {};
 
-TEST_P(FitRect, IsExact)
+TEST_P(DisplayLimit, IsTheLongSideInDevicePixels)
 {
-    EXPECT_EQ(fitRect(GetParam().area, GetParam().image), GetParam().expected);
+    EXPECT_EQ(displayLimit(GetParam().frame, GetParam().scale), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Fits, FitRect,
-    testing::Values(
-        FitCase{"smallPictureIsEnlarged", {0, 0, 1200, 800}, {300, 200}, {0, 0, 1200, 800}},
-        FitCase{"largePictureIsReduced", {0, 0, 300, 200}, {6000, 4000}, {0, 0, 300, 200}},
-        FitCase{"sameSizeStays", {0, 0, 300, 200}, {300, 200}, {0, 0, 300, 200}},
-        FitCase{"portraitIsCentred", {0, 0, 1200, 800}, {200, 400}, {400, 0, 400, 800}},
-        FitCase{"panoramaIsCentred", {0, 0, 1200, 800}, {600, 100}, {0, 300, 1200, 200}},
-        FitCase{"areaNotAtTheOrigin", {100, 50, 400, 400}, {100, 200}, {200, 50, 200, 400}},
-        FitCase{"zeroWidthGivesTheArea", {5, 6, 1200, 800}, {0, 200}, {5, 6, 1200, 800}},
-        FitCase{"zeroHeightGivesTheArea", {5, 6, 1200, 800}, {300, 0}, {5, 6, 1200, 800}},
-        FitCase{"negativeSizeGivesTheArea", {5, 6, 1200, 800}, {-3, -2}, {5, 6, 1200, 800}},
-        FitCase{"noPictureGivesTheArea", {5, 6, 1200, 800}, {}, {5, 6, 1200, 800}},
-        FitCase{"areaWithoutWidthStays", {5, 6, 0, 800}, {300, 200}, {5, 6, 0, 800}}),
-    [](const auto &test) { return test.param.name; });
-
-struct PixelCase
-{
-    const char *name;
-    QRectF points;
-    double scale;
-    QRect expected;
-};
-
-void PrintTo(const PixelCase &item, std::ostream *out)
-{
-    *out << item.name;
-}
-
-class ToDevicePixels : public testing::TestWithParam<PixelCase>
-{};
-
-TEST_P(ToDevicePixels, RoundsToTheNearest)
-{
-    EXPECT_EQ(toDevicePixels(GetParam().points, GetParam().scale), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rounding, ToDevicePixels,
-    testing::Values(
-        PixelCase{"wholePointsAtOne", {10, 20, 300, 200}, 1.0, {10, 20, 300, 200}},
-        PixelCase{"belowHalfGoesDown", {10.4, 20.4, 300.4, 200.4}, 1.0, {10, 20, 300, 200}},
-        PixelCase{"halfGoesUp", {10.5, 20.5, 300.5, 200.5}, 1.0, {11, 21, 301, 201}},
-        PixelCase{"aboveHalfGoesUp", {10.6, 20.6, 300.6, 200.6}, 1.0, {11, 21, 301, 201}},
-        PixelCase{"scaledBeforeItIsRounded", {0.3, 0.3, 10.3, 10.3}, 1.5, {0, 0, 15, 15}},
-        PixelCase{"oddPointsAtOneAndAHalf", {1, 3, 101, 67}, 1.5, {2, 5, 152, 101}},
-        PixelCase{"quarterPointAtTwo", {0.25, 0.2, 10.25, 10.2}, 2.0, {1, 0, 21, 20}},
-        PixelCase{"doubled", {10, 20, 300, 200}, 2.0, {20, 40, 600, 400}},
-        PixelCase{"neverWithoutWidth", {0, 0, 0.2, 0}, 1.0, {0, 0, 1, 1}}),
-    [](const auto &test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Screens, DisplayLimit,
+                         testing::Values(LimitCase{"sharpScreenIsCapped", {1440, 900}, 2.0, 2560},
+                                         LimitCase{"smallWindow", {800, 600}, 1.0, 800},
+                                         LimitCase{"portraitCountsItsHeight", {600, 900}, 1.0, 900},
+                                         LimitCase{"fractionIsCutOff", {801, 600}, 1.25, 1001},
+                                         LimitCase{"justBelowTheCap", {2559, 100}, 1.0, 2559},
+                                         LimitCase{"atTheCap", {1280, 800}, 2.0, 2560},
+                                         LimitCase{"noScreen", {800, 600}, std::nullopt, 1600},
+                                         LimitCase{"noWindow", {0, 0}, 2.0, 0}),
+                         [](const auto &test) { return test.param.name; });
 
 } // namespace
 } // namespace tavolin

@@ -1,12 +1,12 @@
 #include "editing/EditJobs.h"
 
-#include "browse/Decoding.h"
+#include "decoding/Decoding.h"
 #include "editing/CropAngle.h"
-#include "imaging/Color.h"
 #include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
+#include "pixels/Color.h"
 
 #include <QColorSpace>
 
@@ -56,7 +56,8 @@ protected:
 
 TEST_F(EditJobs, CropOfAFileTakesThePixelsInTheBox)
 {
-    const auto result = cropPicture(file, {}, {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN);
     ASSERT_EQ(result.picture.image.size(), QSize(30, 40));
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
     EXPECT_EQ(result.picture.image.row(39)[29], qRgb(39, 59, 128));
@@ -66,36 +67,39 @@ TEST_F(EditJobs, CropOfAFileTakesThePixelsInTheBox)
 TEST_F(EditJobs, BoxIsRoundedOutward)
 {
     const auto result =
-        cropPicture(file, {}, {QSizeF(240, 160), 0, {10.9, 20.1, 29.2, 39}}, SCREEN);
+        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {10.9, 20.1, 29.2, 39}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 31, 40)}});
 }
 
 TEST_F(EditJobs, NoiseInTheBoxCostsNoPixel)
 {
-    const auto result = cropPicture(
-        file, {}, {QSizeF(240, 160), 0, {9.9999999, 20.0000001, 30.0000001, 40}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file),
+                    {QSizeF(240, 160), 0, {9.9999999, 20.0000001, 30.0000001, 40}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
 }
 
-TEST_F(EditJobs, CropOfAPictureInMemoryReadsNoFile)
+TEST_F(EditJobs, CropLeavesThePictureItWasCutFromAlone)
 {
     const Image base = loadFullImage(file);
-    std::filesystem::remove(file);
-    const auto result = cropPicture(file, base, {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN);
+    const auto result = cropPicture(base, {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.picture.image.size(), QSize(30, 40));
+    EXPECT_TRUE(samePixels(base, loadFullImage(file)));
 }
 
 TEST_F(EditJobs, BoxOverALargerPictureThanTheFileHoldsIsScaled)
 {
     // As for a raw file of 960x640 pixels with a preview of 240x160.
-    const auto result = cropPicture(file, {}, {QSizeF(960, 640), 0, {40, 80, 120, 160}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file), {QSizeF(960, 640), 0, {40, 80, 120, 160}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
 }
 
 TEST_F(EditJobs, RotationComesBeforeTheCrop)
 {
-    const auto result = cropPicture(file, {}, {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file), {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.steps, (std::vector<EditOp>{RotateOp{5}, CropOp{QRect(10, 20, 30, 40)}}));
     const Image rotated = rotateInscribed(loadFullImage(file), 5);
     EXPECT_TRUE(samePixels(result.picture.image, rotated.cropped({10, 20, 30, 40})));
@@ -104,7 +108,8 @@ TEST_F(EditJobs, RotationComesBeforeTheCrop)
 TEST_F(EditJobs, AngleOf3HundredthsIsNeitherAppliedNorRecorded)
 {
     ASSERT_TRUE(isPreviewRotated(0.03));
-    const auto result = cropPicture(file, {}, {QSizeF(240, 160), 0.03, {10, 20, 30, 40}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0.03, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
 }
@@ -112,10 +117,10 @@ TEST_F(EditJobs, AngleOf3HundredthsIsNeitherAppliedNorRecorded)
 TEST_F(EditJobs, FileThatCannotBeDecodedGivesNothing)
 {
     const auto broken = folder.write("broken.png", "no picture");
-    EXPECT_TRUE(
-        cropPicture(broken, {}, {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN).picture.isNull());
-    EXPECT_TRUE(replay(broken, {}, SCREEN).isNull());
-    EXPECT_TRUE(replay(folder / "none.png", {}, SCREEN).isNull());
+    EXPECT_TRUE(cropPicture(loadFullImage(broken), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN)
+                    .picture.isNull());
+    EXPECT_TRUE(replay(loadFullImage(broken), {}, SCREEN).isNull());
+    EXPECT_TRUE(replay(loadFullImage(folder / "none.png"), {}, SCREEN).isNull());
 }
 
 TEST_F(EditJobs, JobThatNobodyWaitsForGivesNothing)
@@ -123,20 +128,20 @@ TEST_F(EditJobs, JobThatNobodyWaitsForGivesNothing)
     std::stop_source stopped;
     stopped.request_stop();
     const CropRequest request{QSizeF(240, 160), 5, {10, 20, 30, 40}};
-    EXPECT_TRUE(cropPicture(file, loadFullImage(file), request, SCREEN, stopped.get_token())
-                    .picture.isNull());
-    EXPECT_TRUE(replay(file, {}, SCREEN, stopped.get_token()).isNull());
+    EXPECT_TRUE(
+        cropPicture(loadFullImage(file), request, SCREEN, stopped.get_token()).picture.isNull());
+    EXPECT_TRUE(replay(loadFullImage(file), {}, SCREEN, stopped.get_token()).isNull());
 }
 
 TEST_F(EditJobs, BoxOutsideThePictureGivesNothing)
 {
-    EXPECT_TRUE(
-        cropPicture(file, {}, {QSizeF(240, 160), 0, {300, 20, 30, 40}}, SCREEN).picture.isNull());
+    EXPECT_TRUE(cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {300, 20, 30, 40}}, SCREEN)
+                    .picture.isNull());
 }
 
 TEST_F(EditJobs, DisplayIsWithinTheLimitAndFitted)
 {
-    const EditedPicture picture = replay(file, {}, SCREEN);
+    const EditedPicture picture = replay(loadFullImage(file), {}, SCREEN);
     EXPECT_EQ(picture.image.size(), QSize(240, 160));
     EXPECT_EQ(picture.display.image.size(), QSize(100, 66));
     EXPECT_EQ(picture.display.rendition.size(), QSize(60, 40));
@@ -147,7 +152,8 @@ TEST_F(EditJobs, DisplayIsInTheColoursOfTheScreenAndTheResultInThoseOfTheSource)
     QImage wide = mapOf({240, 160});
     wide.setColorSpace(QColorSpace::AdobeRgb);
     const auto wideFile = folder.write("wide.png", pngFile(wide));
-    const auto result = cropPicture(wideFile, {}, {QSizeF(240, 160), 0, {0, 0, 50, 50}}, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(wideFile), {QSizeF(240, 160), 0, {0, 0, 50, 50}}, SCREEN);
     EXPECT_FALSE(result.picture.image.iccProfile().isEmpty());
     EXPECT_EQ(result.picture.image.row(40)[40], qRgb(40, 40, 128));
     EXPECT_TRUE(samePixels(result.picture.display.image, toSrgb(result.picture.image)));
@@ -156,8 +162,9 @@ TEST_F(EditJobs, DisplayIsInTheColoursOfTheScreenAndTheResultInThoseOfTheSource)
 
 TEST_F(EditJobs, ReplayGivesThePixelsThatTheCropGave)
 {
-    const auto result = cropPicture(file, {}, {QSizeF(240, 160), -7.5, {11, 7, 99, 64}}, SCREEN);
-    const EditedPicture replayed = replay(file, result.steps, SCREEN);
+    const auto result =
+        cropPicture(loadFullImage(file), {QSizeF(240, 160), -7.5, {11, 7, 99, 64}}, SCREEN);
+    const EditedPicture replayed = replay(loadFullImage(file), result.steps, SCREEN);
     EXPECT_TRUE(samePixels(replayed.image, result.picture.image));
     EXPECT_TRUE(samePixels(replayed.display.image, result.picture.display.image));
 }
@@ -178,7 +185,7 @@ TEST_F(EditJobs, EveryUndoOfARandomHistoryGivesWhatWasThereBefore)
                 isRotationApplied(angle) ? inscribedSize(base.size(), angle) : QSizeF(base.size());
             const QRectF box(between(0, 0.3) * size.width(), between(0, 0.3) * size.height(),
                              between(0.4, 0.7) * size.width(), between(0.4, 0.7) * size.height());
-            const auto result = cropPicture(file, base, {base.size(), angle, box}, SCREEN);
+            const auto result = cropPicture(base, {base.size(), angle, box}, SCREEN);
             ASSERT_FALSE(result.picture.isNull());
             for (std::size_t s = 0; s < result.steps.size(); ++s) {
                 steps.push_back(result.steps[s]);
@@ -189,7 +196,8 @@ TEST_F(EditJobs, EveryUndoOfARandomHistoryGivesWhatWasThereBefore)
         while (!steps.empty()) {
             steps.pop_back();
             states.pop_back();
-            ASSERT_TRUE(samePixels(replay(file, steps, SCREEN).image, states.back()));
+            ASSERT_TRUE(
+                samePixels(replay(loadFullImage(file), steps, SCREEN).image, states.back()));
         }
     }
 }

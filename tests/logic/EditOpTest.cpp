@@ -1,6 +1,6 @@
 #include "editing/EditOp.h"
 
-#include "imaging/TestPictures.h"
+#include "decoding/TestPictures.h"
 #include "Printing.h"
 
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "interact/FileSearch.h"
+#include "browse/FileSearch.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "app/InfoLine.h"
+#include "browse/InfoLine.h"
 
 #include <gtest/gtest.h>
 

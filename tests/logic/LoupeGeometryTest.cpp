@@ -1,4 +1,4 @@
-#include "interact/LoupeGeometry.h"
+#include "screen/LoupeGeometry.h"
 
 #include "logic/Printing.h"
 
@@ -8,45 +8,6 @@
 
 namespace tavolin {
 namespace {
-
-struct PointCase
-{
-    const char *name;
-    QPointF point;
-    bool expected;
-};
-
-void PrintTo(const PointCase &item, std::ostream *out)
-{
-    *out << item.name;
-}
-
-class IsInside : public testing::TestWithParam<PointCase>
-{};
-
-TEST_P(IsInside, TakesTheLeftAndUpperEdgesOnly)
-{
-    EXPECT_EQ(isInside(GetParam().point, {100, 50, 600, 400}), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Points, IsInside,
-                         testing::Values(PointCase{"middle", {400, 250}, true},
-                                         PointCase{"leftEdge", {100, 250}, true},
-                                         PointCase{"leftOfIt", {99.99, 250}, false},
-                                         PointCase{"upperEdge", {400, 50}, true},
-                                         PointCase{"aboveIt", {400, 49.99}, false},
-                                         PointCase{"rightEdge", {700, 250}, false},
-                                         PointCase{"beforeRightEdge", {699.99, 250}, true},
-                                         PointCase{"lowerEdge", {400, 450}, false},
-                                         PointCase{"beforeLowerEdge", {400, 449.99}, true},
-                                         PointCase{"topLeftCorner", {100, 50}, true},
-                                         PointCase{"bottomRightCorner", {700, 450}, false}),
-                         [](const auto &item) { return item.param.name; });
-
-TEST(IsInsideRect, NothingIsInsideAnEmptyRectangle)
-{
-    EXPECT_FALSE(isInside({100, 50}, {100, 50, 0, 0}));
-}
 
 TEST(LoupeFrame, CentreOfAPhotoStaysUnderThePointer)
 {

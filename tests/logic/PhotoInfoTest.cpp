@@ -1,5 +1,7 @@
 #include "browse/PhotoInfo.h"
 
+#include "decoding/Decoding.h"
+
 #include "logic/TemporaryFolder.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
@@ -250,7 +252,7 @@ protected:
             .size = {200, 150}, .orientation = orientation, .detailed = false};
         const auto file = m_folder / name;
         EXPECT_TRUE(pictures::writePicture(pictures::drawPicture(spec), spec, file));
-        return infoLine(readPhotoInfo(file).segments).toStdString();
+        return infoLine(photoInfo(readPhotoFacts(file)).segments).toStdString();
     }
 
     [[nodiscard]] const test::TemporaryFolder &folder() const { return m_folder; }
@@ -276,7 +278,7 @@ TEST_F(PhotoInfoOf, PhoneHeldUprightHasTheTallSizeFirst)
     const QByteArray exif = pictures::tiffBlock({pictures::shortField(0x0112, {6})});
     const QImage stored = pictures::fourQuarters({4032, 3024});
     const auto file = folder().write("phone.jpg", pictures::encodeJpeg(stored, {.exif = exif}));
-    const PhotoInfo info = readPhotoInfo(file);
+    const PhotoInfo info = photoInfo(readPhotoFacts(file));
     EXPECT_EQ(info.pixelSize, QSize(3024, 4032));
     ASSERT_FALSE(info.segments.isEmpty());
     EXPECT_EQ(info.segments.front(), u"3024×4032"_s);
@@ -287,14 +289,14 @@ TEST_F(PhotoInfoOf, FileOfOneMebibyteSaysSo)
     QByteArray jpeg = pictures::encodeJpeg(pictures::fourQuarters({64, 32}));
     jpeg.append(1'048'576 - jpeg.size(), '\0');
     const auto file = folder().write("padded.jpg", jpeg);
-    EXPECT_EQ(infoLine(readPhotoInfo(file).segments), u"64×32  |  1.0MB"_s);
+    EXPECT_EQ(infoLine(photoInfo(readPhotoFacts(file)).segments), u"64×32  |  1.0MB"_s);
 }
 
 TEST_F(PhotoInfoOf, NoPictureIsNothing)
 {
     for (const auto &file : {folder().write("empty.jpg"), folder().write("text.nef", "a text"),
                              folder() / "missing.jpg", folder().path(), std::filesystem::path()}) {
-        const PhotoInfo info = readPhotoInfo(file);
+        const PhotoInfo info = photoInfo(readPhotoFacts(file));
         EXPECT_EQ(info.pixelSize, std::nullopt) << file;
         EXPECT_EQ(info.segments, QStringList()) << file;
     }

@@ -1,5 +1,7 @@
 #include "browse/PhotoInfo.h"
 
+#include "decoding/Decoding.h"
+
 #include "Samples.h"
 
 #include <chrono>
@@ -95,7 +97,7 @@ class SamplePhotoInfo : public SampleTest
 protected:
     [[nodiscard]] std::string lineOf(const std::string &path) const
     {
-        return infoLine(readPhotoInfo(find(path)).segments).toStdString();
+        return infoLine(photoInfo(readPhotoFacts(find(path))).segments).toStdString();
     }
 };
 

@@ -1,6 +1,6 @@
 // What ExifTool says of real pictures and of edited copies of them.
 
-#include "browse/Decoding.h"
+#include "decoding/Decoding.h"
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
 #include "Samples.h"

@@ -1,7 +1,7 @@
 #include "fileops/Saving.h"
 
-#include "browse/Decoding.h"
-#include "imaging/TestPictures.h"
+#include "decoding/Decoding.h"
+#include "decoding/TestPictures.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"

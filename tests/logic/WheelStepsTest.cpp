@@ -1,4 +1,4 @@
-#include "interact/WheelSteps.h"
+#include "browse/WheelSteps.h"
 
 #include <QWheelEvent>
 

@@ -1,10 +1,10 @@
 #include "soak/Soak.h"
 
-#include "browse/Decoding.h"
-#include "browse/DisplayGeometry.h"
+#include "decoding/Decoding.h"
 #include "e2e/MeanDifference.h"
 #include "e2e/WaitUntil.h"
-#include "imaging/Color.h"
+#include "pixels/Color.h"
+#include "pixels/Geometry.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>

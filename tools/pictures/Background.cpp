@@ -1,6 +1,6 @@
 #include "pictures/Background.h"
 
-#include "imaging/Bands.h"
+#include "pixels/Bands.h"
 
 #include <QColor>
 

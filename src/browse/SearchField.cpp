@@ -1,0 +1,53 @@
+#include "browse/SearchField.h"
+
+#include "screen/TextLabel.h"
+
+#include <QKeyEvent>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+namespace {
+
+/// In view points; top is the distance from the view's upper edge.
+constexpr int TOP = 64;
+constexpr int WIDTH = 340;
+constexpr int HEIGHT = 26;
+
+} // namespace
+
+SearchField::SearchField(QWidget *parent) : QLineEdit(parent)
+{
+    QFont font = interfaceFont(13);
+    font.setWeight(QFont::Normal);
+    setFont(font);
+    setAccessibleName(u"ค้นหาชื่อไฟล์"_s);
+    setPlaceholderText(u"พิมพ์ชื่อไฟล์เพื่อกระโดด… (Enter/Esc ปิด)"_s);
+}
+
+void SearchField::place(QSize view)
+{
+    setGeometry((view.width() - WIDTH) / 2, TOP, WIDTH, HEIGHT);
+}
+
+void SearchField::keyPressEvent(QKeyEvent *event)
+{
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Escape:
+        Q_EMIT closed();
+        break;
+    default:
+        QLineEdit::keyPressEvent(event);
+    }
+    event->accept(); // also what the line edit has no use for
+}
+
+bool SearchField::focusNextPrevChild(bool)
+{
+    return false; // Tab would hand the keyboard to the view while the field stays open
+}
+
+} // namespace tavolin

@@ -1,0 +1,99 @@
+#include "decoding/Decoding.h"
+
+#include "decoding/metadata/CarriedMetadata.h"
+#include "decoding/metadata/Metadata.h"
+#include "decoding/Properties.h"
+#include "pixels/FileExtensions.h"
+
+#include <utility>
+
+namespace tavolin {
+
+namespace {
+
+/// The longest side of a full picture, in pixels: no limit but to a stitched panorama that is still
+/// longer, which comes out reduced.
+constexpr int FULL_SIZE = 100000;
+
+} // namespace
+
+ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
+{
+    return hasRawExtension(url) ? ThumbnailRule::FromImageIfAbsent : ThumbnailRule::FromImageAlways;
+}
+
+Image loadThumbnail(const std::filesystem::path &url, int maxPixel, std::stop_token stop)
+{
+    const auto file = SourceFile::open(url, std::move(stop));
+    return file ? createThumbnail(*file, maxPixel, thumbnailRuleFor(url)) : Image();
+}
+
+DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const DisplayTarget &target,
+                                  std::stop_token stop)
+{
+    return makeDisplayPicture(loadThumbnail(url, target.maxPixel, stop), target, stop);
+}
+
+Image loadFullImage(const std::filesystem::path &url, std::stop_token stop)
+{
+    return loadThumbnail(url, FULL_SIZE, std::move(stop));
+}
+
+std::optional<QSize> readPixelSize(const std::filesystem::path &url)
+{
+    const auto file = SourceFile::open(url);
+    return file ? readUprightSize(*file, thumbnailRuleFor(url)) : std::nullopt;
+}
+
+std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url, std::stop_token stop)
+{
+    try {
+        const auto file = SourceFile::open(url, std::move(stop));
+        auto metadata = file ? readMetadata(*file, thumbnailRuleFor(url)) : std::nullopt;
+        if (!metadata)
+            return std::nullopt;
+        const auto properties = readProperties(*file);
+        return PhotoFacts{std::move(*metadata), static_cast<std::uintmax_t>(file->size()),
+                          properties ? properties->orientation : Orientation::Upright};
+    } catch (...) {
+        // Memory is lacking.
+        return std::nullopt;
+    }
+}
+
+std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url, QSize newSize)
+{
+    const auto file = SourceFile::open(url);
+    return file ? carriedMetadata(*file, newSize) : std::nullopt;
+}
+
+DisplayPicture InProcessReader::loadDisplayPicture(const std::filesystem::path &url,
+                                                   const DisplayTarget &target,
+                                                   std::stop_token stop) const
+{
+    return tavolin::loadDisplayPicture(url, target, std::move(stop));
+}
+
+Image InProcessReader::loadFullImage(const std::filesystem::path &url, std::stop_token stop) const
+{
+    return tavolin::loadFullImage(url, std::move(stop));
+}
+
+std::optional<QSize> InProcessReader::readPixelSize(const std::filesystem::path &url) const
+{
+    return tavolin::readPixelSize(url);
+}
+
+std::optional<PhotoFacts> InProcessReader::readPhotoFacts(const std::filesystem::path &url,
+                                                          std::stop_token stop) const
+{
+    return tavolin::readPhotoFacts(url, std::move(stop));
+}
+
+std::optional<JpegMetadata> InProcessReader::sourceMetadata(const std::filesystem::path &url,
+                                                            QSize newSize) const
+{
+    return tavolin::sourceMetadata(url, newSize);
+}
+
+} // namespace tavolin

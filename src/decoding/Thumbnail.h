@@ -1,0 +1,30 @@
+#pragma once
+// From a file's bytes to an upright picture of a given size. Usable from any thread.
+
+#include "decoding/SourceFile.h"
+#include "pixels/Image.h"
+
+#include <QSize>
+
+#include <cstdint>
+#include <optional>
+
+namespace tavolin {
+
+/// Where a picture is taken from.
+enum class ThumbnailRule : std::uint8_t {
+    FromImageAlways,   ///< From the file's full picture.
+    FromImageIfAbsent, ///< From the largest embedded preview; from raw data only where there is
+                       ///< none.
+};
+
+/// The picture in @p file, upright, its longest side at most @p maxPixel and never enlarged; what
+/// kind of file it is is decided by its content. Colours are in the profile that the picture
+/// carries. Null when it can't be decoded.
+[[nodiscard]] Image createThumbnail(const SourceFile &file, int maxPixel, ThumbnailRule rule);
+
+/// The full size of the picture in @p file, upright, from its headers. For a raw file that of the
+/// raw picture. Empty when there is none to be found.
+[[nodiscard]] std::optional<QSize> readUprightSize(const SourceFile &file, ThumbnailRule rule);
+
+} // namespace tavolin

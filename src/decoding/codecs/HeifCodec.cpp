@@ -1,0 +1,197 @@
+#include "decoding/codecs/HeifCodec.h"
+
+#include "pixels/Color.h"
+#include "pixels/Limits.h"
+#include "pixels/RowSink.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include <libheif/heif.h>
+
+namespace tavolin {
+
+namespace {
+
+/// libheif holds the picture as planes and as interleaved pixels.
+constexpr int DECODER_BYTES_PER_PIXEL = 7;
+/// Measured: two are faster than one and than libheif's own choice.
+constexpr int DECODING_THREADS = 2;
+/// Blocks beyond this are no metadata that anybody carries on.
+constexpr std::size_t MAX_METADATA_BYTES = 1 << 20;
+
+struct FreeContext
+{
+    void operator()(heif_context *context) const { heif_context_free(context); }
+};
+struct FreeHandle
+{
+    void operator()(heif_image_handle *handle) const { heif_image_handle_release(handle); }
+};
+struct FreeImage
+{
+    void operator()(heif_image *image) const { heif_image_release(image); }
+};
+struct FreeNclx
+{
+    void operator()(heif_color_profile_nclx *nclx) const { heif_nclx_color_profile_free(nclx); }
+};
+
+bool isGood(const heif_error &error)
+{
+    return error.code == heif_error_Ok;
+}
+
+QByteArray profileOf(const heif_image_handle *handle)
+{
+    const std::size_t size = heif_image_handle_get_raw_color_profile_size(handle);
+    if (size > 0 && size < (std::size_t{16} << 20)) {
+        QByteArray icc(static_cast<qsizetype>(size), '\0');
+        return isGood(heif_image_handle_get_raw_color_profile(handle, icc.data())) ? icc
+                                                                                   : QByteArray();
+    }
+    heif_color_profile_nclx *found = nullptr;
+    if (!isGood(heif_image_handle_get_nclx_color_profile(handle, &found)))
+        return {};
+    const std::unique_ptr<heif_color_profile_nclx, FreeNclx> nclx(found);
+    return nclx->color_primaries == heif_color_primaries_SMPTE_EG_432_1 ? displayP3Profile()
+                                                                        : QByteArray();
+}
+
+/// @p row of red, green, blue and alpha bytes as pixels.
+void toPixels(const std::uint8_t *row, int width, bool hasAlpha, Pixel *out)
+{
+    for (int x = 0; x < width; ++x, row += 4) {
+        const Pixel alpha = hasAlpha ? row[3] : 0xff;
+        const auto scaled = [alpha](Pixel color) { return (color * alpha + 127) / 255; };
+        out[x] = alpha << 24 | scaled(row[0]) << 16 | scaled(row[1]) << 8 | scaled(row[2]);
+    }
+}
+
+/// A file and its primary picture, for as long as it lives.
+class OpenFile
+{
+public:
+    explicit OpenFile(const SourceFile &file) : m_context(heif_context_alloc())
+    {
+        // Whole: once libheif knows how large a file is, a read that gives less ends the program.
+        // It would in a file that is cut meanwhile, and after a stop request.
+        if (!m_context || file.size() > MAX_WHOLE_FILE_BYTES)
+            return;
+        m_contents = file.bytesAt(0, file.size());
+        heif_image_handle *primary = nullptr;
+        if (m_contents.size() == file.size() &&
+            isGood(heif_context_read_from_memory_without_copy(
+                m_context.get(), m_contents.constData(),
+                static_cast<std::size_t>(m_contents.size()), nullptr)) &&
+            isGood(heif_context_get_primary_image_handle(m_context.get(), &primary)))
+            m_primary.reset(primary);
+    }
+
+    [[nodiscard]] heif_context *context() const { return m_context.get(); }
+    /// Null when the file can't be read.
+    [[nodiscard]] heif_image_handle *primary() const { return m_primary.get(); }
+
+private:
+    QByteArray m_contents; // outlives what is below
+    std::unique_ptr<heif_context, FreeContext> m_context;
+    std::unique_ptr<heif_image_handle, FreeHandle> m_primary;
+};
+
+Image decode(const SourceFile &file, int maxPixel)
+{
+    const OpenFile open(file);
+    heif_image_handle *primary = open.primary();
+    if (!primary)
+        return {};
+    heif_context_set_max_decoding_threads(open.context(), DECODING_THREADS);
+    // A grid that claims more than it can hold crashes libheif: ask before decoding.
+    const QSize claimed(heif_image_handle_get_width(primary),
+                        heif_image_handle_get_height(primary));
+    if (!isWithinLimits(claimed, DECODER_BYTES_PER_PIXEL) || file.stopToken().stop_requested())
+        return {};
+
+    heif_image *image = nullptr;
+    if (!isGood(heif_decode_image(primary, &image, heif_colorspace_RGB,
+                                  heif_chroma_interleaved_RGBA, nullptr)))
+        return {};
+    const std::unique_ptr<heif_image, FreeImage> decoded(image);
+    const QSize size(heif_image_get_width(image, heif_channel_interleaved),
+                     heif_image_get_height(image, heif_channel_interleaved));
+    int stride = 0;
+    const std::uint8_t *plane =
+        heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
+    if (!plane || !isWithinLimits(size) || stride < size.width() * 4)
+        return {};
+
+    const bool hasAlpha = heif_image_handle_has_alpha_channel(primary) != 0;
+    RowSink sink(size, sizeWithin(size, maxPixel));
+    if (!sink.isReady())
+        return {};
+    for (int y = 0; y < size.height(); ++y) {
+        toPixels(plane + std::ptrdiff_t{stride} * y, size.width(), hasAlpha, sink.nextRow());
+        sink.rowDone();
+    }
+    return std::move(sink).takeImage(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                     profileOf(primary));
+}
+
+/// The block of metadata with @p id; empty when it is larger than anybody carries on.
+QByteArray metadataBlock(const heif_image_handle *primary, heif_item_id id)
+{
+    const std::size_t size = heif_image_handle_get_metadata_size(primary, id);
+    if (size == 0 || size > MAX_METADATA_BYTES)
+        return {};
+    QByteArray block(static_cast<qsizetype>(size), '\0');
+    return isGood(heif_image_handle_get_metadata(primary, id, block.data())) ? block : QByteArray();
+}
+
+HeifMetadata metadataIn(const SourceFile &file)
+{
+    const OpenFile open(file);
+    const heif_image_handle *primary = open.primary();
+    HeifMetadata result;
+    if (!primary)
+        return result;
+    std::vector<heif_item_id> ids(static_cast<std::size_t>(
+        heif_image_handle_get_number_of_metadata_blocks(primary, nullptr)));
+    heif_image_handle_get_list_of_metadata_block_IDs(primary, nullptr, ids.data(),
+                                                     static_cast<int>(ids.size()));
+    for (const heif_item_id id : ids) {
+        const std::string_view type = heif_image_handle_get_metadata_type(primary, id);
+        const QByteArray block = metadataBlock(primary, id);
+        // ISO/IEC 23008-12, A.2.1: the block begins with how far the TIFF header is from there.
+        if (type == "Exif" && block.size() > 4)
+            result.exif = block.mid(qsizetype{4} + qFromBigEndian<quint32>(block.constData()));
+        else if (type == "mime" && block.contains("<x:xmpmeta"))
+            result.xmp = block;
+    }
+    return result;
+}
+
+} // namespace
+
+HeifMetadata readHeifMetadata(const SourceFile &file)
+{
+    try {
+        return metadataIn(file);
+    } catch (...) {
+        return {};
+    }
+}
+
+Image decodeHeif(const SourceFile &file, int maxPixel)
+{
+    try {
+        return decode(file, maxPixel);
+    } catch (...) {
+        // libheif lets exceptions of its threads and its memory through.
+        return {};
+    }
+}
+
+} // namespace tavolin

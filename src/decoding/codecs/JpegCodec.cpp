@@ -1,0 +1,234 @@
+#include "decoding/codecs/JpegCodec.h"
+
+#include "pixels/Color.h"
+#include "pixels/Limits.h"
+#include "pixels/RowSink.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include <csetjmp>
+
+#include <jpeglib.h>
+
+#include <jerror.h>
+
+namespace tavolin {
+
+namespace {
+
+constexpr J_COLOR_SPACE SCREEN_PIXELS =
+    std::endian::native == std::endian::little ? JCS_EXT_BGRA : JCS_EXT_ARGB;
+/// What libjpeg itself shows where the data ended.
+constexpr Pixel MISSING = 0xff808080;
+/// Progressive pictures have about ten scans; one made to keep a decoder busy has thousands. What
+/// stands after these is not looked at.
+constexpr int MAX_SCANS = 100;
+/// A progressive picture is held whole as coefficients, three bytes a pixel with halved chroma.
+constexpr long MAX_COEFFICIENT_BYTES = 900L << 20;
+
+/// libjpeg's objects for one file. Everything in libjpeg that can fail runs in one of the three
+/// steps, each of which catches its jump; no object with a destructor is made inside them.
+class Decompressor
+{
+public:
+    explicit Decompressor(const SourceFile &file);
+    ~Decompressor() { jpeg_destroy_decompress(&m_info); }
+    Decompressor(const Decompressor &) = delete;
+    Decompressor &operator=(const Decompressor &) = delete;
+
+    [[nodiscard]] bool readHeader();
+    [[nodiscard]] bool start(int maxPixel);
+    /// Feeds @p sink; false when an error ended it early.
+    bool readRows(RowSink &sink);
+
+    [[nodiscard]] QSize size() const { return sized(m_info.image_width, m_info.image_height); }
+    [[nodiscard]] QSize scaledSize() const
+    {
+        return sized(m_info.output_width, m_info.output_height);
+    }
+    [[nodiscard]] bool isCmyk() const { return m_info.out_color_space == JCS_CMYK; }
+    /// Adobe's writers store ink inverted: 255 is no ink.
+    [[nodiscard]] bool isInverted() const { return m_info.saw_Adobe_marker != 0; }
+    [[nodiscard]] QByteArray iccProfile();
+    [[nodiscard]] bool isStopped() const { return m_file.stopToken().stop_requested(); }
+
+private:
+    static QSize sized(JDIMENSION width, JDIMENSION height)
+    {
+        return {static_cast<int>(width), static_cast<int>(height)};
+    }
+    static Decompressor &self(j_common_ptr info)
+    {
+        return *static_cast<Decompressor *>(info->client_data);
+    }
+    static Decompressor &self(j_decompress_ptr info)
+    {
+        return *static_cast<Decompressor *>(info->client_data);
+    }
+    [[noreturn]] static void fail(j_common_ptr info);
+    static void beQuiet(j_common_ptr, int) {}
+    static boolean fill(j_decompress_ptr info);
+    static void skip(j_decompress_ptr info, long count);
+    static void watch(j_common_ptr info);
+
+    const SourceFile &m_file;
+    jpeg_decompress_struct m_info{};
+    jpeg_error_mgr m_errors{};
+    jpeg_source_mgr m_source{};
+    jpeg_progress_mgr m_progress{};
+    std::jmp_buf m_jump{};
+    std::int64_t m_offset = 0;
+    bool m_isCutOff = false;
+    std::array<JOCTET, 1 << 16> m_buffer;
+};
+
+Decompressor::Decompressor(const SourceFile &file) : m_file(file)
+{
+    m_info.err = jpeg_std_error(&m_errors);
+    m_errors.error_exit = fail;
+    m_errors.emit_message = beQuiet;
+    m_errors.output_message = [](j_common_ptr) {};
+    m_info.client_data = this;
+}
+
+void Decompressor::fail(j_common_ptr info)
+{
+    std::longjmp(self(info).m_jump, 1);
+}
+
+boolean Decompressor::fill(j_decompress_ptr info)
+{
+    Decompressor &decompressor = self(info);
+    const std::size_t count =
+        decompressor.m_isCutOff
+            ? 0
+            : decompressor.m_file.readAt(decompressor.m_offset,
+                                         std::as_writable_bytes(std::span(decompressor.m_buffer)));
+    decompressor.m_offset += static_cast<std::int64_t>(count);
+    decompressor.m_source.next_input_byte = decompressor.m_buffer.data();
+    decompressor.m_source.bytes_in_buffer = count;
+    if (count == 0) {
+        // The end of the picture, so that what has come is shown.
+        decompressor.m_buffer[0] = 0xff;
+        decompressor.m_buffer[1] = JPEG_EOI;
+        decompressor.m_source.bytes_in_buffer = 2;
+    }
+    return TRUE;
+}
+
+void Decompressor::skip(j_decompress_ptr info, long count)
+{
+    Decompressor &decompressor = self(info);
+    jpeg_source_mgr &source = decompressor.m_source;
+    const auto wanted = static_cast<std::size_t>(std::max(0L, count));
+    const std::size_t buffered = std::min(wanted, source.bytes_in_buffer);
+    source.next_input_byte += buffered;
+    source.bytes_in_buffer -= buffered;
+    decompressor.m_offset += static_cast<std::int64_t>(wanted - buffered);
+}
+
+void Decompressor::watch(j_common_ptr info)
+{
+    Decompressor &decompressor = self(info);
+    if (decompressor.isStopped())
+        fail(info);
+    if (decompressor.m_info.input_scan_number > MAX_SCANS) {
+        decompressor.m_isCutOff = true;
+        decompressor.m_source.bytes_in_buffer = 0;
+    }
+}
+
+bool Decompressor::readHeader()
+{
+    if (setjmp(m_jump) != 0)
+        return false;
+    jpeg_create_decompress(&m_info);
+    m_info.mem->max_memory_to_use = MAX_COEFFICIENT_BYTES;
+    m_source.init_source = [](j_decompress_ptr) {};
+    m_source.fill_input_buffer = fill;
+    m_source.skip_input_data = skip;
+    m_source.resync_to_restart = jpeg_resync_to_restart;
+    m_source.term_source = [](j_decompress_ptr) {};
+    m_info.src = &m_source;
+    m_progress.progress_monitor = watch;
+    m_info.progress = &m_progress;
+    jpeg_save_markers(&m_info, JPEG_APP0 + 2, 0xffff);
+    return jpeg_read_header(&m_info, TRUE) == JPEG_HEADER_OK;
+}
+
+bool Decompressor::start(int maxPixel)
+{
+    if (setjmp(m_jump) != 0)
+        return false;
+    const bool hasFourChannels =
+        m_info.jpeg_color_space == JCS_CMYK || m_info.jpeg_color_space == JCS_YCCK;
+    m_info.out_color_space = hasFourChannels ? JCS_CMYK : SCREEN_PIXELS;
+    // Only halvings have vector code: the smallest that still reaches the limit.
+    m_info.scale_denom = 8;
+    for (m_info.scale_num = 1; m_info.scale_num < 8; m_info.scale_num *= 2) {
+        jpeg_calc_output_dimensions(&m_info);
+        if (std::max(scaledSize().width(), scaledSize().height()) >= maxPixel)
+            break;
+    }
+    return jpeg_start_decompress(&m_info) != FALSE;
+}
+
+bool Decompressor::readRows(RowSink &sink)
+{
+    if (setjmp(m_jump) != 0)
+        return false;
+    while (m_info.output_scanline < m_info.output_height) {
+        if (isStopped())
+            return false;
+        JSAMPROW row = reinterpret_cast<JSAMPROW>(sink.nextRow());
+        if (jpeg_read_scanlines(&m_info, &row, 1) != 1)
+            return false;
+        sink.rowDone();
+    }
+    return true;
+}
+
+QByteArray Decompressor::iccProfile()
+{
+    JOCTET *data = nullptr;
+    unsigned int length = 0;
+    if (setjmp(m_jump) != 0 || jpeg_read_icc_profile(&m_info, &data, &length) == FALSE)
+        return {};
+    QByteArray profile(reinterpret_cast<const char *>(data), static_cast<qsizetype>(length));
+    std::free(data);
+    return profile;
+}
+
+} // namespace
+
+Image decodeJpeg(const SourceFile &file, int maxPixel, ColorHint hint)
+{
+    Decompressor decompressor(file);
+    if (!decompressor.readHeader() || !isWithinLimits(decompressor.size()) ||
+        !decompressor.start(maxPixel))
+        return {};
+    RowSink sink(decompressor.scaledSize(), sizeWithin(decompressor.size(), maxPixel));
+    if (!sink.isReady())
+        return {};
+    decompressor.readRows(sink);
+    if (sink.rowsTaken() == 0 || decompressor.isStopped())
+        return {};
+    sink.fillRest(MISSING);
+
+    QByteArray profile = decompressor.iccProfile();
+    PixelBuffer pixels = std::move(sink).takeBuffer();
+    if (decompressor.isCmyk()) {
+        convertCmykToSrgb(pixels, profile, decompressor.isInverted());
+        return std::move(pixels).toImage(Alpha::Opaque);
+    }
+    if (profile.isEmpty() && hint == ColorHint::AdobeRgb)
+        profile = adobeRgbProfile();
+    return std::move(pixels).toImage(Alpha::Opaque, std::move(profile));
+}
+
+} // namespace tavolin

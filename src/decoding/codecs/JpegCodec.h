@@ -1,0 +1,18 @@
+#pragma once
+// JPEG straight on libjpeg-turbo: scaled in the inverse DCT, into the pixels that paint fastest,
+// then brought to the exact size row by row.
+
+#include "decoding/Properties.h"
+#include "decoding/SourceFile.h"
+#include "pixels/Image.h"
+
+namespace tavolin {
+
+/// Decodes the first picture of @p file as stored (not turned), its longest side at most @p
+/// maxPixel. Grey becomes RGB, CMYK becomes sRGB; other pictures keep the profile that the file
+/// carries or that @p hint stands for. A file that ends or breaks off early gives what came, on
+/// grey. Null when nothing could be read, over the limits, and after the file's stop request.
+[[nodiscard]] Image decodeJpeg(const SourceFile &file, int maxPixel,
+                               ColorHint hint = ColorHint::None);
+
+} // namespace tavolin

@@ -1,0 +1,289 @@
+#include "decoding/codecs/RawCodec.h"
+
+#include "decoding/codecs/JpegCodec.h"
+#include "decoding/metadata/Exiv2Access.h"
+#include "pixels/Limits.h"
+#include "pixels/RowSink.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include <libraw/libraw.h>
+
+namespace tavolin {
+
+namespace {
+
+/// LibRaw holds two bytes of raw data and four 16-bit channels for each pixel.
+constexpr int RENDERING_BYTES_PER_PIXEL = 10;
+/// LibRaw offers one preview, and for some cameras only a thumbnail; below this long side it is
+/// worth asking for a larger one.
+constexpr int THUMBNAIL_LONG_SIDE_PX = 640;
+
+/// A SourceFile as LibRaw reads it: byte by byte in places, hence the buffer.
+class RawStream : public LibRaw_abstract_datastream
+{
+public:
+    explicit RawStream(const SourceFile &file) : m_file(file) {}
+
+    int valid() override { return 1; }
+    int read(void *out, std::size_t size, std::size_t count) override
+    {
+        if (size == 0 || count > std::size_t(m_file.size()))
+            return 0;
+        auto rest = std::span(static_cast<std::byte *>(out), size * count);
+        const auto buffered =
+            this->buffered().first(std::min(this->buffered().size(), rest.size()));
+        std::copy(buffered.begin(), buffered.end(), rest.begin());
+        const std::size_t direct = m_file.readAt(m_position + std::int64_t(buffered.size()),
+                                                 rest.subspan(buffered.size()));
+        m_position += std::int64_t(buffered.size() + direct);
+        return static_cast<int>((buffered.size() + direct) / size);
+    }
+    int seek(INT64 offset, int whence) override
+    {
+        const std::int64_t base = whence == SEEK_CUR   ? m_position
+                                  : whence == SEEK_END ? m_file.size()
+                                                       : 0;
+        m_position =
+            std::max<std::int64_t>(0, std::min<std::int64_t>(base + offset, m_file.size()));
+        return 0;
+    }
+    INT64 tell() override { return m_position; }
+    INT64 size() override { return m_file.size(); }
+    int get_char() override
+    {
+        if (buffered().empty())
+            fill();
+        if (buffered().empty())
+            return EOF;
+        const auto byte = std::to_integer<int>(buffered().front());
+        ++m_position;
+        return byte;
+    }
+    char *gets(char *line, int size) override
+    {
+        int length = 0;
+        for (int byte = 0; length + 1 < size && byte != '\n'; ++length) {
+            byte = get_char();
+            if (byte == EOF)
+                break;
+            line[length] = static_cast<char>(byte);
+        }
+        if (size > 0)
+            line[length] = '\0';
+        return length > 0 ? line : nullptr;
+    }
+    int scanf_one(const char *format, void *value) override
+    {
+        std::array<char, 32> word{};
+        std::size_t length = 0;
+        for (int byte = get_char(); byte != EOF && length + 1 < word.size(); byte = get_char()) {
+            const bool isBlank = byte == 0 || byte == ' ' || byte == '\t' || byte == '\n';
+            if (isBlank && length > 0)
+                break;
+            if (!isBlank)
+                word[length++] = static_cast<char>(byte);
+        }
+        return std::sscanf(word.data(), format, value);
+    }
+    int eof() override { return m_position >= m_file.size() ? 1 : 0; }
+    void *make_jas_stream() override { return nullptr; }
+
+private:
+    /// What the buffer holds from the position on.
+    [[nodiscard]] std::span<const std::byte> buffered() const
+    {
+        const std::int64_t begin = m_position - m_bufferStart;
+        if (begin < 0 || begin >= std::int64_t(m_bufferSize))
+            return {};
+        return std::span(m_buffer).first(m_bufferSize).subspan(std::size_t(begin));
+    }
+    void fill()
+    {
+        m_bufferStart = m_position;
+        m_bufferSize = m_file.readAt(m_position, m_buffer);
+    }
+
+    const SourceFile &m_file;
+    std::int64_t m_position = 0;
+    std::int64_t m_bufferStart = 0;
+    std::size_t m_bufferSize = 0;
+    std::array<std::byte, 1 << 15> m_buffer;
+};
+
+/// One raw file open in LibRaw.
+class RawFile
+{
+public:
+    explicit RawFile(const SourceFile &file)
+        : m_stream(file), m_raw(std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK))
+    {
+        m_raw->imgdata.params.max_raw_memory_mb = unsigned(MAX_DECODER_BYTES >> 20);
+        m_raw->set_progress_handler(
+            [](void *source, LibRaw_progress, int, int) {
+                return static_cast<const SourceFile *>(source)->stopToken().stop_requested() ? 1
+                                                                                             : 0;
+            },
+            const_cast<SourceFile *>(&file));
+        m_isOpen = m_raw->open_datastream(&m_stream) == LIBRAW_SUCCESS;
+    }
+
+    [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    [[nodiscard]] LibRaw &raw() { return *m_raw; }
+    [[nodiscard]] QSize size() const
+    {
+        return {m_raw->imgdata.sizes.width, m_raw->imgdata.sizes.height};
+    }
+    [[nodiscard]] Orientation orientation() const
+    {
+        // LibRaw's bits: 1 mirrors left and right, 2 top and bottom, 4 (done last) the diagonal.
+        constexpr std::array EXIF_OF_FLIP{1U, 2U, 4U, 3U, 5U, 8U, 6U, 7U};
+        return orientationFromExif(
+            EXIF_OF_FLIP[static_cast<std::size_t>(m_raw->imgdata.sizes.flip) & 7]);
+    }
+
+private:
+    RawStream m_stream;
+    std::unique_ptr<LibRaw> m_raw; // hundreds of kilobytes; before the stream it reads from dies
+    bool m_isOpen = false;
+};
+
+/// Rows of interleaved 8-bit red, green and blue as a picture.
+Image fromRgb(const unsigned char *data, QSize size, int maxPixel)
+{
+    RowSink sink(size, sizeWithin(size, maxPixel));
+    if (!sink.isReady())
+        return {};
+    for (int y = 0; y < size.height(); ++y) {
+        Pixel *row = sink.nextRow();
+        for (int x = 0; x < size.width(); ++x, data += 3)
+            row[x] = 0xff000000 | Pixel{data[0]} << 16 | Pixel{data[1]} << 8 | data[2];
+        sink.rowDone();
+    }
+    return std::move(sink).takeImage(Alpha::Opaque, {});
+}
+
+/// What a raw file says about the previews in it.
+struct PreviewFacts
+{
+    Orientation orientation = Orientation::Upright;
+    ColorHint colorHint = ColorHint::None; // unless the preview has one of its own
+};
+
+Image decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
+{
+    const auto properties = readProperties(jpeg);
+    const bool hasHint = properties && properties->colorHint != ColorHint::None;
+    return turnedUpright(
+        decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint),
+        facts.orientation);
+}
+
+Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
+                    const std::stop_token &stop)
+{
+    if (!file.isOpen() || file.raw().unpack_thumb() != LIBRAW_SUCCESS)
+        return {};
+    const libraw_thumbnail_t &thumbnail = file.raw().imgdata.thumbnail;
+    const QSize size(thumbnail.twidth, thumbnail.theight);
+    if (!thumbnail.thumb)
+        return {};
+    if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG) {
+        const auto bytes = QByteArray::fromRawData(thumbnail.thumb, qsizetype(thumbnail.tlength));
+        return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, facts);
+    }
+    if (thumbnail.tformat == LIBRAW_THUMBNAIL_BITMAP && isWithinLimits(size) &&
+        pixelCount(size) * 3 <= std::int64_t(thumbnail.tlength))
+        return turnedUpright(
+            fromRgb(reinterpret_cast<const unsigned char *>(thumbnail.thumb), size, maxPixel),
+            file.orientation());
+    return {};
+}
+
+int longSide(const Image &image)
+{
+    return std::max(image.width(), image.height());
+}
+
+Image preview(const SourceFile &source, int maxPixel)
+{
+    RawFile file(source);
+    PreviewFacts facts;
+    if (const auto properties = readProperties(source))
+        facts = {properties->orientation, properties->colorHint};
+    if (file.isOpen())
+        facts.orientation = file.orientation();
+    const Image offered = libRawPreview(file, maxPixel, facts, source.stopToken());
+    if (longSide(offered) >= std::min(maxPixel, THUMBNAIL_LONG_SIDE_PX))
+        return offered;
+    const QByteArray other = largestEmbeddedPreview(source);
+    const Image found =
+        decodePreviewJpeg(SourceFile::fromBytes(other, source.stopToken()), maxPixel, facts);
+    return longSide(found) > longSide(offered) ? found : offered;
+}
+
+Image render(const SourceFile &source, int maxPixel)
+{
+    RawFile file(source);
+    if (!file.isOpen() || !isWithinLimits(file.size()))
+        return {};
+    auto &parameters = file.raw().imgdata.params;
+    const int longest = std::max(file.size().width(), file.size().height());
+    const bool isHalf =
+        longest / 2 >= maxPixel || !isWithinLimits(file.size(), RENDERING_BYTES_PER_PIXEL);
+    parameters.half_size = isHalf ? 1 : 0;
+    parameters.use_camera_wb = 1;
+    parameters.gamm[0] = 1 / 2.4; // sRGB's curve
+    parameters.gamm[1] = 12.92;
+    if (file.raw().unpack() != LIBRAW_SUCCESS || file.raw().dcraw_process() != LIBRAW_SUCCESS)
+        return {};
+    const std::unique_ptr<libraw_processed_image_t, void (*)(libraw_processed_image_t *)> picture(
+        file.raw().dcraw_make_mem_image(), LibRaw::dcraw_clear_mem);
+    if (!picture || picture->type != LIBRAW_IMAGE_BITMAP || picture->colors != 3 ||
+        picture->bits != 8)
+        return {};
+    const QSize size(picture->width, picture->height);
+    if (!isWithinLimits(size) || pixelCount(size) * 3 > std::int64_t(picture->data_size))
+        return {};
+    return fromRgb(picture->data, size, maxPixel);
+}
+
+/// What @p work gives, or nothing where a library throws.
+template <typename Result, typename Work>
+Result guarded(Work work)
+{
+    try {
+        return work();
+    } catch (...) {
+        return {};
+    }
+}
+
+} // namespace
+
+std::optional<ImageProperties> readRawProperties(const SourceFile &file)
+{
+    using Properties = std::optional<ImageProperties>;
+    return guarded<Properties>([&]() -> Properties {
+        RawFile raw(file);
+        if (!raw.isOpen() || raw.size().isEmpty())
+            return {};
+        return ImageProperties{.stored = raw.size(), .orientation = raw.orientation()};
+    });
+}
+
+Image decodeRawPreview(const SourceFile &file, int maxPixel)
+{
+    return guarded<Image>([&] { return preview(file, maxPixel); });
+}
+
+Image renderRaw(const SourceFile &file, int maxPixel)
+{
+    return guarded<Image>([&] { return render(file, maxPixel); });
+}
+
+} // namespace tavolin

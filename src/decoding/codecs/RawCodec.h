@@ -1,0 +1,26 @@
+#pragma once
+// Camera raw files: the embedded preview, or a rendering of the raw data through LibRaw.
+
+#include "decoding/Properties.h"
+#include "decoding/SourceFile.h"
+#include "pixels/Image.h"
+
+#include <optional>
+
+namespace tavolin {
+
+/// Size and orientation of the raw picture in @p file as LibRaw knows its camera; empty when it
+/// does not.
+[[nodiscard]] std::optional<ImageProperties> readRawProperties(const SourceFile &file);
+
+/// The largest preview embedded in @p file, upright, its longest side at most @p maxPixel. It is
+/// turned by what the raw file says; a preview's own EXIF orientation does not count. Null when
+/// there is none that can be read.
+[[nodiscard]] Image decodeRawPreview(const SourceFile &file, int maxPixel);
+
+/// A rendering of the raw data in sRGB, upright, its longest side at most @p maxPixel: at half the
+/// resolution where that is enough or memory is short. A file that is cut short may give garbage
+/// below the cut. Null when LibRaw can't.
+[[nodiscard]] Image renderRaw(const SourceFile &file, int maxPixel);
+
+} // namespace tavolin

@@ -1,0 +1,111 @@
+#include "decoding/headers/Headers.h"
+
+#include "pixels/Limits.h"
+
+#include <vector>
+
+namespace tavolin {
+
+namespace {
+
+// TIFF 6.0, section 8; TIFF/EP; DNG 1.6, chapter 4.
+constexpr std::uint16_t IMAGE_WIDTH = 0x0100;
+constexpr std::uint16_t IMAGE_LENGTH = 0x0101;
+constexpr std::uint16_t PHOTOMETRIC = 0x0106;
+constexpr std::uint16_t MAKE = 0x010f;
+constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
+constexpr std::uint16_t DNG_VERSION = 0xc612;
+
+constexpr std::uint64_t COLOR_FILTER_ARRAY = 32803;
+constexpr std::uint64_t LINEAR_RAW = 34892;
+
+/// Raw files have up to a dozen (DNG with semantic masks).
+constexpr std::uint64_t MAX_SUB_DIRECTORIES = 32;
+
+std::optional<QSize> sizeOf(TiffReader &tiff, const TiffDirectory &directory)
+{
+    return checkedSize(tiff.integer(directory.find(IMAGE_WIDTH)).value_or(0),
+                       tiff.integer(directory.find(IMAGE_LENGTH)).value_or(0));
+}
+
+bool isSensorData(TiffReader &tiff, const TiffDirectory &directory)
+{
+    const auto photometric = tiff.integer(directory.find(PHOTOMETRIC));
+    return photometric == COLOR_FILTER_ARRAY || photometric == LINEAR_RAW;
+}
+
+void keepLarger(std::optional<QSize> &largest, std::optional<QSize> size)
+{
+    if (size && (!largest || pixelCount(*size) > pixelCount(*largest)))
+        largest = size;
+}
+
+/// The largest pictures in a stream.
+struct Largest
+{
+    std::optional<QSize> any;
+    std::optional<QSize> sensor; ///< Among those that are marked as data of a sensor.
+};
+
+/// Looks at @p first, the directories chained to it and the sub-directories of all.
+Largest findLargest(TiffReader &tiff, const TiffDirectory &first)
+{
+    Largest largest;
+    std::vector<std::int64_t> pending;
+    const auto visit = [&](const TiffDirectory &directory) {
+        const std::optional<QSize> size = sizeOf(tiff, directory);
+        keepLarger(largest.any, size);
+        if (isSensorData(tiff, directory))
+            keepLarger(largest.sensor, size);
+        pending.push_back(directory.next);
+        const TiffEntry *pointers = directory.find(SUB_DIRECTORIES);
+        for (std::uint64_t i = 0; i < MAX_SUB_DIRECTORIES; ++i) {
+            const auto offset = tiff.integer(pointers, i);
+            if (!offset)
+                break;
+            pending.push_back(static_cast<std::int64_t>(*offset));
+        }
+    };
+    visit(first);
+    // The reader gives each directory once and not many of them: this ends.
+    while (!pending.empty()) {
+        const std::int64_t offset = pending.back();
+        pending.pop_back();
+        if (const TiffDirectory directory = tiff.directory(offset); !directory.entries.empty())
+            visit(directory);
+    }
+    return largest;
+}
+
+} // namespace
+
+std::optional<ImageProperties> readTiffHeader(FieldReader &fields, std::int64_t begin,
+                                              std::int64_t end, bool isRaw)
+{
+    std::optional<TiffReader> tiff = TiffReader::open(fields, begin, end);
+    if (!tiff)
+        return std::nullopt;
+    const TiffDirectory first = tiff->directory(tiff->first());
+    const ExifFacts exif = readExif(*tiff, first);
+    std::optional<QSize> size = sizeOf(*tiff, first);
+    const bool isKnownRaw = isRaw || first.find(DNG_VERSION);
+    bool hasSensorData = false;
+    if (isKnownRaw || (first.find(MAKE) && first.find(SUB_DIRECTORIES)) ||
+        isSensorData(*tiff, first)) {
+        const Largest largest = findLargest(*tiff, first);
+        hasSensorData = largest.sensor.has_value();
+        if (hasSensorData) {
+            // Only this: previews are sometimes larger than a raw picture that was reduced.
+            size = largest.sensor;
+        } else if (isKnownRaw || !size) {
+            size = largest.any;
+            // CR2 says nowhere else how large its raw picture is.
+            keepLarger(size, exif.pixels);
+        }
+    }
+    if (!size)
+        return std::nullopt;
+    return ImageProperties{*size, exif.orientation, exif.colorHint, isKnownRaw || hasSensorData};
+}
+
+} // namespace tavolin

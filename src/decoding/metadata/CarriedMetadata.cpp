@@ -1,0 +1,304 @@
+#include "decoding/metadata/CarriedMetadata.h"
+
+#include "decoding/codecs/HeifCodec.h"
+#include "decoding/FileType.h"
+#include "decoding/metadata/Exiv2Access.h"
+#include "decoding/metadata/Metadata.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <iterator>
+#include <numeric>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <exiv2/exiv2.hpp>
+
+namespace tavolin {
+
+namespace {
+
+constexpr const char *SOFTWARE = "Tavolin Viewer";
+
+/// Beginnings of keys that are not carried over.
+constexpr std::array<std::string_view, 69> LEFT_BEHIND{
+    // Directories of other pictures in the file: IFD1, which is the thumbnail, and further ones,
+    // those below IFD0, and the list of pictures behind the first of a JPEG.
+    "Exif.Thumbnail.",
+    "Exif.Image2.",
+    "Exif.Image3.",
+    "Exif.SubImage",
+    "Exif.SubThumb",
+    "Exif.MpfInfo.",
+    // How Panasonic's raw data lie in the file; what the camera says of the photo stands elsewhere.
+    "Exif.PanasonicRaw.",
+    // How the stored pixels of a TIFF or raw file lie in it and what they are made of. A JPEG says
+    // so outside of its metadata.
+    "Exif.Image.NewSubfileType",
+    "Exif.Image.SubfileType",
+    "Exif.Image.ImageWidth",
+    "Exif.Image.ImageLength",
+    "Exif.Image.BitsPerSample",
+    "Exif.Image.Compression",
+    "Exif.Image.PhotometricInterpretation",
+    "Exif.Image.Thresholding",
+    "Exif.Image.CellWidth",
+    "Exif.Image.CellLength",
+    "Exif.Image.FillOrder",
+    "Exif.Image.StripOffsets",
+    "Exif.Image.SamplesPerPixel",
+    "Exif.Image.RowsPerStrip",
+    "Exif.Image.StripByteCounts",
+    "Exif.Image.PlanarConfiguration",
+    "Exif.Image.GrayResponse",
+    "Exif.Image.T4Options",
+    "Exif.Image.T6Options",
+    "Exif.Image.Predictor",
+    "Exif.Image.ColorMap",
+    "Exif.Image.HalftoneHints",
+    "Exif.Image.Tile",
+    "Exif.Image.SubIFDs",
+    "Exif.Image.InkSet",
+    "Exif.Image.InkNames",
+    "Exif.Image.NumberOfInks",
+    "Exif.Image.DotRange",
+    "Exif.Image.ExtraSamples",
+    "Exif.Image.SampleFormat",
+    "Exif.Image.SMinSampleValue",
+    "Exif.Image.SMaxSampleValue",
+    "Exif.Image.Indexed",
+    "Exif.Image.JPEG",
+    "Exif.Image.YCbCrSubSampling",
+    "Exif.Image.CFARepeatPatternDim",
+    "Exif.Image.CFAPattern",
+    // The same metadata once more, in a TIFF's way: they get segments of their own.
+    "Exif.Image.XMLPacket",
+    "Exif.Image.IPTCNAA",
+    "Exif.Image.ImageResources",
+    "Exif.Image.InterColorProfile",
+    // The old pixels in XMP.
+    "Xmp.tiff.BitsPerSample",
+    "Xmp.tiff.Compression",
+    "Xmp.tiff.PhotometricInterpretation",
+    "Xmp.tiff.SamplesPerPixel",
+    "Xmp.tiff.PlanarConfiguration",
+    "Xmp.tiff.YCbCrSubSampling",
+    // Small pictures in XMP and IPTC.
+    "Xmp.xmp.Thumbnails",
+    "Xmp.xmpGImg.",
+    "Iptc.Application2.Preview",
+    // Gain maps, depth maps and films behind the picture, which are not written.
+    "Xmp.hdrgm.",
+    "Xmp.HDRGainMap.",
+    "Xmp.Container.",
+    "Xmp.GContainer.",
+    "Xmp.Item.",
+    "Xmp.GDepth.",
+    "Xmp.GImage.",
+    "Xmp.GAudio.",
+    "Xmp.GCamera.MicroVideo",
+    "Xmp.GCamera.MotionPhoto",
+    "Xmp.GCamera.HdrPlusMakernoteOffset",
+    "Xmp.apdi.",
+};
+
+/// Removes the values for which @p isUnwanted, from Exiv2's containers of any kind.
+template <typename Data, typename Predicate>
+void eraseIf(Data &data, Predicate isUnwanted)
+{
+    for (auto datum = data.begin(); datum != data.end();)
+        datum = isUnwanted(*datum) ? data.erase(datum) : std::next(datum);
+}
+
+template <typename Data>
+void leaveBehind(Data &data)
+{
+    eraseIf(data, [](const auto &datum) { return !isCarried(datum.key()); });
+}
+
+/// Makes @p value the only value of @p key.
+template <typename Value>
+void set(Exiv2::ExifData &exif, const std::string &key, const Value &value)
+{
+    eraseIf(exif, [&key](const Exiv2::Exifdatum &datum) { return datum.key() == key; });
+    exif[key] = value;
+}
+
+/// Whether @p exif has a value in @p group that is more than the place of another group.
+bool hasGroup(const Exiv2::ExifData &exif, const std::string &group)
+{
+    return std::any_of(exif.begin(), exif.end(), [&group](const Exiv2::Exifdatum &datum) {
+        return datum.groupName() == group && datum.tagName() != "ExifTag" &&
+               datum.tagName() != "GPSTag" && datum.tagName() != "InteroperabilityTag";
+    });
+}
+
+Exiv2::ExifData carriedExif(const Exiv2::ExifData &source, QSize newSize)
+{
+    Exiv2::ExifData exif = source;
+    leaveBehind(exif);
+    if (hasGroup(exif, "Image")) {
+        set(exif, "Exif.Image.Orientation", std::uint16_t{1});
+        set(exif, "Exif.Image.Software", std::string(SOFTWARE));
+    }
+    if (hasGroup(exif, "Photo")) {
+        set(exif, "Exif.Photo.PixelXDimension", static_cast<std::uint32_t>(newSize.width()));
+        set(exif, "Exif.Photo.PixelYDimension", static_cast<std::uint32_t>(newSize.height()));
+    }
+    return exif;
+}
+
+Exiv2::XmpData carriedXmp(const Exiv2::XmpData &source, QSize newSize)
+{
+    Exiv2::XmpData xmp = source;
+    leaveBehind(xmp);
+    const auto correct = [&xmp](const char *key, const std::string &value) {
+        const auto found = xmp.findKey(Exiv2::XmpKey(key));
+        if (found != xmp.end())
+            found->setValue(value);
+    };
+    correct("Xmp.tiff.Orientation", "1");
+    correct("Xmp.tiff.Software", SOFTWARE);
+    for (const char *key : {"Xmp.tiff.ImageWidth", "Xmp.exif.PixelXDimension"})
+        correct(key, std::to_string(newSize.width()));
+    for (const char *key : {"Xmp.tiff.ImageLength", "Xmp.exif.PixelYDimension"})
+        correct(key, std::to_string(newSize.height()));
+    return xmp;
+}
+
+/// Removes the largest values of @p data, so many that a block of @p size bytes, made of them all,
+/// can be expected to shrink to @p limit.
+template <typename Data>
+void removeLargest(Data &data, double size, double limit)
+{
+    std::vector<std::int64_t> sizes;
+    for (const auto &datum : data)
+        sizes.push_back(datum.size());
+    std::ranges::sort(sizes, std::greater());
+    // Values may take more room in the block than on their own: all of them so much more.
+    const double total = std::accumulate(sizes.begin(), sizes.end(), 0.0);
+    double excess = total * (size - limit) / size;
+    std::int64_t smallest = sizes.front();
+    for (auto next = sizes.begin(); next != sizes.end() && excess > 0; ++next) {
+        smallest = *next;
+        excess -= static_cast<double>(*next);
+    }
+    eraseIf(data, [smallest](const auto &datum) { return datum.size() >= smallest; });
+}
+
+/// What @p encode makes of @p data, at most @p limit bytes; values that don't fit are removed.
+/// Nothing when Exiv2 refuses them: the other blocks may be good.
+template <typename Data, typename Encode>
+QByteArray encodedWithin(Data data, qsizetype limit, Encode encode)
+try {
+    QByteArray block = encode(data);
+    while (block.size() > limit && !data.empty()) {
+        removeLargest(data, static_cast<double>(block.size()), static_cast<double>(limit));
+        block = encode(data);
+    }
+    return block;
+} catch (const Exiv2::AnyError &) {
+    return {};
+}
+
+QByteArray bytes(const void *data, std::size_t size)
+{
+    return {static_cast<const char *>(data), static_cast<qsizetype>(size)};
+}
+
+bool saysAdobeRgb(const Exiv2::ExifData &exif)
+{
+    const auto colorSpace = exif.findKey(Exiv2::ExifKey("Exif.Photo.ColorSpace"));
+    const auto index = exif.findKey(Exiv2::ExifKey("Exif.Iop.InteroperabilityIndex"));
+    return (colorSpace != exif.end() && colorSpace->count() > 0 && colorSpace->toLong() == 2) ||
+           (index != exif.end() && index->toString() == "R03");
+}
+
+/// Adds the values of @p other with keys that @p exif has none of.
+void addMissing(Exiv2::ExifData &exif, const Exiv2::ExifData &other)
+{
+    std::set<std::string> keys;
+    for (const Exiv2::Exifdatum &datum : exif)
+        keys.insert(datum.key());
+    for (const Exiv2::Exifdatum &datum : other)
+        if (!keys.contains(datum.key()))
+            exif.add(datum);
+}
+
+JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
+{
+    const Exiv2::ByteOrder order =
+        image.byteOrder() == Exiv2::bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian;
+    const auto encodeExif = [order](const Exiv2::ExifData &data) {
+        Exiv2::Blob blob;
+        if (!data.empty())
+            Exiv2::ExifParser::encode(blob, order, data);
+        return bytes(blob.data(), blob.size());
+    };
+    const auto encodeXmp = [](const Exiv2::XmpData &data) {
+        std::string packet;
+        if (!data.empty() && Exiv2::XmpParser::encode(packet, data) != 0)
+            packet.clear();
+        return bytes(packet.data(), packet.size());
+    };
+    const auto encodeIptc = [](const Exiv2::IptcData &data) {
+        if (data.empty())
+            return QByteArray();
+        const Exiv2::DataBuf block = Exiv2::Photoshop::setIptcIrb(nullptr, 0, data);
+        return bytes(block.pData_, static_cast<std::size_t>(block.size_));
+    };
+    const Exiv2::ExifData exif = carriedExif(image.exifData(), newSize);
+    Exiv2::IptcData iptc = image.iptcData();
+    leaveBehind(iptc);
+    return {.exif = encodedWithin(exif, JpegMetadata::MAX_EXIF_BYTES, encodeExif),
+            .xmp = encodedWithin(carriedXmp(image.xmpData(), newSize), JpegMetadata::MAX_XMP_BYTES,
+                                 encodeXmp),
+            .photoshop = encodedWithin(iptc, JpegMetadata::MAX_PHOTOSHOP_BYTES, encodeIptc),
+            .saysAdobeRgb = saysAdobeRgb(exif)};
+}
+
+/// Exiv2 finds nothing in some HEIF files, as in those with a broken profile: what libheif finds,
+/// as a file that Exiv2 reads.
+SourceFile heifMetadataAsJpeg(const SourceFile &file)
+{
+    const HeifMetadata found = readHeifMetadata(file);
+    PixelBuffer dot(QSize(1, 1));
+    return SourceFile::fromBytes(writeJpeg(std::move(dot).toImage(Alpha::Opaque), 95,
+                                           {.exif = found.exif, .xmp = found.xmp}));
+}
+
+} // namespace
+
+bool isCarried(std::string_view key)
+{
+    const auto begins = [key](std::string_view beginning) { return key.starts_with(beginning); };
+    // In the camera's notes, pictures and what is said of them are called so.
+    const bool isSmallPicture =
+        key.starts_with("Exif.") && (key.find("Preview") != std::string_view::npos ||
+                                     key.find("Thumbnail") != std::string_view::npos);
+    return !isSmallPicture && std::ranges::none_of(LEFT_BEHIND, begins);
+}
+
+std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSize)
+{
+    // Of these raw files the JPEG is the picture that is seen, and says more than what is around
+    // it.
+    Exiv2::ExifData inJpeg;
+    if (const auto jpeg = embeddedJpeg(file))
+        withMetadata(*jpeg, [&inJpeg](const Exiv2::Image &image) { inJpeg = image.exifData(); });
+    std::optional<JpegMetadata> result;
+    const auto carry = [&](Exiv2::Image &image) {
+        addMissing(image.exifData(), inJpeg);
+        result = encoded(image, newSize);
+    };
+    withMetadata(file, carry);
+    if ((!result || result->exif.isEmpty()) && sniffFileType(file) == FileType::Heif)
+        withMetadata(heifMetadataAsJpeg(file), carry);
+    return result;
+}
+
+} // namespace tavolin

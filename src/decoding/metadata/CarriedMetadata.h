@@ -1,0 +1,29 @@
+#pragma once
+// What of a picture's metadata goes into an edited copy of it. Usable from any thread.
+
+#include "decoding/SourceFile.h"
+#include "pixels/JpegWriter.h"
+
+#include <QSize>
+
+#include <optional>
+#include <string_view>
+
+namespace tavolin {
+
+/// The metadata of @p file for an edited, upright copy of @p newSize: EXIF with the camera's notes
+/// and GPS, XMP and IPTC. Orientation becomes upright, the pixel size the new one and the software
+/// this program, each only where the file has the group that it belongs to (the orientation and
+/// size in XMP only where they stand there). What describes the pixels as they were stored, or
+/// shows them (see isCarried), is left out.
+/// Of XMP only the packet counts, not what a JPEG adds to it in further segments.
+/// A block that would not fit into a JPEG's segment loses its largest values, the largest first,
+/// until it does. Empty when the file can't be read; a file without metadata has empty blocks.
+[[nodiscard]] std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSize);
+
+/// Whether the value with Exiv2's @p key is carried over. Not: how the pixels of a TIFF or raw file
+/// lie in it, small pictures for previewing (they would show what was cropped away), and where in
+/// the file such pictures are.
+[[nodiscard]] bool isCarried(std::string_view key);
+
+} // namespace tavolin

@@ -1,0 +1,24 @@
+#pragma once
+// The way to Exiv2: one file at a time in the whole process (concurrent reads silently lose
+// metadata), over a SourceFile, no exception or message leaving.
+
+#include "decoding/SourceFile.h"
+
+#include <QByteArray>
+
+#include <functional>
+
+namespace Exiv2 {
+class Image;
+}
+
+namespace tavolin {
+
+/// Reads the metadata of @p file and hands it to @p use, while no other thread is in Exiv2. Returns
+/// whether that went well: false when the file isn't known, or when Exiv2 or @p use threw.
+bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image &)> &use);
+
+/// The JPEG data of the largest preview that Exiv2 finds in @p file; empty when there is none.
+[[nodiscard]] QByteArray largestEmbeddedPreview(const SourceFile &file);
+
+} // namespace tavolin

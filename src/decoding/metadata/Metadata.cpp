@@ -1,0 +1,260 @@
+#include "decoding/metadata/Metadata.h"
+
+#include "decoding/codecs/HeifCodec.h"
+#include "decoding/FieldReader.h"
+#include "decoding/FileType.h"
+#include "decoding/metadata/Exiv2Access.h"
+#include "decoding/TiffReader.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <exiv2/exiv2.hpp>
+
+namespace tavolin {
+
+namespace {
+
+// Types of values, TIFF 6.0 section 2.
+constexpr std::uint16_t ASCII = 2;
+constexpr std::uint16_t LONG = 4;
+constexpr std::uint16_t RATIONAL = 5;
+constexpr std::uint16_t SIGNED_RATIONAL = 10;
+
+/// The most that is taken of a text.
+constexpr std::uint64_t MAX_TEXT_BYTES = FieldReader::CAPACITY;
+
+enum class Directory : std::uint8_t { Main, Exif };
+
+/// EXIF 2.32, 4.6.4 and 4.6.5.
+struct Tag
+{
+    std::uint16_t number;
+    Directory directory;
+};
+
+constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
+constexpr Tag MAKE{0x010f, Directory::Main};
+constexpr Tag MODEL{0x0110, Directory::Main};
+constexpr Tag EXPOSURE_TIME{0x829a, Directory::Exif};
+constexpr Tag F_NUMBER{0x829d, Directory::Exif};
+constexpr Tag ISO_SPEED_RATINGS{0x8827, Directory::Exif};
+constexpr Tag DATE_TIME_ORIGINAL{0x9003, Directory::Exif};
+constexpr Tag FOCAL_LENGTH{0x920a, Directory::Exif};
+constexpr Tag LENS_MODEL{0xa434, Directory::Exif};
+
+QString decoded(std::string_view text)
+{
+    text = text.substr(0, std::min(text.find('\0'), text.size()));
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+std::optional<double> quotient(std::int64_t numerator, std::int64_t denominator)
+{
+    return denominator == 0
+               ? std::nullopt
+               : std::optional(static_cast<double>(numerator) / static_cast<double>(denominator));
+}
+
+/// The tags of a file that is a TIFF stream as a whole.
+class StreamTags
+{
+public:
+    StreamTags(FieldReader &fields, TiffReader &tiff)
+        : m_fields(fields), m_tiff(tiff), m_main(tiff.directory(tiff.first())),
+          m_exif(tiff.directory(m_main.find(EXIF_DIRECTORY)))
+    {}
+
+    std::optional<QString> text(Tag tag)
+    {
+        const TiffEntry *entry = find(tag);
+        if (!entry || entry->type != ASCII)
+            return std::nullopt;
+        const ByteSpan bytes =
+            m_fields.bytes(entry->offset, std::min(entry->count, MAX_TEXT_BYTES));
+        if (bytes.empty())
+            return std::nullopt;
+        return decoded({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+    }
+
+    std::optional<double> number(Tag tag)
+    {
+        const TiffEntry *entry = find(tag);
+        if (!entry || entry->count == 0)
+            return std::nullopt;
+        if (entry->type != RATIONAL && entry->type != SIGNED_RATIONAL)
+            return m_tiff.integer(entry);
+        // Two integers, one after the other.
+        const TiffEntry pair{entry->tag, LONG, 2, entry->offset};
+        const auto numerator = m_tiff.integer(&pair, 0);
+        const auto denominator = m_tiff.integer(&pair, 1);
+        if (!numerator || !denominator)
+            return std::nullopt;
+        if (entry->type == SIGNED_RATIONAL)
+            return quotient(static_cast<std::int32_t>(*numerator),
+                            static_cast<std::int32_t>(*denominator));
+        return quotient(static_cast<std::int64_t>(*numerator),
+                        static_cast<std::int64_t>(*denominator));
+    }
+
+private:
+    [[nodiscard]] const TiffEntry *find(Tag tag) const
+    {
+        return (tag.directory == Directory::Main ? m_main : m_exif).find(tag.number);
+    }
+
+    FieldReader &m_fields;
+    TiffReader &m_tiff;
+    TiffDirectory m_main;
+    TiffDirectory m_exif;
+};
+
+/// The tags that Exiv2 has found.
+class FoundTags
+{
+public:
+    explicit FoundTags(const Exiv2::ExifData &exif) : m_exif(exif) {}
+
+    std::optional<QString> text(Tag tag)
+    {
+        const Exiv2::Value *value = find(tag);
+        if (!value || value->typeId() != Exiv2::asciiString)
+            return std::nullopt;
+        std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(value->size()));
+        value->copy(bytes.data(), Exiv2::littleEndian);
+        return decoded({reinterpret_cast<const char *>(bytes.data()),
+                        std::min<std::size_t>(bytes.size(), MAX_TEXT_BYTES)});
+    }
+
+    std::optional<double> number(Tag tag)
+    {
+        const Exiv2::Value *value = find(tag);
+        if (!value)
+            return std::nullopt;
+        if (const auto *pairs = dynamic_cast<const Exiv2::URationalValue *>(value))
+            return quotient(pairs->value_[0].first, pairs->value_[0].second);
+        if (const auto *pairs = dynamic_cast<const Exiv2::RationalValue *>(value))
+            return quotient(pairs->value_[0].first, pairs->value_[0].second);
+        if (value->typeId() == Exiv2::unsignedShort || value->typeId() == Exiv2::unsignedLong)
+            return static_cast<double>(value->toLong());
+        return std::nullopt;
+    }
+
+private:
+    /// The value of @p tag, of which there is at least one; or null.
+    [[nodiscard]] const Exiv2::Value *find(Tag tag) const
+    {
+        const char *group = tag.directory == Directory::Main ? "Image" : "Photo";
+        const auto found = m_exif.findKey(Exiv2::ExifKey(tag.number, group));
+        return found == m_exif.end() || found->count() <= 0 ? nullptr : &found->value();
+    }
+
+    const Exiv2::ExifData &m_exif;
+};
+
+template <typename Tags>
+PhotoMetadata metadataFrom(Tags tags)
+{
+    PhotoMetadata result;
+    result.make = tags.text(MAKE);
+    result.model = tags.text(MODEL);
+    result.lensModel = tags.text(LENS_MODEL);
+    result.focalLength = tags.number(FOCAL_LENGTH);
+    result.fNumber = tags.number(F_NUMBER);
+    result.exposureTime = tags.number(EXPOSURE_TIME);
+    if (const auto iso = tags.number(ISO_SPEED_RATINGS))
+        result.iso = static_cast<qint64>(*iso);
+    result.dateTimeOriginal = tags.text(DATE_TIME_ORIGINAL);
+    return result;
+}
+
+/// Gives @p metadata what only @p other has; neither has a pixel size yet.
+void addMissing(PhotoMetadata &metadata, PhotoMetadata other)
+{
+    const auto add = [](auto &mine, auto &theirs) {
+        if (!mine)
+            mine = std::move(theirs);
+    };
+    add(metadata.make, other.make);
+    add(metadata.model, other.model);
+    add(metadata.lensModel, other.lensModel);
+    add(metadata.focalLength, other.focalLength);
+    add(metadata.fNumber, other.fNumber);
+    add(metadata.exposureTime, other.exposureTime);
+    add(metadata.iso, other.iso);
+    add(metadata.dateTimeOriginal, other.dateTimeOriginal);
+}
+
+PhotoMetadata readWithExiv2(const SourceFile &file)
+{
+    PhotoMetadata result;
+    withMetadata(file, [&result](const Exiv2::Image &image) {
+        result = metadataFrom(FoundTags(image.exifData()));
+    });
+    return result;
+}
+
+/// Empty when @p file is no TIFF stream.
+std::optional<PhotoMetadata> readStream(const SourceFile &file)
+{
+    FieldReader fields(file);
+    std::optional<TiffReader> tiff = TiffReader::open(fields, 0, file.size());
+    return tiff ? std::optional(metadataFrom(StreamTags(fields, *tiff))) : std::nullopt;
+}
+
+/// All but the pixel size. Exiv2 would want a TIFF or raw file in memory as a whole, which can be
+/// hundreds of megabytes, so these are read here.
+PhotoMetadata readTags(const SourceFile &file)
+{
+    const FileType type = sniffFileType(file);
+    if (type == FileType::Unknown)
+        return {};
+    const std::optional<SourceFile> jpeg = embeddedJpeg(file);
+    if (auto result = readStream(file)) {
+        // What Panasonic's own directories leave out is in the JPEG.
+        if (jpeg)
+            addMissing(*result, readWithExiv2(*jpeg));
+        return *result;
+    }
+    const PhotoMetadata result = readWithExiv2(jpeg ? *jpeg : file);
+    if (type != FileType::Heif || result != PhotoMetadata{})
+        return result;
+    // Exiv2 finds nothing in some HEIF files, as in those with an empty profile.
+    return readStream(SourceFile::fromBytes(readHeifMetadata(file).exif, file.stopToken()))
+        .value_or(PhotoMetadata{});
+}
+
+} // namespace
+
+std::optional<SourceFile> embeddedJpeg(const SourceFile &file)
+{
+    constexpr std::int64_t HEAD_BYTES = 1 << 20;
+    constexpr std::uint16_t JPG_FROM_RAW = 0x002e;
+    FieldReader fields(file);
+    std::int64_t begin = -1;
+    if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
+        begin = bigEndian<quint32>(head, 84);
+    } else if (hasText(head, {"IIU\0", 4})) {
+        auto tiff = TiffReader::open(fields, 0, fields.size());
+        const TiffDirectory main = tiff ? tiff->directory(tiff->first()) : TiffDirectory{};
+        if (const TiffEntry *jpeg = main.find(JPG_FROM_RAW))
+            begin = jpeg->offset;
+    } else {
+        return std::nullopt;
+    }
+    return SourceFile::fromBytes(file.bytesAt(begin, HEAD_BYTES), file.stopToken());
+}
+
+std::optional<PhotoMetadata> readMetadata(const SourceFile &file, ThumbnailRule rule)
+{
+    PhotoMetadata result = readTags(file);
+    result.pixelSize = readUprightSize(file, rule);
+    return result == PhotoMetadata{} ? std::nullopt : std::optional(std::move(result));
+}
+
+} // namespace tavolin

@@ -1,0 +1,33 @@
+#pragma once
+// Colour management: what a picture's profile says, and the way to sRGB, in which everything is
+// painted. Usable from any thread.
+
+#include "pixels/Image.h"
+
+#include <QByteArray>
+
+#include <stop_token>
+
+namespace tavolin {
+
+/// @p image in sRGB. The same picture when it is sRGB already, when its profile can't be used, or
+/// when memory is lacking; null once @p stop is requested. Grey profiles are applied to each
+/// channel.
+[[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop = {});
+
+/// Turns four channels of ink (C, M, Y, K in the order of memory) into opaque sRGB pixels, in
+/// place.
+/// @p isInverted says that 255 means no ink. Without a usable CMYK profile the inks are taken as
+/// ideal filters: (1 − C)(1 − K), and so on.
+void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isInverted);
+
+/// Adobe RGB (1998): IEC 61966-2-5.
+[[nodiscard]] const QByteArray &adobeRgbProfile();
+
+/// sRGB: IEC 61966-2-1. Pictures in it carry no profile; this one is for files that must say it.
+[[nodiscard]] const QByteArray &srgbProfile();
+
+/// Display P3: the primaries of SMPTE EG 432-1, white point D65, the transfer curve of sRGB.
+[[nodiscard]] const QByteArray &displayP3Profile();
+
+} // namespace tavolin

@@ -1,0 +1,47 @@
+#include "pixels/DisplayPicture.h"
+
+#include "pixels/Color.h"
+#include "pixels/Geometry.h"
+#include "pixels/Resample.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tavolin {
+
+namespace {
+
+/// @p image over black: with premultiplied colours, all that is left to do is to say so.
+Image onBlack(const Image &image)
+{
+    if (image.isNull() || image.alpha() == Alpha::Opaque)
+        return image;
+    PixelBuffer result(image.size());
+    for (int y = 0; !result.isNull() && y < image.height(); ++y)
+        std::transform(image.row(y), image.row(y) + image.width(), result.row(y),
+                       [](Pixel pixel) { return pixel | 0xff000000; });
+    return std::move(result).toImage(Alpha::Opaque, image.iccProfile());
+}
+
+} // namespace
+
+QSize renditionSize(QSize imageSize, const QRectF &area, double scale)
+{
+    return toDevicePixels(fitRect(area, imageSize), scale).size();
+}
+
+Image makeRendition(const Image &image, const QRectF &area, double scale, std::stop_token stop)
+{
+    return onBlack(resampled(image, renditionSize(image.size(), area, scale), std::move(stop)));
+}
+
+DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
+                                  std::stop_token stop)
+{
+    DisplayPicture picture;
+    picture.image = toSrgb(downscale(image, target.maxPixel), stop);
+    picture.rendition = makeRendition(picture.image, target.area, target.scale, stop);
+    return stop.stop_requested() ? DisplayPicture() : picture;
+}
+
+} // namespace tavolin

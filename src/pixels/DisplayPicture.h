@@ -1,0 +1,47 @@
+#pragma once
+// A picture made ready for the screen: the display image with its rendition. Free functions for any
+// thread.
+
+#include "pixels/Image.h"
+
+#include <QRectF>
+#include <QSize>
+
+#include <stop_token>
+
+namespace tavolin {
+
+/// Above this long side no display picture is made, however large the screen.
+inline constexpr int MAX_DISPLAY_PIXELS = 2560;
+
+/// What one decode for the screen gives and the cache holds.
+struct DisplayPicture
+{
+    Image image;     ///< The display image, upright, in sRGB.
+    Image rendition; ///< The same at the device pixels it is shown in, opaque: painting is a copy.
+
+    [[nodiscard]] bool isNull() const { return image.isNull(); }
+};
+
+/// The screen that a picture is decoded for, as it is when the decode starts.
+struct DisplayTarget
+{
+    int maxPixel = 0;   ///< Limit of the display image's longest side, in pixels.
+    QRectF area;        ///< Where the picture may lie, in view points.
+    double scale = 1.0; ///< Device pixels a point.
+};
+
+/// @p image, in sRGB, at the device pixels that it takes when fitted into @p area; transparency
+/// becomes black. Null on lack of memory or once @p stop is requested.
+[[nodiscard]] Image makeRendition(const Image &image, const QRectF &area, double scale,
+                                  std::stop_token stop = {});
+
+/// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
+[[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
+
+/// @p image as it is shown on @p target: in sRGB, and reduced to its limit where that is not done
+/// yet. Null for a null image, on lack of memory or once @p stop is requested.
+[[nodiscard]] DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
+                                                std::stop_token stop = {});
+
+} // namespace tavolin

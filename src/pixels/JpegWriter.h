@@ -1,0 +1,34 @@
+#pragma once
+// Pictures as JPEG files. Usable from any thread.
+
+#include "pixels/Image.h"
+
+#include <QByteArray>
+
+namespace tavolin {
+
+/// What a JPEG file carries beside its pixels and their profile, each as one segment holds it;
+/// empty where there is none.
+struct JpegMetadata
+{
+    /// The most bytes that a segment of each kind has room for.
+    static constexpr int MAX_EXIF_BYTES = 65533 - 6;
+    static constexpr int MAX_XMP_BYTES = 65533 - 29;
+    static constexpr int MAX_PHOTOSHOP_BYTES = 65533 - 14;
+
+    QByteArray exif;      ///< A TIFF block.
+    QByteArray xmp;       ///< An XMP packet.
+    QByteArray photoshop; ///< Photoshop's resources, among them IPTC.
+    /// The EXIF data say that colours without a profile are Adobe RGB.
+    bool saysAdobeRgb = false;
+};
+
+/// @p image as a JPEG file with full chroma resolution; @p quality is libjpeg's, 1 to 100. The file
+/// carries the picture's profile; colours in a profile that is not for RGB become sRGB first. What
+/// is transparent is shown over black, as on screen. A block of @p metadata that is too large for
+/// its segment is left out. Empty when the image is null or has a side over 65500 pixels, and when
+/// memory is lacking.
+[[nodiscard]] QByteArray writeJpeg(const Image &image, int quality,
+                                   const JpegMetadata &metadata = {});
+
+} // namespace tavolin

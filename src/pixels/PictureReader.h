@@ -1,0 +1,85 @@
+#pragma once
+// The one door from the viewer to what picture files say. Behind it files are opened and parsed; what
+// comes through are values. The viewer is built without the other side (see decoding/): whoever makes
+// a viewer brings a reader.
+
+#include "pixels/DisplayPicture.h"
+#include "pixels/Image.h"
+#include "pixels/JpegWriter.h"
+#include "pixels/Orientation.h"
+
+#include <QSize>
+#include <QString>
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stop_token>
+
+namespace tavolin {
+
+/// What a photo's EXIF data say of how it was taken. Empty fields are missing in the file, of the
+/// wrong type (a text where a number belongs, a number where a text does) or no finite number.
+/// Texts are as stored, up to their first NUL or 4096th byte, with U+FFFD for what is not UTF-8:
+/// nothing in them can be relied on.
+struct PhotoMetadata
+{
+    std::optional<QSize> pixelSize; ///< Of the file's full picture, upright.
+    std::optional<QString> make;
+    std::optional<QString> model;
+    std::optional<QString> lensModel;
+    std::optional<double> focalLength;  ///< Millimetres.
+    std::optional<double> fNumber;      ///< Focal length by aperture.
+    std::optional<double> exposureTime; ///< Seconds.
+    std::optional<qint64> iso;          ///< The first, where there are several.
+    std::optional<QString> dateTimeOriginal;
+
+    friend bool operator==(const PhotoMetadata &, const PhotoMetadata &) = default;
+};
+
+/// What is known of a picture file without decoding it.
+struct PhotoFacts
+{
+    PhotoMetadata metadata;
+    std::uintmax_t fileBytes = 0;
+    Orientation orientation = Orientation::Upright; ///< As stored.
+};
+
+/// Reads picture files. Every call may come from any thread, takes as long as the disk and the
+/// picture need, and never throws; failure is a null picture or an empty value, never a message,
+/// and so, shortly after, is a requested stop.
+class PictureReader
+{
+public:
+    PictureReader() = default;
+    virtual ~PictureReader() = default;
+    PictureReader(const PictureReader &) = delete;
+    PictureReader &operator=(const PictureReader &) = delete;
+
+    /// The picture at @p url, upright, ready for @p target. A file with a raw extension gives its
+    /// largest embedded preview, and a rendering of the raw data only without one; any other is
+    /// decoded from its full picture.
+    [[nodiscard]] virtual DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                            const DisplayTarget &target,
+                                                            std::stop_token stop) const = 0;
+
+    /// The same picture at its full size, in the profile that it carries: for a raw file, that of
+    /// the preview.
+    [[nodiscard]] virtual Image loadFullImage(const std::filesystem::path &url,
+                                              std::stop_token stop) const = 0;
+
+    /// Pixel width and height of the picture at @p url as seen upright, from its headers.
+    [[nodiscard]] virtual std::optional<QSize>
+    readPixelSize(const std::filesystem::path &url) const = 0;
+
+    /// What the picture at @p url says of itself. Empty when it can't be opened or is no picture.
+    [[nodiscard]] virtual std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
+                                                                   std::stop_token stop) const = 0;
+
+    /// The metadata of the picture at @p url for an edited, upright copy of @p newSize pixels.
+    /// Empty when the file or its metadata can't be read.
+    [[nodiscard]] virtual std::optional<JpegMetadata>
+    sourceMetadata(const std::filesystem::path &url, QSize newSize) const = 0;
+};
+
+} // namespace tavolin

@@ -1,0 +1,107 @@
+#include "pixels/RowSink.h"
+
+#include "pixels/Limits.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace tavolin {
+
+namespace {
+
+/// Source rows handed over at a time: few enough to stay in the cache, enough to wake seldom.
+constexpr int BATCH_ROWS = 16;
+/// Said instead of a row count when no more rows will come and none are wanted.
+constexpr int ABANDONED = std::numeric_limits<int>::min();
+
+} // namespace
+
+RowSink::RowSink(QSize source, QSize target)
+    : m_source(source), m_target(pixelCount(target) <= MAX_RESULT_PIXELS ? target : QSize())
+{
+    if (source == target || m_target.isNull())
+        return;
+    m_plan.emplace(source, target);
+    m_ringRows = std::min(m_plan->windowRows() + 4 * BATCH_ROWS, source.height());
+    m_ring.resize(static_cast<std::size_t>(m_ringRows) * static_cast<std::size_t>(source.width()));
+    m_scaler = std::thread(&RowSink::scaleRows, this);
+}
+
+RowSink::~RowSink()
+{
+    if (!m_scaler.joinable())
+        return;
+    m_given = ABANDONED;
+    m_given.notify_one();
+    m_scaler.join();
+}
+
+Pixel *RowSink::ringRow(int row)
+{
+    return m_ring.data() + std::ptrdiff_t{row % m_ringRows} * m_source.width();
+}
+
+Pixel *RowSink::nextRow()
+{
+    if (!m_plan)
+        return m_target.row(m_taken);
+    // The row that this one takes the place of must not be needed any more.
+    for (int made = m_made;
+         made < m_target.size().height() && m_taken - m_plan->firstSourceRow(made) >= m_ringRows;
+         made = m_made)
+        m_made.wait(made);
+    return ringRow(m_taken);
+}
+
+void RowSink::rowDone()
+{
+    ++m_taken;
+    if (!m_plan || (m_taken % BATCH_ROWS != 0 && m_taken != m_source.height()))
+        return;
+    m_given = m_taken;
+    m_given.notify_one();
+}
+
+void RowSink::scaleRows()
+{
+    std::vector<std::int16_t> scratch;
+    std::vector<const Pixel *> window(static_cast<std::size_t>(m_plan->windowRows()));
+    for (int y = 0; y < m_target.size().height(); ++y) {
+        int given = m_given;
+        for (; given != ABANDONED && given <= m_plan->lastSourceRow(y); given = m_given)
+            m_given.wait(given);
+        if (given == ABANDONED)
+            return;
+        for (int i = 0; i < m_plan->windowRows(); ++i)
+            window[static_cast<std::size_t>(i)] =
+                ringRow(std::min(m_plan->firstSourceRow(y) + i, m_source.height() - 1));
+        m_plan->makeRow(y, window.data(), m_target.row(y), scratch);
+        m_made = y + 1;
+        m_made.notify_one();
+    }
+}
+
+void RowSink::fillRest(Pixel color)
+{
+    while (m_taken < m_source.height()) {
+        std::fill_n(nextRow(), m_source.width(), color);
+        rowDone();
+    }
+}
+
+PixelBuffer RowSink::takeBuffer() &&
+{
+    if (m_scaler.joinable())
+        m_scaler.join();
+    return std::move(m_target);
+}
+
+Image RowSink::takeImage(Alpha alpha, QByteArray iccProfile) &&
+{
+    PixelBuffer pixels = std::move(*this).takeBuffer();
+    for (int y = 0; m_plan && alpha == Alpha::Premultiplied && y < pixels.size().height(); ++y)
+        limitToAlpha(pixels.row(y), pixels.size().width());
+    return std::move(pixels).toImage(alpha, std::move(iccProfile));
+}
+
+} // namespace tavolin

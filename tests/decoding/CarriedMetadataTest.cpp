@@ -1,0 +1,358 @@
+#include "decoding/metadata/CarriedMetadata.h"
+
+#include "decoding/metadata/Exiv2Access.h"
+#include "decoding/Properties.h"
+#include "HeicFile.h"
+#include "pictures/Dng.h"
+#include "pictures/Exif.h"
+#include "pictures/Jpeg.h"
+#include "pictures/Picture.h"
+#include "pictures/Tiff.h"
+#include "pictures/Writing.h"
+#include "TestPictures.h"
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include <exiv2/exiv2.hpp>
+
+namespace tavolin {
+
+namespace {
+
+using namespace test;
+using pictures::TiffDirectory;
+
+constexpr QSize NEW_SIZE(1200, 800);
+
+/// What Exiv2 finds in a JPEG that carries @p metadata: the texts of its values by key.
+std::map<std::string, std::string> valuesIn(const JpegMetadata &metadata)
+{
+    std::map<std::string, std::string> values;
+    const QByteArray jpeg = writeJpeg(flatImage({16, 16}, GREY), 95, metadata);
+    withMetadata(fileOf(jpeg), [&values](Exiv2::Image &image) {
+        const auto add = [&values](const auto &data) {
+            for (const auto &datum : data)
+                values[datum.key()] = datum.toString();
+        };
+        add(image.exifData());
+        add(image.iptcData());
+        add(image.xmpData());
+    });
+    return values;
+}
+
+/// The same for what is carried over from @p file.
+std::map<std::string, std::string> carriedFrom(const QByteArray &file)
+{
+    const auto metadata = carriedMetadata(fileOf(file), NEW_SIZE);
+    EXPECT_TRUE(metadata);
+    return metadata ? valuesIn(*metadata) : std::map<std::string, std::string>();
+}
+
+bool hasGroup(const std::map<std::string, std::string> &values, const std::string &group)
+{
+    return std::any_of(values.begin(), values.end(),
+                       [&group](const auto &value) { return value.first.starts_with(group); });
+}
+
+QByteArray jpegWith(const QByteArray &exif)
+{
+    return pictures::encodeJpeg(pictures::fourQuarters({64, 48}), {.exif = exif});
+}
+
+QByteArray jpegWithXmp(const QByteArray &description)
+{
+    const QByteArray packet =
+        "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+        "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about='' "
+        "xmlns:tiff='http://ns.adobe.com/tiff/1.0/' xmlns:exif='http://ns.adobe.com/exif/1.0/' "
+        "xmlns:dc='http://purl.org/dc/elements/1.1/' xmlns:xmp='http://ns.adobe.com/xap/1.0/' " +
+        description + "/></rdf:RDF></x:xmpmeta>";
+    return writeJpeg(flatImage({16, 16}, GREY), 95, {.xmp = packet});
+}
+
+TEST(CarriedMetadata, APortraitPhotoBecomesUpright)
+{
+    for (int orientation = 2; orientation <= 8; ++orientation)
+        EXPECT_EQ(carriedFrom(jpegWith(pictures::exifBlock(orientation)))["Exif.Image.Orientation"],
+                  "1");
+}
+
+TEST(CarriedMetadata, OurOwnReaderSeesTheCopyUpright)
+{
+    const auto metadata = carriedMetadata(fileOf(jpegWith(pictures::exifBlock(6))), NEW_SIZE);
+    ASSERT_TRUE(metadata);
+    const QByteArray copy = writeJpeg(flatImage({40, 30}, GREY), 95, *metadata);
+    const auto properties = readProperties(fileOf(copy));
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(properties->orientation, Orientation::Upright);
+    EXPECT_EQ(properties->upright(), QSize(40, 30));
+}
+
+TEST(CarriedMetadata, PixelDimensionsAreTheNewOnes)
+{
+    const auto values = carriedFrom(jpegWith(pictures::exifBlock(1)));
+    EXPECT_EQ(values.at("Exif.Photo.PixelXDimension"), "1200");
+    EXPECT_EQ(values.at("Exif.Photo.PixelYDimension"), "800");
+}
+
+TEST(CarriedMetadata, SoftwareIsThisProgram)
+{
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::asciiField(0x0131, "Other 1.0")});
+    EXPECT_EQ(carriedFrom(jpegWith(exif))["Exif.Image.Software"], "Tavolin Viewer");
+    EXPECT_EQ(carriedFrom(jpegWith(pictures::exifBlock(1)))["Exif.Image.Software"],
+              "Tavolin Viewer");
+}
+
+TEST(CarriedMetadata, TheExposureSurvives)
+{
+    const auto values = carriedFrom(jpegWith(pictures::exifBlock(6, 7)));
+    EXPECT_EQ(values.at("Exif.Image.Make"), "TestMake");
+    EXPECT_EQ(values.at("Exif.Image.Model"), "TestCamera");
+    EXPECT_EQ(values.at("Exif.Photo.LensModel"), "TestLens 50mm");
+    EXPECT_EQ(values.at("Exif.Photo.ExposureTime"), "1/250");
+    EXPECT_EQ(values.at("Exif.Photo.DateTimeOriginal"), "2024:05:01 14:03:29");
+}
+
+TEST(CarriedMetadata, ASourceWithoutExifGetsNone)
+{
+    const auto metadata =
+        carriedMetadata(fileOf(pictures::encodeJpeg(pictures::fourQuarters({64, 48}))), NEW_SIZE);
+    ASSERT_TRUE(metadata);
+    EXPECT_TRUE(metadata->exif.isEmpty());
+    EXPECT_TRUE(metadata->xmp.isEmpty());
+    EXPECT_TRUE(metadata->photoshop.isEmpty());
+}
+
+TEST(CarriedMetadata, WithoutAMainDirectoryThereIsNoSoftwareAndNoOrientation)
+{
+    // Nothing in IFD0 but the place of the EXIF directory.
+    const QByteArray exif =
+        pictures::tiffBlock({pictures::directoriesField(0x8769, {pictures::exposureDirectory(0)})});
+    const auto values = carriedFrom(jpegWith(exif));
+    EXPECT_TRUE(hasGroup(values, "Exif.Photo."));
+    EXPECT_FALSE(values.contains("Exif.Image.Software"));
+    EXPECT_FALSE(values.contains("Exif.Image.Orientation"));
+}
+
+TEST(CarriedMetadata, WithoutAnExifDirectoryThereAreNoPixelDimensions)
+{
+    const auto values =
+        carriedFrom(jpegWith(pictures::tiffBlock({pictures::asciiField(0x010f, "TestMake")})));
+    EXPECT_EQ(values.at("Exif.Image.Orientation"), "1");
+    EXPECT_FALSE(hasGroup(values, "Exif.Photo."));
+}
+
+TEST(CarriedMetadata, GpsSurvives)
+{
+    const TiffDirectory gps{
+        pictures::asciiField(1, "N"),
+        pictures::rationalField(2, {{13, 1}, {45, 1}, {30, 1}}),
+    };
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8825, {gps})});
+    EXPECT_EQ(carriedFrom(jpegWith(exif))["Exif.GPSInfo.GPSLatitude"], "13/1 45/1 30/1");
+}
+
+TEST(CarriedMetadata, NotesOfAnUnknownCameraSurviveByteByByte)
+{
+    TiffDirectory exposure = pictures::exposureDirectory(0);
+    exposure.push_back(pictures::bytesField(0x927c, pictures::TiffType::Undefined, "secret notes"));
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
+    const auto before = valuesIn({.exif = exif});
+    ASSERT_TRUE(before.contains("Exif.Photo.MakerNote"));
+    EXPECT_EQ(carriedFrom(jpegWith(exif))["Exif.Photo.MakerNote"],
+              before.at("Exif.Photo.MakerNote"));
+}
+
+TEST(CarriedMetadata, TheThumbnailIsLeftBehind)
+{
+    const QByteArray small = pictures::encodeJpeg(pictures::fourQuarters({16, 16}));
+    QByteArray jpeg = jpegWith(pictures::exifBlock(1));
+    // Exiv2 itself puts the thumbnail in.
+    auto image = Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte *>(jpeg.constData()),
+                                           static_cast<long>(jpeg.size()));
+    image->readMetadata();
+    Exiv2::ExifThumb(image->exifData())
+        .setJpegThumbnail(reinterpret_cast<const Exiv2::byte *>(small.constData()),
+                          static_cast<long>(small.size()));
+    image->writeMetadata();
+    image->io().open();
+    const Exiv2::DataBuf written = image->io().read(static_cast<long>(image->io().size()));
+    jpeg = QByteArray(reinterpret_cast<const char *>(written.pData_), written.size_);
+    ASSERT_TRUE(jpeg.contains(small));
+
+    const auto metadata = carriedMetadata(fileOf(jpeg), NEW_SIZE);
+    ASSERT_TRUE(metadata);
+    EXPECT_FALSE(metadata->exif.contains(small));
+    EXPECT_FALSE(hasGroup(valuesIn(*metadata), "Exif.Thumbnail."));
+    EXPECT_EQ(valuesIn(*metadata)["Exif.Photo.LensModel"], "TestLens 50mm");
+}
+
+TEST(CarriedMetadata, HowARawFileIsBuiltIsLeftBehind)
+{
+    const auto values =
+        carriedFrom(pictures::makeDng({.upright = pictures::fourQuarters({64, 48}),
+                                       .previews = {pictures::fourQuarters({64, 48})},
+                                       .orientation = 6}));
+    EXPECT_EQ(values.at("Exif.Image.Make"), "TestMake");
+    EXPECT_EQ(values.at("Exif.Image.Orientation"), "1");
+    for (const char *key : {"Exif.Image.ImageWidth", "Exif.Image.BitsPerSample",
+                            "Exif.Image.Compression", "Exif.Image.StripOffsets",
+                            "Exif.Image.PhotometricInterpretation", "Exif.Image.CFAPattern"})
+        EXPECT_FALSE(values.contains(key)) << key;
+    EXPECT_FALSE(hasGroup(values, "Exif.SubImage"));
+}
+
+class CarriedFrom : public testing::TestWithParam<std::string>
+{};
+
+TEST_P(CarriedFrom, EveryFormatWithExif)
+{
+    const pictures::PictureSpec spec{.size = {160, 120}, .orientation = 6};
+    const auto values =
+        carriedFrom(pictures::encodePicture(pictures::drawPicture(spec), spec, GetParam()));
+    EXPECT_EQ(values.at("Exif.Photo.LensModel"), "TestLens 50mm");
+    EXPECT_EQ(values.at("Exif.Image.Orientation"), "1");
+    EXPECT_EQ(values.at("Exif.Photo.PixelXDimension"), "1200");
+    EXPECT_FALSE(values.contains("Exif.Image.ImageWidth"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, CarriedFrom,
+                         testing::Values(".jpg", ".png", ".webp", ".tif", ".dng"),
+                         [](const auto &tested) { return tested.param.substr(1); });
+
+TEST(CarriedMetadata, HeicFilesInWhichExiv2FindsNothing)
+{
+    if (!canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray profile(8, '\0'); // far too short to be one
+    const QByteArray file = encodeHeic(pictures::fourQuarters({64, 64}),
+                                       {.iccProfile = profile, .exif = pictures::exifBlock(6)});
+    bool isFound = false;
+    withMetadata(fileOf(file),
+                 [&isFound](Exiv2::Image &image) { isFound = !image.exifData().empty(); });
+    ASSERT_FALSE(isFound);
+    EXPECT_EQ(carriedFrom(file)["Exif.Photo.LensModel"], "TestLens 50mm");
+    EXPECT_EQ(carriedFrom(file)["Exif.Image.Orientation"], "1");
+}
+
+TEST(CarriedMetadata, HeicFilesInWhichExiv2FindsAll)
+{
+    if (!canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray file =
+        encodeHeic(pictures::fourQuarters({64, 64}), {.exif = pictures::exifBlock(6)});
+    EXPECT_EQ(carriedFrom(file)["Exif.Photo.LensModel"], "TestLens 50mm");
+    EXPECT_EQ(carriedFrom(file)["Exif.Image.Orientation"], "1");
+}
+
+TEST(CarriedMetadata, XmpIsCorrectedWhereItSpeaksOfThePixels)
+{
+    const auto values = carriedFrom(
+        jpegWithXmp("tiff:Orientation='6' tiff:ImageWidth='99' exif:PixelXDimension='99' "
+                    "exif:PixelYDimension='77' tiff:Compression='1' xmp:Rating='4'"));
+    EXPECT_EQ(values.at("Xmp.tiff.Orientation"), "1");
+    EXPECT_EQ(values.at("Xmp.tiff.ImageWidth"), "1200");
+    EXPECT_EQ(values.at("Xmp.exif.PixelXDimension"), "1200");
+    EXPECT_EQ(values.at("Xmp.exif.PixelYDimension"), "800");
+    EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+    EXPECT_FALSE(values.contains("Xmp.tiff.Compression"));
+    EXPECT_FALSE(values.contains("Xmp.tiff.ImageLength"));
+}
+
+TEST(CarriedMetadata, IptcSurvives)
+{
+    Exiv2::IptcData iptc;
+    iptc["Iptc.Application2.Caption"] = std::string("sunrise");
+    iptc["Iptc.Application2.City"] = std::string("Chiang Mai");
+    const Exiv2::DataBuf block = Exiv2::Photoshop::setIptcIrb(nullptr, 0, iptc);
+    const QByteArray jpeg =
+        writeJpeg(flatImage({16, 16}, GREY), 95,
+                  {.photoshop = {reinterpret_cast<const char *>(block.pData_), block.size_}});
+    const auto values = carriedFrom(jpeg);
+    EXPECT_EQ(values.at("Iptc.Application2.Caption"), "sunrise");
+    EXPECT_EQ(values.at("Iptc.Application2.City"), "Chiang Mai");
+}
+
+TEST(CarriedMetadata, ExifThatIsTooLargeLosesItsLargestValues)
+{
+    // 300 KB, as a TIFF may have it: five values of 60000 bytes in IFD0 that nobody knows.
+    TiffDirectory main{pictures::asciiField(0x010f, "TestMake"),
+                       pictures::directoriesField(0x8769, {pictures::exposureDirectory(0)})};
+    for (quint16 tag = 0xc100; tag < 0xc105; ++tag)
+        main.push_back(pictures::bytesField(tag, pictures::TiffType::Undefined,
+                                            QByteArray(60'000, static_cast<char>(tag))));
+    const auto metadata = carriedMetadata(fileOf(pictures::tiffBlock(main)), NEW_SIZE);
+    ASSERT_TRUE(metadata);
+    EXPECT_LE(metadata->exif.size(), JpegMetadata::MAX_EXIF_BYTES);
+    const auto values = valuesIn(*metadata);
+    EXPECT_EQ(values.at("Exif.Image.Make"), "TestMake");
+    EXPECT_EQ(values.at("Exif.Photo.LensModel"), "TestLens 50mm");
+    EXPECT_EQ(values.at("Exif.Photo.PixelXDimension"), "1200");
+}
+
+TEST(CarriedMetadata, XmpThatIsTooLargeLosesItsLargestValues)
+{
+    // Fits as it is written here, but not as Exiv2 writes it: every > takes four bytes.
+    const auto values = carriedFrom(
+        jpegWithXmp("dc:source='" + QByteArray(30'000, '>') + "' xmp:Rating='4' xmp:Label='Red'"));
+    EXPECT_FALSE(values.contains("Xmp.dc.source"));
+    EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+    EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
+}
+
+TEST(CarriedMetadata, AdobeRgbIsNoticed)
+{
+    TiffDirectory exposure = pictures::exposureDirectory(0);
+    exposure.push_back(pictures::shortField(0xa001, {2}));
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
+    EXPECT_TRUE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->saysAdobeRgb);
+    EXPECT_FALSE(carriedMetadata(fileOf(jpegWith(pictures::exifBlock(1))), NEW_SIZE)->saysAdobeRgb);
+}
+
+TEST(CarriedMetadata, NoneForWhatIsNoPicture)
+{
+    EXPECT_FALSE(carriedMetadata(fileOf("no picture"), NEW_SIZE));
+    EXPECT_FALSE(carriedMetadata(fileOf({}), NEW_SIZE));
+}
+
+TEST(CarriedMetadata, DamagedFilesDoNoHarm)
+{
+    const QByteArray jpeg = jpegWith(pictures::exifBlock(6));
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        const auto metadata = carriedMetadata(fileOf(damaged(jpeg.left(1200), seed)), NEW_SIZE);
+        if (metadata) {
+            EXPECT_LE(metadata->exif.size(), JpegMetadata::MAX_EXIF_BYTES);
+        }
+    }
+}
+
+TEST(IsCarried, KeepsWhatTheCameraSays)
+{
+    for (const char *key :
+         {"Exif.Image.Make", "Exif.Photo.MakerNote", "Exif.GPSInfo.GPSLatitude",
+          "Exif.Canon.OwnerName", "Exif.Nikon3.ISOSpeed", "Exif.Iop.InteroperabilityIndex",
+          "Iptc.Application2.Caption", "Xmp.dc.creator", "Xmp.xmp.Rating"})
+        EXPECT_TRUE(isCarried(key)) << key;
+}
+
+TEST(IsCarried, DropsSmallPicturesAndTheirPlaces)
+{
+    for (const char *key :
+         {"Exif.Thumbnail.JPEGInterchangeFormat", "Exif.NikonPreview.JPEGInterchangeFormat",
+          "Exif.Pentax.PreviewOffset", "Exif.Casio2.PreviewImage", "Exif.Olympus.ThumbnailImage",
+          "Exif.OlympusCs.PreviewImageStart", "Exif.Sony1.PreviewImage",
+          "Exif.MpfInfo.MPFNumberOfImages", "Iptc.Application2.Preview",
+          "Xmp.xmp.Thumbnails[1]/xmpGImg:image"})
+        EXPECT_FALSE(isCarried(key)) << key;
+}
+
+} // namespace
+
+} // namespace tavolin

@@ -1,0 +1,318 @@
+#include "pixels/Color.h"
+
+#include "decoding/TestPictures.h"
+
+#include <QColorSpace>
+
+#include <array>
+#include <bit>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <lcms2.h>
+
+namespace tavolin {
+
+namespace {
+
+using namespace test;
+
+QByteArray saved(cmsHPROFILE profile)
+{
+    cmsUInt32Number bytes = 0;
+    cmsSaveProfileToMem(profile, nullptr, &bytes);
+    QByteArray icc(static_cast<qsizetype>(bytes), '\0');
+    cmsSaveProfileToMem(profile, icc.data(), &bytes);
+    cmsCloseProfile(profile);
+    return icc;
+}
+
+QByteArray srgbProfile()
+{
+    return saved(cmsCreate_sRGBProfile());
+}
+
+/// A grey whose levels are amounts of light.
+QByteArray linearGreyProfile()
+{
+    cmsToneCurve *curve = cmsBuildGamma(nullptr, 1.0);
+    const QByteArray icc = saved(cmsCreateGrayProfile(cmsD50_xyY(), curve));
+    cmsFreeToneCurve(curve);
+    return icc;
+}
+
+/// A press whose only ink is the first, which prints sRGB's red; the others print black.
+QByteArray redInkProfile()
+{
+    cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(profile, 4.3);
+    cmsSetDeviceClass(profile, cmsSigOutputClass);
+    cmsSetColorSpace(profile, cmsSigCmykData);
+    cmsSetPCS(profile, cmsSigLabData);
+    cmsPipeline *pipeline = cmsPipelineAlloc(nullptr, 4, 3);
+    cmsStage *grid = cmsStageAllocCLut16bit(nullptr, 2, 4, 3, nullptr);
+    const auto sample = [](const cmsUInt16Number in[], cmsUInt16Number out[], void *) {
+        constexpr cmsCIELab WHITE{100, 0, 0};
+        constexpr cmsCIELab BLACK{0, 0, 0};
+        constexpr cmsCIELab SRGB_RED{54.29, 80.81, 69.89}; // seen under D50
+        const bool hasOthers = in[1] > 0 || in[2] > 0 || in[3] > 0;
+        cmsFloat2LabEncoded(out, hasOthers ? &BLACK : in[0] > 0 ? &SRGB_RED : &WHITE);
+        return TRUE;
+    };
+    cmsStageSampleCLut16bit(grid, sample, nullptr, 0);
+    // ICC.1:2022, lutAToBType: a grid stands between curves, here straight ones.
+    cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 4, nullptr));
+    cmsPipelineInsertStage(pipeline, cmsAT_END, grid);
+    cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, nullptr));
+    cmsWriteTag(profile, cmsSigAToB0Tag, pipeline);
+    cmsPipelineFree(pipeline);
+    return saved(profile);
+}
+
+Pixel rgb(int red, int green, int blue)
+{
+    return 0xff000000 | static_cast<Pixel>(red << 16 | green << 8 | blue);
+}
+
+/// What toSrgb() makes of one colour.
+Pixel converted(Pixel color, const QByteArray &profile)
+{
+    // High enough for two threads; every row must be converted.
+    const Image image = toSrgb(flatImage({3, 100}, color, profile));
+    EXPECT_TRUE(looksLike(image, flatImage({3, 100}, image.row(0)[0])));
+    return image.row(0)[0];
+}
+
+enum class Space { AdobeRgb, DisplayP3 };
+
+struct Conversion
+{
+    const char *name;
+    Space space;
+    Pixel color;
+    Pixel srgb;
+};
+
+void PrintTo(const Conversion &conversion, std::ostream *out)
+{
+    *out << conversion.name;
+}
+
+class KnownColor : public testing::TestWithParam<Conversion>
+{};
+
+// Worked out by hand from the published matrices: Adobe RGB (1998), section 4.3.5.3, with its curve
+// of exponent 563/256; Display P3 to XYZ as in CSS Color 4, section 17, with the sRGB curve; XYZ to
+// sRGB of IEC 61966-2-1. What falls outside sRGB is cut channel by channel. Pure green of Adobe
+// RGB, for instance, is (−0.398, 1.000, −0.043) of sRGB's linear primaries, pure red of Display P3
+// is (1.225, −0.042, −0.020).
+INSTANTIATE_TEST_SUITE_P(
+    All, KnownColor,
+    testing::Values(
+        Conversion{"AdobeRed", Space::AdobeRgb, rgb(255, 0, 0), rgb(255, 0, 0)},
+        Conversion{"AdobeGreen", Space::AdobeRgb, rgb(0, 255, 0), rgb(0, 255, 0)},
+        Conversion{"AdobeGrey", Space::AdobeRgb, rgb(128, 128, 128), rgb(129, 129, 129)},
+        Conversion{"AdobeWhite", Space::AdobeRgb, rgb(255, 255, 255), rgb(255, 255, 255)},
+        Conversion{"AdobeSkin", Space::AdobeRgb, rgb(200, 150, 100), rgb(217, 151, 97)},
+        Conversion{"AdobeSky", Space::AdobeRgb, rgb(100, 150, 200), rgb(66, 151, 203)},
+        Conversion{"AdobeLeaf", Space::AdobeRgb, rgb(150, 200, 100), rgb(124, 201, 92)},
+        Conversion{"AdobeMoss", Space::AdobeRgb, rgb(120, 140, 60), rgb(111, 141, 50)},
+        Conversion{"P3Red", Space::DisplayP3, rgb(255, 0, 0), rgb(255, 0, 0)},
+        Conversion{"P3Green", Space::DisplayP3, rgb(0, 255, 0), rgb(0, 255, 0)},
+        Conversion{"P3Grey", Space::DisplayP3, rgb(128, 128, 128), rgb(128, 128, 128)},
+        Conversion{"P3White", Space::DisplayP3, rgb(255, 255, 255), rgb(255, 255, 255)},
+        Conversion{"P3Skin", Space::DisplayP3, rgb(200, 150, 100), rgb(209, 147, 91)},
+        Conversion{"P3Sky", Space::DisplayP3, rgb(100, 150, 200), rgb(84, 152, 205)},
+        Conversion{"P3Leaf", Space::DisplayP3, rgb(150, 200, 100), rgb(135, 202, 84)},
+        Conversion{"P3Brown", Space::DisplayP3, rgb(64, 32, 16), rgb(69, 30, 12)}),
+    [](const auto &one) { return std::string(one.param.name); });
+
+TEST_P(KnownColor, ComesOutWithinTwoLevels)
+{
+    const QByteArray &profile =
+        GetParam().space == Space::AdobeRgb ? adobeRgbProfile() : displayP3Profile();
+    EXPECT_TRUE(isNear(converted(GetParam().color, profile), GetParam().srgb, 2));
+}
+
+// The same spaces as another library knows them.
+TEST(Profiles, AreThoseOfTheirNames)
+{
+    EXPECT_EQ(QColorSpace::fromIccProfile(adobeRgbProfile()).primaries(),
+              QColorSpace::Primaries::AdobeRgb);
+    EXPECT_EQ(QColorSpace::fromIccProfile(displayP3Profile()).primaries(),
+              QColorSpace::Primaries::DciP3D65);
+}
+
+TEST(ToSrgb, SrgbPictureIsTheSame)
+{
+    for (const QByteArray &profile : {srgbProfile(), QColorSpace(QColorSpace::SRgb).iccProfile()}) {
+        const Image image = noiseImage({20, 100}).withProfile(profile);
+        const Image result = toSrgb(image);
+        EXPECT_TRUE(result.isSameAs(image));
+        EXPECT_TRUE(result.iccProfile().isEmpty());
+    }
+}
+
+TEST(ToSrgb, PictureWithoutProfileIsTheSame)
+{
+    const Image image = noiseImage({20, 100});
+    EXPECT_TRUE(toSrgb(image).isSameAs(image));
+    EXPECT_TRUE(toSrgb({}).isNull());
+}
+
+TEST(ToSrgb, UnusableProfileCountsAsNone)
+{
+    QByteArray cut = adobeRgbProfile();
+    cut.truncate(cut.size() / 2);
+    for (const QByteArray &profile : {QByteArray("garbage"), QByteArray(5000, '\xff'), cut}) {
+        const Image image = noiseImage({20, 100}).withProfile(profile);
+        const Image result = toSrgb(image);
+        EXPECT_TRUE(result.isSameAs(image));
+        EXPECT_TRUE(result.iccProfile().isEmpty());
+    }
+}
+
+TEST(ToSrgb, DamagedProfilesDoNoHarm)
+{
+    const Image image = noiseImage({5, 5});
+    for (unsigned seed = 0; seed < 200; ++seed)
+        EXPECT_EQ(toSrgb(image.withProfile(damaged(adobeRgbProfile(), seed))).size(), image.size());
+}
+
+TEST(ToSrgb, CmykProfileOfAnRgbPictureIsIgnored)
+{
+    const Image image = noiseImage({20, 100}).withProfile(redInkProfile());
+    EXPECT_TRUE(toSrgb(image).isSameAs(image));
+}
+
+TEST(ToSrgb, ResultHasNoProfileAndTheSourceKeepsItsPixels)
+{
+    const Image image = flatImage({4, 4}, rgb(100, 150, 200), displayP3Profile());
+    const Image result = toSrgb(image);
+    EXPECT_TRUE(result.iccProfile().isEmpty());
+    EXPECT_FALSE(result.isSameAs(image));
+    EXPECT_EQ(image.row(3)[3], rgb(100, 150, 200));
+}
+
+TEST(ToSrgb, WorksOnACrop)
+{
+    const Image image = makeImage(
+        {10, 10}, [](int x, int y) { return x == 7 && y == 6 ? rgb(200, 150, 100) : 0xff000000; },
+        Alpha::Opaque, displayP3Profile());
+    const Image result = toSrgb(image.cropped({6, 5, 3, 3}));
+    ASSERT_EQ(result.size(), QSize(3, 3));
+    EXPECT_TRUE(isNear(result.row(1)[1], rgb(209, 147, 91), 2));
+    EXPECT_TRUE(isNear(result.row(0)[1], 0xff000000, 2));
+}
+
+// Level 128 of 255 is 0.502 of the light, which sRGB's curve writes as 187.8; 64 becomes 137.2.
+TEST(ToSrgb, GreyProfileIsAppliedToEachChannel)
+{
+    EXPECT_TRUE(isNear(converted(rgb(128, 128, 128), linearGreyProfile()), rgb(188, 188, 188), 1));
+    EXPECT_TRUE(isNear(converted(rgb(64, 64, 64), linearGreyProfile()), rgb(137, 137, 137), 1));
+    EXPECT_EQ(converted(rgb(0, 0, 0), linearGreyProfile()), rgb(0, 0, 0));
+    EXPECT_EQ(converted(rgb(255, 255, 255), linearGreyProfile()), rgb(255, 255, 255));
+}
+
+TEST(ToSrgb, AlphaStaysAndColorsStayBelowIt)
+{
+    const Image image = noiseWithAlpha({40, 100}).withProfile(displayP3Profile());
+    const Image result = toSrgb(image);
+    ASSERT_EQ(result.size(), image.size());
+    EXPECT_EQ(result.alpha(), Alpha::Premultiplied);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const Pixel pixel = result.row(y)[x];
+            ASSERT_EQ(pixel >> 24, image.row(y)[x] >> 24);
+            for (int shift = 0; shift < 24; shift += 8)
+                ASSERT_LE(channel(pixel, shift), channel(pixel, 24)) << std::hex << pixel;
+        }
+    }
+}
+
+// (200, 150, 100) at an alpha of 128 is stored as (100, 75, 50); half of (209, 147, 91) comes out.
+TEST(ToSrgb, ColorsAreConvertedWithoutTheirAlpha)
+{
+    const Image image = makeImage(
+        {2, 2}, [](int, int) { return 0x80644b32; }, Alpha::Premultiplied, displayP3Profile());
+    EXPECT_TRUE(isNear(toSrgb(image).row(1)[1], 0x8069492e, 2));
+}
+
+TEST(ToSrgb, OpaquePicturesStayOpaque)
+{
+    const Image result = toSrgb(noiseImage({40, 40}).withProfile(adobeRgbProfile()));
+    for (int y = 0; y < result.height(); ++y)
+        for (int x = 0; x < result.width(); ++x)
+            ASSERT_EQ(result.row(y)[x] >> 24, 0xffU);
+}
+
+TEST(ToSrgb, IsNullOnceStopped)
+{
+    std::stop_source source;
+    source.request_stop();
+    const Image image = noiseImage({20, 100}).withProfile(displayP3Profile());
+    EXPECT_TRUE(toSrgb(image, source.get_token()).isNull());
+}
+
+/// What convertCmykToSrgb() makes of inks, each 0 (none) to 255.
+Pixel printed(std::array<int, 4> inks, const QByteArray &profile = {}, bool isInverted = false)
+{
+    std::array<std::uint8_t, 4> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(isInverted ? 255 - inks[i] : inks[i]);
+    PixelBuffer buffer({3, 100});
+    for (int y = 0; y < 100; ++y)
+        std::fill_n(buffer.row(y), 3, std::bit_cast<Pixel>(bytes));
+    convertCmykToSrgb(buffer, profile, isInverted);
+    const Image image = std::move(buffer).toImage(Alpha::Opaque);
+    EXPECT_TRUE(looksLike(image, flatImage({3, 100}, image.row(0)[0])));
+    return image.row(0)[0];
+}
+
+struct Inks
+{
+    std::array<int, 4> inks;
+    Pixel color;
+};
+
+// The last two by hand: 127 · 191 / 255 = 95.1; 205 · 155 / 255 = 124.6, 105 · 155 / 255 = 63.8.
+const std::vector<Inks> KNOWN_INKS = {
+    {{0, 0, 0, 0}, rgb(255, 255, 255)},   {{255, 0, 0, 0}, rgb(0, 255, 255)},
+    {{0, 255, 0, 0}, rgb(255, 0, 255)},   {{0, 0, 255, 0}, rgb(255, 255, 0)},
+    {{0, 0, 0, 255}, rgb(0, 0, 0)},       {{0, 255, 255, 0}, rgb(255, 0, 0)},
+    {{128, 0, 0, 64}, rgb(95, 191, 191)}, {{50, 150, 255, 100}, rgb(125, 64, 0)},
+};
+
+TEST(CmykToSrgb, WithoutProfileInksAreIdeal)
+{
+    for (const Inks &known : KNOWN_INKS)
+        EXPECT_TRUE(isNear(printed(known.inks), known.color, 1));
+}
+
+TEST(CmykToSrgb, InvertedInksGiveTheSameColors)
+{
+    for (const Inks &known : KNOWN_INKS)
+        EXPECT_TRUE(isNear(printed(known.inks, {}, true), known.color, 1));
+}
+
+TEST(CmykToSrgb, UnusableProfileCountsAsNone)
+{
+    for (const QByteArray &profile : {QByteArray("garbage"), adobeRgbProfile()})
+        for (const Inks &known : KNOWN_INKS)
+            EXPECT_TRUE(isNear(printed(known.inks, profile), known.color, 1));
+}
+
+TEST(CmykToSrgb, ProfileSaysWhatInksLookLike)
+{
+    const QByteArray profile = redInkProfile();
+    for (const bool isInverted : {false, true}) {
+        EXPECT_TRUE(isNear(printed({255, 0, 0, 0}, profile, isInverted), RED, 4)) << isInverted;
+        EXPECT_TRUE(isNear(printed({0, 0, 0, 0}, profile, isInverted), 0xffffffff, 2));
+        EXPECT_TRUE(isNear(printed({0, 255, 0, 0}, profile, isInverted), 0xff000000, 2));
+    }
+}
+
+} // namespace
+
+} // namespace tavolin

@@ -1,0 +1,182 @@
+#include "pixels/JpegWriter.h"
+
+#include "decoding/codecs/JpegCodec.h"
+#include "decoding/TestPictures.h"
+#include "pixels/Color.h"
+
+#include <QtEndian>
+
+#include <vector>
+
+namespace tavolin {
+
+namespace {
+
+using namespace test;
+
+constexpr int NO_LIMIT = 100'000;
+
+/// One segment of a JPEG before its pixels.
+struct Segment
+{
+    int marker = 0;
+    QByteArray content;
+};
+
+std::vector<Segment> segmentsOf(const QByteArray &jpeg)
+{
+    std::vector<Segment> segments;
+    for (qsizetype at = 2; at + 4 <= jpeg.size();) {
+        const int marker = static_cast<unsigned char>(jpeg[at + 1]);
+        const auto size = qFromBigEndian<quint16>(jpeg.constData() + at + 2);
+        segments.push_back({marker, jpeg.mid(at + 4, size - 2)});
+        if (marker == 0xda)
+            break;
+        at += 2 + size;
+    }
+    return segments;
+}
+
+/// The content of the segment with @p marker that begins with @p header, without that.
+QByteArray contentOf(const QByteArray &jpeg, int marker, const QByteArray &header)
+{
+    for (const Segment &segment : segmentsOf(jpeg))
+        if (segment.marker == marker && segment.content.startsWith(header))
+            return segment.content.mid(header.size());
+    return {};
+}
+
+const QByteArray EXIF_HEADER("Exif\0", 6);
+const QByteArray XMP_HEADER("http://ns.adobe.com/xap/1.0/", 29);
+const QByteArray PHOTOSHOP_HEADER("Photoshop 3.0", 14);
+
+Image gradient(const QByteArray &profile = {})
+{
+    return makeImage(
+        {97, 61},
+        [](int x, int y) {
+            return 0xff000000 | static_cast<Pixel>(2 * x) << 16 | static_cast<Pixel>(4 * y) << 8 |
+                   static_cast<Pixel>(255 - x - y);
+        },
+        Alpha::Opaque, profile);
+}
+
+TEST(WriteJpeg, ThePixelsComeBack)
+{
+    const QByteArray jpeg = writeJpeg(gradient(), 95);
+    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+}
+
+TEST(WriteJpeg, ChromaKeepsItsFullResolution)
+{
+    // SOF0: precision, height, width, then three bytes for each component.
+    const QByteArray frame = contentOf(writeJpeg(gradient(), 95), 0xc0, {});
+    ASSERT_EQ(frame.size(), 15);
+    for (const qsizetype at : {7, 10, 13})
+        EXPECT_EQ(frame[at], 0x11);
+}
+
+TEST(WriteJpeg, QualityIsWhatWasAskedFor)
+{
+    EXPECT_LT(writeJpeg(noiseImage({64, 64}), 50).size(),
+              writeJpeg(noiseImage({64, 64}), 95).size());
+}
+
+TEST(WriteJpeg, PartOfAPictureIsWrittenAsSeen)
+{
+    const Image part = gradient().cropped({20, 10, 50, 40});
+    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(writeJpeg(part, 95)), NO_LIMIT), part, 6));
+}
+
+TEST(WriteJpeg, TransparencyIsShownOverBlack)
+{
+    const Image clear = makeImage(
+        {32, 32}, [](int x, int) { return x < 16 ? 0x00000000U : 0x80408000U; },
+        Alpha::Premultiplied);
+    const Image shown = decodeJpeg(fileOf(writeJpeg(clear, 95)), NO_LIMIT);
+    EXPECT_TRUE(isNear(shown.row(16)[4], 0xff000000, 3));
+    EXPECT_TRUE(isNear(shown.row(16)[27], 0xff408000, 3));
+}
+
+TEST(WriteJpeg, TheProfileIsThatOfThePixels)
+{
+    const QByteArray jpeg = writeJpeg(gradient(displayP3Profile()), 95);
+    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), displayP3Profile());
+}
+
+TEST(WriteJpeg, NoProfileIsWrittenForSrgb)
+{
+    EXPECT_TRUE(decodeJpeg(fileOf(writeJpeg(gradient(), 95)), NO_LIMIT).iccProfile().isEmpty());
+}
+
+TEST(WriteJpeg, SrgbIsSaidWhereTheMetadataSayAdobeRgb)
+{
+    const QByteArray jpeg = writeJpeg(gradient(), 95, {.saysAdobeRgb = true});
+    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), srgbProfile());
+    EXPECT_TRUE(looksLike(toSrgb(gradient(srgbProfile())), gradient(), 1));
+}
+
+TEST(WriteJpeg, AProfileThatIsNotForRgbIsNotWritten)
+{
+    QByteArray grey = displayP3Profile();
+    grey.replace(16, 4, "GRAY");
+    const QByteArray jpeg = writeJpeg(gradient(grey), 95);
+    EXPECT_FALSE(jpeg.isEmpty());
+    EXPECT_TRUE(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile().isEmpty());
+}
+
+TEST(WriteJpeg, BlocksGetTheirSegments)
+{
+    const QByteArray jpeg =
+        writeJpeg(gradient(), 95, {.exif = "exif", .xmp = "xmp", .photoshop = "photoshop"});
+    EXPECT_EQ(contentOf(jpeg, 0xe1, EXIF_HEADER), "exif");
+    EXPECT_EQ(contentOf(jpeg, 0xe1, XMP_HEADER), "xmp");
+    EXPECT_EQ(contentOf(jpeg, 0xed, PHOTOSHOP_HEADER), "photoshop");
+}
+
+TEST(WriteJpeg, ExifComesFirst)
+{
+    const auto segments = segmentsOf(writeJpeg(gradient(), 95, {.exif = "exif", .xmp = "xmp"}));
+    ASSERT_FALSE(segments.empty());
+    EXPECT_EQ(segments[0].marker, 0xe1);
+    EXPECT_TRUE(segments[0].content.startsWith(EXIF_HEADER));
+}
+
+TEST(WriteJpeg, WithoutExifItIsAPlainJfif)
+{
+    const auto segments = segmentsOf(writeJpeg(gradient(), 95));
+    ASSERT_FALSE(segments.empty());
+    EXPECT_EQ(segments[0].marker, 0xe0);
+    EXPECT_TRUE(contentOf(writeJpeg(gradient(), 95), 0xe1, {}).isEmpty());
+}
+
+TEST(WriteJpeg, TheLargestBlocksFitAndLargerOnesAreLeftOut)
+{
+    const auto sizeOf = [](int marker, const QByteArray &header, const JpegMetadata &metadata) {
+        const QByteArray jpeg = writeJpeg(gradient(), 95, metadata);
+        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+        return contentOf(jpeg, marker, header).size();
+    };
+    using Blocks = JpegMetadata;
+    const QByteArray large(70'000, 'x');
+    for (const int excess : {0, 1}) {
+        const auto exif = Blocks::MAX_EXIF_BYTES + excess;
+        const auto xmp = Blocks::MAX_XMP_BYTES + excess;
+        const auto photoshop = Blocks::MAX_PHOTOSHOP_BYTES + excess;
+        EXPECT_EQ(sizeOf(0xe1, EXIF_HEADER, {.exif = large.left(exif)}), excess ? 0 : exif);
+        EXPECT_EQ(sizeOf(0xe1, XMP_HEADER, {.xmp = large.left(xmp)}), excess ? 0 : xmp);
+        EXPECT_EQ(sizeOf(0xed, PHOTOSHOP_HEADER, {.photoshop = large.left(photoshop)}),
+                  excess ? 0 : photoshop);
+    }
+}
+
+TEST(WriteJpeg, EmptyForWhatNoJpegCanHold)
+{
+    EXPECT_TRUE(writeJpeg(Image(), 95).isEmpty());
+    EXPECT_TRUE(writeJpeg(flatImage({65501, 1}, GREY), 95).isEmpty());
+    EXPECT_FALSE(writeJpeg(flatImage({65500, 1}, GREY), 95).isEmpty());
+}
+
+} // namespace
+
+} // namespace tavolin
