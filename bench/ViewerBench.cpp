@@ -202,7 +202,7 @@ void measureNewPicture(benchmark::State &state)
     measureShowing(
         state,
         [&] {
-            stage.viewer().navigate(+1);
+            stage.viewer().browser().navigate(+1);
             QApplication::processEvents();
             Stage::awaitDecode();
         },
@@ -230,11 +230,11 @@ void cacheHit(benchmark::State &state)
 {
     const Folder folder(10);
     Stage stage(folder.path());
-    stage.viewer().navigate(+1);
+    stage.viewer().browser().navigate(+1);
     stage.settle();
     int step = 1;
     measureShowing(
-        state, [&] { step = -step; }, [&] { stage.viewer().navigate(step); });
+        state, [&] { step = -step; }, [&] { stage.viewer().browser().navigate(step); });
 }
 BENCHMARK(cacheHit)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
 
@@ -246,7 +246,7 @@ void measurePanning(benchmark::State &state, const QByteArray &jpeg)
     std::ofstream(folder.path() / "24mp.jpg", std::ios::binary)
         .write(jpeg.constData(), jpeg.size());
     Stage stage(folder.path());
-    stage.viewer().zoomBegin({960, 540});
+    stage.viewer().loupe().zoomBegin({960, 540});
     for (const auto end = Clock::now() + 3s; Clock::now() < end;) {
         Stage::awaitDecode();
         QApplication::processEvents();
@@ -259,8 +259,8 @@ void measurePanning(benchmark::State &state, const QByteArray &jpeg)
             direction = position.x() > 1400 || position.x() < 500 ? -direction : direction;
             position += QPointF(direction, direction / 2);
         },
-        [&] { stage.viewer().zoomDrag(position); });
-    stage.viewer().zoomEnd();
+        [&] { stage.viewer().loupe().zoomDrag(position); });
+    stage.viewer().loupe().zoomEnd();
 }
 
 void panningTheFullPicture(benchmark::State &state)
@@ -292,7 +292,7 @@ void measureCropDrag(benchmark::State &state, QPointF start)
         if (dynamic_cast<ViewerView *>(widget))
             view = widget;
     }
-    CropOverlayView overlay({.fitRect = [&] { return stage.viewer().fitRect(); },
+    CropOverlayView overlay({.fitRect = [&] { return stage.viewer().screen().fitRect(); },
                              .imagePixelScale = [] { return 3.7; }},
                             view);
     overlay.resize(view->size());
@@ -365,7 +365,7 @@ void applyingACropWithRotation(benchmark::State &state)
     for (QWidget *window : QApplication::topLevelWidgets())
         window->setGeometry(QRect({0, 0}, SCREEN));
     const auto waitForOtherContents = [&](const Image &contents) {
-        while (viewer.imageLayer().contents.isSameAs(contents))
+        while (viewer.screen().imageLayer().contents.isSameAs(contents))
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
     };
     PaintWatch watch;
@@ -377,14 +377,14 @@ void applyingACropWithRotation(benchmark::State &state)
         benchmark::DoNotOptimize(rotateInscribed(whole, 5));
         fastestBaseline = std::min(fastestBaseline, Seconds(Clock::now() - start).count());
 
-        const Image before = viewer.imageLayer().contents;
-        viewer.openPath(file);
+        const Image before = viewer.screen().imageLayer().contents;
+        viewer.browser().openPath(file);
         waitForOtherContents(before);
         press(viewer, Qt::Key_X);
         for (int i = 0; i < 10; ++i)
             press(viewer, Qt::Key_BracketRight);
         QApplication::processEvents();
-        const Image preview = viewer.imageLayer().contents;
+        const Image preview = viewer.screen().imageLayer().contents;
         const auto applied = Clock::now();
         press(viewer, Qt::Key_Return);
         waitForOtherContents(preview);
@@ -419,7 +419,7 @@ void openingOf100000(benchmark::State &state)
     Stage stage(hugeFolder().path());
     for (auto _ : state) {
         const auto start = Clock::now();
-        stage.viewer().openPath(hugeFolder().path());
+        stage.viewer().browser().openPath(hugeFolder().path());
         while (stage.lastDecodeStart() < start)
             std::this_thread::yield();
         state.SetIterationTime(Seconds(stage.lastDecodeStart() - start).count());

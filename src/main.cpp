@@ -40,13 +40,13 @@ int main(int argc, char **argv)
     tavolin::DesktopHandOver handOver(APPLICATION_ID.toString());
     QObject::connect(&handOver, &tavolin::DesktopHandOver::opened, &viewer,
                      &tavolin::Viewer::applicationOpen);
-    QObject::connect(&handOver, &tavolin::DesktopHandOver::activated, &viewer,
-                     &tavolin::Viewer::activate);
+    QObject::connect(&handOver, &tavolin::DesktopHandOver::activated, &viewer.shell(),
+                     &tavolin::Shell::activate);
     viewer.applicationDidFinishLaunching(options);
     if (options.isBench)
-        viewer.runBench();
+        viewer.selfTest().runBench();
     if (options.isCropDemo)
-        QTimer::singleShot(CROP_DEMO_DELAY, &viewer, &tavolin::Viewer::enterCrop);
+        QTimer::singleShot(CROP_DEMO_DELAY, &viewer.cropMode(), &tavolin::CropMode::enterCrop);
     // A viewer that is not the first one gets no name there, and a bench run is nobody's to hand
     // something to.
     if (!options.isBench)

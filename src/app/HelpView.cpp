@@ -1,5 +1,6 @@
 #include "app/HelpView.h"
 
+#include "screen/OverlayGeometry.h"
 #include "screen/TextLabel.h"
 
 #include <QFontMetricsF>
@@ -88,8 +89,7 @@ HelpView::HelpView(QWidget *parent) : QWidget(parent)
 
 void HelpView::centre()
 {
-    const QSize space = parentWidget()->size() - size();
-    move(space.width() / 2, space.height() / 2);
+    setGeometry(helpRect(parentWidget()->size(), size()));
 }
 
 void HelpView::paintEvent(QPaintEvent *)

@@ -7,6 +7,7 @@ namespace tavolin {
 
 namespace {
 
+template <typename Command>
 struct Binding
 {
     KeyCode key;
@@ -29,13 +30,45 @@ constexpr std::array BINDINGS{
     Binding{KeyCode::Escape, Command::Leave},
 };
 
+constexpr std::array CROP_BINDINGS{
+    Binding{KeyCode::Digit1, CropCommand::FreeRatio},
+    Binding{KeyCode::Digit2, CropCommand::OriginalRatio},
+    Binding{KeyCode::Digit3, CropCommand::SquareRatio},
+    Binding{KeyCode::Digit4, CropCommand::FourByThreeRatio},
+    Binding{KeyCode::Digit5, CropCommand::SixteenByNineRatio},
+    Binding{KeyCode::Digit6, CropCommand::CustomRatio},
+    Binding{KeyCode::F, CropCommand::Flip},
+    Binding{KeyCode::LeftBracket, CropCommand::TurnLeft},
+    Binding{KeyCode::RightBracket, CropCommand::TurnRight},
+    Binding{KeyCode::Left, CropCommand::Nudge},
+    Binding{KeyCode::Right, CropCommand::Nudge},
+    Binding{KeyCode::Up, CropCommand::Nudge},
+    Binding{KeyCode::Down, CropCommand::Nudge},
+    Binding{KeyCode::X, CropCommand::Apply},
+    Binding{KeyCode::Return, CropCommand::Apply},
+    Binding{KeyCode::KeypadEnter, CropCommand::Apply},
+    Binding{KeyCode::H, CropCommand::ToggleHelp},
+    Binding{KeyCode::Escape, CropCommand::Leave},
+};
+
+template <typename Bindings>
+auto boundTo(KeyCode key, const Bindings &bindings)
+{
+    const auto binding = std::find_if(bindings.begin(), bindings.end(),
+                                      [key](const auto &each) { return each.key == key; });
+    return binding == bindings.end() ? std::nullopt : std::optional(binding->command);
+}
+
 } // namespace
 
 std::optional<Command> commandForKey(KeyCode key)
 {
-    const auto binding = std::find_if(BINDINGS.begin(), BINDINGS.end(),
-                                      [key](const Binding &each) { return each.key == key; });
-    return binding == BINDINGS.end() ? std::nullopt : std::optional(binding->command);
+    return boundTo(key, BINDINGS);
+}
+
+std::optional<CropCommand> cropCommandForKey(KeyCode key)
+{
+    return boundTo(key, CROP_BINDINGS);
 }
 
 } // namespace tavolin

@@ -1,15 +1,17 @@
-// Unsaved edits are asked about before the program ends, whichever way it is asked to.
+#include "app/QuitGuard.h"
 
-#include "app/Viewer.h"
+#include "browse/Browser.h"
+#include "browse/FilenameJump.h"
 #include "browse/InfoLine.h"
-#include "browse/SearchField.h"
-#include "screen/ViewerView.h"
+#include "editing/Editor.h"
+#include "fileops/FileWork.h"
+#include "screen/Loupe.h"
 
+#include <QEvent>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSessionManager>
 
@@ -17,30 +19,32 @@ using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
-void Viewer::guardQuitting()
+QuitGuard::QuitGuard(const QuitNeighbors &neighbors) : m_with(neighbors)
 {
     // Quitting closes every window first, so the window's close event stands for all ways but one.
-    m_shell.window->installEventFilter(this);
-    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &Viewer::answerSessionEnd,
+    m_with.window.installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &QuitGuard::answerSessionEnd,
             Qt::DirectConnection);
+    connect(&m_with.editor, &Editor::editsDropped, this, [this] {
+        if (m_quitQuestion)
+            m_quitQuestion->close(); // it asks about these edits
+    });
 }
 
-bool Viewer::eventFilter(QObject *watched, QEvent *event)
+bool QuitGuard::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched != m_shell.window.get() || event->type() != QEvent::Close ||
-        applicationShouldTerminate())
+    if (watched != &m_with.window || event->type() != QEvent::Close || applicationShouldTerminate())
         return QObject::eventFilter(watched, event);
     event->ignore();
     return true;
 }
 
-bool Viewer::mayQuit() const
+bool QuitGuard::mayQuit() const
 {
-    return !m_edit.editsUnsaved || m_edit.editedImage.isNull() || m_shell.benchMode ||
-           m_shell.isQuitAllowed;
+    return !m_with.editor.editsUnsaved() || m_isQuitAllowed;
 }
 
-bool Viewer::applicationShouldTerminate()
+bool QuitGuard::applicationShouldTerminate()
 {
     if (mayQuit())
         return true;
@@ -48,14 +52,16 @@ bool Viewer::applicationShouldTerminate()
     return false;
 }
 
-void Viewer::askToQuit()
+void QuitGuard::askToQuit()
 {
-    if (m_shell.quitQuestion && m_shell.quitQuestion->isVisible())
+    if (m_quitQuestion && m_quitQuestion->isVisible())
         return;
-    zoomEnd(); // the question would keep the release of the mouse from us
-    const QString name = isInList(m_browse.currentIndex) ? displayName(currentUrl()) : QString();
-    auto *question = new QMessageBox(m_shell.window.get());
-    m_shell.quitQuestion = question;
+    m_with.loupe.zoomEnd(); // the question would keep the release of the mouse from us
+    const QString name = m_with.browser.isInList(m_with.browser.currentIndex())
+                             ? displayName(m_with.browser.currentUrl())
+                             : QString();
+    auto *question = new QMessageBox(&m_with.window);
+    m_quitQuestion = question;
     question->setAttribute(Qt::WA_DeleteOnClose);
     question->setText(u"มีการแก้ไขที่ยังไม่ได้บันทึก"_s);
     question->setInformativeText(name + u" ถูกครอป/หมุนแล้ว แต่ยังไม่ได้บันทึกลงโฟลเดอร์ Edit"_s);
@@ -68,21 +74,18 @@ void Viewer::askToQuit()
     question->setDefaultButton(save);
     question->setEscapeButton(cancel);
     connect(question, &QDialog::finished, this, [this, question, save, discard] {
-        if (m_search.searchField)
-            m_search.searchField->setFocus();
-        else
-            m_shell.view->setFocus();
+        m_with.search.restoreFocus();
         const auto *answer = question->clickedButton();
         if (answer == save)
-            saveEdited();
-        m_shell.isQuitAllowed = answer == discard || (answer == save && !m_edit.editsUnsaved);
-        if (m_shell.isQuitAllowed)
+            m_with.fileWork.saveEdited();
+        m_isQuitAllowed = answer == discard || (answer == save && !m_with.editor.editsUnsaved());
+        if (m_isQuitAllowed)
             QCoreApplication::quit();
     });
     question->open();
 }
 
-void Viewer::answerSessionEnd(QSessionManager &session)
+void QuitGuard::answerSessionEnd(QSessionManager &session)
 {
     if (mayQuit())
         return;
@@ -92,7 +95,7 @@ void Viewer::answerSessionEnd(QSessionManager &session)
     if (mayAsk) {
         // The desktop takes the handler's return for the answer.
         QEventLoop untilAnswered;
-        connect(m_shell.quitQuestion, &QObject::destroyed, &untilAnswered, &QEventLoop::quit);
+        connect(m_quitQuestion, &QObject::destroyed, &untilAnswered, &QEventLoop::quit);
         untilAnswered.exec();
     }
     if (!mayQuit())

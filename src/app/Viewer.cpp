@@ -1,63 +1,73 @@
 #include "app/Viewer.h"
 
-#include "app/Accessibility.h"
-#include "app/HelpView.h"
 #include "app/QuitKey.h"
-#include "browse/SearchField.h"
-#include "editing/CropBar.h"
-#include "editing/CropOverlayView.h"
+#include "editing/CropAngle.h"
 #include "screen/TextLabel.h"
 #include "screen/ViewerView.h"
 
-#include <QApplication>
+#include <QCoreApplication>
+#include <QKeyEvent>
 #include <QMainWindow>
-#include <QScreen>
-#include <QWindow>
+#include <QTimer>
 
-#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
-namespace {
-
-/// Until a compositor has answered that the window's state has changed.
-constexpr std::chrono::milliseconds STATE_CHANGE_TIME(100);
-
-} // namespace
-
-Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, Trash trash)
-    : m_mailbox(mailbox), m_reader(&reader), m_trash(std::move(trash))
+Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash trash)
+    : m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
+      m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
+      m_trashQueue("trash", QualityOfService::UserInitiated, mailbox, WaitingJobs::Run),
+      m_screen(m_shell.view()), m_labels(m_shell.view()),
+      m_loupe(m_screen, m_labels, m_loadQueue, reader, [this] { return loupeSubject(); }),
+      m_browser(m_screen, m_labels, m_loupe, m_loadQueue, reader,
+                [this] { return m_editor.hasSteps(); }),
+      m_prefetch(m_browser, m_screen, m_prefetchQueue, reader),
+      m_photoLine(m_browser, m_screen, m_labels, m_prefetchQueue, reader,
+                  [this] { return m_editor.isEdited(); }),
+      m_search(m_browser, m_shell.view()), m_folderDialog(m_browser, m_loupe, m_shell.view()),
+      m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
+      m_cropMode(
+          {m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor, reader}),
+      m_fileWork(m_browser, m_editor, m_cropMode, m_labels, m_trashQueue, reader, std::move(trash)),
+      m_selfTest(m_browser, m_cropMode, m_editor, m_fileWork, reader),
+      m_quitGuard({m_shell.window(), m_loupe, m_browser, m_search, m_editor, m_fileWork})
 {
-    const auto onTimeout = [this](QTimer &timer, auto action) {
-        timer.setSingleShot(true);
-        timer.setTimerType(Qt::PreciseTimer);
-        connect(&timer, &QTimer::timeout, this, action);
-    };
-    onTimeout(m_shell.statusTimer, [this] { m_shell.statusLabel->setText({}); });
-    onTimeout(m_prefetch.prefetchTimer, &Viewer::prefetchNeighbors);
-    onTimeout(m_photoLine.exifTimer, &Viewer::loadExif);
-    connect(&m_selfTest.timer, &QTimer::timeout, this, &Viewer::benchStep);
-    m_selfTest.timer.setTimerType(Qt::PreciseTimer);
+    m_shell.view().setHandlers({
+        .keyPressed = [this](const QKeyEvent &event) { return handleKey(event); },
+        .mousePressed = [this](QPointF position) { m_loupe.zoomBegin(position); },
+        .mouseDragged = [this](QPointF position) { m_loupe.zoomDrag(position); },
+        .mouseReleased = [this] { m_loupe.zoomEnd(); },
+        .scrolled = [this](const QWheelEvent &event) { handleScroll(event); },
+        .resized = [this] { viewResized(); },
+        .paint = [this](QPainter &painter) { m_screen.paint(painter); },
+    });
+    connect(&m_shell, &Shell::screenChanged, this, &Viewer::viewResized);
+    connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
 }
 
-Viewer::~Viewer() = default;
+Viewer::~Viewer()
+{
+    m_shell.view().setHandlers({}); // the window goes last
+}
 
 void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
 {
-    buildMenu();
-    buildWindow();
-    m_shell.benchMode = options.isBench;
-    if (!m_shell.benchMode)
-        QTimer::singleShot(0, this, &Viewer::toggleFullScreen);
-    if (options.path)
-        openPath(*options.path);
-    else if (const auto handedOver = std::exchange(m_shell.pendingOpen, std::nullopt))
-        openPath(*handedOver);
+    m_isLaunched = true;
+    installQuitKey(*this);
+    m_shell.show();
+    if (options.isBench)
+        m_quitGuard.allow();
     else
-        showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
+        QTimer::singleShot(0, &m_shell, &Shell::toggleFullScreen);
+    if (options.path)
+        m_browser.openPath(*options.path);
+    else if (const auto handedOver = std::exchange(m_pendingOpen, std::nullopt))
+        m_browser.openPath(*handedOver);
+    else
+        m_labels.showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
     warmUpFonts();
 }
 
@@ -65,77 +75,117 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
 {
     if (urls.empty())
         return;
-    if (m_shell.window)
-        openPath(urls.front());
+    if (m_isLaunched)
+        m_browser.openPath(urls.front());
     else
-        m_shell.pendingOpen = urls.front();
+        m_pendingOpen = urls.front();
 }
 
-void Viewer::activate()
+std::optional<LoupeSubject> Viewer::loupeSubject() const
 {
-    m_shell.window->setWindowState(m_shell.window->windowState() & ~Qt::WindowMinimized);
-    m_shell.window->raise();
-    // Under the window, a dialog would keep the keys from it without being seen. The desktop's own
-    // folder dialog is not Qt's to raise.
-    QWidget *dialog = QApplication::activeModalWidget();
-    const bool isOurs = dialog && !dialog->testAttribute(Qt::WA_DontShowOnScreen);
-    QWidget *front = isOurs ? dialog : m_shell.window.get();
-    front->raise();
-    front->activateWindow();
+    if (!m_browser.isCurrentShown())
+        return std::nullopt;
+    return LoupeSubject{m_browser.currentUrl(), m_editor.editedImage()};
 }
 
-void Viewer::buildMenu()
+bool Viewer::handleKey(const QKeyEvent &event)
 {
-    installQuitKey(*this);
+    const auto key = keyCode(event);
+    if (event.modifiers() & Qt::ControlModifier) {
+        if (key != KeyCode::Z)
+            return false;
+        m_editor.undoEdit();
+        return true;
+    }
+    if (m_screen.isCropping()) {
+        if (const auto command = key ? cropCommandForKey(*key) : std::nullopt)
+            carryOutInCrop(*command, *key, event.modifiers() & Qt::ShiftModifier);
+        return true;
+    }
+    const auto command = key ? commandForKey(*key) : std::nullopt;
+    if (command)
+        carryOut(*command);
+    return command.has_value();
 }
 
-void Viewer::buildWindow()
+void Viewer::carryOut(Command command)
 {
-    const QScreen *screen = QGuiApplication::primaryScreen();
-    if (!screen)
-        qFatal("no screen");
-    describeWidgets();
-    m_shell.window = std::make_unique<QMainWindow>();
-    m_shell.window->setWindowTitle(u"Tavolin Viewer"_s);
-    m_shell.view = new ViewerView(*this);
-    m_shell.infoLabel = new TextLabel(14, Qt::AlignLeft, m_shell.view);
-    m_shell.detailLabel = new TextLabel(12, Qt::AlignLeft, m_shell.view);
-    m_shell.detailLabel->setColor(QColor(NEON.red(), NEON.green(), NEON.blue(), 217)); // alpha 0.85
-    m_shell.statusLabel = new TextLabel(20, Qt::AlignHCenter, m_shell.view);
-    m_shell.window->setCentralWidget(m_shell.view);
-    // Without a window manager full screen changes nothing: the window must cover the screen
-    // already.
-    m_shell.window->setGeometry(screen->availableGeometry());
-    m_shell.window->show();
-    m_shell.window->activateWindow();
-    connect(m_shell.window->windowHandle(), &QWindow::screenChanged, this, &Viewer::viewResized);
-    m_shell.view->setFocus();
-    guardQuitting();
+    switch (command) {
+    case Command::ToggleFullScreen:
+        return m_shell.toggleFullScreen();
+    case Command::ToggleHelp:
+        return m_shell.toggleHelp();
+    case Command::OpenFolder:
+        return m_folderDialog.openDialog();
+    case Command::OpenSearch:
+        return m_search.openSearch();
+    case Command::CopyToHL:
+        return m_fileWork.copyToHL();
+    case Command::DeleteCurrent:
+        return m_fileWork.deleteCurrent();
+    case Command::EnterCrop:
+        return m_cropMode.enterCrop();
+    case Command::SaveEdited:
+        return m_fileWork.saveEdited();
+    case Command::NextPicture:
+        return m_browser.navigate(+1);
+    case Command::PreviousPicture:
+        return m_browser.navigate(-1);
+    case Command::Leave:
+        return m_shell.isHelpShown() ? m_shell.toggleHelp() : QCoreApplication::quit();
+    }
+}
+
+void Viewer::carryOutInCrop(CropCommand command, KeyCode key, bool shift)
+{
+    const double step = shift ? COARSE_ANGLE_STEP : ANGLE_STEP;
+    switch (command) {
+    case CropCommand::FreeRatio:
+        return m_cropMode.cropBarRatio(RatioPreset::Free);
+    case CropCommand::OriginalRatio:
+        return m_cropMode.cropBarRatio(RatioPreset::Original);
+    case CropCommand::SquareRatio:
+        return m_cropMode.cropBarRatio(RatioPreset::Square);
+    case CropCommand::FourByThreeRatio:
+        return m_cropMode.cropBarRatio(RatioPreset::FourByThree);
+    case CropCommand::SixteenByNineRatio:
+        return m_cropMode.cropBarRatio(RatioPreset::SixteenByNine);
+    case CropCommand::CustomRatio:
+        return m_cropMode.cropBarCustom();
+    case CropCommand::Flip:
+        return m_cropMode.cropBarFlip();
+    case CropCommand::TurnLeft:
+        return m_cropMode.turnBy(-step);
+    case CropCommand::TurnRight:
+        return m_cropMode.turnBy(step);
+    case CropCommand::Nudge:
+        return m_cropMode.nudge(key, shift);
+    case CropCommand::Apply:
+        return m_cropMode.applyCrop();
+    case CropCommand::ToggleHelp:
+        return m_shell.toggleHelp();
+    case CropCommand::Leave:
+        return m_shell.isHelpShown() ? m_shell.toggleHelp() : m_cropMode.exitCrop();
+    }
+}
+
+void Viewer::handleScroll(const QWheelEvent &event)
+{
+    if (m_screen.isCropping() || m_loupe.isZooming() || m_browser.imageList().empty() ||
+        m_search.isOpen() || m_shell.isHelpShown())
+        return;
+    if (const int step = wheelStep(m_wheel, wheelInput(event)))
+        m_browser.navigate(step);
 }
 
 void Viewer::viewResized()
 {
-    if (m_crop.cropBar)
-        m_crop.cropBar->place(m_shell.view->size());
-    layoutLabels();
-    if (m_shell.helpView)
-        m_shell.helpView->centre();
-    if (m_search.searchField)
-        m_search.searchField->place(m_shell.view->size());
-    if (m_crop.cropOverlay) {
-        editLayoutChanged(); // the overlay tells of another size only, not of another screen
-        m_crop.cropOverlay->resize(m_shell.view->size());
-    } else {
-        refreshRendition();
-    }
-}
-
-void Viewer::toggleFullScreen()
-{
-    m_shell.window->setWindowState(m_shell.window->windowState() ^ Qt::WindowFullScreen);
-    // A Wayland compositor shows the new state with the next frame, and where the size stays the
-    // same nothing else asks for one.
-    QTimer::singleShot(STATE_CHANGE_TIME, m_shell.view, qOverload<>(&QWidget::update));
+    m_cropMode.layout();
+    m_labels.layout(m_cropMode.cropBarTop());
+    m_shell.layout();
+    m_search.layout();
+    if (!m_screen.isCropping())
+        m_screen.refreshRendition();
 }
 
 } // namespace tavolin

@@ -1,50 +1,63 @@
-// Jumping to a picture by typing part of its name.
+#include "browse/FilenameJump.h"
 
-#include "app/Viewer.h"
+#include "browse/Browser.h"
 #include "browse/SearchField.h"
-#include "screen/ViewerView.h"
 
 #include <utility>
 
 namespace tavolin {
 
-void Viewer::openSearch()
+void FilenameJump::openSearch()
 {
-    if (m_search.searchField)
+    if (m_searchField)
         return;
     prepareSearch();
-    m_search.searchField = new SearchField(m_shell.view);
-    connect(m_search.searchField, &QLineEdit::textChanged, this, &Viewer::searchTextChanged);
-    connect(m_search.searchField, &SearchField::closed, this, &Viewer::closeSearch);
-    m_search.searchField->place(m_shell.view->size());
-    m_search.searchField->show();
-    m_search.searchField->setFocus();
+    m_searchField = new SearchField(&m_view);
+    connect(m_searchField, &QLineEdit::textChanged, this, &FilenameJump::searchTextChanged);
+    connect(m_searchField, &SearchField::closed, this, &FilenameJump::closeSearch);
+    layout();
+    m_searchField->show();
+    m_searchField->setFocus();
 }
 
-void Viewer::prepareSearch()
+void FilenameJump::prepareSearch()
 {
-    m_search.names.emplace(m_browse.imageList);
-    m_search.generation = m_browse.generation;
+    m_names.emplace(m_browser.imageList());
+    m_generation = m_browser.generation();
 }
 
-void Viewer::searchTextChanged(const QString &text)
+void FilenameJump::searchTextChanged(const QString &text)
 {
-    if (!m_search.searchField)
+    if (!m_searchField)
         return;
-    if (m_search.generation != m_browse.generation)
+    if (m_generation != m_browser.generation())
         prepareSearch();
-    if (const auto index = m_search.names->firstMatch(text))
-        jumpTo(*index);
+    if (const auto index = m_names->firstMatch(text))
+        m_browser.jumpTo(*index);
 }
 
-void Viewer::closeSearch()
+void FilenameJump::closeSearch()
 {
-    if (SearchField *field = std::exchange(m_search.searchField, nullptr)) {
+    if (SearchField *field = std::exchange(m_searchField, nullptr)) {
         field->hide();
         field->deleteLater();
     }
-    m_search.names.reset();
-    m_shell.view->setFocus();
+    m_names.reset();
+    m_view.setFocus();
+}
+
+void FilenameJump::restoreFocus()
+{
+    if (m_searchField)
+        m_searchField->setFocus();
+    else
+        m_view.setFocus();
+}
+
+void FilenameJump::layout()
+{
+    if (m_searchField)
+        m_searchField->place(m_view.size());
 }
 
 } // namespace tavolin

@@ -1,8 +1,9 @@
-// The neighbours of the picture on screen, decoded before they are asked for.
+#include "browse/Prefetch.h"
 
-#include "app/Viewer.h"
+#include "browse/Browser.h"
 #include "pixels/PictureReader.h"
-#include "platform/Mailbox.h"
+#include "platform/Background.h"
+#include "screen/Screen.h"
 
 #include <array>
 #include <chrono>
@@ -18,46 +19,53 @@ namespace {
 constexpr auto PREFETCH_DELAY = 150ms;
 /// From the target, in this order.
 constexpr std::array OFFSETS{+1, -1, +2, -2};
-/// The reach of the cache: a result farther from the target is dropped.
-constexpr int REACH = 3;
 
 } // namespace
 
-void Viewer::schedulePrefetch()
+Prefetch::Prefetch(Browser &browser, const Screen &screen, BackgroundQueue &queue,
+                   const PictureReader &reader)
+    : m_browser(browser), m_screen(screen), m_queue(queue), m_reader(reader)
 {
-    m_prefetch.prefetchTimer.start(PREFETCH_DELAY);
+    m_prefetchTimer.setSingleShot(true);
+    m_prefetchTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_prefetchTimer, &QTimer::timeout, this, &Prefetch::prefetchNeighbors);
+    connect(&browser, &Browser::shown, this, [this] { m_prefetchTimer.start(PREFETCH_DELAY); });
+    connect(&browser, &Browser::listChanged, this, [this] { m_inflight.clear(); });
 }
 
-void Viewer::prefetchNeighbors()
+void Prefetch::prefetchNeighbors()
 {
-    const DisplayTarget screen = displayTarget();
+    const DisplayTarget screen = m_screen.displayTarget();
     for (const int offset : OFFSETS) {
-        const int index = m_browse.targetIndex + offset;
-        if (!isInList(index) || m_browse.cache.get(index) ||
-            !m_prefetch.inflight.insert(index).second)
+        const int index = m_browser.targetIndex() + offset;
+        if (!m_browser.isInList(index) || m_browser.cache().get(index) ||
+            !m_inflight.insert(index).second)
             continue;
-        m_prefetchQueue.post([reader = m_reader,
-                              url = m_browse.imageList[static_cast<std::size_t>(index)], screen,
-                              index, generation = m_browse.generation, &mailbox = m_mailbox,
-                              viewer = QPointer(this)](std::stop_token stop) {
-            mailbox.post([picture = reader->loadDisplayPicture(url, screen, std::move(stop)), index,
-                          generation, viewer] {
-                if (viewer)
-                    viewer->prefetchFinished(picture, index, generation);
+        m_queue.run<DisplayPicture>(
+            this,
+            {
+                .work =
+                    [&reader = m_reader, screen,
+                     url = m_browser.imageList()[static_cast<std::size_t>(index)]](
+                        const std::stop_token &stop) {
+                        return reader.loadDisplayPicture(url, screen, stop);
+                    },
+                // An index of an earlier list means another picture now.
+                .stillApplies =
+                    [this, generation = m_browser.generation()] {
+                        return generation == m_browser.generation();
+                    },
+                .use = [this, index](const auto &picture) { prefetchFinished(picture, index); },
             });
-        });
     }
 }
 
-void Viewer::prefetchFinished(const DisplayPicture &picture, int index, std::uint64_t generation)
+void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)
 {
-    // An index of an earlier list means another picture now.
-    if (generation != m_browse.generation)
-        return;
-    m_prefetch.inflight.erase(index);
+    m_inflight.erase(index);
     // The user may have moved on meanwhile.
-    if (!picture.isNull() && std::abs(index - m_browse.targetIndex) <= REACH)
-        m_browse.cache.set(index, picture);
+    if (!picture.isNull() && std::abs(index - m_browser.targetIndex()) <= ThumbCache::WINDOW)
+        m_browser.cache().set(index, picture);
 }
 
 } // namespace tavolin

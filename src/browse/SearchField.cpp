@@ -1,5 +1,6 @@
 #include "browse/SearchField.h"
 
+#include "screen/OverlayGeometry.h"
 #include "screen/TextLabel.h"
 
 #include <QKeyEvent>
@@ -7,15 +8,6 @@
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
-
-namespace {
-
-/// In view points; top is the distance from the view's upper edge.
-constexpr int TOP = 64;
-constexpr int WIDTH = 340;
-constexpr int HEIGHT = 26;
-
-} // namespace
 
 SearchField::SearchField(QWidget *parent) : QLineEdit(parent)
 {
@@ -28,7 +20,7 @@ SearchField::SearchField(QWidget *parent) : QLineEdit(parent)
 
 void SearchField::place(QSize view)
 {
-    setGeometry((view.width() - WIDTH) / 2, TOP, WIDTH, HEIGHT);
+    setGeometry(searchFieldRect(view));
 }
 
 void SearchField::keyPressEvent(QKeyEvent *event)

@@ -15,13 +15,16 @@ namespace tavolin {
 class ThumbCache
 {
 public:
+    /// How many indices are kept on each side of the centre.
+    static constexpr int WINDOW = 3;
+
     /// The picture of @p index, if it is here.
     [[nodiscard]] std::optional<DisplayPicture> get(int index) const;
 
     /// Stores @p picture under @p index, in place of an earlier one.
     void set(int index, DisplayPicture picture);
 
-    /// Keeps only the entries within three of @p centre.
+    /// Keeps only the entries within WINDOW of @p centre.
     void evict(int centre);
 
     /// Removes every entry.
@@ -31,8 +34,6 @@ public:
     [[nodiscard]] int count() const;
 
 private:
-    static constexpr int WINDOW = 3; // indices kept on each side
-
     mutable std::mutex m_lock;
     std::map<int, DisplayPicture> m_store;
 };

@@ -4,6 +4,7 @@
 #include "pixels/Geometry.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace tavolin {
 
@@ -20,6 +21,14 @@ inline constexpr double ANGLE_LIMIT = 45.0;
     return clamped(angle + step, -ANGLE_LIMIT, ANGLE_LIMIT);
 }
 
+// From which angle a picture counts as turned. The four differ on purpose.
+
+/// Whether the crop bar marks @p angle as turned.
+[[nodiscard]] inline bool isTurned(double angle)
+{
+    return std::abs(angle) > 0.01;
+}
+
 /// Whether the picture under the crop box is shown rotated.
 [[nodiscard]] inline bool isPreviewRotated(double angle)
 {
@@ -31,6 +40,13 @@ inline constexpr double ANGLE_LIMIT = 45.0;
 [[nodiscard]] inline bool isRotationApplied(double angle)
 {
     return std::abs(angle) > 0.05;
+}
+
+/// Whether rotating pixels by @p angle changes them. A turn by less, or by that from a half turn,
+/// moves the sides of a picture 10000 pixels wide by half a pixel: nobody sees it.
+[[nodiscard]] inline bool isRotationVisible(double angle)
+{
+    return std::abs(std::sin(angle * std::numbers::pi / 180)) > 0.0001;
 }
 
 } // namespace tavolin

@@ -1,8 +1,9 @@
 #include "editing/CropBar.h"
 
 #include "editing/BarButton.h"
+#include "editing/CropAngle.h"
 #include "editing/TranslucentPanel.h"
-#include "pixels/Geometry.h"
+#include "screen/OverlayGeometry.h"
 #include "screen/TextLabel.h"
 
 #include <QBoxLayout>
@@ -24,7 +25,6 @@ constexpr int MARGIN_Y = 11;
 constexpr int SPACING = 8;
 /// Between groups.
 constexpr int WIDE_SPACING = 14;
-constexpr int DISTANCE_FROM_BOTTOM = 14;
 constexpr double CORNER_RADIUS = 14;
 constexpr int FONT_SIZE = 14;
 /// Of buttons that show a sign.
@@ -92,10 +92,7 @@ CropBar::CropBar(std::function<void(QPainter &)> paintBehind, QWidget *parent)
 
 void CropBar::place(QSize view)
 {
-    const QSize wanted = sizeHint();
-    const int width = clamped(wanted.width(), minimumSizeHint().width(), view.width());
-    setGeometry((view.width() - width) / 2, view.height() - DISTANCE_FROM_BOTTOM - wanted.height(),
-                width, wanted.height());
+    setGeometry(cropBarRect(view, sizeHint(), minimumSizeHint().width()));
 }
 
 void CropBar::refresh(double degrees, const QString &name)

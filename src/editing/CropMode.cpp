@@ -1,20 +1,19 @@
-// Crop mode: a box over the picture, and an angle. Applying them works on the full picture, in the
-// background.
+#include "editing/CropMode.h"
 
-#include "app/HelpView.h"
-#include "app/Viewer.h"
+#include "browse/Browser.h"
+#include "browse/FilenameJump.h"
 #include "editing/CropAngle.h"
 #include "editing/CropBar.h"
 #include "editing/CropOverlayView.h"
-#include "editing/CropRatio.h"
 #include "editing/CustomRatioDialog.h"
+#include "editing/Editor.h"
 #include "pixels/PictureReader.h"
 #include "pixels/Resample.h"
-#include "platform/Mailbox.h"
-#include "screen/TextLabel.h"
-#include "screen/ViewerView.h"
+#include "screen/Labels.h"
+#include "screen/Loupe.h"
+#include "screen/Screen.h"
 
-#include <QMainWindow>
+#include <QWidget>
 
 #include <algorithm>
 #include <utility>
@@ -26,254 +25,252 @@ namespace tavolin {
 namespace {
 
 /// A larger angle shows less of the picture, and that larger: how far it may go on until the
-/// picture that is rotated has to be made anew.
+/// picture that is rotated has to be made again.
 constexpr double PREVIEW_HEADROOM = 1.2;
 
 } // namespace
 
-void Viewer::enterCrop()
+CropMode::CropMode(const CropNeighbors &neighbors) : m_with(neighbors)
+{
+    connect(&m_with.browser, &Browser::aboutToOpen, this, &CropMode::exitCrop);
+}
+
+void CropMode::enterCrop()
 {
     // While an undo is under way the picture is about to change.
-    if (m_crop.cropMode || !isCurrentShown() || m_edit.undosUnderWay > 0)
+    if (m_with.screen.isCropping() || !m_with.browser.isCurrentShown() || m_with.editor.isUndoing())
         return;
-    zoomEnd();
-    closeSearch();                                       // typing in it would change the picture
-    if (m_browse.targetIndex != m_browse.currentIndex) { // what is seen is what is cropped
-        m_browse.targetIndex = m_browse.currentIndex;
-        updateInfoText();
-    }
-    if (!m_browse.currentPixelSize)
-        m_browse.currentPixelSize = m_reader->readPixelSize(currentUrl());
-    m_crop.cropMode = true;
-    ++m_crop.session;
-    m_crop.cropAngle = 0;
-    m_crop.cropBaseThumb = m_browse.currentThumb;
-    m_crop.cropBaseRendition = m_shell.imageLayer.rendition;
-    refreshRendition();
-
-    auto *overlay = new CropOverlayView(
-        {[this] { return fitRect(); }, [this] { return imagePixelScale(); }}, m_shell.view);
-    m_crop.cropOverlay = overlay;
-    connect(overlay, &CropOverlayView::layoutChanged, this, &Viewer::editLayoutChanged);
-    connect(overlay, &CropOverlayView::ratioChanged, this, &Viewer::updateCropStatus);
-    if (const auto original = ratioChoice(RatioPreset::Original, m_browse.currentPixelSize))
-        overlay->setInitialRatio(original->ratio, original->name);
-    overlay->resize(m_shell.view->size());
-    overlay->resetToDefaultBox();
-    overlay->show();
+    m_with.loupe.zoomEnd();
+    m_with.search.closeSearch(); // typing in it would change the picture
+    m_with.browser.stayHere();   // what is seen is what is cropped
+    if (!m_with.screen.currentPixelSize())
+        m_with.screen.setCurrentPixelSize(m_with.reader.readPixelSize(m_with.browser.currentUrl()));
+    m_with.screen.setMode(ViewMode::Cropping);
+    ++m_session;
+    m_cropAngle = 0;
+    m_cropBase = {m_with.screen.currentThumb(), m_with.screen.imageLayer().rendition};
+    m_with.screen.refreshRendition();
+    buildOverlay();
     buildCropBar();
-    layoutLabels();
-    m_shell.statusLabel->raise();
-    if (m_shell.helpView)
-        m_shell.helpView->raise();
+    m_with.labels.layout(cropBarTop());
+    m_with.labels.raiseStatus();
+    Q_EMIT entered();
 }
 
-void Viewer::exitCrop()
+void CropMode::buildOverlay()
 {
-    if (!m_crop.cropMode)
-        return;
-    const DisplayPicture base{m_crop.cropBaseThumb, m_crop.cropBaseRendition};
-    endCrop();
-    showThumb(base);
-    updateInfoText();
+    m_cropOverlay = new CropOverlayView(
+        {[this] { return m_with.screen.fitRect(); }, [this] { return imagePixelScale(); }},
+        &m_with.view);
+    connect(m_cropOverlay, &CropOverlayView::layoutChanged, this, &CropMode::editLayoutChanged);
+    connect(m_cropOverlay, &CropOverlayView::ratioChanged, this, &CropMode::updateCropBar);
+    if (const auto original = ratioChoice(RatioPreset::Original, m_with.screen.currentPixelSize()))
+        m_cropOverlay->setInitialRatio(original->ratio, original->name);
+    m_cropOverlay->resize(m_with.view.size());
+    m_cropOverlay->resetToDefaultBox();
+    m_cropOverlay->show();
 }
 
-void Viewer::endCrop()
+void CropMode::buildCropBar()
 {
-    if (auto *dialog = m_shell.window->findChild<CustomRatioDialog *>())
-        dialog->close(); // it asks for a box that is no more
-    delete std::exchange(m_crop.cropOverlay, nullptr);
-    m_crop.cropBar->hide();
-    std::exchange(m_crop.cropBar, nullptr)->deleteLater(); // one of its buttons may have called
-    dropEditJobs();
-    m_crop.cropMode = false;
-    m_crop.cropAngle = 0;
-    m_crop.cropBaseThumb = {};
-    m_crop.cropBaseRendition = {};
-    m_crop.previewBase = {};
-    layoutLabels();
-    m_shell.statusLabel->setText({});
-}
-
-void Viewer::handleCropKey(std::optional<KeyCode> key, bool shift)
-{
-    if (!key)
-        return;
-    const double step = shift ? COARSE_ANGLE_STEP : ANGLE_STEP;
-    switch (*key) {
-    case KeyCode::F:
-        m_crop.cropOverlay->flipOrientation();
-        break;
-    case KeyCode::H:
-        toggleHelp();
-        break;
-    case KeyCode::X:
-    case KeyCode::Return:
-    case KeyCode::KeypadEnter:
-        applyCrop();
-        break;
-    case KeyCode::Digit1:
-        cropBarRatio(RatioPreset::Free);
-        break;
-    case KeyCode::Digit2:
-        cropBarRatio(RatioPreset::Original);
-        break;
-    case KeyCode::Digit3:
-        cropBarRatio(RatioPreset::Square);
-        break;
-    case KeyCode::Digit4:
-        cropBarRatio(RatioPreset::FourByThree);
-        break;
-    case KeyCode::Digit5:
-        cropBarRatio(RatioPreset::SixteenByNine);
-        break;
-    case KeyCode::Digit6:
-        askCustomRatio();
-        break;
-    case KeyCode::RightBracket:
-        turnBy(step);
-        break;
-    case KeyCode::LeftBracket:
-        turnBy(-step);
-        break;
-    case KeyCode::Escape:
-        if (m_shell.helpView)
-            toggleHelp();
-        else
-            exitCrop();
-        break;
-    case KeyCode::Left:
-    case KeyCode::Right:
-    case KeyCode::Down:
-    case KeyCode::Up:
-        m_crop.cropOverlay->nudge(*key, shift);
-        break;
-    default:
-        break;
-    }
-}
-
-void Viewer::turnBy(double step)
-{
-    m_crop.cropAngle = turnedBy(m_crop.cropAngle, step);
-    updateCropRotation();
-}
-
-void Viewer::updateCropRotation()
-{
-    const Image &base = m_crop.cropBaseThumb;
-    if (base.isNull())
-        return;
-    if (isPreviewRotated(m_crop.cropAngle))
-        showThumb({rotateInscribed(previewBase(), m_crop.cropAngle), {}});
-    else
-        showThumb({base, {}});
-    m_crop.cropOverlay->refitBox();
+    m_cropBar =
+        new CropBar([this](QPainter &painter) { m_with.screen.paint(painter); }, &m_with.view);
+    connect(m_cropBar, &CropBar::ratioChosen, this, &CropMode::cropBarRatio);
+    connect(m_cropBar, &CropBar::customRatioRequested, this, &CropMode::cropBarCustom);
+    connect(m_cropBar, &CropBar::flipRequested, this, &CropMode::cropBarFlip);
+    connect(m_cropBar, &CropBar::rotateLeftRequested, this, [this] { turnBy(-ANGLE_STEP); });
+    connect(m_cropBar, &CropBar::rotateRightRequested, this, [this] { turnBy(ANGLE_STEP); });
+    connect(m_cropBar, &CropBar::angleResetRequested, this, &CropMode::cropBarAngleReset);
+    connect(m_cropBar, &CropBar::applyRequested, this, &CropMode::applyCrop);
+    connect(m_cropBar, &CropBar::cancelRequested, this, &CropMode::exitCrop);
+    m_cropBar->place(m_with.view.size());
+    m_cropBar->show();
     updateCropBar();
 }
 
-const Image &Viewer::previewBase()
+void CropMode::exitCrop()
 {
-    const Image &base = m_crop.cropBaseThumb;
-    const double needed = neededPreviewScale();
-    if (m_crop.previewBase.isNull() || needed > m_crop.previewScale) {
-        m_crop.previewScale = std::min(1.0, needed * PREVIEW_HEADROOM);
-        m_crop.previewBase = resampled(base, (QSizeF(base.size()) * m_crop.previewScale).toSize());
-    }
-    return m_crop.previewBase.isNull() ? base : m_crop.previewBase;
+    if (!m_with.screen.isCropping())
+        return;
+    const DisplayPicture base = m_cropBase;
+    endCrop();
+    m_with.screen.showThumb(base);
+    m_with.browser.updateInfoText();
 }
 
-double Viewer::neededPreviewScale() const
+void CropMode::endCrop()
 {
-    return std::min(1.0, previewScale(m_crop.cropBaseThumb.size(), m_crop.cropAngle,
-                                      imageAreaRect(), m_shell.view->devicePixelRatio()));
+    if (auto *dialog = m_with.view.window()->findChild<CustomRatioDialog *>())
+        dialog->close(); // it asks for a box that is no more
+    delete std::exchange(m_cropOverlay, nullptr);
+    m_cropBar->hide();
+    std::exchange(m_cropBar, nullptr)->deleteLater(); // one of its buttons may have called
+    m_with.editor.dropEditJobs();
+    m_with.screen.setMode(ViewMode::Browsing);
+    m_cropAngle = 0;
+    m_cropBase = {};
+    m_previewBase = {};
+    m_with.labels.layout(std::nullopt);
+    m_with.labels.clearStatus();
 }
 
-void Viewer::applyCrop()
+void CropMode::applyCrop()
 {
     const auto sourceSize = appliedSize();
-    const auto box = m_crop.cropOverlay && sourceSize
-                         ? m_crop.cropOverlay->boxInImagePixels(*cropWorkingSize())
+    const auto box = m_cropOverlay && sourceSize
+                         ? m_cropOverlay->boxInImagePixels(*cropWorkingSize())
                          : std::nullopt;
     if (!box) {
-        showStatus(u"❌ กรอบเล็กเกินไป"_s, true);
+        m_with.labels.showStatus(u"❌ กรอบเล็กเกินไป"_s, true);
         return;
     }
-    showStatus(u"⏳ กำลังประมวลผล..."_s, false);
-    m_loadQueue.post(stoppable(
-        m_edit.jobs, [reader = m_reader, url = currentUrl(), edited = m_edit.editedImage,
-                      request = CropRequest{*sourceSize, m_crop.cropAngle, *box},
-                      screen = displayTarget(), session = m_crop.session, &mailbox = m_mailbox,
-                      viewer = QPointer(this)](const std::stop_token &stop) {
-            const Image base = edited.isNull() ? reader->loadFullImage(url, stop) : edited;
-            mailbox.post([result = cropPicture(base, request, screen, stop), session, viewer] {
-                if (viewer)
-                    viewer->cropFinished(result, session);
-            });
-        }));
+    m_with.labels.showStatus(u"⏳ กำลังประมวลผล..."_s, false);
+    m_with.editor.crop(
+        {*sourceSize, m_cropAngle, *box},
+        // A crop that has been left, by Escape, by an earlier result or with its picture, is
+        // abandoned: what it was cut from is no longer what is on screen.
+        [this, session = m_session] { return m_with.screen.isCropping() && session == m_session; },
+        [this](const CropResult &result) {
+            if (result.picture.isNull()) {
+                m_with.labels.showStatus(u"❌ ไม่สำเร็จ"_s, true);
+                return;
+            }
+            endCrop();
+            m_with.editor.record(result);
+            m_with.labels.showStatus(
+                u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s,
+                true);
+        });
 }
 
-void Viewer::cropFinished(const CropResult &result, int session)
+void CropMode::cropBarRatio(RatioPreset preset)
 {
-    // A crop that has been left, by Escape, by an earlier result or with its picture, is abandoned:
-    // what it was cut from is no longer what is on screen.
-    if (!m_crop.cropMode || session != m_crop.session)
+    if (const auto choice = ratioChoice(preset, m_with.screen.currentPixelSize()))
+        m_cropOverlay->setRatio(choice->ratio, choice->name);
+}
+
+void CropMode::cropBarCustom()
+{
+    QWidget *window = m_with.view.window();
+    if (window->findChild<CustomRatioDialog *>()) // a held key asks again
         return;
-    if (result.picture.isNull()) {
-        showStatus(u"❌ ไม่สำเร็จ"_s, true);
+    auto *dialog = new CustomRatioDialog(window);
+    connect(dialog, &QDialog::finished, this, [this, dialog](int result) {
+        if (result == QDialog::Accepted) {
+            const auto ratio = parseCustomRatio(dialog->text());
+            if (!ratio)
+                m_with.labels.showStatus(u"❌ Invalid format (example: 16:10)"_s, true);
+            else if (m_cropOverlay)
+                m_cropOverlay->setRatio(ratio, dialog->text());
+        }
+        m_with.view.setFocus();
+    });
+    dialog->open();
+}
+
+void CropMode::cropBarFlip()
+{
+    m_cropOverlay->flipOrientation();
+}
+
+void CropMode::cropBarAngleReset()
+{
+    setCropAngle(0);
+}
+
+void CropMode::turnBy(double step)
+{
+    setCropAngle(turnedBy(m_cropAngle, step));
+}
+
+void CropMode::nudge(KeyCode arrow, bool shift)
+{
+    m_cropOverlay->nudge(arrow, shift);
+}
+
+void CropMode::setCropAngle(double angle)
+{
+    m_cropAngle = angle;
+    updateCropRotation();
+}
+
+void CropMode::updateCropRotation()
+{
+    if (m_cropBase.isNull())
         return;
+    if (isPreviewRotated(m_cropAngle))
+        m_with.screen.showThumb({rotateInscribed(previewBase(), m_cropAngle), {}});
+    else
+        m_with.screen.showThumb({m_cropBase.image, {}});
+    m_cropOverlay->refitBox();
+    updateCropBar();
+}
+
+void CropMode::updateCropBar()
+{
+    m_cropBar->refresh(m_cropAngle, m_cropOverlay->ratioName());
+}
+
+const Image &CropMode::previewBase()
+{
+    const Image &base = m_cropBase.image;
+    const double needed = neededPreviewScale();
+    if (m_previewBase.isNull() || needed > m_previewScale) {
+        m_previewScale = std::min(1.0, needed * PREVIEW_HEADROOM);
+        m_previewBase = resampled(base, (QSizeF(base.size()) * m_previewScale).toSize());
     }
-    m_edit.editOps.insert(m_edit.editOps.end(), result.steps.begin(), result.steps.end());
-    endCrop();
-    setEdited(result.picture);
-    showStatus(u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s,
-               true);
+    return m_previewBase.isNull() ? base : m_previewBase;
 }
 
-std::optional<QSizeF> Viewer::editSourceSize() const
+double CropMode::neededPreviewScale() const
 {
-    if (!m_edit.editedImage.isNull())
-        return m_edit.editedImage.size();
-    return m_browse.currentPixelSize;
+    return std::min(1.0,
+                    previewScale(m_cropBase.image.size(), m_cropAngle,
+                                 m_with.screen.imageAreaRect(), m_with.view.devicePixelRatio()));
 }
 
-std::optional<QSizeF> Viewer::appliedSize() const
+std::optional<QSizeF> CropMode::appliedSize() const
 {
-    const auto size = editSourceSize();
-    if (!size || m_crop.cropBaseThumb.isNull())
+    const auto size = m_with.editor.editSourceSize();
+    if (!size || m_cropBase.isNull())
         return size;
-    return sizeInShapeOf(*size, m_crop.cropBaseThumb.size());
+    return sizeInShapeOf(*size, m_cropBase.image.size());
 }
 
-std::optional<QSizeF> Viewer::cropWorkingSize() const
+std::optional<QSizeF> CropMode::cropWorkingSize() const
 {
     const auto size = appliedSize();
-    return size && isRotationApplied(m_crop.cropAngle) ? inscribedSize(*size, m_crop.cropAngle)
-                                                       : size;
+    return size && isRotationApplied(m_cropAngle) ? inscribedSize(*size, m_cropAngle) : size;
 }
 
-std::optional<double> Viewer::imagePixelScale() const
+std::optional<double> CropMode::imagePixelScale() const
 {
     const auto size = cropWorkingSize();
-    const double width = fitRect().width();
+    const double width = m_with.screen.fitRect().width();
     return size && width > 0 ? std::optional(size->width() / width) : std::nullopt;
 }
 
-void Viewer::updateCropStatus()
+std::optional<int> CropMode::cropBarTop() const
 {
-    if (m_crop.cropMode)
-        updateCropBar();
+    return m_cropBar ? std::optional(m_cropBar->y()) : std::nullopt;
 }
 
-void Viewer::editLayoutChanged()
+void CropMode::layout()
 {
-    if (!m_crop.cropMode)
+    if (!m_with.screen.isCropping())
         return;
+    m_cropBar->place(m_with.view.size());
+    editLayoutChanged(); // the overlay tells of another size only, not of another screen
+    m_cropOverlay->resize(m_with.view.size());
+}
+
+void CropMode::editLayoutChanged()
+{
     // In a larger place the rotated picture would be an enlarged one.
-    if (isPreviewRotated(m_crop.cropAngle) && neededPreviewScale() > m_crop.previewScale)
+    if (isPreviewRotated(m_cropAngle) && neededPreviewScale() > m_previewScale)
         updateCropRotation();
     else
-        refreshRendition();
+        m_with.screen.refreshRendition();
 }
 
 } // namespace tavolin

@@ -1,5 +1,7 @@
 #include "editing/CropRatio.h"
 
+#include "editing/CropAngle.h"
+
 #include <QStringList>
 
 #include <algorithm>
@@ -13,8 +15,6 @@ namespace tavolin {
 
 namespace {
 
-/// In degrees; up to here the picture counts as level.
-constexpr double LEVEL_TOLERANCE = 0.01;
 /// Beyond any picture's shape, either way; boxes are still numbers here.
 constexpr double MAX_RATIO = 1e6;
 
@@ -102,11 +102,6 @@ std::optional<double> parseCustomRatio(const QString &text)
     if (!(ratio >= 1 / MAX_RATIO) || !(ratio <= MAX_RATIO))
         return {};
     return ratio;
-}
-
-bool isTurned(double degrees)
-{
-    return std::abs(degrees) > LEVEL_TOLERANCE;
 }
 
 QString angleText(double degrees)

@@ -53,9 +53,6 @@ struct RatioChoice
 /// more than a million either way.
 [[nodiscard]] std::optional<double> parseCustomRatio(const QString &text);
 
-/// Whether the crop bar marks @p degrees as turned.
-[[nodiscard]] bool isTurned(double degrees);
-
 /// @p degrees as the crop bar shows them: with a sign if turned; "0.0°" is not.
 [[nodiscard]] QString angleText(double degrees);
 

@@ -1,5 +1,6 @@
 #include "editing/EditOp.h"
 
+#include "editing/CropAngle.h"
 #include "pixels/Rotate.h"
 
 #include <algorithm>
@@ -9,9 +10,6 @@
 namespace tavolin {
 
 namespace {
-
-/// A turn by less moves the sides of a picture 10000 pixels wide by half a pixel: nobody sees it.
-constexpr double SMALLEST_SINE = 0.0001;
 
 double radians(double degrees)
 {
@@ -34,7 +32,7 @@ QSizeF inscribedSize(QSizeF size, double degrees)
     const double height = size.height();
     const double sine = std::abs(std::sin(radians(degrees)));
     const double cosine = std::abs(std::cos(radians(degrees)));
-    if (sine <= SMALLEST_SINE)
+    if (!isRotationVisible(degrees))
         return size;
     const double longSide = std::max(width, height);
     const double shortSide = std::min(width, height);
@@ -52,7 +50,7 @@ QSizeF inscribedSize(QSizeF size, double degrees)
 
 Image rotateInscribed(const Image &image, double degrees)
 {
-    if (std::abs(std::sin(radians(degrees))) <= SMALLEST_SINE)
+    if (!isRotationVisible(degrees))
         return image;
     const QSizeF inscribed = inscribedSize(image.size(), degrees);
     // Written so that what is no number fails too.

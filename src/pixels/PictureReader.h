@@ -1,7 +1,7 @@
 #pragma once
-// The one door from the viewer to what picture files say. Behind it files are opened and parsed; what
-// comes through are values. The viewer is built without the other side (see decoding/): whoever makes
-// a viewer brings a reader.
+// The one door from the viewer to what picture files say. Behind it files are opened and parsed;
+// what comes through are values. The viewer is built without the other side (see decoding/):
+// whoever makes a viewer brings a reader.
 
 #include "pixels/DisplayPicture.h"
 #include "pixels/Image.h"

@@ -1,14 +1,12 @@
-// The loupe: the picture at 100 % while the mouse is held. What is on screen is stretched at once;
-// the full picture takes its place when it has been decoded.
+#include "screen/Loupe.h"
 
-#include "app/Viewer.h"
 #include "pixels/Color.h"
 #include "pixels/Geometry.h"
 #include "pixels/PictureReader.h"
-#include "platform/Mailbox.h"
+#include "platform/Background.h"
+#include "screen/Labels.h"
 #include "screen/LoupeGeometry.h"
-#include "screen/TextLabel.h"
-#include "screen/ViewerView.h"
+#include "screen/Screen.h"
 
 #include <utility>
 
@@ -16,81 +14,74 @@ using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
-void Viewer::zoomBegin(QPointF position)
+void Loupe::zoomBegin(QPointF position)
 {
-    const QRectF fitted = fitRect();
-    if (m_crop.cropMode || !isCurrentShown() || !isInside(position, fitted))
+    const QRectF fitted = m_screen.fitRect();
+    if (m_screen.isCropping() || !isInside(position, fitted))
         return;
-    if (!m_browse.currentPixelSize)
-        m_browse.currentPixelSize = m_reader->readPixelSize(currentUrl());
-    if (!m_browse.currentPixelSize)
+    const auto subject = m_subject();
+    if (!subject)
+        return;
+    if (!m_screen.currentPixelSize())
+        m_screen.setCurrentPixelSize(m_reader.readPixelSize(subject->url));
+    const auto pixelSize = m_screen.currentPixelSize();
+    if (!pixelSize)
         return;
 
-    m_zoom.zooming = true;
-    m_zoom.zoomLastP = position;
-    m_shell.imageLayer.gravity = Gravity::Resize;
-    setZoomFrame(loupeFrame(fitted, *m_browse.currentPixelSize, position));
-    showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
+    m_zooming = true;
+    m_zoomLastP = position;
+    m_screen.stretch(loupeFrame(fitted, *pixelSize, position));
+    m_labels.showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
 
     dropFullImage();
-    const Image &edited = m_edit.editedImage;
-    if (!edited.isNull() && edited.iccProfile().isEmpty()) { // in the screen's colours already
-        m_shell.imageLayer.contents = edited;
+    if (!subject->edited.isNull() && subject->edited.iccProfile().isEmpty()) {
+        m_screen.stretchOther(subject->edited); // in the screen's colours already
         return;
     }
-    m_loadQueue.post(
-        stoppable(m_zoom.fullImageLoad, [reader = m_reader, url = currentUrl(), edited,
-                                         token = m_zoom.zoomLoadToken, &mailbox = m_mailbox,
-                                         viewer = QPointer(this)](const std::stop_token &stop) {
-            const Image full = edited.isNull() ? reader->loadFullImage(url, stop) : edited;
-            mailbox.post([image = toSrgb(full, stop), token, viewer] {
-                if (viewer)
-                    viewer->showFullImage(image, token);
-            });
-        }));
+    m_loadQueue.run<Image>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, subject = *subject](const std::stop_token &stop) {
+                    return toSrgb(subject.edited.isNull() ? reader.loadFullImage(subject.url, stop)
+                                                          : subject.edited,
+                                  stop);
+                },
+            // Only for the gesture that asked, while its picture is still the one on screen.
+            .stillApplies =
+                [this, token = m_zoomLoadToken] { return m_zooming && token == m_zoomLoadToken; },
+            .use =
+                [this](const Image &image) {
+                    if (!image.isNull())
+                        m_screen.stretchOther(image);
+                },
+        },
+        m_fullImageLoad);
 }
 
-void Viewer::dropFullImage()
+void Loupe::dropFullImage()
 {
-    ++m_zoom.zoomLoadToken;
+    ++m_zoomLoadToken;
     // The next picture must not wait for a decode that nobody wants any more.
-    std::exchange(m_zoom.fullImageLoad, std::stop_source()).request_stop();
+    std::exchange(m_fullImageLoad, std::stop_source()).request_stop();
 }
 
-void Viewer::showFullImage(const Image &image, int token)
+void Loupe::zoomDrag(QPointF position)
 {
-    // Only for the gesture that asked, while the picture it asked for is still the one on screen.
-    if (image.isNull() || !m_zoom.zooming || token != m_zoom.zoomLoadToken)
+    if (!m_zooming)
         return;
-    m_shell.imageLayer.contents = image;
-    m_shell.view->update();
+    m_screen.stretch(m_screen.imageLayer().frame.translated(position - m_zoomLastP));
+    m_zoomLastP = position;
 }
 
-void Viewer::zoomDrag(QPointF position)
+void Loupe::zoomEnd()
 {
-    if (!m_zoom.zooming)
+    if (!m_zooming)
         return;
-    setZoomFrame(m_shell.imageLayer.frame.translated(position - m_zoom.zoomLastP));
-    m_zoom.zoomLastP = position;
-}
-
-void Viewer::zoomEnd()
-{
-    if (!m_zoom.zooming)
-        return;
-    m_zoom.zooming = false;
+    m_zooming = false;
     dropFullImage();
-    m_shell.imageLayer.gravity = Gravity::ResizeAspect;
-    m_shell.imageLayer.contents = m_browse.currentThumb;
-    refreshRendition();
-    m_shell.view->update();
-    m_shell.statusLabel->setText({});
-}
-
-void Viewer::setZoomFrame(const QRectF &frame)
-{
-    m_shell.imageLayer.frame = frame;
-    m_shell.view->update();
+    m_screen.unstretch();
+    m_labels.clearStatus();
 }
 
 } // namespace tavolin

@@ -1,6 +1,5 @@
 #include "screen/ViewerView.h"
 
-#include "app/Viewer.h"
 #include "platform/KeyCodes.h"
 
 #include <QApplication>
@@ -24,7 +23,7 @@ bool isModifier(const QKeyEvent &event)
 
 } // namespace
 
-ViewerView::ViewerView(Viewer &controller) : m_controller(&controller)
+ViewerView::ViewerView()
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::TabFocus); // a click must not take the keyboard from the search field
@@ -33,7 +32,7 @@ ViewerView::ViewerView(Viewer &controller) : m_controller(&controller)
 
 void ViewerView::keyPressEvent(QKeyEvent *event)
 {
-    if (m_controller && m_controller->handleKey(*event))
+    if (m_handlers.keyPressed && m_handlers.keyPressed(*event))
         return;
     if (!isModifier(*event))
         QApplication::beep();
@@ -42,40 +41,40 @@ void ViewerView::keyPressEvent(QKeyEvent *event)
 
 void ViewerView::mousePressEvent(QMouseEvent *event)
 {
-    if (m_controller && event->button() == Qt::LeftButton)
-        m_controller->zoomBegin(event->position());
+    if (m_handlers.mousePressed && event->button() == Qt::LeftButton)
+        m_handlers.mousePressed(event->position());
 }
 
 void ViewerView::mouseMoveEvent(QMouseEvent *event)
 {
-    if (m_controller)
-        m_controller->zoomDrag(event->position());
+    if (m_handlers.mouseDragged)
+        m_handlers.mouseDragged(event->position());
 }
 
 void ViewerView::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (m_controller && event->button() == Qt::LeftButton)
-        m_controller->zoomEnd();
+    if (m_handlers.mouseReleased && event->button() == Qt::LeftButton)
+        m_handlers.mouseReleased();
 }
 
 void ViewerView::wheelEvent(QWheelEvent *event)
 {
-    if (m_controller)
-        m_controller->handleScroll(*event);
+    if (m_handlers.scrolled)
+        m_handlers.scrolled(*event);
     event->accept();
 }
 
 void ViewerView::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    if (m_controller)
-        paintLayer(painter, m_controller->imageLayer(), size(), devicePixelRatio());
+    if (m_handlers.paint)
+        m_handlers.paint(painter);
 }
 
 void ViewerView::resizeEvent(QResizeEvent *)
 {
-    if (m_controller)
-        m_controller->viewResized();
+    if (m_handlers.resized)
+        m_handlers.resized();
 }
 
 } // namespace tavolin

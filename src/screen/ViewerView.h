@@ -1,20 +1,36 @@
 #pragma once
-// The view that fills the main window: hands the user's events to the viewer, and paints the
-// picture.
+// The view that fills the main window: hands the user's events on, and has the picture painted.
 
-#include <QPointer>
+#include <QPointF>
 #include <QWidget>
+
+#include <functional>
 
 namespace tavolin {
 
-class Viewer;
+/// What the view hands on, and to whom. Positions are in view points; the mouse is the left button.
+struct ViewHandlers
+{
+    std::function<bool(const QKeyEvent &)> keyPressed; ///< False for a key that has no command.
+    std::function<void(QPointF)> mousePressed;
+    std::function<void(QPointF)> mouseDragged;
+    std::function<void()> mouseReleased;
+    std::function<void(const QWheelEvent &)> scrolled;
+    std::function<void()> resized;
+    std::function<void(QPainter &)> paint;
+};
 
+/// Black, and deaf, until it is told where its events go and from the moment when that is taken
+/// back.
 class ViewerView : public QWidget
 {
     Q_OBJECT
 
 public:
-    explicit ViewerView(Viewer &controller);
+    ViewerView();
+
+    /// All of @p handlers are set, or none.
+    void setHandlers(ViewHandlers handlers) { m_handlers = std::move(handlers); }
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
@@ -26,7 +42,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
-    QPointer<Viewer> m_controller; // not ours; may be gone while the window is closing
+    ViewHandlers m_handlers;
 };
 
 } // namespace tavolin

@@ -1,8 +1,11 @@
-// The self-test run: drives the viewer through a folder, a crop, a save and a rotation, and prints
-// what it finds. The pauses stand in for the ends of background work, which simply gets that time.
+#include "selftest/SelfTest.h"
 
-#include "app/Viewer.h"
+#include "browse/Browser.h"
+#include "editing/CropMode.h"
 #include "editing/CropOverlayView.h"
+#include "editing/EditOp.h"
+#include "editing/Editor.h"
+#include "fileops/FileWork.h"
 #include "fileops/Saving.h"
 #include "pixels/PictureReader.h"
 #include "selftest/BenchReport.h"
@@ -39,83 +42,97 @@ void terminate()
 
 } // namespace
 
-void Viewer::runBench()
+SelfTest::SelfTest(Browser &browser, CropMode &cropMode, Editor &editor, FileWork &fileWork,
+                   const PictureReader &reader)
+    : m_browser(browser), m_cropMode(cropMode), m_editor(editor), m_fileWork(fileWork),
+      m_reader(reader)
 {
-    if (m_browse.imageList.empty()) {
+    m_timer.setTimerType(Qt::PreciseTimer);
+    connect(&m_timer, &QTimer::timeout, this, &SelfTest::benchStep);
+}
+
+void SelfTest::runBench()
+{
+    if (m_browser.imageList().empty()) {
         print(u"BENCH: no images"_s);
         terminate();
         return;
     }
-    m_selfTest.timer.start(STEP_INTERVAL);
+    m_timer.start(STEP_INTERVAL);
 }
 
-void Viewer::benchStep()
+void SelfTest::benchStep()
 {
-    m_selfTest.framesShown.insert(m_browse.currentIndex);
+    m_framesShown.insert(m_browser.currentIndex());
     // In crop mode, which the user or the crop demo may have entered, the target stands still.
-    if (isInList(m_browse.targetIndex + 1) && !m_crop.cropMode) {
-        navigate(+1);
-        ++m_selfTest.steps;
+    if (m_browser.isInList(m_browser.targetIndex() + 1) && !m_cropMode.cropOverlay()) {
+        m_browser.navigate(+1);
+        ++m_steps;
         return;
     }
-    m_selfTest.timer.stop();
-    QTimer::singleShot(CATCH_UP_TIME, this, &Viewer::reportNavigation);
+    m_timer.stop();
+    QTimer::singleShot(CATCH_UP_TIME, this, &SelfTest::reportNavigation);
 }
 
-void Viewer::reportNavigation()
+void SelfTest::reportNavigation()
 {
-    m_selfTest.framesShown.insert(m_browse.currentIndex);
-    print(navigationReport({m_selfTest.steps, m_browse.targetIndex, m_browse.currentIndex,
-                            static_cast<int>(m_selfTest.framesShown.size()),
-                            m_browse.cache.count()}));
+    m_framesShown.insert(m_browser.currentIndex());
+    print(navigationReport({m_steps, m_browser.targetIndex(), m_browser.currentIndex(),
+                            static_cast<int>(m_framesShown.size()), m_browser.cache().count()}));
     runBenchEditTest();
 }
 
-void Viewer::runBenchEditTest()
+void SelfTest::runBenchEditTest()
 {
-    enterCrop();
-    if (!m_crop.cropOverlay) {
+    m_cropMode.enterCrop();
+    CropOverlayView *overlay = m_cropMode.cropOverlay();
+    if (!overlay) {
         print(u"BENCH EDIT FAIL: no overlay"_s);
         terminate();
         return;
     }
-    const QRectF image = m_crop.cropOverlay->imageBounds();
-    m_crop.cropOverlay->setBox({image.topLeft(), image.size() / 2});
-    applyCrop();
+    const QRectF image = overlay->imageBounds();
+    overlay->setBox({image.topLeft(), image.size() / 2});
+    m_cropMode.applyCrop();
     QTimer::singleShot(CROP_TIME, this, [this] {
-        if (m_edit.editedImage.isNull()) {
-            print(u"BENCH EDIT FAIL: no editedImage"_s);
-            terminate();
+        if (m_editor.isEdited()) {
+            saveAndReport();
             return;
         }
-        saveEdited();
-        QTimer::singleShot(SAVE_TIME, this, [this, edited = m_edit.editedImage.size()] {
-            const auto file = editedFile(currentUrl());
-            print(saveReport(m_reader->readPixelSize(file), edited));
-            const auto facts = m_reader->readPhotoFacts(file, {}).value_or(PhotoFacts());
-            print(metadataReport(facts.metadata.make, static_cast<int>(facts.orientation)));
-            runBenchRotateTest();
-        });
+        print(u"BENCH EDIT FAIL: no editedImage"_s);
+        terminate();
     });
 }
 
-void Viewer::runBenchRotateTest()
+void SelfTest::saveAndReport()
 {
-    const QSizeF base = editSourceSize().value_or(QSizeF(0, 0));
-    enterCrop();
-    if (!m_crop.cropOverlay) {
+    m_fileWork.saveEdited();
+    QTimer::singleShot(SAVE_TIME, this, [this, edited = m_editor.editedImage().size()] {
+        const auto file = editedFile(m_browser.currentUrl());
+        print(saveReport(m_reader.readPixelSize(file), edited));
+        const auto facts = m_reader.readPhotoFacts(file, {}).value_or(PhotoFacts());
+        print(metadataReport(facts.metadata.make, static_cast<int>(facts.orientation)));
+        runBenchRotateTest();
+    });
+}
+
+void SelfTest::runBenchRotateTest()
+{
+    const QSizeF base = m_editor.editSourceSize().value_or(QSize(0, 0));
+    m_cropMode.enterCrop();
+    CropOverlayView *overlay = m_cropMode.cropOverlay();
+    if (!overlay) {
         print(u"BENCH ROTATE FAIL: no overlay"_s);
         terminate();
         return;
     }
-    m_crop.cropAngle = TEST_ANGLE;
-    updateCropRotation();
-    m_crop.cropOverlay->setBox(m_crop.cropOverlay->imageBounds());
-    applyCrop();
+    m_cropMode.setCropAngle(TEST_ANGLE);
+    overlay->setBox(overlay->imageBounds());
+    m_cropMode.applyCrop();
     QTimer::singleShot(CROP_TIME, this, [this, base] {
-        print(m_edit.editedImage.isNull()
-                  ? u"BENCH ROTATE FAIL: no result"_s
-                  : rotationReport(m_edit.editedImage.size(), inscribedSize(base, TEST_ANGLE)));
+        print(m_editor.isEdited()
+                  ? rotationReport(m_editor.editedImage().size(), inscribedSize(base, TEST_ANGLE))
+                  : u"BENCH ROTATE FAIL: no result"_s);
         terminate();
     });
 }

@@ -39,7 +39,7 @@ protected:
     {
         testing::internal::CaptureStdout();
         const bool hasEnded = endsTheApplication([&] {
-            viewer->runBench();
+            viewer->selfTest().runBench();
             meanwhile();
         });
         EXPECT_TRUE(hasEnded);
@@ -57,7 +57,7 @@ protected:
 TEST_F(BenchRun, GoesOnWhenCropModeIsEnteredMeanwhile)
 {
     ASSERT_TRUE(openPictures(0));
-    const std::string printed = run([this] { viewer->enterCrop(); });
+    const std::string printed = run([this] { viewer->cropMode().enterCrop(); });
     EXPECT_TRUE(
         printed.starts_with("BENCH steps=0 final_target=0 final_current=0 frames_shown=1 cache=1\n"
                             "BENCH OK: image caught up with counter\n"

@@ -33,7 +33,7 @@ TEST_F(CopyToHL, SecondPickReplacesTheCopyAndSaysTheSame)
     ASSERT_TRUE(startOnPictures(1));
     press(Qt::Key_A);
     folder.write("pictures/HL/000.jpg", "something else");
-    viewer->showStatus({}, false);
+    viewer->labels().showStatus({}, false);
     press(Qt::Key_A);
     EXPECT_EQ(statusText(), "✅ Auto Save to HL");
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
@@ -56,7 +56,7 @@ TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
     const auto second = makePictures("second", 100, 102);
     ASSERT_TRUE(startOnPictures(3));
     decoder.closeGate();
-    viewer->openPath(second / "101.jpg");
+    viewer->browser().openPath(second / "101.jpg");
     press(Qt::Key_A);
     EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
     EXPECT_FALSE(std::filesystem::exists(picks()));
@@ -123,7 +123,7 @@ TEST_F(CopyToHL, PicksAreNotListed)
 {
     ASSERT_TRUE(startOnPictures(2));
     press(Qt::Key_A);
-    viewer->openPath(folder / "pictures");
+    viewer->browser().openPath(folder / "pictures");
     EXPECT_EQ(infoText(), "1/2 | 000.jpg   [H=วิธีใช้]");
 }
 

@@ -70,7 +70,7 @@ protected:
     {
         ASSERT_TRUE(openPictures());
         folder.write("pictures/large.png", pngFile(pictures::fourQuarters({1600, 1200})));
-        viewer->openPath(pictures / "large.png");
+        viewer->browser().openPath(pictures / "large.png");
         ASSERT_TRUE(waitFor([this] { return shownSize().width() > 400; }));
         ASSERT_LT(shownSize().width(), 1600);
         press(Qt::Key_X);
@@ -115,11 +115,11 @@ TEST_F(CropMode, PictureIsInsetForTheBoxAndTheBar)
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     // 5 % of 800 at the sides, 76 points above and below; 4 to 3 is as high as that.
-    EXPECT_EQ(viewer->imageAreaRect(), QRectF(40, 76, 720, 448));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(597, 448));
+    EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(40, 76, 720, 448));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(597, 448));
     press(Qt::Key_Escape);
-    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(800, 600));
+    EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(0, 0, 800, 600));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(800, 600));
 }
 
 TEST_F(CropMode, BoxBeginsInTheMiddleInTheShapeOfThePicture)
@@ -129,7 +129,7 @@ TEST_F(CropMode, BoxBeginsInTheMiddleInTheShapeOfThePicture)
     EXPECT_EQ(ratioName(), "Original");
     ASSERT_TRUE(overlay()->ratio());
     EXPECT_DOUBLE_EQ(*overlay()->ratio(), 400.0 / 300.0);
-    const QRectF image = viewer->fitRect();
+    const QRectF image = viewer->screen().fitRect();
     EXPECT_NEAR(overlay()->box().width(), 0.8 * image.width(), 1e-9);
     EXPECT_NEAR(overlay()->box().height(), 0.8 * image.height(), 1e-9);
     EXPECT_NEAR(overlay()->box().center().x(), 400, 1e-9);
@@ -166,7 +166,7 @@ TEST_F(CropMode, WhatIsInTheBoxIsWhatComesOut)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop({0.25, 0.25, 0.5, 0.5}));
-    const Image &shown = viewer->imageLayer().contents;
+    const Image &shown = viewer->screen().imageLayer().contents;
     ASSERT_EQ(shown.size(), QSize(200, 150));
     EXPECT_EQ(shown.row(0)[0], 0xffff0000);
     EXPECT_EQ(shown.row(74)[99], 0xffff0000);
@@ -221,14 +221,14 @@ TEST_F(CropMode, ShiftTurnsByTwoDegreesAndStopsAtMinus45)
 TEST_F(CropMode, EscapeAfterRotatingRestoresThePictureAndRecordsNothing)
 {
     ASSERT_TRUE(openPictures());
-    const Image before = viewer->imageLayer().contents;
-    const Image renditionBefore = viewer->imageLayer().rendition;
+    const Image before = viewer->screen().imageLayer().contents;
+    const Image renditionBefore = viewer->screen().imageLayer().rendition;
     press(Qt::Key_X);
     pressOften(Qt::Key_BracketRight, 3);
-    EXPECT_FALSE(viewer->imageLayer().contents.isSameAs(before));
+    EXPECT_FALSE(viewer->screen().imageLayer().contents.isSameAs(before));
     press(Qt::Key_Escape);
-    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(before));
-    EXPECT_TRUE(viewer->imageLayer().rendition.isSameAs(renditionBefore));
+    EXPECT_TRUE(viewer->screen().imageLayer().contents.isSameAs(before));
+    EXPECT_TRUE(viewer->screen().imageLayer().rendition.isSameAs(renditionBefore));
     press(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
 }
@@ -240,9 +240,9 @@ TEST_F(CropMode, PreviewIsNoLargerThanTheScreenNeeds)
     press(Qt::Key_X);
     press(Qt::Key_BracketRight);
     EXPECT_LT(shownSize().width(), 260);
-    EXPECT_GE(shownSize().width(), viewer->imageLayer().rendition.width());
+    EXPECT_GE(shownSize().width(), viewer->screen().imageLayer().rendition.width());
     pressOften(Qt::Key_BracketRight, 89);
-    EXPECT_GE(shownSize().width(), viewer->imageLayer().rendition.width());
+    EXPECT_GE(shownSize().width(), viewer->screen().imageLayer().rendition.width());
 }
 
 TEST_F(CropMode, PreviewGrowsWithTheWindow)
@@ -254,7 +254,7 @@ TEST_F(CropMode, PreviewGrowsWithTheWindow)
     ASSERT_LT(shownSize().width(), 260);
     ASSERT_TRUE(resizeTo({800, 600}));       // more than all pixels of the picture
     EXPECT_EQ(shownSize(), QSize(397, 296)); // what fits into 400 by 300 turned by 0.5°
-    EXPECT_EQ(viewer->imageLayer().rendition.height(), 448);
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.height(), 448);
 }
 
 TEST_F(CropMode, RotatedCropIsRecordedAsTwoSteps)
@@ -289,7 +289,7 @@ TEST_F(CropMode, EditedPictureIsCroppedFurtherWithoutReadingItsFile)
     std::filesystem::remove(pictures / "0.png");
     ASSERT_TRUE(crop(TOP_HALF));
     EXPECT_EQ(shownSize(), QSize(200, 150));
-    EXPECT_EQ(viewer->imageLayer().contents.row(149)[199], 0xffff0000);
+    EXPECT_EQ(viewer->screen().imageLayer().contents.row(149)[199], 0xffff0000);
 }
 
 TEST_F(CropMode, FurtherCropAddsToTheSteps)
@@ -342,7 +342,7 @@ TEST_F(CropMode, OriginalRatioOfAPictureOfUnknownSizeLeavesTheRatioAlone)
     press(Qt::Key_3);
     press(Qt::Key_2);
     EXPECT_EQ(ratioName(), "1:1");
-    EXPECT_FALSE(viewer->imagePixelScale());
+    EXPECT_FALSE(viewer->cropMode().imagePixelScale());
     press(Qt::Key_Return);
     EXPECT_EQ(statusText(), BOX_TOO_SMALL);
 }
@@ -436,7 +436,7 @@ TEST_F(CropMode, TextThatIsNoRatioIsReportedAndChangesNothing)
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     for (const QString &text : {u"0:5"_s, u"wide"_s, u"1:2:3"_s}) {
-        viewer->showStatus({}, false);
+        viewer->labels().showStatus({}, false);
         enterRatio(text);
         EXPECT_EQ(statusText(), "❌ Invalid format (example: 16:10)") << text.toStdString();
         EXPECT_EQ(ratioName(), "Original");
@@ -446,16 +446,16 @@ TEST_F(CropMode, TextThatIsNoRatioIsReportedAndChangesNothing)
 TEST_F(CropMode, ScaleIsThatOfTheFilesPixels)
 {
     ASSERT_NO_FATAL_FAILURE(cropLargePicture());
-    ASSERT_TRUE(viewer->imagePixelScale());
-    EXPECT_NEAR(*viewer->imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
+    ASSERT_TRUE(viewer->cropMode().imagePixelScale());
+    EXPECT_NEAR(*viewer->cropMode().imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
 }
 
 TEST_F(CropMode, ScaleOfARotatedPictureIsThatOfWhatIsLeftOfIt)
 {
     ASSERT_NO_FATAL_FAILURE(cropLargePicture());
     pressOften(Qt::Key_BracketRight, 5, Qt::ShiftModifier); // 10°
-    ASSERT_TRUE(viewer->imagePixelScale());
-    EXPECT_NEAR(*viewer->imagePixelScale(), 2.147, 0.01); // 961.94 pixels in 448 points
+    ASSERT_TRUE(viewer->cropMode().imagePixelScale());
+    EXPECT_NEAR(*viewer->cropMode().imagePixelScale(), 2.147, 0.01); // 961.94 pixels in 448 points
 }
 
 TEST_F(CropMode, ScaleOfAnEditedPictureIsThatOfItsOwnPixels)
@@ -465,8 +465,8 @@ TEST_F(CropMode, ScaleOfAnEditedPictureIsThatOfItsOwnPixels)
     press(Qt::Key_Return);
     ASSERT_TRUE(waitForStatus(CROPPED));
     press(Qt::Key_X);
-    ASSERT_TRUE(viewer->imagePixelScale());
-    EXPECT_NEAR(*viewer->imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
+    ASSERT_TRUE(viewer->cropMode().imagePixelScale());
+    EXPECT_NEAR(*viewer->cropMode().imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
 }
 
 TEST_F(CropMode, FTurnsTheBox)
@@ -526,7 +526,7 @@ TEST_F(CropMode, ControlAndZIsConsumedAndChangesNothing)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     press(Qt::Key_X);
-    viewer->showStatus({}, false);
+    viewer->labels().showStatus({}, false);
     EXPECT_TRUE(send(QKeyEvent(QEvent::KeyPress, Qt::Key_Z, Qt::ControlModifier)));
     EXPECT_EQ(statusText(), "");
     press(Qt::Key_Escape);
@@ -537,8 +537,8 @@ TEST_F(CropMode, MouseDoesNotZoom)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
-    viewer->zoomBegin({400, 300});
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
+    viewer->loupe().zoomBegin({400, 300});
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::ResizeAspect);
     EXPECT_EQ(statusText(), "");
 }
 
@@ -547,12 +547,13 @@ TEST_F(CropMode, OpeningAFileLeavesIt)
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     press(Qt::Key_BracketRight);
-    viewer->openPath(pictures / "1.png");
+    viewer->browser().openPath(pictures / "1.png");
     EXPECT_EQ(overlay(), nullptr);
     EXPECT_EQ(bar(), nullptr);
-    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
+    EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(0, 0, 800, 600));
     EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
-    EXPECT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
 }
 
 TEST_F(CropMode, QuestionForARatioEndsWithIt)
@@ -562,7 +563,7 @@ TEST_F(CropMode, QuestionForARatioEndsWithIt)
     press(Qt::Key_6);
     const QPointer<CustomRatioDialog> dialog = window->findChild<CustomRatioDialog *>();
     ASSERT_NE(dialog, nullptr);
-    viewer->openPath(pictures / "1.png");
+    viewer->browser().openPath(pictures / "1.png");
     EXPECT_TRUE(waitFor([&] { return !dialog; }));
 }
 
@@ -570,7 +571,7 @@ TEST_F(CropMode, PathThatDoesNotExistLeavesItOn)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
-    viewer->openPath(pictures / "none.png");
+    viewer->browser().openPath(pictures / "none.png");
     EXPECT_NE(overlay(), nullptr);
 }
 
@@ -578,7 +579,7 @@ TEST_F(CropMode, FolderThatCannotBeListedLeavesItOn)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
-    viewer->openFolder(folder.write("file"), std::nullopt);
+    viewer->browser().openFolder(folder.write("file"), std::nullopt);
     EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
     EXPECT_NE(overlay(), nullptr);
 }
@@ -590,7 +591,7 @@ TEST_F(CropMode, WindowThatChangesItsSizeBringsTheDefaultBox)
     setBox(LEFT_HALF);
     ASSERT_TRUE(resizeTo({700, 700}));
     EXPECT_EQ(overlay()->size(), QSize(700, 700));
-    const QRectF image = viewer->fitRect();
+    const QRectF image = viewer->screen().fitRect();
     EXPECT_EQ(image, QRectF(35, 113.75, 630, 472.5));
     EXPECT_NEAR(overlay()->box().width(), 504, 1e-9);
     EXPECT_NEAR(overlay()->box().center().x(), 350, 1e-9);
@@ -635,8 +636,8 @@ TEST_F(CropMode, JumpIsIgnored)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
-    viewer->jumpTo(2);
-    viewer->navigate(+1);
+    viewer->browser().jumpTo(2);
+    viewer->browser().navigate(+1);
     EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
 }
 
@@ -677,10 +678,11 @@ TEST_F(CropMode, DeletionThatFinishesMeanwhileLeavesIt)
     press(Qt::Key_BracketRight);
     ASSERT_NE(overlay(), nullptr);
     trash.openGate();
-    ASSERT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
     EXPECT_EQ(overlay(), nullptr);
     EXPECT_EQ(bar(), nullptr);
-    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 800, 600));
+    EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(0, 0, 800, 600));
     EXPECT_EQ(infoText(), "1/2 | 1.png   [H=วิธีใช้]");
 }
 
@@ -690,8 +692,9 @@ TEST_F(CropMode, CropOfAnOlderPictureIsDroppedWhenAnotherIsOpened)
     press(Qt::Key_X);
     setBox(LEFT_HALF);
     press(Qt::Key_Return);
-    viewer->openPath(pictures / "1.png"); // decoded behind the crop
-    ASSERT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    viewer->browser().openPath(pictures / "1.png"); // decoded behind the crop
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
     EXPECT_EQ(shownSize(), QSize(400, 300));
     EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
 }
@@ -718,12 +721,12 @@ TEST_F(CropModeOverSlowDecodes, LoadThatEndsMeanwhileIsNotShown)
     press(Qt::Key_Right);
     ASSERT_TRUE(waitForStarts(2));
     press(Qt::Key_X);
-    const Image under = viewer->imageLayer().contents;
+    const Image under = viewer->screen().imageLayer().contents;
     decoder.openGate();
     ASSERT_TRUE(waitForLoads(2));
-    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(under));
+    EXPECT_TRUE(viewer->screen().imageLayer().contents.isSameAs(under));
     press(Qt::Key_Escape);
-    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(under));
+    EXPECT_TRUE(viewer->screen().imageLayer().contents.isSameAs(under));
     press(Qt::Key_Right); // from the cache
     EXPECT_EQ(shownNumber(), 1);
 }
@@ -732,13 +735,13 @@ TEST_F(CropModeOverSlowDecodes, PictureOfAnEarlierFolderIsNotCropped)
 {
     ASSERT_TRUE(startOnPictures(2));
     decoder.closeGate();
-    viewer->openPath(makePictures("others", 7, 8));
+    viewer->browser().openPath(makePictures("others", 7, 8));
     ASSERT_TRUE(waitForStarts(2));
     press(Qt::Key_X);
     decoder.openGate();
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 7);
-    EXPECT_EQ(viewer->imageAreaRect().width(), view->width());
+    EXPECT_EQ(viewer->screen().imageAreaRect().width(), view->width());
 }
 
 } // namespace

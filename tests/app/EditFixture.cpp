@@ -87,7 +87,7 @@ bool EditFixture::waitForShown(QSize size) const
 
 QSize EditFixture::shownSize() const
 {
-    return viewer->imageLayer().contents.size();
+    return viewer->screen().imageLayer().contents.size();
 }
 
 CropOverlayView *EditFixture::overlay() const
@@ -102,7 +102,7 @@ CropBar *EditFixture::bar() const
 
 void EditFixture::setBox(const QRectF &fraction) const
 {
-    const QRectF image = viewer->fitRect();
+    const QRectF image = viewer->screen().fitRect();
     overlay()->setBox({image.x() + fraction.x() * image.width(),
                        image.y() + fraction.y() * image.height(), fraction.width() * image.width(),
                        fraction.height() * image.height()});
@@ -110,7 +110,7 @@ void EditFixture::setBox(const QRectF &fraction) const
 
 bool EditFixture::crop(const QRectF &fraction)
 {
-    viewer->showStatus({}, false);
+    viewer->labels().showStatus({}, false);
     press(Qt::Key_X);
     if (!overlay())
         return false;

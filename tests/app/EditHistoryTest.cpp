@@ -54,10 +54,10 @@ protected:
 TEST_F(EditHistory, WithoutStepsThereIsNothingToUndo)
 {
     ASSERT_TRUE(openPictures());
-    const Image before = viewer->imageLayer().contents;
+    const Image before = viewer->screen().imageLayer().contents;
     undo();
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
-    EXPECT_TRUE(viewer->imageLayer().contents.isSameAs(before));
+    EXPECT_TRUE(viewer->screen().imageLayer().contents.isSameAs(before));
 }
 
 TEST_F(EditHistory, WithoutAPictureThereIsNothingToUndo)
@@ -75,7 +75,7 @@ TEST_F(EditHistory, UndoOfTheOnlyStepShowsTheSourceAgain)
     EXPECT_EQ(statusText(), "⏳ กำลังย้อน...");
     ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
     EXPECT_EQ(shownSize(), QSize(400, 300));
-    EXPECT_EQ(viewer->imageLayer().contents.row(299)[399], 0xffffff00);
+    EXPECT_EQ(viewer->screen().imageLayer().contents.row(299)[399], 0xffffff00);
     EXPECT_FALSE(isMarkedAsEdited());
 }
 
@@ -119,7 +119,7 @@ TEST_F(EditHistory, JumpDropsTheEdits)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
-    viewer->jumpTo(2);
+    viewer->browser().jumpTo(2);
     EXPECT_EQ(infoText(), "3/3 | 2.png   [H=วิธีใช้]");
     undo();
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
@@ -130,7 +130,7 @@ TEST_F(EditHistory, StepThatStopsAtTheEndKeepsTheEdits)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     press(Qt::Key_Left);
-    viewer->jumpTo(0);
+    viewer->browser().jumpTo(0);
     EXPECT_TRUE(isMarkedAsEdited());
     EXPECT_EQ(shownSize(), QSize(200, 300));
 }
@@ -139,7 +139,7 @@ TEST_F(EditHistory, OpeningAFolderDropsTheEdits)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
-    viewer->openPath(pictures);
+    viewer->browser().openPath(pictures);
     EXPECT_FALSE(isMarkedAsEdited());
     undo();
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
@@ -168,7 +168,8 @@ TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
     ASSERT_TRUE(crop(TOP_HALF));
     undo();
     press(Qt::Key_Right); // decoded behind the undo
-    ASSERT_TRUE(waitFor([this] { return viewer->imageLayer().contents.row(0)[0] == 0xff112233; }));
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
     EXPECT_EQ(shownSize(), QSize(400, 300));
     EXPECT_FALSE(isMarkedAsEdited());
     EXPECT_EQ(statusText(), "");
@@ -207,10 +208,10 @@ TEST_F(EditHistory, ResultThatArrivesInTheLoupeEndsIt)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     undo();
-    viewer->zoomBegin({400, 300});
+    viewer->loupe().zoomBegin({400, 300});
     ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
-    EXPECT_EQ(viewer->imageLayer().frame, QRectF(0, 0, 800, 600));
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::ResizeAspect);
+    EXPECT_EQ(viewer->screen().imageLayer().frame, QRectF(0, 0, 800, 600));
 }
 
 TEST_F(EditHistory, FactsReadMeanwhileDoNotChangeTheSizeOfAnEditedPicture)
@@ -249,7 +250,7 @@ protected:
     }
 
     /// Presses the mouse in the middle of the view, where the picture is.
-    void zoom() const { viewer->zoomBegin({200, 150}); }
+    void zoom() const { viewer->loupe().zoomBegin({200, 150}); }
 
     static constexpr QSize SIZE{1200, 900};
     static constexpr QSize EDITED_SIZE{600, 900};
@@ -261,8 +262,8 @@ TEST_F(EditOfALargePhoto, IsInTheLoupeAtOnceAndReadsNoFile)
     std::filesystem::remove(pictures / "0.jpg");
     zoom();
     EXPECT_EQ(shownSize(), EDITED_SIZE); // no event has been served
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::Resize);
-    EXPECT_EQ(viewer->imageLayer().frame.size(), QSizeF(600, 900));
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::Resize);
+    EXPECT_EQ(viewer->screen().imageLayer().frame.size(), QSizeF(600, 900));
 }
 
 TEST_F(EditOfALargePhoto, StaysInTheLoupeWhenWhatWasAskedForHasBeenDone)
@@ -271,7 +272,7 @@ TEST_F(EditOfALargePhoto, StaysInTheLoupeWhenWhatWasAskedForHasBeenDone)
     ASSERT_TRUE(openAndCrop(pictures::fourQuarters(SIZE)));
     zoom();
     const int seen = mailbox.deliveries;
-    viewer->jumpTo(1); // loaded behind whatever the loupe might have asked for
+    viewer->browser().jumpTo(1); // loaded behind whatever the loupe might have asked for
     ASSERT_TRUE(waitFor([&] { return mailbox.deliveries > seen; }));
     EXPECT_EQ(shownSize(), EDITED_SIZE);
 }
@@ -285,7 +286,7 @@ TEST_F(EditOfALargePhoto, IsConvertedForTheLoupeAndReadsNoFile)
     std::filesystem::remove(pictures / "0.jpg");
     zoom();
     ASSERT_TRUE(waitForShown(EDITED_SIZE));
-    const QRgb color = viewer->imageLayer().contents.row(450)[300];
+    const QRgb color = viewer->screen().imageLayer().contents.row(450)[300];
     EXPECT_NEAR(qRed(color), 215, 2); // in sRGB, rounded
     EXPECT_NEAR(qGreen(color), 93, 2);
 }
@@ -336,7 +337,7 @@ TEST_F(SaveEdited, TwiceReportsSuccessTwice)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    viewer->showStatus({}, false);
+    viewer->labels().showStatus({}, false);
     press(Qt::Key_S);
     EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
 }
@@ -367,7 +368,7 @@ TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
     ASSERT_TRUE(openPictures());
     const auto source = folder.write("pictures/3.jpg", pngFile(pictures::fourQuarters({200, 100})));
     std::filesystem::create_symlink(".", pictures / "Edit");
-    viewer->openPath(source);
+    viewer->browser().openPath(source);
     ASSERT_TRUE(waitForShown({200, 100}));
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);

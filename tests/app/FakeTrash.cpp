@@ -13,7 +13,7 @@ FakeTrash::FakeTrash(fs::path folder) : m_folder(std::move(folder))
     fs::create_directories(m_folder);
 }
 
-Viewer::Trash FakeTrash::trash()
+FileWork::Trash FakeTrash::trash()
 {
     return [this](const fs::path &file) { return move(file); };
 }

@@ -1,7 +1,7 @@
 #pragma once
 // A Trash as slow as the test wants it to be.
 
-#include "app/Viewer.h"
+#include "fileops/FileWork.h"
 
 #include <condition_variable>
 #include <filesystem>
@@ -20,7 +20,7 @@ public:
     explicit FakeTrash(std::filesystem::path folder);
 
     /// What a viewer takes; the fake must outlive that viewer.
-    [[nodiscard]] Viewer::Trash trash();
+    [[nodiscard]] FileWork::Trash trash();
 
     /// Makes every move wait from now on, until the gate is opened.
     void closeGate();

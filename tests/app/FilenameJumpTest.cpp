@@ -150,7 +150,7 @@ TEST_F(FilenameJump, ShowsPicturesWhileTheFieldIsOpen)
 TEST_F(FilenameJump, SearchesFromTheFirstPictureWhereverTheUserIs)
 {
     ASSERT_TRUE(startOnNames(cameraNames(60)));
-    viewer->jumpTo(54);
+    viewer->browser().jumpTo(54);
     click(Qt::Key_J);
     type("5"); // 55 has it, but so has 5
     EXPECT_EQ(target(), "IMG_0005.JPG");
@@ -217,7 +217,7 @@ TEST_F(FilenameJump, NameOfTheTargetCausesNoLoad)
     click(Qt::Key_J);
     commit(u"001.jpg"_s);
     EXPECT_EQ(target(), "001.jpg");
-    viewer->jumpTo(2); // comes after what should not be there
+    viewer->browser().jumpTo(2); // comes after what should not be there
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 2; }));
     EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2}));
 }
@@ -244,7 +244,7 @@ TEST_F(FilenameJump, OpeningItTwiceLeavesTheTextAsItIs)
     ASSERT_TRUE(startOnNumbers(3));
     click(Qt::Key_J);
     type("00");
-    viewer->openSearch();
+    viewer->search().openSearch();
     ASSERT_NE(field(), nullptr);
     EXPECT_EQ(field()->text().toStdString(), "00");
 }
@@ -263,7 +263,7 @@ TEST_F(FilenameJump, SearchesTheFolderThatHasBeenOpenedMeanwhile)
     const auto second = makePictures("second", 100, 109);
     ASSERT_TRUE(startOnNumbers(3));
     click(Qt::Key_J);
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     type("107");
     EXPECT_EQ(target(), "107.jpg");
 }

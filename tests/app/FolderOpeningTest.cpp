@@ -62,7 +62,7 @@ TEST_F(FolderOpening, FileWithAnotherExtensionOpensItsFolderAtTheBeginning)
 {
     start({"--bench"});
     const auto pictures = makePictures("pictures", 0, 3);
-    viewer->openPath(folder.write("pictures/002.txt"));
+    viewer->browser().openPath(folder.write("pictures/002.txt"));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 0);
     EXPECT_EQ(infoText(), "1/4 | 000.jpg   [H=วิธีใช้]");
@@ -71,7 +71,7 @@ TEST_F(FolderOpening, FileWithAnotherExtensionOpensItsFolderAtTheBeginning)
 TEST_F(FolderOpening, FileOpensItsFolderAtTheFile)
 {
     start({"--bench"});
-    viewer->openPath(makePictures("pictures", 0, 3) / "002.jpg");
+    viewer->browser().openPath(makePictures("pictures", 0, 3) / "002.jpg");
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 2);
     EXPECT_EQ(infoText(), "3/4 | 002.jpg   [H=วิธีใช้]");
@@ -81,7 +81,7 @@ TEST_F(FolderOpening, FileOpensItsFolderAtTheFile)
 TEST_F(FolderOpening, FolderOpensAtTheBeginningWhereverTheLastOneWas)
 {
     ASSERT_TRUE(startOnPictures(4, 3));
-    viewer->openPath(makePictures("second", 100, 104));
+    viewer->browser().openPath(makePictures("second", 100, 104));
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 100);
     EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
@@ -91,7 +91,7 @@ TEST_F(FolderOpening, RelativePathOpensAtTheFile)
 {
     start({"--bench"});
     const auto file = makePictures("pictures", 0, 3) / "002.jpg";
-    viewer->openPath(std::filesystem::relative(file));
+    viewer->browser().openPath(std::filesystem::relative(file));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 2);
 }
@@ -100,7 +100,7 @@ TEST_F(FolderOpening, NameThatIsNotUtf8OpensAtTheFile)
 {
     start({"--bench"});
     makePictures("pictures", 0, 3);
-    viewer->openPath(folder.write("pictures/002\xff.jpg"));
+    viewer->browser().openPath(folder.write("pictures/002\xff.jpg"));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(decoder.started(), Numbers{2});
     EXPECT_EQ(infoText(), "4/5 | 002\xef\xbf\xbd.jpg   [H=วิธีใช้]");
@@ -109,8 +109,8 @@ TEST_F(FolderOpening, NameThatIsNotUtf8OpensAtTheFile)
 TEST_F(FolderOpening, PathWithNothingThereChangesNothing)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->openPath(folder / "absent");
-    viewer->openPath(folder / "absent/001.jpg");
+    viewer->browser().openPath(folder / "absent");
+    viewer->browser().openPath(folder / "absent/001.jpg");
     EXPECT_EQ(statusText(), "");
     EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
     EXPECT_EQ(shownNumber(), 1);
@@ -119,7 +119,7 @@ TEST_F(FolderOpening, PathWithNothingThereChangesNothing)
 TEST_F(FolderOpening, EmptyFolderIsBlackAndSaysSo)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->openPath(makePictures("empty", 0, -1));
+    viewer->browser().openPath(makePictures("empty", 0, -1));
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
     EXPECT_EQ(shownNumber(), std::nullopt);
     EXPECT_EQ(statusText(), "");
@@ -128,7 +128,7 @@ TEST_F(FolderOpening, EmptyFolderIsBlackAndSaysSo)
 TEST_F(FolderOpening, EmptyFolderHasNowhereToStepTo)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->openPath(makePictures("empty", 0, -1));
+    viewer->browser().openPath(makePictures("empty", 0, -1));
     press(Qt::Key_Right);
     press(Qt::Key_Left);
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
@@ -138,7 +138,7 @@ TEST_F(FolderOpening, EmptyFolderHasNowhereToStepTo)
 TEST_F(FolderOpening, EmptyFolderStaysBlackWhenTheWindowChangesItsSize)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->openPath(makePictures("empty", 0, -1));
+    viewer->browser().openPath(makePictures("empty", 0, -1));
     ASSERT_TRUE(resizeTo({640, 480}));
     EXPECT_EQ(shownNumber(), std::nullopt);
 }
@@ -146,7 +146,7 @@ TEST_F(FolderOpening, EmptyFolderStaysBlackWhenTheWindowChangesItsSize)
 TEST_F(FolderOpening, UnreadableFolderIsReportedAndNothingElseChanges)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->openFolder(folder.write("file"), std::nullopt);
+    viewer->browser().openFolder(folder.write("file"), std::nullopt);
     EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
     EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
     EXPECT_EQ(shownNumber(), 1);
@@ -237,13 +237,13 @@ TEST_F(FolderOpening, ChosenFolderEndsCropMode)
     const auto empty = makePictures("empty", 0, -1);
     QFileDialog *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
-    viewer->enterCrop(); // as the crop demo does, whatever is open
-    ASSERT_LT(viewer->imageAreaRect().width(), view->width());
+    viewer->cropMode().enterCrop(); // as the crop demo does, whatever is open
+    ASSERT_LT(viewer->screen().imageAreaRect().width(), view->width());
     dialog->setDirectory(QString::fromStdString(empty.native()));
     ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
     ASSERT_TRUE(waitUntilClosed());
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
-    EXPECT_EQ(viewer->imageAreaRect().width(), view->width());
+    EXPECT_EQ(viewer->screen().imageAreaRect().width(), view->width());
     EXPECT_EQ(shownNumber(), std::nullopt);
 }
 

@@ -83,7 +83,7 @@ TEST_F(HandOver, MinimizedWindowComesBack)
 {
     start({"--bench"});
     window->showMinimized();
-    viewer->activate();
+    viewer->shell().activate();
     EXPECT_FALSE(window->isMinimized());
     EXPECT_TRUE(window->isVisible());
 }

@@ -28,7 +28,7 @@ protected:
     [[nodiscard]] Clock::duration timeOf(const QString &message) const
     {
         const auto begin = Clock::now();
-        viewer->showStatus(message, true);
+        viewer->labels().showStatus(message, true);
         EXPECT_EQ(statusText(), message.toStdString());
         EXPECT_TRUE(waitFor([this] { return statusText().empty(); }));
         return Clock::now() - begin;
@@ -93,7 +93,7 @@ TEST_F(Labels, TextIsCyanOverBlack)
 {
     start({"--bench"});
     ASSERT_TRUE(resizeTo({640, 480}));
-    viewer->showInfo(u"HELLO"_s);
+    viewer->labels().showInfo(u"HELLO"_s);
     const QImage image = grabView();
     EXPECT_FALSE(boundsOf(image.copy(infoLabel->geometry()), isText).isEmpty());
     EXPECT_TRUE(boundsOf(image.copy(statusLabel->geometry()), isText).isEmpty());
@@ -103,7 +103,7 @@ TEST_F(Labels, TextHasAShadowOnePointToTheRightAndOneDown)
 {
     ASSERT_TRUE(startOnPictures(1));
     ASSERT_TRUE(resizeTo({600, 400})); // all of it is picture, whose blue is 128
-    viewer->showInfo(u"|"_s);
+    viewer->labels().showInfo(u"|"_s);
     const QImage line = grabView().copy(infoLabel->geometry());
     // From a fifth of the text, whose blue is 255, and of the shadow, which takes 90 % away.
     const QRect text = boundsOf(line, [](QRgb pixel) { return qBlue(pixel) > 153; });
@@ -124,8 +124,8 @@ TEST_F(Labels, StatusIsInTheMiddleAndTheOthersAreOnTheLeft)
 {
     start({"--bench"});
     ASSERT_TRUE(resizeTo({640, 480}));
-    viewer->showStatus(u"HHH"_s, false);
-    viewer->showInfo(u"HHH"_s);
+    viewer->labels().showStatus(u"HHH"_s, false);
+    viewer->labels().showInfo(u"HHH"_s);
     const QImage image = grabView();
     const QRect status = boundsOf(image.copy(statusLabel->geometry()), isText);
     const QRect info = boundsOf(image.copy(infoLabel->geometry()), isText);
@@ -138,7 +138,7 @@ TEST_F(Labels, MessageWiderThanTheViewKeepsBothEnds)
 {
     start({"--bench"});
     ASSERT_TRUE(resizeTo({640, 480}));
-    viewer->showStatus(u'H' + QString(400, u'.') + u'H', false);
+    viewer->labels().showStatus(u'H' + QString(400, u'.') + u'H', false);
     // The upper half of the line, where there are no dots.
     const QRect letters = boundsOf(grabView().copy({statusLabel->pos(), QSize(640, 15)}), isText);
     EXPECT_LT(letters.x(), 20);
@@ -165,8 +165,8 @@ TEST_F(Labels, InfoLineCountsUpWithEveryStepThoughPicturesLag)
 TEST_F(Labels, UpdatingTheInfoLineWithoutAListLeavesItAlone)
 {
     start({"--bench"});
-    viewer->showInfo(u"anything"_s);
-    viewer->updateInfoText();
+    viewer->labels().showInfo(u"anything"_s);
+    viewer->browser().updateInfoText();
     EXPECT_EQ(infoText(), "anything");
 }
 
@@ -180,7 +180,7 @@ TEST_F(Labels, MessageClearsItself)
 TEST_F(Labels, SecondMessageStaysForItsWholeTime)
 {
     start({"--bench"});
-    viewer->showStatus(u"first"_s, true);
+    viewer->labels().showStatus(u"first"_s, true);
     const auto begin = Clock::now();
     ASSERT_TRUE(waitFor([begin] { return Clock::now() - begin >= 1s; }));
     EXPECT_GE(timeOf(u"second"_s), STATUS_TIME);
@@ -189,8 +189,8 @@ TEST_F(Labels, SecondMessageStaysForItsWholeTime)
 TEST_F(Labels, MessageForAStateIsNotClearedByAnEarlierOne)
 {
     start({"--bench"});
-    viewer->showStatus(u"first"_s, true);
-    viewer->showStatus(u"lasting"_s, false);
+    viewer->labels().showStatus(u"first"_s, true);
+    viewer->labels().showStatus(u"lasting"_s, false);
     const auto begin = Clock::now();
     ASSERT_TRUE(waitFor([begin] { return Clock::now() - begin >= 1800ms; }));
     EXPECT_EQ(statusText(), "lasting");

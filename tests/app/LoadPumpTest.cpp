@@ -33,7 +33,7 @@ TEST_F(LoadPump, DecodeIsAskedForTheScreenAsItIs)
     const DisplayTarget target = decoder.lastTarget();
     EXPECT_EQ(target.area, QRectF(0, 0, 640, 480));
     EXPECT_EQ(target.scale, 1.0);
-    EXPECT_EQ(target.maxPixel, viewer->maxPixel());
+    EXPECT_EQ(target.maxPixel, viewer->screen().maxPixel());
     EXPECT_GE(target.maxPixel, 640);
 }
 
@@ -223,7 +223,7 @@ TEST_F(LoadPump, ResultForAnEarlierListIsNeitherShownNorCached)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->openPath(second); // its target has the same number: 0
+    viewer->browser().openPath(second); // its target has the same number: 0
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), std::nullopt);
@@ -241,7 +241,7 @@ TEST_F(LoadPump, ResultForAnEarlierListIsFollowedByThePresentTarget)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     for (int i = 0; i < 7; ++i)
         press(Qt::Key_Right);
     decoder.openGate();
@@ -256,12 +256,12 @@ TEST_F(LoadPump, ResultForAnEarlierListDoesNotFillAnEmptyOne)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->openPath(empty);
+    viewer->browser().openPath(empty);
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), std::nullopt);
     // The pump is free for the next list.
-    viewer->openPath(makePictures("second", 100, 102));
+    viewer->browser().openPath(makePictures("second", 100, 102));
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 100);
@@ -270,7 +270,7 @@ TEST_F(LoadPump, ResultForAnEarlierListDoesNotFillAnEmptyOne)
 TEST_F(LoadPump, OpeningAFolderForgetsTheCache)
 {
     ASSERT_TRUE(startOnPictures(3));
-    viewer->openPath(folder / "pictures");
+    viewer->browser().openPath(folder / "pictures");
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(decoder.started(), (Numbers{0, 0}));
 }
@@ -279,7 +279,7 @@ TEST_F(LoadPump, PictureStaysUntilThatOfTheNewFolderIsLoaded)
 {
     ASSERT_TRUE(startOnPictures(3));
     decoder.closeGate();
-    viewer->openPath(makePictures("second", 100, 102));
+    viewer->browser().openPath(makePictures("second", 100, 102));
     ASSERT_TRUE(waitForStarts(2));
     EXPECT_EQ(shownNumber(), 0);
 }

@@ -85,7 +85,7 @@ protected:
     /// Gives the view its size and clears the line that lies over the picture.
     [[nodiscard]] testing::AssertionResult emptyView(QSize viewSize)
     {
-        viewer->showInfo({});
+        viewer->labels().showInfo({});
         if (!resizeTo(viewSize))
             return testing::AssertionFailure() << "the window does not change its size";
         return testing::AssertionSuccess();
@@ -97,7 +97,7 @@ protected:
         decoder.setCorrupt(9);
         decoder.hold(9);
         const std::size_t before = decoder.started().size();
-        viewer->jumpTo(9);
+        viewer->browser().jumpTo(9);
         return waitWithoutEvents([&] { return decoder.started().size() == before + 1; });
     }
     void unplugLoadQueue() { decoder.release(9); }
@@ -130,19 +130,19 @@ protected:
         return waitFor([&] { return pixelAt(point) == colorAt(place.x(), place.y()); });
     }
 
-    [[nodiscard]] const QRectF &frame() const { return viewer->imageLayer().frame; }
+    [[nodiscard]] const QRectF &frame() const { return viewer->screen().imageLayer().frame; }
 
     /// Whether picture @p number, as decoded for the screen, is shown fitted.
     [[nodiscard]] testing::AssertionResult isFitted(int number) const
     {
-        if (viewer->imageLayer().gravity != Gravity::ResizeAspect)
+        if (viewer->screen().imageLayer().gravity != Gravity::ResizeAspect)
             return testing::AssertionFailure() << "it is stretched";
-        if (frame() != viewer->imageAreaRect())
+        if (frame() != viewer->screen().imageAreaRect())
             return testing::AssertionFailure() << "it is not in its place";
         if (test::numberOf(pixelAt(view->rect().center())) != number)
             return testing::AssertionFailure() << "another picture is shown";
         // What it would be fitted from if the window changed its size.
-        if (test::numberOf(viewer->imageLayer().contents.row(0)[0]) != number)
+        if (test::numberOf(viewer->screen().imageLayer().contents.row(0)[0]) != number)
             return testing::AssertionFailure() << "another picture is behind it";
         return testing::AssertionSuccess();
     }
@@ -281,7 +281,7 @@ TEST_F(Loupe, ReleaseReturnsToTheFittedPicture)
     moveTo({100, 100});
     releaseAt({100, 100});
     EXPECT_TRUE(isFitted(0));
-    EXPECT_EQ(viewer->fitRect(), FITTED);
+    EXPECT_EQ(viewer->screen().fitRect(), FITTED);
 }
 
 TEST_F(Loupe, MoveAfterTheReleaseDoesNothing)
@@ -358,7 +358,7 @@ TEST_F(Loupe, PressInTheMarginDoesNothing)
 TEST_F(Loupe, DragAndReleaseAfterAPressInTheMarginDoNothing)
 {
     ASSERT_TRUE(startOnMap({800, 400}));
-    viewer->showStatus(QStringLiteral("ok"), false);
+    viewer->labels().showStatus(QStringLiteral("ok"), false);
     pressAt({50, 200});
     moveTo({400, 200});
     EXPECT_TRUE(isFitted(0));
@@ -463,7 +463,7 @@ TEST_F(Loupe, WithoutAPictureNothingIsEnlarged)
     pressAt(CENTRE);
     moveTo({100, 100});
     releaseAt({100, 100});
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::ResizeAspect);
     EXPECT_EQ(pixelAt(CENTRE), BLACK);
 }
 
@@ -473,7 +473,7 @@ TEST_F(Loupe, BeforeTheFirstPictureIsThereNothingIsEnlarged)
     startLoading(2);
     ASSERT_TRUE(emptyView({600, 400}));
     pressAt(CENTRE);
-    EXPECT_EQ(viewer->imageLayer().gravity, Gravity::ResizeAspect);
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::ResizeAspect);
     EXPECT_EQ(statusText(), "");
 }
 
@@ -481,7 +481,7 @@ TEST_F(Loupe, PictureOfAnEarlierFolderIsNotEnlarged)
 {
     ASSERT_TRUE(startOnMap());
     decoder.closeGate();
-    viewer->openPath(makePictures("others", 7, 8));
+    viewer->browser().openPath(makePictures("others", 7, 8));
     ASSERT_TRUE(waitForStarts(2));
     pressAt(CENTRE);
     EXPECT_TRUE(isFitted(0));
@@ -514,7 +514,7 @@ TEST_F(Loupe, FullPictureNeverCoversTheOneThatTheUserHasSteppedTo)
     press(Qt::Key_Right);
     ASSERT_TRUE(waitForLoads(2));
     press(Qt::Key_Left); // both are cached now
-    viewer->showInfo({});
+    viewer->labels().showInfo({});
     pressAt(CENTRE);
     press(Qt::Key_Right);
     ASSERT_TRUE(waitForLoads(3)); // what the loupe has asked for
@@ -531,7 +531,7 @@ TEST_F(Loupe, WindowThatChangesItsSizeMeanwhileGetsAPictureThatFits)
     ASSERT_TRUE(resizeTo({450, 500}));
     releaseAt(CENTRE);
     EXPECT_TRUE(isFitted(0));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(450, 300));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(450, 300));
     EXPECT_EQ(pixelAt({225, 99}), BLACK);
     EXPECT_EQ(test::numberOf(pixelAt({225, 100})), 0);
     EXPECT_EQ(test::numberOf(pixelAt({225, 399})), 0);
@@ -581,7 +581,7 @@ TEST_F(SmoothLoupe, PictureThatArrivesWhileItIsHeldIsFittedAtTheRelease)
     ASSERT_TRUE(waitFor([this] { return test::numberOf(pixelAt(CENTRE)) == 1; }));
     releaseAt(CENTRE);
     EXPECT_TRUE(isFitted(1));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(267, 400));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(267, 400));
     EXPECT_EQ(pixelAt({100, 200}), BLACK);
 }
 

@@ -75,7 +75,7 @@ TEST_F(PhotoInfoLine, PauseBeginsAnewWithTheNextPicture)
     QTimer *pause = pauses.held(test::INFO_PAUSE);
     ASSERT_NE(pause, nullptr);
     pause->setInterval(std::chrono::hours(1)); // for as long as it goes on
-    viewer->jumpTo(3);
+    viewer->browser().jumpTo(3);
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(pause->intervalAsDuration(), test::INFO_PAUSE);
 }
@@ -83,7 +83,7 @@ TEST_F(PhotoInfoLine, PauseBeginsAnewWithTheNextPicture)
 TEST_F(PhotoInfoLine, SaysTheSizeOfATurnedPhotoAsItIsSeen)
 {
     ASSERT_TRUE(startOnPhoto());
-    viewer->jumpTo(3);
+    viewer->browser().jumpTo(3);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(readLine());
     EXPECT_EQ(detailText(), FOURTH_LINE);
@@ -117,10 +117,10 @@ TEST_F(PhotoInfoLine, OfAFileThatHasGoneIsEmpty)
 TEST_F(PhotoInfoLine, IsEmptyAsSoonAsTheNextPictureAppears)
 {
     ASSERT_TRUE(startOnPhoto());
-    viewer->jumpTo(3);
+    viewer->browser().jumpTo(3);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(waitForLine(FOURTH_LINE));
-    viewer->jumpTo(0); // it is cached, and no event is served
+    viewer->browser().jumpTo(0); // it is cached, and no event is served
     EXPECT_EQ(shownNumber(), 0);
     EXPECT_EQ(detailText(), "");
 }
@@ -151,7 +151,7 @@ TEST_F(PhotoInfoLine, OfAPictureThatTheUserHasLeftNeverShows)
     decoder.hold(4);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // 1 holds up the queue for 2 ...
     ASSERT_TRUE(pauses.end(test::INFO_PAUSE));     // ... and for the facts of 0 ...
-    viewer->jumpTo(3);
+    viewer->browser().jumpTo(3);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 3; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // ... and for 4
     decoder.release(1);
@@ -170,7 +170,7 @@ TEST_F(PhotoInfoLine, OfAnEarlierFolderNeverShows)
     decoder.hold(101);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // 1 holds up the queue for 2 ...
     ASSERT_TRUE(pauses.end(test::INFO_PAUSE));     // ... and for the facts of 0 ...
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // ... and for 101
     decoder.release(1);

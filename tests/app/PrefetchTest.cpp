@@ -111,7 +111,7 @@ TEST_F(Prefetch, DecodesForTheScreenAsItIs)
     const DisplayTarget target = decoder.lastTarget();
     EXPECT_EQ(target.area, QRectF(0, 0, 640, 480));
     EXPECT_EQ(target.scale, 1.0);
-    EXPECT_EQ(target.maxPixel, viewer->maxPixel());
+    EXPECT_EQ(target.maxPixel, viewer->screen().maxPixel());
 }
 
 #ifdef Q_OS_LINUX
@@ -149,7 +149,7 @@ TEST_F(Prefetch, PreviousPicturesAreShownAtOnceWithoutAnotherDecode)
 TEST_F(Prefetch, TwoPicturesSoonAfterEachOtherMakeOnePassForTheSecond)
 {
     ASSERT_TRUE(startSmall(20, 5));
-    viewer->jumpTo(12);
+    viewer->browser().jumpTo(12);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(prefetch(4));
     EXPECT_EQ(allStarted(), (Numbers{5, 12, 13, 11, 14, 10}));
@@ -161,7 +161,7 @@ TEST_F(Prefetch, PauseBeginsAnewWithTheNextPicture)
     QTimer *pause = pauses.held(test::PREFETCH_PAUSE);
     ASSERT_NE(pause, nullptr);
     pause->setInterval(std::chrono::hours(1)); // for as long as it goes on
-    viewer->jumpTo(12);
+    viewer->browser().jumpTo(12);
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(pause->intervalAsDuration(), test::PREFETCH_PAUSE);
 }
@@ -181,7 +181,7 @@ TEST_F(Prefetch, PictureThatIsBeingPrefetchedIsNotAskedForAgain)
     decoder.hold(6);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 6, 4, 7 and 3
     ASSERT_TRUE(waitForStarts(2));
-    viewer->jumpTo(8);
+    viewer->browser().jumpTo(8);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 9 and 10
     decoder.release(6);
@@ -194,7 +194,7 @@ TEST_F(Prefetch, FailedPictureIsTriedAgainAtTheNextPass)
     ASSERT_TRUE(startSmall(3));
     ASSERT_TRUE(prefetch(2));
     decoder.setCorrupt(1, false);
-    viewer->jumpTo(2);
+    viewer->browser().jumpTo(2);
     ASSERT_TRUE(prefetch(1));
     EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2, 1}));
     press(Qt::Key_Left);
@@ -218,7 +218,7 @@ TEST_F(Prefetch, PictureAskedForDoesNotWaitForANeighbour)
     decoder.hold(1);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->jumpTo(5);
+    viewer->browser().jumpTo(5);
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 5);
 }
@@ -229,10 +229,10 @@ TEST_F(Prefetch, ResultThatTheUserHasMovedAwayFromIsDropped)
     decoder.hold(11);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->jumpTo(20);
+    viewer->browser().jumpTo(20);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(releaseAndSee(11));
-    viewer->jumpTo(11);
+    viewer->browser().jumpTo(11);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 11; }));
     EXPECT_EQ(startsOf(11), 2);
 }
@@ -243,10 +243,10 @@ TEST_F(Prefetch, DroppedResultMayBeTriedAgain)
     decoder.hold(11);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->jumpTo(20);
+    viewer->browser().jumpTo(20);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(releaseAndSee(11));
-    viewer->jumpTo(13);
+    viewer->browser().jumpTo(13);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 13; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 14, 12, 15 and 11
     EXPECT_TRUE(waitFor([this] { return startsOf(11) == 2; }));
@@ -258,10 +258,10 @@ TEST_F(Prefetch, ResultThreeStepsAwayIsKept)
     decoder.hold(7);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(4)); // 5, 6, 4 and 7
-    viewer->jumpTo(4);
+    viewer->browser().jumpTo(4);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 4; }));
     ASSERT_TRUE(releaseAndSee(7));
-    viewer->jumpTo(7);
+    viewer->browser().jumpTo(7);
     EXPECT_EQ(shownNumber(), 7);
     EXPECT_EQ(startsOf(7), 1);
 }
@@ -272,10 +272,10 @@ TEST_F(Prefetch, ResultFourStepsAwayIsDropped)
     decoder.hold(7);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(4));
-    viewer->jumpTo(3);
+    viewer->browser().jumpTo(3);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 3; }));
     ASSERT_TRUE(releaseAndSee(7));
-    viewer->jumpTo(7);
+    viewer->browser().jumpTo(7);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 7; }));
     EXPECT_EQ(startsOf(7), 2);
 }
@@ -287,7 +287,7 @@ TEST_F(Prefetch, ResultOfAnEarlierFolderIsNotCached)
     decoder.hold(1);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(releaseAndSee(1));
     press(Qt::Key_Right);
@@ -303,7 +303,7 @@ TEST_F(Prefetch, JobOfAnEarlierFolderDoesNotBlockTheSamePlaceInTheNewOne)
     decoder.hold(1);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     decoder.release(1);
@@ -319,12 +319,12 @@ TEST_F(Prefetch, EndOfAnEarlierFoldersJobDoesNotPassForThatOfTheNewOnes)
     decoder.hold(101);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->openPath(second);
+    viewer->browser().openPath(second);
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 101 and 102
     ASSERT_TRUE(releaseAndSee(1));
     ASSERT_TRUE(waitForStarts(4));
-    viewer->jumpTo(2);
+    viewer->browser().jumpTo(2);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 102; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // 101 is under way
     decoder.release(101);

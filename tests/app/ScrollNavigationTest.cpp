@@ -158,9 +158,9 @@ TEST_F(ScrollNavigation, WithoutAPictureTheTravelStaysAsItWas)
 {
     ASSERT_TRUE(startOnPictures(3));
     swipe(-20);
-    viewer->openPath(makePictures("empty", 0, -1));
+    viewer->browser().openPath(makePictures("empty", 0, -1));
     swipe(-9);
-    viewer->openPath(folder / "pictures");
+    viewer->browser().openPath(folder / "pictures");
     swipe(-9);
     EXPECT_EQ(position(), 1);
     swipe(-1);
@@ -204,7 +204,7 @@ protected:
 
 TEST_F(ScrollNavigationBlocked, WhileTheSearchFieldIsOpen)
 {
-    expectIgnoredBetween([this] { press(Qt::Key_J); }, [this] { viewer->closeSearch(); });
+    expectIgnoredBetween([this] { press(Qt::Key_J); }, [this] { viewer->search().closeSearch(); });
 }
 
 TEST_F(ScrollNavigationBlocked, WhileTheHelpPageIsShown)
@@ -217,7 +217,7 @@ TEST_F(ScrollNavigationBlocked, WhileCropping)
     expectIgnoredBetween(
         [this] {
             press(Qt::Key_X);
-            ASSERT_NE(viewer->imageAreaRect(), QRectF(view->rect()));
+            ASSERT_NE(viewer->screen().imageAreaRect(), QRectF(view->rect()));
         },
         [this] { press(Qt::Key_Escape); });
 }
@@ -227,7 +227,7 @@ TEST_F(ScrollNavigationBlocked, WhileTheLoupeIsHeld)
     expectIgnoredBetween(
         [this] {
             mouse(QEvent::MouseButtonPress, Qt::LeftButton);
-            ASSERT_EQ(viewer->imageLayer().gravity, Gravity::Resize);
+            ASSERT_EQ(viewer->screen().imageLayer().gravity, Gravity::Resize);
         },
         [this] { mouse(QEvent::MouseButtonRelease, Qt::NoButton); });
 }

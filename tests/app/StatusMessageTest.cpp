@@ -108,8 +108,8 @@ public:
         field->setText(u"16"_s);
         QTest::keyClick(field, Qt::Key_Return);
     }
-    void openNoFolder() { viewer->openFolder(folder / "absent", std::nullopt); }
-    void zoom() { viewer->zoomBegin({400, 300}); }
+    void openNoFolder() { viewer->browser().openFolder(folder / "absent", std::nullopt); }
+    void zoom() { viewer->loupe().zoomBegin({400, 300}); }
 
 private:
     void cropLeftHalf() { ASSERT_TRUE(crop(LEFT_HALF)); }
@@ -126,7 +126,7 @@ TEST_P(MessageAboutAnAct, ClearsItself)
     ASSERT_TRUE(openPictures());
     (this->*GetParam().command)();
     ASSERT_TRUE(waitForStatus(GetParam().text));
-    EXPECT_TRUE(viewer->isStatusTemporary());
+    EXPECT_TRUE(viewer->labels().isStatusTemporary());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -162,10 +162,10 @@ class MessageAboutAState : public StatusMessage
 TEST_P(MessageAboutAState, StaysThoughAnEarlierOneWasToBeCleared)
 {
     ASSERT_TRUE(openPictures());
-    viewer->showStatus(u"earlier"_s, true);
+    viewer->labels().showStatus(u"earlier"_s, true);
     (this->*GetParam().command)();
     ASSERT_EQ(statusText(), GetParam().text); // no event has been served
-    EXPECT_FALSE(viewer->isStatusTemporary());
+    EXPECT_FALSE(viewer->labels().isStatusTemporary());
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -244,7 +244,7 @@ protected:
     /// The pixels of the view that the picture 0 is on, but for those under a label.
     [[nodiscard]] QRect shownRect() const
     {
-        viewer->showInfo({});
+        viewer->labels().showInfo({});
         const QImage image = grabView();
         QRect rect;
         for (int y = 0; y < image.height(); ++y) {
@@ -263,21 +263,21 @@ TEST_F(PicturePlacement, LandscapeIsAsHighAsAWideView)
 {
     ASSERT_TRUE(show({30, 20}, {800, 300}));
     EXPECT_EQ(shownRect(), QRect(175, 0, 450, 300));
-    EXPECT_EQ(viewer->fitRect(), QRectF(175, 0, 450, 300));
+    EXPECT_EQ(viewer->screen().fitRect(), QRectF(175, 0, 450, 300));
 }
 
 TEST_F(PicturePlacement, LandscapeIsAsWideAsANarrowView)
 {
     ASSERT_TRUE(show({30, 20}, {600, 500}));
     EXPECT_EQ(shownRect(), QRect(0, 50, 600, 400));
-    EXPECT_EQ(viewer->fitRect(), QRectF(0, 50, 600, 400));
+    EXPECT_EQ(viewer->screen().fitRect(), QRectF(0, 50, 600, 400));
 }
 
 TEST_F(PicturePlacement, PortraitIsInTheMiddle)
 {
     ASSERT_TRUE(show({20, 30}, {800, 300}));
     EXPECT_EQ(shownRect(), QRect(300, 0, 200, 300));
-    EXPECT_EQ(viewer->fitRect(), QRectF(300, 0, 200, 300));
+    EXPECT_EQ(viewer->screen().fitRect(), QRectF(300, 0, 200, 300));
 }
 
 TEST_F(PicturePlacement, FractionsOfAPixelAreRounded)
@@ -290,18 +290,18 @@ TEST_F(PicturePlacement, WithoutAPictureTheWholeAreaIsIt)
 {
     start({"--bench"});
     ASSERT_TRUE(resizeTo({640, 480}));
-    EXPECT_EQ(viewer->fitRect(), QRectF(0, 0, 640, 480));
-    EXPECT_EQ(viewer->imageAreaRect(), QRectF(0, 0, 640, 480));
+    EXPECT_EQ(viewer->screen().fitRect(), QRectF(0, 0, 640, 480));
+    EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(0, 0, 640, 480));
 }
 
 TEST_F(PicturePlacement, RenditionFollowsTheWindowWithoutAnotherDecode)
 {
     ASSERT_TRUE(show({30, 20}, {600, 400}));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(600, 400));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(600, 400));
     ASSERT_TRUE(resizeTo({450, 400}));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(450, 300));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(450, 300));
     ASSERT_TRUE(resizeTo({640, 600}));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(640, 427));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(640, 427));
     EXPECT_EQ(shownRect(), QRect(0, 87, 640, 427));
     press(Qt::Key_Right);
     ASSERT_TRUE(waitForLoads(2));
@@ -315,7 +315,7 @@ TEST_F(PicturePlacement, CachedPictureIsFittedIntoTheWindowAsItIsNow)
     ASSERT_TRUE(waitForLoads(2));
     ASSERT_TRUE(resizeTo({450, 400}));
     press(Qt::Key_Left);
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(450, 300));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(450, 300));
     EXPECT_EQ(shownRect(), QRect(0, 50, 450, 300));
 }
 
@@ -327,7 +327,7 @@ TEST_F(PicturePlacement, PictureDecodedForAnEarlierSizeIsFittedIntoTheWindowAsIt
     ASSERT_TRUE(resizeTo({450, 400}));
     decoder.openGate();
     ASSERT_TRUE(waitForLoads(1));
-    EXPECT_EQ(viewer->imageLayer().rendition.size(), QSize(450, 300));
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(450, 300));
     EXPECT_EQ(shownRect(), QRect(0, 50, 450, 300));
 }
 
@@ -339,7 +339,7 @@ TEST_F(PicturePlacement, FileIsShownUprightInEveryCorner)
     start({"--bench", folder / "a.png"});
     ASSERT_TRUE(resizeTo({600, 500})); // the picture is between 50 and 450
     ASSERT_TRUE(waitForLoads(1));
-    viewer->showInfo({});
+    viewer->labels().showInfo({});
     const QImage image = grabView();
     EXPECT_EQ(image.pixel(0, 50), 0xffff0000);
     EXPECT_EQ(image.pixel(599, 50), 0xff00ff00);

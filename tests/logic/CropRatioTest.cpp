@@ -1,5 +1,7 @@
 #include "editing/CropRatio.h"
 
+#include "editing/CropAngle.h"
+
 #include <gtest/gtest.h>
 
 #include <ostream>

@@ -20,15 +20,48 @@ const std::map<KeyCode, Command> COMMANDS{
     {KeyCode::Escape, Command::Leave},
 };
 
-TEST(KeyMap, EveryKeyHasItsCommandAndNoOtherKeyHasOne)
+const std::map<KeyCode, CropCommand> CROP_COMMANDS{
+    {KeyCode::Digit1, CropCommand::FreeRatio},
+    {KeyCode::Digit2, CropCommand::OriginalRatio},
+    {KeyCode::Digit3, CropCommand::SquareRatio},
+    {KeyCode::Digit4, CropCommand::FourByThreeRatio},
+    {KeyCode::Digit5, CropCommand::SixteenByNineRatio},
+    {KeyCode::Digit6, CropCommand::CustomRatio},
+    {KeyCode::F, CropCommand::Flip},
+    {KeyCode::LeftBracket, CropCommand::TurnLeft},
+    {KeyCode::RightBracket, CropCommand::TurnRight},
+    {KeyCode::Left, CropCommand::Nudge},
+    {KeyCode::Right, CropCommand::Nudge},
+    {KeyCode::Up, CropCommand::Nudge},
+    {KeyCode::Down, CropCommand::Nudge},
+    {KeyCode::X, CropCommand::Apply},
+    {KeyCode::Return, CropCommand::Apply},
+    {KeyCode::KeypadEnter, CropCommand::Apply},
+    {KeyCode::H, CropCommand::ToggleHelp},
+    {KeyCode::Escape, CropCommand::Leave},
+};
+
+/// Checks the answer of @p commandOf for every code that a key can have.
+template <typename Command>
+void expectTable(const std::map<KeyCode, Command> &table,
+                 std::optional<Command> (*commandOf)(KeyCode))
 {
     for (std::uint32_t code = 0; code <= std::numeric_limits<std::uint16_t>::max(); ++code) {
         const auto key = static_cast<KeyCode>(code);
-        const auto row = COMMANDS.find(key);
-        const auto expected =
-            row == COMMANDS.end() ? std::nullopt : std::optional<Command>(row->second);
-        EXPECT_EQ(commandForKey(key), expected) << "key code " << code;
+        const auto row = table.find(key);
+        const auto expected = row == table.end() ? std::nullopt : std::optional(row->second);
+        EXPECT_EQ(commandOf(key), expected) << "key code " << code;
     }
+}
+
+TEST(KeyMap, EveryKeyHasItsCommandAndNoOtherKeyHasOne)
+{
+    expectTable(COMMANDS, commandForKey);
+}
+
+TEST(KeyMap, InCropModeEveryKeyHasItsCommandAndNoOtherKeyHasOne)
+{
+    expectTable(CROP_COMMANDS, cropCommandForKey);
 }
 
 } // namespace

@@ -83,7 +83,6 @@ TEST(IsInsideRect, NothingIsInsideAnEmptyRectangle)
     EXPECT_FALSE(isInside({100, 50}, {100, 50, 0, 0}));
 }
 
-
 struct FitCase
 {
     const char *name;

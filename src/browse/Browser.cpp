@@ -1,0 +1,196 @@
+#include "browse/Browser.h"
+
+#include "browse/ImageList.h"
+#include "browse/InfoLine.h"
+#include "pixels/Geometry.h"
+#include "pixels/PictureReader.h"
+#include "platform/Background.h"
+#include "screen/Labels.h"
+#include "screen/Loupe.h"
+#include "screen/Screen.h"
+
+#include <system_error>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+void Browser::openPath(const std::filesystem::path &url)
+{
+    std::error_code error;
+    const auto path = std::filesystem::absolute(url, error);
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status))
+        return;
+    Q_EMIT aboutToOpen();
+    if (std::filesystem::is_directory(status))
+        openFolder(path, std::nullopt);
+    else
+        openFolder(path.parent_path(), path.parent_path() / path.filename());
+}
+
+void Browser::openFolder(const std::filesystem::path &folder,
+                         const std::optional<std::filesystem::path> &startAt)
+{
+    auto names = listFolder(folder);
+    if (!names) {
+        m_labels.showStatus(u"❌ เปิดโฟลเดอร์ไม่ได้"_s, true);
+        return;
+    }
+    Q_EMIT aboutToOpen();
+    m_imageList = makeImageList(folder, std::move(*names));
+    ++m_opening;
+    changeList();
+    m_targetIndex = startIndex(m_imageList, startAt);
+    m_currentIndex = m_targetIndex;
+    if (m_imageList.empty()) {
+        showNothing(u"ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่"_s);
+        return;
+    }
+    updateInfoText();
+    pumpLoad();
+}
+
+void Browser::removeFromList(int index)
+{
+    m_imageList.erase(m_imageList.begin() + index);
+    changeList();
+    const int last = static_cast<int>(m_imageList.size()) - 1;
+    const auto moved = [&](int at) { return clamped(at > index ? at - 1 : at, 0, last); };
+    m_targetIndex = moved(index == m_currentIndex ? m_currentIndex : m_targetIndex);
+    m_currentIndex = moved(m_currentIndex);
+    if (m_imageList.empty()) {
+        showNothing(u"โฟลเดอร์ว่างแล้ว — กด O เปิดใหม่"_s);
+        return;
+    }
+    updateInfoText();
+    pumpLoad();
+}
+
+void Browser::changeList()
+{
+    ++m_generation;
+    m_isShown = false;
+    m_cache.clear();
+    m_loupe.dropFullImage();
+    Q_EMIT leaving();
+    Q_EMIT listChanged();
+}
+
+void Browser::showNothing(const QString &info)
+{
+    m_labels.showInfo(info);
+    m_screen.showNothing();
+}
+
+bool Browser::isInList(int index) const
+{
+    return index >= 0 && static_cast<std::size_t>(index) < m_imageList.size();
+}
+
+const std::filesystem::path &Browser::currentUrl() const
+{
+    return m_imageList[static_cast<std::size_t>(m_currentIndex)];
+}
+
+bool Browser::isCurrentShown() const
+{
+    return m_isShown && isInList(m_currentIndex) && !m_screen.currentThumb().isNull();
+}
+
+void Browser::updateInfoText()
+{
+    if (!isInList(m_targetIndex))
+        return;
+    m_labels.showInfo(infoText(m_targetIndex, static_cast<int>(m_imageList.size()),
+                               m_imageList[static_cast<std::size_t>(m_targetIndex)], m_isEdited()));
+}
+
+void Browser::navigate(int step)
+{
+    if (m_imageList.empty())
+        return;
+    jumpTo(clamped(m_targetIndex + step, 0, static_cast<int>(m_imageList.size()) - 1));
+}
+
+void Browser::jumpTo(int index)
+{
+    if (m_screen.isCropping() || !isInList(index) || index == m_targetIndex)
+        return;
+    Q_EMIT leaving();
+    m_targetIndex = index;
+    updateInfoText();
+    pumpLoad();
+}
+
+void Browser::stayHere()
+{
+    if (m_targetIndex == m_currentIndex)
+        return;
+    m_targetIndex = m_currentIndex;
+    updateInfoText();
+}
+
+void Browser::pumpLoad()
+{
+    const int target = m_targetIndex;
+    if (m_isLoading || !isInList(target))
+        return;
+    if (const auto picture = m_cache.get(target)) {
+        display(*picture, target);
+        return;
+    }
+    m_isLoading = true;
+    m_loadQueue.run<DisplayPicture>(
+        this, {
+                  .work =
+                      [&reader = m_reader, url = m_imageList[static_cast<std::size_t>(target)],
+                       screen = m_screen.displayTarget()](const std::stop_token &stop) {
+                          return reader.loadDisplayPicture(url, screen, stop);
+                      },
+                  // A picture of an earlier list would stand under a wrong name.
+                  .stillApplies = [this, generation =
+                                             m_generation] { return generation == m_generation; },
+                  .use = [this, target](const auto &picture) { loadFinished(picture, target); },
+                  .otherwise =
+                      [this] {
+                          m_isLoading = false;
+                          if (!m_screen.isCropping())
+                              pumpLoad();
+                      },
+              });
+}
+
+void Browser::loadFinished(const DisplayPicture &picture, int index)
+{
+    m_isLoading = false;
+    if (!picture.isNull())
+        m_cache.set(index, picture);
+    if (m_screen.isCropping()) { // nothing may take the place of what lies under the box
+        m_cache.evict(m_targetIndex);
+        return;
+    }
+    // One that the user has moved on from is shown all the same: it keeps the screen moving while a
+    // key is held.
+    if (!picture.isNull())
+        display(picture, index);
+    if (m_targetIndex != index)
+        pumpLoad();
+}
+
+void Browser::display(const DisplayPicture &picture, int index)
+{
+    m_currentIndex = index;
+    m_isShown = true;
+    m_screen.setCurrentPixelSize({});
+    m_loupe.dropFullImage(); // of another picture: it must not take this one's place
+    m_screen.showThumb(picture);
+    if (const Image &rendition = m_screen.imageLayer().rendition;
+        !rendition.isSameAs(picture.rendition))
+        m_cache.set(index, {picture.image, rendition});
+    m_cache.evict(m_targetIndex);
+    Q_EMIT shown();
+}
+
+} // namespace tavolin

@@ -1,0 +1,114 @@
+#pragma once
+// The list of pictures, the position in it, and the load pump: the target moves at once, one decode
+// runs at a time, always for the newest target, and whatever it gives is shown.
+
+#include "browse/ThumbCache.h"
+#include "pixels/DisplayPicture.h"
+
+#include <QObject>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace tavolin {
+
+class BackgroundQueue;
+class Labels;
+class Loupe;
+class PictureReader;
+class Screen;
+
+/// Owns the list and the position. Indices count from 0 and mean something only in the list of one
+/// generation.
+class Browser : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @p isEdited tells whether the picture on screen has edits, for the info line.
+    Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &loadQueue,
+            const PictureReader &reader, std::function<bool()> isEdited)
+        : m_screen(screen), m_labels(labels), m_loupe(loupe), m_loadQueue(loadQueue),
+          m_reader(reader), m_isEdited(std::move(isEdited))
+    {}
+
+    /// Opens a folder, or the folder of a file at that file. Does nothing when nothing is there.
+    void openPath(const std::filesystem::path &url);
+    /// Lists, sorts and shows @p folder, starting at @p startAt if that is in it.
+    void openFolder(const std::filesystem::path &folder,
+                    const std::optional<std::filesystem::path> &startAt);
+
+    /// Moves the target by @p step, stopping at the ends of the list.
+    void navigate(int step);
+    /// Moves the target to @p index, if that is in the list; not in crop mode.
+    void jumpTo(int index);
+    /// Makes the picture on screen the target again.
+    void stayHere();
+    /// Shows the target's picture: at once if it is ready, else when it has been decoded. Does
+    /// nothing while a decode is under way, whose end asks again.
+    void pumpLoad();
+    /// Takes the entry @p index out; what was behind it moves up and takes its place.
+    void removeFromList(int index);
+    /// Says that the screen shows what no file holds, until the next picture.
+    void forgetShown() { m_isShown = false; }
+
+    /// Rebuilds the info line from the list and the target; leaves it alone without a list.
+    void updateInfoText();
+
+    [[nodiscard]] const std::vector<std::filesystem::path> &imageList() const
+    {
+        return m_imageList;
+    }
+    [[nodiscard]] bool isInList(int index) const;
+    /// Where the user wants to be.
+    [[nodiscard]] int targetIndex() const { return m_targetIndex; }
+    /// Whose picture is on screen, if isCurrentShown().
+    [[nodiscard]] int currentIndex() const { return m_currentIndex; }
+    /// The file at currentIndex(), which must be in the list.
+    [[nodiscard]] const std::filesystem::path &currentUrl() const;
+    /// Whether the picture on screen is that of the file at currentIndex().
+    [[nodiscard]] bool isCurrentShown() const;
+    /// How many folders have been opened.
+    [[nodiscard]] std::uint64_t opening() const { return m_opening; }
+    /// How many lists there have been: results for an older one don't apply.
+    [[nodiscard]] std::uint64_t generation() const { return m_generation; }
+    /// Display pictures of the list, by index.
+    [[nodiscard]] ThumbCache &cache() { return m_cache; }
+
+Q_SIGNALS:
+    /// Another list is about to take the place of this one.
+    void aboutToOpen();
+    /// The target is about to leave the picture on screen, or the list has changed under it.
+    void leaving();
+    /// The list has changed: indices mean other files.
+    void listChanged();
+    /// A picture has been put on screen.
+    void shown();
+
+private:
+    void changeList();
+    void showNothing(const QString &info);
+    void loadFinished(const DisplayPicture &picture, int index);
+    void display(const DisplayPicture &picture, int index);
+
+    Screen &m_screen;
+    Labels &m_labels;
+    Loupe &m_loupe;
+    BackgroundQueue &m_loadQueue;
+    const PictureReader &m_reader;
+    std::function<bool()> m_isEdited;
+    std::vector<std::filesystem::path> m_imageList;
+    std::uint64_t m_opening = 0;
+    std::uint64_t m_generation = 0;
+    int m_targetIndex = 0;
+    int m_currentIndex = 0;
+    bool m_isShown = false;
+    bool m_isLoading = false; // a decode started by the pump is under way
+    ThumbCache m_cache;
+};
+
+} // namespace tavolin

@@ -1,0 +1,68 @@
+#include "browse/PhotoLine.h"
+
+#include "browse/Browser.h"
+#include "browse/PhotoInfo.h"
+#include "pixels/PictureReader.h"
+#include "platform/Background.h"
+#include "screen/Labels.h"
+#include "screen/Screen.h"
+
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace tavolin {
+
+namespace {
+
+/// After the last picture shown; later than the prefetch, whose decodes go first.
+constexpr auto EXIF_DELAY = 250ms;
+
+} // namespace
+
+PhotoLine::PhotoLine(const Browser &browser, Screen &screen, Labels &labels, BackgroundQueue &queue,
+                     const PictureReader &reader, std::function<bool()> isEdited)
+    : m_browser(browser), m_screen(screen), m_labels(labels), m_queue(queue), m_reader(reader),
+      m_isEdited(std::move(isEdited))
+{
+    m_exifTimer.setSingleShot(true);
+    m_exifTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_exifTimer, &QTimer::timeout, this, &PhotoLine::loadExif);
+    connect(&browser, &Browser::shown, this, &PhotoLine::scheduleExif);
+}
+
+void PhotoLine::scheduleExif()
+{
+    m_labels.showDetail({});
+    m_exifTimer.start(EXIF_DELAY);
+}
+
+void PhotoLine::loadExif()
+{
+    const int index = m_browser.currentIndex();
+    if (!m_browser.isInList(index))
+        return;
+    m_queue.run<PhotoInfo>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
+                    return photoInfo(reader.readPhotoFacts(url, stop));
+                },
+            // Facts of another picture than the one on screen are of no use.
+            .stillApplies =
+                [this, index, generation = m_browser.generation()] {
+                    return generation == m_browser.generation() &&
+                           index == m_browser.currentIndex();
+                },
+            .use =
+                [this](const PhotoInfo &info) {
+                    if (!m_isEdited())
+                        m_screen.setCurrentPixelSize(info.pixelSize);
+                    m_labels.showDetail(infoLine(info.segments));
+                },
+        });
+}
+
+} // namespace tavolin

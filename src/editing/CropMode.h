@@ -1,0 +1,106 @@
+#pragma once
+// Crop mode: a box over the picture, and an angle. Applying them works on the full picture, in the
+// background.
+
+#include "editing/CropRatio.h"
+#include "pixels/DisplayPicture.h"
+#include "platform/KeyCodes.h"
+
+#include <QObject>
+#include <QRectF>
+#include <QSizeF>
+
+#include <optional>
+
+class QWidget;
+
+namespace tavolin {
+
+class Browser;
+class CropBar;
+class CropOverlayView;
+class Editor;
+class FilenameJump;
+class Labels;
+class Loupe;
+class PictureReader;
+class Screen;
+
+/// Who crop mode works with; all outlive it.
+struct CropNeighbors
+{
+    QWidget &view; ///< Holds the box and the bar, and dialogs in its window.
+    Screen &screen;
+    Labels &labels;
+    Loupe &loupe;
+    Browser &browser;
+    FilenameJump &search;
+    Editor &editor;
+    const PictureReader &reader;
+};
+
+/// Owns the box, the bar and the angle, and what was on screen before. On while the screen's mode
+/// says so.
+class CropMode : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit CropMode(const CropNeighbors &neighbors);
+
+    /// Lays a crop box over the picture on screen; does nothing without one.
+    void enterCrop();
+    /// Takes the box away; nothing is recorded. Does nothing outside crop mode.
+    void exitCrop();
+    /// Rotates and crops the full picture in the background, then leaves crop mode.
+    void applyCrop();
+
+    /// The commands of the crop bar, in crop mode only.
+    void cropBarRatio(RatioPreset preset);
+    void cropBarCustom();
+    void cropBarFlip();
+    void cropBarAngleReset();
+    /// Turns the picture by @p step degrees more, clockwise, up to the limits.
+    void turnBy(double step);
+    /// Moves the box by an arrow key, or resizes it if @p shift is held.
+    void nudge(KeyCode arrow, bool shift);
+
+    /// Turns the picture to @p angle, in degrees clockwise; in crop mode only.
+    void setCropAngle(double angle);
+    /// The box; null outside crop mode.
+    [[nodiscard]] CropOverlayView *cropOverlay() const { return m_cropOverlay; }
+    /// The upper edge of the bar in the view; empty outside crop mode.
+    [[nodiscard]] std::optional<int> cropBarTop() const;
+    /// Puts box and bar at their places in the view as it is.
+    void layout();
+    /// Pixels of the picture that is cropped for each view point; empty while unknown.
+    [[nodiscard]] std::optional<double> imagePixelScale() const;
+
+Q_SIGNALS:
+    /// Box and bar have been put over the picture.
+    void entered();
+
+private:
+    void buildOverlay();
+    void buildCropBar();
+    void endCrop();
+    void editLayoutChanged();
+    void updateCropRotation();
+    void updateCropBar();
+    [[nodiscard]] const Image &previewBase();
+    [[nodiscard]] double neededPreviewScale() const;
+    [[nodiscard]] std::optional<QSizeF> appliedSize() const;
+    [[nodiscard]] std::optional<QSizeF> cropWorkingSize() const;
+
+    CropNeighbors m_with;
+    int m_session = 0; // counts the times that crop mode was entered
+    // Both while in crop mode, and the view's.
+    CropOverlayView *m_cropOverlay = nullptr;
+    CropBar *m_cropBar = nullptr;
+    double m_cropAngle = 0;
+    DisplayPicture m_cropBase; // what was on screen, before any rotation
+    Image m_previewBase;       // its image, no larger than rotating it for the screen needs
+    double m_previewScale = 0; // the size of that to the size of the image
+};
+
+} // namespace tavolin

@@ -1,0 +1,147 @@
+#include "editing/Editor.h"
+
+#include "browse/Browser.h"
+#include "pixels/PictureReader.h"
+#include "platform/Background.h"
+#include "screen/Labels.h"
+#include "screen/Loupe.h"
+#include "screen/Screen.h"
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace tavolin {
+
+namespace {
+
+constexpr QStringView UNDOING = u"⏳ กำลังย้อน...";
+
+} // namespace
+
+Editor::Editor(Browser &browser, Screen &screen, Labels &labels, Loupe &loupe,
+               BackgroundQueue &loadQueue, const PictureReader &reader)
+    : m_browser(browser), m_screen(screen), m_labels(labels), m_loupe(loupe),
+      m_loadQueue(loadQueue), m_reader(reader)
+{
+    connect(&browser, &Browser::leaving, this, &Editor::resetEdits);
+}
+
+void Editor::setEdited(const EditedPicture &picture)
+{
+    m_editedImage = picture.image;
+    m_editsUnsaved = true;
+    showEdited(picture);
+}
+
+void Editor::showEdited(const EditedPicture &picture)
+{
+    m_loupe.zoomEnd(); // the loupe holds what the picture was before
+    m_screen.setCurrentPixelSize(picture.image.size());
+    m_screen.showThumb(picture.display);
+    m_browser.updateInfoText();
+}
+
+void Editor::resetEdits()
+{
+    if (isEdited())
+        m_browser.forgetShown(); // until the next one, the screen shows what no file holds
+    m_editedImage = {};
+    m_editOps.clear();
+    m_editsUnsaved = false;
+    ++m_pictureToken;
+    m_undosUnderWay = 0;
+    dropEditJobs();
+    Q_EMIT editsDropped();
+}
+
+void Editor::dropEditJobs()
+{
+    // The next picture must not wait for work that nobody wants any more.
+    std::exchange(m_jobs, std::stop_source()).request_stop();
+}
+
+void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies,
+                  std::function<void(const CropResult &)> use)
+{
+    m_loadQueue.run<CropResult>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, url = m_browser.currentUrl(), edited = m_editedImage, request,
+                 screen = m_screen.displayTarget()](const std::stop_token &stop) {
+                    return cropPicture(edited.isNull() ? reader.loadFullImage(url, stop) : edited,
+                                       request, screen, stop);
+                },
+            .stillApplies = std::move(stillApplies),
+            .use = std::move(use),
+        },
+        m_jobs);
+}
+
+void Editor::record(const CropResult &result)
+{
+    m_editOps.insert(m_editOps.end(), result.steps.begin(), result.steps.end());
+    setEdited(result.picture);
+}
+
+void Editor::undoEdit()
+{
+    if (m_screen.isCropping())
+        return;
+    if (m_editOps.empty()) {
+        m_labels.showStatus(u"ไม่มีการแก้ไขให้ย้อน"_s, true);
+        return;
+    }
+    m_editOps.pop_back();
+    ++m_undosUnderWay;
+    m_labels.showStatus(UNDOING.toString(), false);
+    m_loadQueue.run<EditedPicture>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, url = m_browser.currentUrl(), steps = m_editOps,
+                 screen = m_screen.displayTarget()](const std::stop_token &stop) {
+                    return replay(reader.loadFullImage(url, stop), steps, screen, stop);
+                },
+            // The edits of a picture that has been left are gone, and its pixels must not take the
+            // place of another's.
+            .stillApplies = [this, token = m_pictureToken] { return token == m_pictureToken; },
+            .use = [this, stepsLeft = m_editOps.size()](
+                       const EditedPicture &picture) { undoFinished(picture, stepsLeft); },
+            .otherwise =
+                [this] {
+                    if (m_labels.statusText() == UNDOING)
+                        m_labels.clearStatus();
+                },
+        },
+        m_jobs);
+}
+
+void Editor::undoFinished(const EditedPicture &picture, std::size_t stepsLeft)
+{
+    --m_undosUnderWay;
+    if (picture.isNull()) {
+        m_labels.showStatus(u"❌ ย้อนไม่สำเร็จ"_s, true);
+        return;
+    }
+    if (stepsLeft > 0) {
+        setEdited(picture);
+        m_labels.showStatus(
+            u"↩️ ย้อนแล้ว (เหลือ %1 ขั้น)"_s.arg(stepsLeft),
+            true);
+        return;
+    }
+    m_editedImage = {};
+    m_editsUnsaved = false;
+    showEdited(picture);
+    m_labels.showStatus(u"↩️ กลับเป็นต้นฉบับแล้ว"_s,
+                        true);
+}
+
+std::optional<QSize> Editor::editSourceSize() const
+{
+    return isEdited() ? m_editedImage.size() : m_screen.currentPixelSize();
+}
+
+} // namespace tavolin

@@ -1,0 +1,86 @@
+#pragma once
+// The edits of the picture on screen: steps over an untouched file. Undo replays all but the last.
+
+#include "editing/EditJobs.h"
+#include "editing/EditOp.h"
+#include "pixels/Image.h"
+
+#include <QObject>
+#include <QSize>
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+namespace tavolin {
+
+class BackgroundQueue;
+class Browser;
+class Labels;
+class Loupe;
+class PictureReader;
+class Screen;
+
+/// Owns the steps, the edited picture and the work on it. The steps lead from the file to the
+/// edited picture, but for the time of an undo, when they are ahead of it.
+class Editor : public QObject
+{
+    Q_OBJECT
+
+public:
+    Editor(Browser &browser, Screen &screen, Labels &labels, Loupe &loupe,
+           BackgroundQueue &loadQueue, const PictureReader &reader);
+
+    /// Takes away the newest step; does nothing in crop mode.
+    void undoEdit();
+    /// Forgets all edits: another picture takes the place of this one.
+    void resetEdits();
+
+    /// Cuts what @p request says out of the picture, in the background, and hands the result, null
+    /// if that failed, to @p use, unless @p stillApplies says no. Only where editSourceSize() is
+    /// known.
+    void crop(const CropRequest &request, std::function<bool()> stillApplies,
+              std::function<void(const CropResult &)> use);
+    /// Gives up the crops and undos under way.
+    void dropEditJobs();
+    /// Makes @p result, which is not null, the newest state, and shows it.
+    void record(const CropResult &result);
+
+    /// Says that the edited picture, as it is, has been saved.
+    void markSaved() { m_editsUnsaved = false; }
+    [[nodiscard]] bool editsUnsaved() const { return m_editsUnsaved && isEdited(); }
+
+    /// At full size, with all steps; null without edits.
+    [[nodiscard]] const Image &editedImage() const { return m_editedImage; }
+    [[nodiscard]] bool isEdited() const { return !m_editedImage.isNull(); }
+    [[nodiscard]] bool hasSteps() const { return !m_editOps.empty(); }
+    [[nodiscard]] bool isUndoing() const { return m_undosUnderWay > 0; }
+    /// Pixels of the picture that the next step works on; empty while unknown.
+    [[nodiscard]] std::optional<QSize> editSourceSize() const;
+
+Q_SIGNALS:
+    /// All edits have been forgotten.
+    void editsDropped();
+
+private:
+    void setEdited(const EditedPicture &picture);
+    void showEdited(const EditedPicture &picture);
+    void undoFinished(const EditedPicture &picture, std::size_t stepsLeft);
+
+    Browser &m_browser;
+    Screen &m_screen;
+    Labels &m_labels;
+    Loupe &m_loupe;
+    BackgroundQueue &m_loadQueue;
+    const PictureReader &m_reader;
+    Image m_editedImage;
+    std::vector<EditOp> m_editOps; // oldest first
+    bool m_editsUnsaved = false;
+    int m_pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
+    int m_undosUnderWay = 0; // since then
+    std::stop_source m_jobs; // ends the crops and undos under way
+};
+
+} // namespace tavolin

@@ -1,0 +1,73 @@
+#include "screen/Labels.h"
+
+#include "screen/OverlayGeometry.h"
+#include "screen/TextLabel.h"
+
+#include <chrono>
+
+using namespace std::chrono_literals;
+
+namespace tavolin {
+
+namespace {
+
+/// How long a message about a finished command stays.
+constexpr auto STATUS_TIME = 1400ms;
+/// NEON at 85 %.
+const QColor DETAIL_COLOR(NEON.red(), NEON.green(), NEON.blue(), 217);
+
+} // namespace
+
+Labels::Labels(QWidget &view)
+    : m_view(view), m_infoLabel(new TextLabel(14, Qt::AlignLeft, &view)),
+      m_detailLabel(new TextLabel(12, Qt::AlignLeft, &view)),
+      m_statusLabel(new TextLabel(20, Qt::AlignHCenter, &view))
+{
+    m_detailLabel->setColor(DETAIL_COLOR);
+    m_statusTimer.setSingleShot(true);
+    m_statusTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_statusTimer, &QTimer::timeout, this, &Labels::clearStatus);
+}
+
+void Labels::showStatus(const QString &text, bool autoClear)
+{
+    m_statusLabel->setText(text);
+    m_statusTimer.stop();
+    if (autoClear)
+        m_statusTimer.start(STATUS_TIME);
+}
+
+void Labels::clearStatus()
+{
+    m_statusLabel->setText({});
+}
+
+const QString &Labels::statusText() const
+{
+    return m_statusLabel->text();
+}
+
+void Labels::showInfo(const QString &text)
+{
+    m_infoLabel->setText(text);
+}
+
+void Labels::showDetail(const QString &text)
+{
+    m_detailLabel->setText(text);
+}
+
+void Labels::layout(std::optional<int> cropBarTop)
+{
+    const LabelRects rects = labelRects(m_view.size(), cropBarTop);
+    m_infoLabel->setGeometry(rects.info);
+    m_detailLabel->setGeometry(rects.detail);
+    m_statusLabel->setGeometry(rects.status);
+}
+
+void Labels::raiseStatus()
+{
+    m_statusLabel->raise();
+}
+
+} // namespace tavolin

@@ -1,0 +1,52 @@
+#pragma once
+// The three lines of text over the picture: where the user is, the facts of the photo, and what has
+// become of a command.
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <optional>
+
+class QWidget;
+
+namespace tavolin {
+
+class TextLabel;
+
+/// Owns the lines and what is on them. The widgets belong to the view that they lie in, which must
+/// outlive every call.
+class Labels : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Labels(QWidget &view);
+
+    /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
+    void showStatus(const QString &text, bool autoClear);
+    /// Empties the status line.
+    void clearStatus();
+    [[nodiscard]] const QString &statusText() const;
+    /// Whether a message is going to be cleared by itself.
+    [[nodiscard]] bool isStatusTemporary() const { return m_statusTimer.isActive(); }
+
+    /// Shows @p text on the info line, which stands at the top.
+    void showInfo(const QString &text);
+    /// Shows @p text on the line of details below it.
+    void showDetail(const QString &text);
+
+    /// Puts the lines where they belong in the view as it is; see labelRects().
+    void layout(std::optional<int> cropBarTop);
+    /// Brings the status line before what was put over the picture after it.
+    void raiseStatus();
+
+private:
+    QWidget &m_view;
+    TextLabel *m_infoLabel;
+    TextLabel *m_detailLabel;
+    TextLabel *m_statusLabel;
+    QTimer m_statusTimer;
+};
+
+} // namespace tavolin
