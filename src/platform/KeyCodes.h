@@ -20,7 +20,6 @@ enum class KeyCode : std::uint16_t {
     Z = 6,
     X = 7,
     Q = 12,
-    R = 15,
     T = 17,
     Digit1 = 18,
     Digit2 = 19,

@@ -38,7 +38,6 @@ constexpr Key KEYS[] = {
     {"Z", KeyCode::Z, 6, 44, Qt::Key_Z},
     {"X", KeyCode::X, 7, 45, Qt::Key_X},
     {"Q", KeyCode::Q, 12, 16, Qt::Key_Q},
-    {"R", KeyCode::R, 15, 19, Qt::Key_R},
     {"T", KeyCode::T, 17, 20, Qt::Key_T},
     {"Digit1", KeyCode::Digit1, 18, 2, Qt::Key_1},
     {"Digit2", KeyCode::Digit2, 19, 3, Qt::Key_2},
