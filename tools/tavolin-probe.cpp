@@ -5,6 +5,7 @@
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
 #include "pixels/Color.h"
+#include "screen/QtImage.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -200,7 +201,7 @@ bool probe(const std::filesystem::path &file, const Request &request)
     if (!isShown || !request.png)
         return isShown;
     const QString out = QString::fromStdString(request.png->native());
-    if (tavolin::toSrgb(picture).toQImage().save(out, "PNG"))
+    if (tavolin::toQImage(tavolin::toSrgb(picture)).save(out, "PNG"))
         return true;
     std::fprintf(stderr, "tavolin-probe: can't write %s\n", request.png->c_str());
     return false;

@@ -58,22 +58,6 @@ bool Image::isSameAs(const Image &other) const
     return m_pixels == other.m_pixels && m_size == other.m_size && m_stride == other.m_stride;
 }
 
-QImage Image::toQImage() const
-{
-    if (isNull())
-        return {};
-    const auto format =
-        m_alpha == Alpha::Opaque ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied;
-    auto *owner = new std::shared_ptr<const Pixel>(m_pixels);
-    return {reinterpret_cast<const uchar *>(m_pixels.get()),
-            width(),
-            height(),
-            static_cast<qsizetype>(m_stride * std::ptrdiff_t{sizeof(Pixel)}),
-            format,
-            [](void *held) { delete static_cast<std::shared_ptr<const Pixel> *>(held); },
-            owner};
-}
-
 PixelBuffer::PixelBuffer(QSize size)
 {
     if (size.isEmpty())

@@ -3,7 +3,6 @@
 // Coordinates are pixels, origin at the top left, y downward. Usable from any thread.
 
 #include <QByteArray>
-#include <QImage>
 #include <QRect>
 #include <QSize>
 
@@ -54,9 +53,6 @@ public:
 
     /// Whether both are the same picture: the same pixels in memory, not merely equal ones.
     [[nodiscard]] bool isSameAs(const Image &other) const;
-
-    /// The picture as Qt's type, for painting and for Qt's writers. Shares the pixels.
-    [[nodiscard]] QImage toQImage() const;
 
 private:
     std::shared_ptr<const Pixel> m_pixels;

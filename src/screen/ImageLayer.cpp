@@ -2,6 +2,7 @@
 
 #include "pixels/DisplayPicture.h"
 #include "pixels/Geometry.h"
+#include "screen/QtImage.h"
 
 #include <QPainter>
 #include <QRegion>
@@ -28,7 +29,7 @@ QRect paintStretched(QPainter &painter, const ImageLayer &layer, const QRect &vi
     if (layer.contents.alpha() != Alpha::Opaque)
         painter.fillRect(seen, Qt::black);
     if (frame.size() == image) {
-        painter.drawImage(seen.topLeft(), layer.contents.toQImage(),
+        painter.drawImage(seen.topLeft(), toQImage(layer.contents),
                           seen.translated(-frame.topLeft()));
         return seen;
     }
@@ -36,7 +37,7 @@ QRect paintStretched(QPainter &painter, const ImageLayer &layer, const QRect &vi
     const double down = static_cast<double>(image.height()) / frame.height();
     const QPointF offset = seen.topLeft() - frame.topLeft();
     painter.setRenderHint(QPainter::SmoothPixmapTransform, !isWholeMultiple(frame.size(), image));
-    painter.drawImage(QRectF(seen), layer.contents.toQImage(),
+    painter.drawImage(QRectF(seen), toQImage(layer.contents),
                       QRectF(offset.x() * across, offset.y() * down, seen.width() * across,
                              seen.height() * down));
     return seen;
@@ -61,7 +62,7 @@ void paintLayer(QPainter &painter, const ImageLayer &layer, QSize viewSize, doub
     else if (!layer.rendition.isNull()) {
         picture = toDevicePixels(fitRect(layer.frame, layer.contents.size()), scale);
         picture.setSize(layer.rendition.size());
-        painter.drawImage(picture.topLeft(), layer.rendition.toQImage());
+        painter.drawImage(picture.topLeft(), toQImage(layer.rendition));
     }
     for (const QRect &black : QRegion(view) - picture)
         painter.fillRect(black, Qt::black);

@@ -39,7 +39,6 @@ TEST(Image, IsNullByDefault)
 {
     EXPECT_TRUE(Image().isNull());
     EXPECT_TRUE(Image().size().isEmpty());
-    EXPECT_TRUE(Image().toQImage().isNull());
     EXPECT_TRUE(Image().cropped({0, 0, 1, 1}).isNull());
 }
 
@@ -126,40 +125,6 @@ TEST(Image, WithProfileSharesThePixels)
     EXPECT_TRUE(other.isSameAs(image));
     EXPECT_EQ(other.iccProfile(), "new");
     EXPECT_EQ(image.iccProfile(), "old");
-}
-
-TEST(Image, QImageSharesThePixels)
-{
-    const Image image = numbered();
-    const QImage shared = image.toQImage();
-    EXPECT_EQ(shared.size(), QSize(4, 3));
-    EXPECT_EQ(shared.format(), QImage::Format_RGB32);
-    EXPECT_EQ(reinterpret_cast<const Pixel *>(shared.constScanLine(1)), image.row(1));
-}
-
-TEST(Image, QImageOfACropHasThePartsPixels)
-{
-    const QImage shared = numbered().cropped({2, 1, 2, 2}).toQImage();
-    EXPECT_EQ(shared.size(), QSize(2, 2));
-    EXPECT_EQ(shared.pixel(0, 0), 0xff000012);
-    EXPECT_EQ(shared.pixel(1, 1), 0xff000023);
-}
-
-TEST(Image, QImageOfAnImageWithAlphaIsPremultiplied)
-{
-    const Image image = makeImage(
-        {1, 1}, [](int, int) { return 0x80402010; }, Alpha::Premultiplied);
-    EXPECT_EQ(image.toQImage().format(), QImage::Format_ARGB32_Premultiplied);
-}
-
-TEST(Image, QImageKeepsThePixelsAlive)
-{
-    bool isFreed = false;
-    QImage shared = watched(isFreed).toQImage();
-    EXPECT_FALSE(isFreed);
-    EXPECT_EQ(shared.pixel(1, 1), RED);
-    shared = {};
-    EXPECT_TRUE(isFreed);
 }
 
 TEST(PixelBuffer, OfAnEmptySizeIsNull)

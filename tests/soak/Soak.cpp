@@ -5,6 +5,7 @@
 #include "e2e/WaitUntil.h"
 #include "pixels/Color.h"
 #include "pixels/Geometry.h"
+#include "screen/QtImage.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
@@ -540,7 +541,7 @@ Soak::Verdict Soak::judgePicture()
 bool Soak::hasExpectation(const fs::path &file)
 {
     if (file != m_expectedFile || m_expectedSince != m_opened) {
-        m_expected = toSrgb(loadThumbnail(file, EXPECTED_SIDE)).toQImage();
+        m_expected = toQImage(toSrgb(loadThumbnail(file, EXPECTED_SIDE)));
         m_expectedFile = file;
         m_expectedSince = m_opened;
     }

@@ -1,0 +1,13 @@
+#pragma once
+// Our pictures as Qt's.
+
+#include "pixels/Image.h"
+
+#include <QImage>
+
+namespace tavolin {
+
+/// @p image as Qt's type, for painting and for Qt's writers. Shares the pixels.
+[[nodiscard]] QImage toQImage(const Image &image);
+
+} // namespace tavolin
