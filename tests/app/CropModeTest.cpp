@@ -656,6 +656,20 @@ TEST_F(CropMode, EscapeAbandonsACropUnderWay)
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
 }
 
+TEST_F(CropMode, AbandonedCropSaysNothingToTheNextOne)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    const int seen = mailbox.deliveries;
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape);
+    press(Qt::Key_X);
+    ASSERT_TRUE(waitForLoads(seen + 1));
+    EXPECT_NE(overlay(), nullptr);
+    EXPECT_EQ(statusText(), "");
+}
+
 TEST_F(CropMode, SecondReturnDoesNotCropTwice)
 {
     ASSERT_TRUE(openPictures());
