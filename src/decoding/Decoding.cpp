@@ -2,7 +2,6 @@
 
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
-#include "decoding/Properties.h"
 #include "pixels/FileExtensions.h"
 
 #include <utility>
@@ -49,12 +48,7 @@ std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url, std::
 {
     try {
         const auto file = SourceFile::open(url, std::move(stop));
-        auto metadata = file ? readMetadata(*file, thumbnailRuleFor(url)) : std::nullopt;
-        if (!metadata)
-            return std::nullopt;
-        const auto properties = readProperties(*file);
-        return PhotoFacts{std::move(*metadata), static_cast<std::uintmax_t>(file->size()),
-                          properties ? properties->orientation : Orientation::Upright};
+        return file ? readFacts(*file, thumbnailRuleFor(url)) : std::nullopt;
     } catch (...) {
         // Memory is lacking.
         return std::nullopt;

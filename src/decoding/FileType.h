@@ -21,4 +21,14 @@ enum class FileType : std::uint8_t {
 /// What the first bytes of @p file say.
 [[nodiscard]] FileType sniffFileType(const SourceFile &file);
 
+/// A file, which must outlive this, with its type: made of a file wherever one is asked for, and
+/// passed on from there, so that nobody needs to look again.
+struct SniffedFile
+{
+    SniffedFile(const SourceFile &file) : source(file), type(sniffFileType(file)) {}
+
+    const SourceFile &source;
+    FileType type;
+};
+
 } // namespace tavolin

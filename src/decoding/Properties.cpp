@@ -14,10 +14,10 @@ std::optional<QSize> checkedSize(std::uint64_t width, std::uint64_t height)
     return QSize(static_cast<int>(width), static_cast<int>(height));
 }
 
-std::optional<ImageProperties> readProperties(const SourceFile &file)
+std::optional<ImageProperties> readProperties(const SniffedFile &file)
 {
-    FieldReader fields(file);
-    switch (sniffFileType(file)) {
+    FieldReader fields(file.source);
+    switch (file.type) {
     case FileType::Unknown:
         break;
     case FileType::Jpeg:
@@ -29,7 +29,7 @@ std::optional<ImageProperties> readProperties(const SourceFile &file)
     case FileType::WebP:
         return readWebPHeader(fields);
     case FileType::Tiff:
-        return readTiffHeader(fields, 0, file.size(), false);
+        return readTiffHeader(fields, 0, fields.size(), false);
     case FileType::Heif:
         return readHeifHeader(fields);
     case FileType::Raw:

@@ -3,7 +3,6 @@
 // metadata library (and its mutex).
 
 #include "decoding/FileType.h"
-#include "decoding/SourceFile.h"
 #include "pixels/Orientation.h"
 
 #include <QSize>
@@ -32,6 +31,6 @@ struct ImageProperties
 
 /// The properties of the first picture in @p file, by its content: for a raw file those of the raw
 /// picture, not of a preview. Empty when there is no size to be found. Reads headers only.
-[[nodiscard]] std::optional<ImageProperties> readProperties(const SourceFile &file);
+[[nodiscard]] std::optional<ImageProperties> readProperties(const SniffedFile &file);
 
 } // namespace tavolin

@@ -4,30 +4,31 @@
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/codecs/QtCodec.h"
 #include "decoding/codecs/RawCodec.h"
-#include "decoding/Properties.h"
 #include "pixels/Limits.h"
 
 namespace tavolin {
 
 namespace {
 
+using Properties = std::optional<ImageProperties>;
+
 /// The full picture of a file that is no raw container, or null.
-Image decodeContent(const SourceFile &file, FileType type, int maxPixel)
+Image decodeContent(const SniffedFile &file, const Properties &properties, int maxPixel)
 {
-    if (type == FileType::Heif)
-        return decodeHeif(file, maxPixel);
-    const auto properties = readProperties(file);
+    if (file.type == FileType::Heif)
+        return decodeHeif(file.source, maxPixel);
     if (!properties || !isWithinLimits(properties->stored))
         return {};
-    const Image stored = type == FileType::Jpeg ? decodeJpeg(file, maxPixel, properties->colorHint)
-                                                : decodeWithQt(file, type, maxPixel);
+    const Image stored = file.type == FileType::Jpeg
+                             ? decodeJpeg(file.source, maxPixel, properties->colorHint)
+                             : decodeWithQt(file.source, file.type, maxPixel);
     return turnedUpright(stored, properties->orientation);
 }
 
-Image decode(const SourceFile &file, int maxPixel, ThumbnailRule rule)
+Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
 {
-    const FileType type = sniffFileType(file);
-    switch (type) {
+    const Properties properties = readProperties(file);
+    switch (file.type) {
     case FileType::Unknown:
         // Some old raw formats have no mark of their own.
         if (rule == ThumbnailRule::FromImageAlways)
@@ -36,30 +37,28 @@ Image decode(const SourceFile &file, int maxPixel, ThumbnailRule rule)
     case FileType::Raw:
         break;
     case FileType::Tiff:
-        if (rule == ThumbnailRule::FromImageAlways) {
-            const auto properties = readProperties(file);
-            return properties && properties->isRaw ? renderRaw(file, maxPixel)
-                                                   : decodeContent(file, type, maxPixel);
-        }
+        if (rule == ThumbnailRule::FromImageAlways)
+            return properties && properties->isRaw ? renderRaw(file.source, maxPixel)
+                                                   : decodeContent(file, properties, maxPixel);
         break;
     default:
-        return decodeContent(file, type, maxPixel);
+        return decodeContent(file, properties, maxPixel);
     }
 
     Image result;
     if (rule == ThumbnailRule::FromImageIfAbsent)
-        result = decodeRawPreview(file, maxPixel);
+        result = decodeRawPreview(file.source, properties, maxPixel);
     if (result.isNull())
-        result = renderRaw(file, maxPixel);
+        result = renderRaw(file.source, maxPixel);
     // LibRaw has nothing to say about a plain TIFF under a raw name.
-    if (result.isNull() && type == FileType::Tiff)
-        result = decodeContent(file, type, maxPixel);
+    if (result.isNull() && file.type == FileType::Tiff)
+        result = decodeContent(file, properties, maxPixel);
     return result;
 }
 
 } // namespace
 
-Image createThumbnail(const SourceFile &file, int maxPixel, ThumbnailRule rule)
+Image createThumbnail(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
 {
     if (maxPixel < 1)
         return {};
@@ -71,17 +70,22 @@ Image createThumbnail(const SourceFile &file, int maxPixel, ThumbnailRule rule)
     }
 }
 
-std::optional<QSize> readUprightSize(const SourceFile &file, ThumbnailRule rule)
+std::optional<QSize> readUprightSize(const SniffedFile &file, ThumbnailRule rule)
 {
-    const FileType type = sniffFileType(file);
+    return uprightSizeOf(file, rule, readProperties(file));
+}
+
+std::optional<QSize> uprightSizeOf(const SniffedFile &file, ThumbnailRule rule,
+                                   const Properties &properties)
+{
     const bool mayBeRaw =
-        type == FileType::Raw || type == FileType::Tiff || type == FileType::Unknown;
-    std::optional<ImageProperties> properties;
-    if (type == FileType::Raw || (rule == ThumbnailRule::FromImageIfAbsent && mayBeRaw))
-        properties = readRawProperties(file);
-    if (!properties)
-        properties = readProperties(file);
-    return properties ? std::optional(properties->upright()) : std::nullopt;
+        file.type == FileType::Raw || file.type == FileType::Tiff || file.type == FileType::Unknown;
+    Properties found;
+    if (file.type == FileType::Raw || (rule == ThumbnailRule::FromImageIfAbsent && mayBeRaw))
+        found = readRawProperties(file.source);
+    if (!found)
+        found = properties;
+    return found ? std::optional(found->upright()) : std::nullopt;
 }
 
 } // namespace tavolin

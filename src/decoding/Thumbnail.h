@@ -1,7 +1,7 @@
 #pragma once
 // From a file's bytes to an upright picture of a given size. Usable from any thread.
 
-#include "decoding/SourceFile.h"
+#include "decoding/Properties.h"
 #include "pixels/Image.h"
 
 #include <QSize>
@@ -21,10 +21,14 @@ enum class ThumbnailRule : std::uint8_t {
 /// The picture in @p file, upright, its longest side at most @p maxPixel and never enlarged; what
 /// kind of file it is is decided by its content. Colours are in the profile that the picture
 /// carries. Null when it can't be decoded.
-[[nodiscard]] Image createThumbnail(const SourceFile &file, int maxPixel, ThumbnailRule rule);
+[[nodiscard]] Image createThumbnail(const SniffedFile &file, int maxPixel, ThumbnailRule rule);
 
 /// The full size of the picture in @p file, upright, from its headers. For a raw file that of the
 /// raw picture. Empty when there is none to be found.
-[[nodiscard]] std::optional<QSize> readUprightSize(const SourceFile &file, ThumbnailRule rule);
+[[nodiscard]] std::optional<QSize> readUprightSize(const SniffedFile &file, ThumbnailRule rule);
+
+/// The same for a file whose headers say @p properties.
+[[nodiscard]] std::optional<QSize> uprightSizeOf(const SniffedFile &file, ThumbnailRule rule,
+                                                 const std::optional<ImageProperties> &properties);
 
 } // namespace tavolin

@@ -53,7 +53,8 @@ constexpr quint16 LENS = 0xa434;
 
 std::optional<PhotoMetadata> read(const QByteArray &bytes)
 {
-    return readMetadata(fileOf(bytes), ThumbnailRule::FromImageAlways);
+    const auto found = readFacts(fileOf(bytes), ThumbnailRule::FromImageAlways);
+    return found ? std::optional(found->metadata) : std::nullopt;
 }
 
 /// The same, of a file that must be a picture.
@@ -286,10 +287,8 @@ TEST(Metadata, IsThereWithoutASize)
 
 TEST(Metadata, IsMissingOnceAskedToStop)
 {
-    EXPECT_FALSE(
-        readMetadata(test::stoppedFileOf(generated(".jpg")), ThumbnailRule::FromImageAlways));
-    EXPECT_FALSE(
-        readMetadata(test::stoppedFileOf(generated(".tif")), ThumbnailRule::FromImageAlways));
+    EXPECT_FALSE(readFacts(test::stoppedFileOf(generated(".jpg")), ThumbnailRule::FromImageAlways));
+    EXPECT_FALSE(readFacts(test::stoppedFileOf(generated(".tif")), ThumbnailRule::FromImageAlways));
 }
 
 TEST(Metadata, OfABigEndianStreamIsRead)
@@ -526,10 +525,10 @@ TEST_P(MetadataOfLargeFile, IsReadFromALittleOfIt)
     const auto before = bytesReadSoFar();
     if (!before)
         GTEST_SKIP() << "this system does not tell what was read";
-    const auto metadata = readMetadata(*file, ThumbnailRule::FromImageAlways);
+    const auto found = readFacts(*file, ThumbnailRule::FromImageAlways);
     const std::int64_t readBytes = bytesReadSoFar().value_or(0) - *before;
-    ASSERT_TRUE(metadata);
-    EXPECT_EQ(metadata->iso, 100);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->metadata.iso, 100);
     EXPECT_LT(readBytes, LITTLE);
 }
 

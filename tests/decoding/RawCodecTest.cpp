@@ -25,7 +25,8 @@ constexpr int RENDERING_TOLERANCE = 40;
 
 Image preview(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
-    return decodeRawPreview(fileOf(bytes), maxPixel);
+    const SourceFile file = fileOf(bytes);
+    return decodeRawPreview(file, readProperties(file), maxPixel);
 }
 
 Image rendering(const QByteArray &bytes, int maxPixel = NO_LIMIT)
@@ -217,7 +218,7 @@ TEST(RawThumbnail, IsNullOnceStopped)
 {
     const QByteArray dng =
         makeDng({.upright = fourQuarters({160, 120}), .previews = {fourQuarters({96, 72})}});
-    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), NO_LIMIT).isNull());
+    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), {}, NO_LIMIT).isNull());
     EXPECT_TRUE(renderRaw(stoppedFileOf(dng), NO_LIMIT).isNull());
 }
 

@@ -209,11 +209,12 @@ int longSide(const Image &image)
     return std::max(image.width(), image.height());
 }
 
-Image preview(const SourceFile &source, int maxPixel)
+Image preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
+              int maxPixel)
 {
     RawFile file(source);
     PreviewFacts facts;
-    if (const auto properties = readProperties(source))
+    if (properties)
         facts = {properties->orientation, properties->colorHint};
     if (file.isOpen())
         facts.orientation = file.orientation();
@@ -276,9 +277,10 @@ std::optional<ImageProperties> readRawProperties(const SourceFile &file)
     });
 }
 
-Image decodeRawPreview(const SourceFile &file, int maxPixel)
+Image decodeRawPreview(const SourceFile &file, const std::optional<ImageProperties> &properties,
+                       int maxPixel)
 {
-    return guarded<Image>([&] { return preview(file, maxPixel); });
+    return guarded<Image>([&] { return preview(file, properties, maxPixel); });
 }
 
 Image renderRaw(const SourceFile &file, int maxPixel)

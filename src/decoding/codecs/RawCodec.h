@@ -13,10 +13,12 @@ namespace tavolin {
 /// does not.
 [[nodiscard]] std::optional<ImageProperties> readRawProperties(const SourceFile &file);
 
-/// The largest preview embedded in @p file, upright, its longest side at most @p maxPixel. It is
-/// turned by what the raw file says; a preview's own EXIF orientation does not count. Null when
-/// there is none that can be read.
-[[nodiscard]] Image decodeRawPreview(const SourceFile &file, int maxPixel);
+/// The largest preview embedded in @p file, whose headers say @p properties, upright, its longest
+/// side at most @p maxPixel. It is turned by what the raw file says; a preview's own EXIF
+/// orientation does not count. Null when there is none that can be read.
+[[nodiscard]] Image decodeRawPreview(const SourceFile &file,
+                                     const std::optional<ImageProperties> &properties,
+                                     int maxPixel);
 
 /// A rendering of the raw data in sRGB, upright, its longest side at most @p maxPixel: at half the
 /// resolution where that is enough or memory is short. A file that is cut short may give garbage

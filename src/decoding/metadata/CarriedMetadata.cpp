@@ -1,7 +1,6 @@
 #include "decoding/metadata/CarriedMetadata.h"
 
 #include "decoding/codecs/HeifCodec.h"
-#include "decoding/FileType.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
 
@@ -283,7 +282,7 @@ bool isCarried(std::string_view key)
     return !isSmallPicture && std::ranges::none_of(LEFT_BEHIND, begins);
 }
 
-std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSize)
+std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSize)
 {
     // Of these raw files the JPEG is the picture that is seen, and says more than what is around
     // it.
@@ -295,9 +294,9 @@ std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSiz
         addMissing(image.exifData(), inJpeg);
         result = encoded(image, newSize);
     };
-    withMetadata(file, carry);
-    if ((!result || result->exif.isEmpty()) && sniffFileType(file) == FileType::Heif)
-        withMetadata(heifMetadataAsJpeg(file), carry);
+    withMetadata(file.source, carry);
+    if ((!result || result->exif.isEmpty()) && file.type == FileType::Heif)
+        withMetadata(heifMetadataAsJpeg(file.source), carry);
     return result;
 }
 

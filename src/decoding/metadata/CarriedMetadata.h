@@ -1,7 +1,7 @@
 #pragma once
 // What of a picture's metadata goes into an edited copy of it. Usable from any thread.
 
-#include "decoding/SourceFile.h"
+#include "decoding/FileType.h"
 #include "pixels/JpegWriter.h"
 
 #include <QSize>
@@ -19,7 +19,7 @@ namespace tavolin {
 /// Of XMP only the packet counts, not what a JPEG adds to it in further segments.
 /// A block that would not fit into a JPEG's segment loses its largest values, the largest first,
 /// until it does. Empty when the file can't be read; a file without metadata has empty blocks.
-[[nodiscard]] std::optional<JpegMetadata> carriedMetadata(const SourceFile &file, QSize newSize);
+[[nodiscard]] std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSize);
 
 /// Whether the value with Exiv2's @p key is carried over. Not: how the pixels of a TIFF or raw file
 /// lie in it, small pictures for previewing (they would show what was cropped away), and where in

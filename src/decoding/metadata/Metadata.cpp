@@ -209,33 +209,35 @@ std::optional<PhotoMetadata> readStream(const SourceFile &file)
 
 /// All but the pixel size. Exiv2 would want a TIFF or raw file in memory as a whole, which can be
 /// hundreds of megabytes, so these are read here.
-PhotoMetadata readTags(const SourceFile &file)
+PhotoMetadata readTags(const SniffedFile &file)
 {
-    const FileType type = sniffFileType(file);
-    if (type == FileType::Unknown)
+    if (file.type == FileType::Unknown)
         return {};
     const std::optional<SourceFile> jpeg = embeddedJpeg(file);
-    if (auto result = readStream(file)) {
+    if (auto result = readStream(file.source)) {
         // What Panasonic's own directories leave out is in the JPEG.
         if (jpeg)
             addMissing(*result, readWithExiv2(*jpeg));
         return *result;
     }
-    const PhotoMetadata result = readWithExiv2(jpeg ? *jpeg : file);
-    if (type != FileType::Heif || result != PhotoMetadata{})
+    const PhotoMetadata result = readWithExiv2(jpeg ? *jpeg : file.source);
+    if (file.type != FileType::Heif || result != PhotoMetadata{})
         return result;
     // Exiv2 finds nothing in some HEIF files, as in those with an empty profile.
-    return readStream(SourceFile::fromBytes(readHeifMetadata(file).exif, file.stopToken()))
+    return readStream(
+               SourceFile::fromBytes(readHeifMetadata(file.source).exif, file.source.stopToken()))
         .value_or(PhotoMetadata{});
 }
 
 } // namespace
 
-std::optional<SourceFile> embeddedJpeg(const SourceFile &file)
+std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
 {
+    if (file.type != FileType::Raw)
+        return std::nullopt;
     constexpr std::int64_t HEAD_BYTES = 1 << 20;
     constexpr std::uint16_t JPG_FROM_RAW = 0x002e;
-    FieldReader fields(file);
+    FieldReader fields(file.source);
     std::int64_t begin = -1;
     if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
         begin = bigEndian<quint32>(head, 84);
@@ -247,14 +249,16 @@ std::optional<SourceFile> embeddedJpeg(const SourceFile &file)
     } else {
         return std::nullopt;
     }
-    return SourceFile::fromBytes(file.bytesAt(begin, HEAD_BYTES), file.stopToken());
+    return SourceFile::fromBytes(file.source.bytesAt(begin, HEAD_BYTES), file.source.stopToken());
 }
 
-std::optional<PhotoMetadata> readMetadata(const SourceFile &file, ThumbnailRule rule)
+std::optional<PhotoFacts> readFacts(const SniffedFile &file, ThumbnailRule rule)
 {
-    PhotoMetadata result = readTags(file);
-    result.pixelSize = readUprightSize(file, rule);
-    return result == PhotoMetadata{} ? std::nullopt : std::optional(std::move(result));
+    const auto properties = readProperties(file);
+    PhotoFacts facts{readTags(file), static_cast<std::uintmax_t>(file.source.size()),
+                     properties ? properties->orientation : Orientation::Upright};
+    facts.metadata.pixelSize = uprightSizeOf(file, rule, properties);
+    return facts.metadata == PhotoMetadata{} ? std::nullopt : std::optional(std::move(facts));
 }
 
 } // namespace tavolin

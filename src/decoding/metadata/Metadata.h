@@ -1,7 +1,7 @@
 #pragma once
 // What a photo's EXIF data says of how it was taken. Usable from any thread.
 
-#include "decoding/SourceFile.h"
+#include "decoding/FileType.h"
 #include "decoding/Thumbnail.h"
 #include "pixels/PictureReader.h"
 
@@ -11,12 +11,12 @@ namespace tavolin {
 
 /// The beginning of the JPEG that a RAF or RW2 @p file carries, with all that comes before its
 /// pixels; without a byte when it is missing. Empty when the file is another.
-[[nodiscard]] std::optional<SourceFile> embeddedJpeg(const SourceFile &file);
+[[nodiscard]] std::optional<SourceFile> embeddedJpeg(const SniffedFile &file);
 
-/// The metadata of the picture in @p file, whose size is asked for under @p rule. Only the EXIF
-/// tags count, not XMP or what a maker notes. Reads at most some tens of megabytes, whatever a file
-/// claims, and of a HEIF at most what a decode does. Empty when the file is no picture: it has
+/// What the picture in @p file, whose size is asked for under @p rule, says of itself. Only the
+/// EXIF tags count, not XMP or what a maker notes. Reads at most some tens of megabytes, whatever a
+/// file claims, and of a HEIF at most what a decode does. Empty when the file is no picture: it has
 /// neither a size nor any of these tags.
-[[nodiscard]] std::optional<PhotoMetadata> readMetadata(const SourceFile &file, ThumbnailRule rule);
+[[nodiscard]] std::optional<PhotoFacts> readFacts(const SniffedFile &file, ThumbnailRule rule);
 
 } // namespace tavolin
