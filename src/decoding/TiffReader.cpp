@@ -1,21 +1,13 @@
 #include "decoding/TiffReader.h"
 
+#include "decoding/Tags.h"
+
 #include <algorithm>
 #include <limits>
 
 namespace tavolin {
 
 namespace {
-
-/// Types of values, TIFF 6.0 section 2 and BigTIFF.
-enum Type : std::uint16_t {
-    ASCII = 2,
-    SHORT = 3,
-    LONG = 4,
-    IFD = 13,
-    LONG8 = 16,
-    IFD8 = 18,
-};
 
 /// Real files have about ten directories (raw files with previews and masks).
 constexpr std::size_t MAX_DIRECTORIES = 64;
@@ -121,13 +113,13 @@ std::optional<std::uint64_t> TiffReader::integer(const TiffEntry *entry, std::ui
     if (value.empty())
         return std::nullopt;
     switch (entry->type) {
-    case SHORT:
+    case tiff_type::SHORT:
         return number<quint16>(value, 0);
-    case LONG:
-    case IFD:
+    case tiff_type::LONG:
+    case tiff_type::IFD:
         return number<quint32>(value, 0);
-    case LONG8:
-    case IFD8:
+    case tiff_type::LONG8:
+    case tiff_type::IFD8:
         return number<quint64>(value, 0);
     default:
         return std::nullopt;
@@ -136,7 +128,7 @@ std::optional<std::uint64_t> TiffReader::integer(const TiffEntry *entry, std::ui
 
 QByteArray TiffReader::text(const TiffEntry *entry, std::size_t limit)
 {
-    if (!entry || entry->type != ASCII)
+    if (!entry || entry->type != tiff_type::ASCII)
         return {};
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(entry->count, limit));
     const ByteSpan value = bytes(entry->offset, count);

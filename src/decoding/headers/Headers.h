@@ -8,11 +8,17 @@
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 namespace tavolin {
 
 /// The size from @p width and @p height when both are above 0 and fit.
 [[nodiscard]] std::optional<QSize> checkedSize(std::uint64_t width, std::uint64_t height);
+
+/// Whether colours without a profile are Adobe RGB, by EXIF's ColorSpace and the index of the
+/// interoperability directory (DCF 2.0), which is empty where there is none.
+[[nodiscard]] bool saysAdobeRgb(std::optional<std::uint64_t> colorSpace,
+                                std::string_view interopIndex);
 
 /// What an EXIF block says of the picture around it.
 struct ExifFacts

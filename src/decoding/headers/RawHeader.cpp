@@ -1,6 +1,6 @@
 #include "decoding/headers/Boxes.h"
 #include "decoding/headers/Headers.h"
-
+#include "decoding/Tags.h"
 #include "pixels/Limits.h"
 
 #include <algorithm>
@@ -12,12 +12,6 @@ namespace {
 /// Canon's box of metadata in a CR3.
 constexpr std::string_view CANON_UUID =
     "\x85\xc0\xb6\x87\x82\x0f\x11\xe0\x81\x11\xf4\xce\x46\x2b\x6a\x48";
-
-// Tags of RW2's first directory: the edges of the picture on the sensor.
-constexpr std::uint16_t RW2_TOP = 4;
-constexpr std::uint16_t RW2_LEFT = 5;
-constexpr std::uint16_t RW2_BOTTOM = 6;
-constexpr std::uint16_t RW2_RIGHT = 7;
 
 /// CR3: boxes CMT1 and CMT2 are TIFF streams with what is IFD0 and the EXIF directory elsewhere.
 std::optional<ImageProperties> readCr3Header(FieldReader &fields)
@@ -53,7 +47,8 @@ std::optional<ImageProperties> readRw2Header(FieldReader &fields)
         const auto high = tiff->integer(first.find(to));
         return low && high && *high > *low ? *high - *low : 0;
     };
-    const auto size = checkedSize(length(RW2_LEFT, RW2_RIGHT), length(RW2_TOP, RW2_BOTTOM));
+    const auto size =
+        checkedSize(length(tag::RW2_LEFT, tag::RW2_RIGHT), length(tag::RW2_TOP, tag::RW2_BOTTOM));
     if (!size)
         return std::nullopt;
     const ExifFacts exif = readExif(*tiff, first);

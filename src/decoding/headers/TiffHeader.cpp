@@ -1,5 +1,6 @@
 #include "decoding/headers/Headers.h"
 
+#include "decoding/Tags.h"
 #include "pixels/Limits.h"
 
 #include <vector>
@@ -8,14 +9,7 @@ namespace tavolin {
 
 namespace {
 
-// TIFF 6.0, section 8; TIFF/EP; DNG 1.6, chapter 4.
-constexpr std::uint16_t IMAGE_WIDTH = 0x0100;
-constexpr std::uint16_t IMAGE_LENGTH = 0x0101;
-constexpr std::uint16_t PHOTOMETRIC = 0x0106;
-constexpr std::uint16_t MAKE = 0x010f;
-constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
-constexpr std::uint16_t DNG_VERSION = 0xc612;
-
+/// Photometric interpretations of TIFF/EP and DNG.
 constexpr std::uint64_t COLOR_FILTER_ARRAY = 32803;
 constexpr std::uint64_t LINEAR_RAW = 34892;
 
@@ -24,13 +18,13 @@ constexpr std::uint64_t MAX_SUB_DIRECTORIES = 32;
 
 std::optional<QSize> sizeOf(TiffReader &tiff, const TiffDirectory &directory)
 {
-    return checkedSize(tiff.integer(directory.find(IMAGE_WIDTH)).value_or(0),
-                       tiff.integer(directory.find(IMAGE_LENGTH)).value_or(0));
+    return checkedSize(tiff.integer(directory.find(tag::IMAGE_WIDTH)).value_or(0),
+                       tiff.integer(directory.find(tag::IMAGE_LENGTH)).value_or(0));
 }
 
 bool isSensorData(TiffReader &tiff, const TiffDirectory &directory)
 {
-    const auto photometric = tiff.integer(directory.find(PHOTOMETRIC));
+    const auto photometric = tiff.integer(directory.find(tag::PHOTOMETRIC));
     return photometric == COLOR_FILTER_ARRAY || photometric == LINEAR_RAW;
 }
 
@@ -58,7 +52,7 @@ Largest findLargest(TiffReader &tiff, const TiffDirectory &first)
         if (isSensorData(tiff, directory))
             keepLarger(largest.sensor, size);
         pending.push_back(directory.next);
-        const TiffEntry *pointers = directory.find(SUB_DIRECTORIES);
+        const TiffEntry *pointers = directory.find(tag::SUB_DIRECTORIES);
         for (std::uint64_t i = 0; i < MAX_SUB_DIRECTORIES; ++i) {
             const auto offset = tiff.integer(pointers, i);
             if (!offset)
@@ -88,9 +82,9 @@ std::optional<ImageProperties> readTiffHeader(FieldReader &fields, std::int64_t 
     const TiffDirectory first = tiff->directory(tiff->first());
     const ExifFacts exif = readExif(*tiff, first);
     std::optional<QSize> size = sizeOf(*tiff, first);
-    const bool isKnownRaw = isRaw || first.find(DNG_VERSION);
+    const bool isKnownRaw = isRaw || first.find(tag::DNG_VERSION);
     bool hasSensorData = false;
-    if (isKnownRaw || (first.find(MAKE) && first.find(SUB_DIRECTORIES)) ||
+    if (isKnownRaw || (first.find(tag::MAKE) && first.find(tag::SUB_DIRECTORIES)) ||
         isSensorData(*tiff, first)) {
         const Largest largest = findLargest(*tiff, first);
         hasSensorData = largest.sensor.has_value();

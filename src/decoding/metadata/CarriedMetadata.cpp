@@ -1,6 +1,7 @@
 #include "decoding/metadata/CarriedMetadata.h"
 
 #include "decoding/codecs/HeifCodec.h"
+#include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
 
@@ -213,8 +214,10 @@ bool saysAdobeRgb(const Exiv2::ExifData &exif)
 {
     const auto colorSpace = exif.findKey(Exiv2::ExifKey("Exif.Photo.ColorSpace"));
     const auto index = exif.findKey(Exiv2::ExifKey("Exif.Iop.InteroperabilityIndex"));
-    return (colorSpace != exif.end() && colorSpace->count() > 0 && colorSpace->toLong() == 2) ||
-           (index != exif.end() && index->toString() == "R03");
+    const bool hasColorSpace = colorSpace != exif.end() && colorSpace->count() > 0;
+    return tavolin::saysAdobeRgb(hasColorSpace ? std::optional<std::uint64_t>(colorSpace->toLong())
+                                               : std::nullopt,
+                                 index != exif.end() ? index->toString() : std::string());
 }
 
 /// Adds the values of @p other with keys that @p exif has none of.

@@ -4,6 +4,7 @@
 #include "decoding/FieldReader.h"
 #include "decoding/FileType.h"
 #include "decoding/metadata/Exiv2Access.h"
+#include "decoding/Tags.h"
 #include "decoding/TiffReader.h"
 
 #include <QByteArray>
@@ -20,33 +21,25 @@ namespace tavolin {
 
 namespace {
 
-// Types of values, TIFF 6.0 section 2.
-constexpr std::uint16_t ASCII = 2;
-constexpr std::uint16_t LONG = 4;
-constexpr std::uint16_t RATIONAL = 5;
-constexpr std::uint16_t SIGNED_RATIONAL = 10;
-
 /// The most that is taken of a text.
 constexpr std::uint64_t MAX_TEXT_BYTES = FieldReader::CAPACITY;
 
 enum class Directory : std::uint8_t { Main, Exif };
 
-/// EXIF 2.32, 4.6.4 and 4.6.5.
 struct Tag
 {
     std::uint16_t number;
     Directory directory;
 };
 
-constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
-constexpr Tag MAKE{0x010f, Directory::Main};
-constexpr Tag MODEL{0x0110, Directory::Main};
-constexpr Tag EXPOSURE_TIME{0x829a, Directory::Exif};
-constexpr Tag F_NUMBER{0x829d, Directory::Exif};
-constexpr Tag ISO_SPEED_RATINGS{0x8827, Directory::Exif};
-constexpr Tag DATE_TIME_ORIGINAL{0x9003, Directory::Exif};
-constexpr Tag FOCAL_LENGTH{0x920a, Directory::Exif};
-constexpr Tag LENS_MODEL{0xa434, Directory::Exif};
+constexpr Tag MAKE{tag::MAKE, Directory::Main};
+constexpr Tag MODEL{tag::MODEL, Directory::Main};
+constexpr Tag EXPOSURE_TIME{tag::EXPOSURE_TIME, Directory::Exif};
+constexpr Tag F_NUMBER{tag::F_NUMBER, Directory::Exif};
+constexpr Tag ISO_SPEED_RATINGS{tag::ISO_SPEED_RATINGS, Directory::Exif};
+constexpr Tag DATE_TIME_ORIGINAL{tag::DATE_TIME_ORIGINAL, Directory::Exif};
+constexpr Tag FOCAL_LENGTH{tag::FOCAL_LENGTH, Directory::Exif};
+constexpr Tag LENS_MODEL{tag::LENS_MODEL, Directory::Exif};
 
 QString decoded(std::string_view text)
 {
@@ -67,13 +60,13 @@ class StreamTags
 public:
     StreamTags(FieldReader &fields, TiffReader &tiff)
         : m_fields(fields), m_tiff(tiff), m_main(tiff.directory(tiff.first())),
-          m_exif(tiff.directory(m_main.find(EXIF_DIRECTORY)))
+          m_exif(tiff.directory(m_main.find(tag::EXIF_DIRECTORY)))
     {}
 
-    std::optional<QString> text(Tag tag)
+    std::optional<QString> text(Tag wanted)
     {
-        const TiffEntry *entry = find(tag);
-        if (!entry || entry->type != ASCII)
+        const TiffEntry *entry = find(wanted);
+        if (!entry || entry->type != tiff_type::ASCII)
             return std::nullopt;
         const ByteSpan bytes =
             m_fields.bytes(entry->offset, std::min(entry->count, MAX_TEXT_BYTES));
@@ -82,20 +75,20 @@ public:
         return decoded({reinterpret_cast<const char *>(bytes.data()), bytes.size()});
     }
 
-    std::optional<double> number(Tag tag)
+    std::optional<double> number(Tag wanted)
     {
-        const TiffEntry *entry = find(tag);
+        const TiffEntry *entry = find(wanted);
         if (!entry || entry->count == 0)
             return std::nullopt;
-        if (entry->type != RATIONAL && entry->type != SIGNED_RATIONAL)
+        if (entry->type != tiff_type::RATIONAL && entry->type != tiff_type::SIGNED_RATIONAL)
             return m_tiff.integer(entry);
         // Two integers, one after the other.
-        const TiffEntry pair{entry->tag, LONG, 2, entry->offset};
+        const TiffEntry pair{entry->tag, tiff_type::LONG, 2, entry->offset};
         const auto numerator = m_tiff.integer(&pair, 0);
         const auto denominator = m_tiff.integer(&pair, 1);
         if (!numerator || !denominator)
             return std::nullopt;
-        if (entry->type == SIGNED_RATIONAL)
+        if (entry->type == tiff_type::SIGNED_RATIONAL)
             return quotient(static_cast<std::int32_t>(*numerator),
                             static_cast<std::int32_t>(*denominator));
         return quotient(static_cast<std::int64_t>(*numerator),
@@ -103,9 +96,9 @@ public:
     }
 
 private:
-    [[nodiscard]] const TiffEntry *find(Tag tag) const
+    [[nodiscard]] const TiffEntry *find(Tag wanted) const
     {
-        return (tag.directory == Directory::Main ? m_main : m_exif).find(tag.number);
+        return (wanted.directory == Directory::Main ? m_main : m_exif).find(wanted.number);
     }
 
     FieldReader &m_fields;
@@ -120,9 +113,9 @@ class FoundTags
 public:
     explicit FoundTags(const Exiv2::ExifData &exif) : m_exif(exif) {}
 
-    std::optional<QString> text(Tag tag)
+    std::optional<QString> text(Tag wanted)
     {
-        const Exiv2::Value *value = find(tag);
+        const Exiv2::Value *value = find(wanted);
         if (!value || value->typeId() != Exiv2::asciiString)
             return std::nullopt;
         std::vector<Exiv2::byte> bytes(static_cast<std::size_t>(value->size()));
@@ -131,9 +124,9 @@ public:
                         std::min<std::size_t>(bytes.size(), MAX_TEXT_BYTES)});
     }
 
-    std::optional<double> number(Tag tag)
+    std::optional<double> number(Tag wanted)
     {
-        const Exiv2::Value *value = find(tag);
+        const Exiv2::Value *value = find(wanted);
         if (!value)
             return std::nullopt;
         if (const auto *pairs = dynamic_cast<const Exiv2::URationalValue *>(value))
@@ -146,11 +139,11 @@ public:
     }
 
 private:
-    /// The value of @p tag, of which there is at least one; or null.
-    [[nodiscard]] const Exiv2::Value *find(Tag tag) const
+    /// The value of @p wanted, of which there is at least one; or null.
+    [[nodiscard]] const Exiv2::Value *find(Tag wanted) const
     {
-        const char *group = tag.directory == Directory::Main ? "Image" : "Photo";
-        const auto found = m_exif.findKey(Exiv2::ExifKey(tag.number, group));
+        const char *group = wanted.directory == Directory::Main ? "Image" : "Photo";
+        const auto found = m_exif.findKey(Exiv2::ExifKey(wanted.number, group));
         return found == m_exif.end() || found->count() <= 0 ? nullptr : &found->value();
     }
 
@@ -236,7 +229,6 @@ std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
     if (file.type != FileType::Raw)
         return std::nullopt;
     constexpr std::int64_t HEAD_BYTES = 1 << 20;
-    constexpr std::uint16_t JPG_FROM_RAW = 0x002e;
     FieldReader fields(file.source);
     std::int64_t begin = -1;
     if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
@@ -244,7 +236,7 @@ std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
     } else if (hasText(head, {"IIU\0", 4})) {
         auto tiff = TiffReader::open(fields, 0, fields.size());
         const TiffDirectory main = tiff ? tiff->directory(tiff->first()) : TiffDirectory{};
-        if (const TiffEntry *jpeg = main.find(JPG_FROM_RAW))
+        if (const TiffEntry *jpeg = main.find(tag::RW2_JPEG))
             begin = jpeg->offset;
     } else {
         return std::nullopt;
