@@ -1,5 +1,6 @@
 #include "decoding/codecs/HeifCodec.h"
 
+#include "decoding/headers/HeifItems.h"
 #include "pixels/Color.h"
 #include "pixels/Limits.h"
 #include "pixels/RowSink.h"
@@ -17,8 +18,6 @@ namespace tavolin {
 
 namespace {
 
-/// libheif holds the picture as planes and as interleaved pixels.
-constexpr int DECODER_BYTES_PER_PIXEL = 7;
 /// Measured: two are faster than one and than libheif's own choice.
 constexpr int DECODING_THREADS = 2;
 /// Blocks beyond this are no metadata that anybody carries on.
@@ -80,7 +79,7 @@ public:
     {
         // Whole: once libheif knows how large a file is, a read that gives less ends the program.
         // It would in a file that is cut meanwhile, and after a stop request.
-        if (!m_context || file.size() > MAX_WHOLE_FILE_BYTES)
+        if (!m_context || file.size() > MAX_WHOLE_FILE_BYTES || !isSoundHeif(file))
             return;
         m_contents = file.bytesAt(0, file.size());
         heif_image_handle *primary = nullptr;
@@ -109,10 +108,9 @@ Image decode(const SourceFile &file, int maxPixel)
     if (!primary)
         return {};
     heif_context_set_max_decoding_threads(open.context(), DECODING_THREADS);
-    // A grid that claims more than it can hold crashes libheif: ask before decoding.
     const QSize claimed(heif_image_handle_get_width(primary),
                         heif_image_handle_get_height(primary));
-    if (!isWithinLimits(claimed, DECODER_BYTES_PER_PIXEL) || file.stopToken().stop_requested())
+    if (!isWithinLimits(claimed, HEIF_BYTES_PER_PIXEL) || file.stopToken().stop_requested())
         return {};
 
     heif_image *image = nullptr;

@@ -38,4 +38,11 @@ std::optional<Box> findBox(FieldReader &fields, std::int64_t begin, std::int64_t
     return box;
 }
 
+FullBoxHead fullBoxHead(FieldReader &fields, const Box &box)
+{
+    BoxNumbers numbers(fields, box.begin, box.end);
+    const auto head = numbers.next<quint32>();
+    return {head >> 24, head & 0xffffff};
+}
+
 } // namespace tavolin

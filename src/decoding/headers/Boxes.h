@@ -37,4 +37,59 @@ struct Box
 [[nodiscard]] std::optional<Box> findBox(FieldReader &fields, std::int64_t begin, std::int64_t end,
                                          std::uint32_t type);
 
+/// Bytes before the content of a full box: its version and 24 flags.
+inline constexpr std::int64_t VERSION_BYTES = 4;
+
+struct FullBoxHead
+{
+    unsigned version = 0;
+    std::uint32_t flags = 0;
+};
+
+/// The version and flags of the full box @p box; zeros where they are missing.
+[[nodiscard]] FullBoxHead fullBoxHead(FieldReader &fields, const Box &box);
+
+/// Big-endian numbers from @p begin to @p end, one after the other; 0 once they are beyond.
+class BoxNumbers
+{
+public:
+    BoxNumbers(FieldReader &fields, std::int64_t begin, std::int64_t end)
+        : m_fields(fields), m_at(begin), m_end(end)
+    {}
+
+    template <typename T>
+    [[nodiscard]] T next()
+    {
+        const bool isInside = std::int64_t{sizeof(T)} <= m_end - m_at;
+        const ByteSpan bytes = isInside ? m_fields.bytes(m_at, sizeof(T)) : ByteSpan();
+        m_isGood = m_isGood && !bytes.empty();
+        m_at += std::int64_t{sizeof(T)};
+        return m_isGood ? bigEndian<T>(bytes, 0) : T{0};
+    }
+
+    /// A number of two bytes, or of four where @p isLong.
+    [[nodiscard]] std::uint32_t next16or32(bool isLong)
+    {
+        return isLong ? next<quint32>() : next<quint16>();
+    }
+
+    /// A number of @p bytes bytes: 0 (the number is 0), 4 or 8; any other makes them all bad.
+    [[nodiscard]] std::uint64_t nextOf(unsigned bytes)
+    {
+        m_isGood = m_isGood && (bytes == 0 || bytes == 4 || bytes == 8);
+        return bytes == 8 ? next<quint64>() : bytes == 4 ? next<quint32>() : 0;
+    }
+
+    /// Whether all numbers so far were there.
+    [[nodiscard]] bool isGood() const { return m_isGood; }
+    /// Where the next number begins in the file.
+    [[nodiscard]] std::int64_t at() const { return m_at; }
+
+private:
+    FieldReader &m_fields;
+    std::int64_t m_at;
+    std::int64_t m_end;
+    bool m_isGood = true;
+};
+
 } // namespace tavolin
