@@ -27,6 +27,7 @@ inline constexpr std::uint16_t MAKE = 0x010f;
 inline constexpr std::uint16_t MODEL = 0x0110;
 inline constexpr std::uint16_t ORIENTATION = 0x0112;
 inline constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
+inline constexpr std::uint16_t XMP = 0x02bc;
 inline constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
 inline constexpr std::uint16_t DNG_VERSION = 0xc612;
 

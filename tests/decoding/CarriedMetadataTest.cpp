@@ -2,6 +2,7 @@
 
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/Properties.h"
+#include "FileBytes.h"
 #include "HeicFile.h"
 #include "pictures/Dng.h"
 #include "pictures/Exif.h"
@@ -12,6 +13,7 @@
 #include "TestPictures.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <string>
 
@@ -314,6 +316,74 @@ TEST(CarriedMetadata, AdobeRgbIsNoticed)
         {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
     EXPECT_TRUE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->saysAdobeRgb);
     EXPECT_FALSE(carriedMetadata(fileOf(jpegWith(pictures::exifBlock(1))), NEW_SIZE)->saysAdobeRgb);
+}
+
+TEST(CarriedMetadata, ColorSpaceOfAnotherTypeIsNone)
+{
+    TiffDirectory exposure = pictures::exposureDirectory(0);
+    // The quotient is one that no number of its size can hold.
+    constexpr int LEAST = std::numeric_limits<int>::min();
+    exposure.push_back(pictures::rationalField(0xa001, {{LEAST, -1}}));
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
+    EXPECT_FALSE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->saysAdobeRgb);
+}
+
+/// An XMP packet with a description of @p count properties.
+QByteArray packetOf(int count)
+{
+    QByteArray packet = "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+                        "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description "
+                        "rdf:about='' xmlns:xmp='http://ns.adobe.com/xap/1.0/'";
+    for (int i = 0; i < count; ++i)
+        packet += " xmp:a" + QByteArray::number(i) + "=''";
+    return packet + "/></rdf:RDF></x:xmpmeta>";
+}
+
+/// A PNG with @p content in a chunk of @p type.
+QByteArray pngWith(std::string_view type, const QByteArray &content)
+{
+    return png(16, 16, pngChunk(type, content) + pngChunk("IDAT", "?"));
+}
+
+/// A TIFF stream with @p packet in its tag.
+QByteArray tiffWith(const QByteArray &packet)
+{
+    return pictures::tiffBlock({pictures::asciiField(0x010f, "TestMake"),
+                                pictures::longField(0x0100, 16), pictures::longField(0x0101, 16),
+                                pictures::bytesField(0x02bc, pictures::TiffType::Byte, packet)});
+}
+
+qsizetype propertiesIn(const QByteArray &file)
+{
+    const auto values = carriedFrom(file);
+    return std::count_if(values.begin(), values.end(),
+                         [](const auto &value) { return value.first.starts_with("Xmp.xmp.a"); });
+}
+
+TEST(CarriedMetadata, XmpOfManyPropertiesSurvives)
+{
+    const QByteArray packet = packetOf(1500);
+    const QByteArray text = QByteArray("XML:com.adobe.xmp\0\0\0\0\0", 22) + packet;
+    EXPECT_EQ(propertiesIn(writeJpeg(flatImage({16, 16}, GREY), 95, {.xmp = packet})), 1500);
+    EXPECT_EQ(propertiesIn(pngWith("iTXt", text)), 1500);
+    EXPECT_EQ(propertiesIn(tiffWith(packet)), 1500);
+}
+
+TEST(CarriedMetadata, XmpOfMorePropertiesThanAnyoneHasIsLeftOut)
+{
+    const QByteArray packet = packetOf(100'000);
+    const QByteArray name("XML:com.adobe.xmp\0", 18);
+    const QByteArray plain = name + QByteArray(4, '\0') + packet;
+    const QByteArray deflated =
+        name + QByteArray("\1\0\0\0", 4) + qCompress(packet).mid(4); // without Qt's length
+    EXPECT_EQ(propertiesIn(pngWith("iTXt", plain)), 0);
+    EXPECT_EQ(propertiesIn(pngWith("iTXt", deflated)), 0);
+    EXPECT_EQ(propertiesIn(tiffWith(packet)), 0);
+    EXPECT_EQ(carriedFrom(tiffWith(packet)).at("Exif.Image.Make"), "TestMake");
+    // As many as a JPEG's segment has room for.
+    const QByteArray short64K = packetOf(6'000).left(65'000);
+    EXPECT_EQ(propertiesIn(writeJpeg(flatImage({16, 16}, GREY), 95, {.xmp = short64K})), 0);
 }
 
 TEST(CarriedMetadata, NoneForWhatIsNoPicture)

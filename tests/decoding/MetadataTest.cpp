@@ -11,6 +11,7 @@
 #include "TestPictures.h"
 
 #include <QTemporaryFile>
+#include <QtEndian>
 
 #include <gtest/gtest.h>
 
@@ -395,6 +396,13 @@ TEST_P(MetadataTags, FirstOfSeveralNumbersCounts)
 TEST_P(MetadataTags, IsoMayBeLong)
 {
     EXPECT_EQ(ofExif(pictures::longField(ISO, 102400)).iso, 102400);
+    // 8 is the type of numbers of eight bytes.
+    for (const quint64 number : {quint64{1} << 32, quint64{1} << 63, ~quint64{0}}) {
+        QByteArray value(8, '\0');
+        qToLittleEndian(number, value.data());
+        EXPECT_FALSE(
+            ofExif(pictures::bytesField(ISO, static_cast<pictures::TiffType>(16), value)).iso);
+    }
 }
 
 TEST_P(MetadataTags, NoValueAtAllIsAbsent)

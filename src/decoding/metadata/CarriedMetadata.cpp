@@ -107,11 +107,22 @@ constexpr std::array<std::string_view, 69> LEFT_BEHIND{
 };
 
 /// Removes the values for which @p isUnwanted, from Exiv2's containers of any kind.
+template <typename Predicate>
+void eraseIf(Exiv2::ExifData &exif, Predicate isUnwanted)
+{
+    for (auto datum = exif.begin(); datum != exif.end();)
+        datum = isUnwanted(*datum) ? exif.erase(datum) : std::next(datum);
+}
+
+/// The others move all that follows for each value that is taken out, so what stays is gathered.
 template <typename Data, typename Predicate>
 void eraseIf(Data &data, Predicate isUnwanted)
 {
-    for (auto datum = data.begin(); datum != data.end();)
-        datum = isUnwanted(*datum) ? data.erase(datum) : std::next(datum);
+    Data kept;
+    for (const auto &datum : data)
+        if (!isUnwanted(datum))
+            kept.add(datum);
+    data = std::move(kept);
 }
 
 template <typename Data>
@@ -214,7 +225,10 @@ bool saysAdobeRgb(const Exiv2::ExifData &exif)
 {
     const auto colorSpace = exif.findKey(Exiv2::ExifKey("Exif.Photo.ColorSpace"));
     const auto index = exif.findKey(Exiv2::ExifKey("Exif.Iop.InteroperabilityIndex"));
-    const bool hasColorSpace = colorSpace != exif.end() && colorSpace->count() > 0;
+    // Exiv2 makes numbers of other types too, by divisions that can end the program.
+    const bool hasColorSpace = colorSpace != exif.end() && colorSpace->count() > 0 &&
+                               (colorSpace->typeId() == Exiv2::unsignedShort ||
+                                colorSpace->typeId() == Exiv2::unsignedLong);
     return tavolin::saysAdobeRgb(hasColorSpace ? std::optional<std::uint64_t>(colorSpace->toLong())
                                                : std::nullopt,
                                  index != exif.end() ? index->toString() : std::string());

@@ -1,12 +1,19 @@
 #include "decoding/metadata/Exiv2Access.h"
 
+#include "decoding/Tags.h"
+#include "decoding/TiffReader.h"
 #include "pixels/Limits.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 #include <mutex>
+#include <span>
+#include <string_view>
+#include <vector>
 
 #include <exiv2/exiv2.hpp>
+
+#include <zlib.h>
 
 namespace tavolin {
 
@@ -16,7 +23,45 @@ namespace {
 /// honest files, and an end to a chunk that claims hundreds of megabytes.
 constexpr std::int64_t MAX_READ_BYTES = std::int64_t{64} << 20;
 
-/// A SourceFile as Exiv2 reads it. What Exiv2 calls mapping reads the file into memory.
+/// What one block of metadata may have. Reading XMP takes time that grows with the square of the
+/// number of its properties: a tenth of a second with these.
+constexpr std::size_t MAX_BLOCK_BYTES = std::size_t{1} << 20;
+constexpr std::ptrdiff_t MAX_MARKS = 5000;
+/// What a text of a PNG that was made of a block may have: two digits a byte, in lines.
+constexpr uLong MAX_INFLATED_BYTES = 192 << 10;
+
+using Bytes = std::span<Exiv2::byte>;
+
+/// Whether @p block is XMP with too many properties, each of which takes a "<" or a "=" in any
+/// encoding. Nearly all that is no text has fewer: one of 128 bytes is one of the two by chance.
+bool hasTooManyProperties(Bytes block)
+{
+    const auto marks =
+        std::ranges::count_if(block, [](Exiv2::byte byte) { return byte == '<' || byte == '='; });
+    return marks > MAX_MARKS && marks > static_cast<std::ptrdiff_t>(block.size() / 96);
+}
+
+/// Whether @p text, the content of a PNG's chunk, is deflated and has more in it than a block of
+/// metadata.
+bool isInflatedTooLarge(Bytes text)
+{
+    std::vector<Exiv2::byte> room(MAX_INFLATED_BYTES);
+    // The stream begins two bytes after the end of its name, or further on where languages are
+    // named in between; elsewhere nothing looks like the beginning of one for long.
+    constexpr std::ptrdiff_t LONGEST_LANGUAGE = 256;
+    const auto nameEnd = std::ranges::find(text, Exiv2::byte{0});
+    for (auto at = nameEnd; at != text.end() && at - nameEnd < LONGEST_LANGUAGE; ++at) {
+        uLongf length = MAX_INFLATED_BYTES;
+        const int result =
+            uncompress(room.data(), &length, &*at, static_cast<uLong>(text.end() - at));
+        if (result == Z_BUF_ERROR && length > 0)
+            return true;
+    }
+    return false;
+}
+
+/// A SourceFile as Exiv2 reads it. Blocks of metadata that are larger or more than anybody's come
+/// out as zeros. What Exiv2 calls mapping reads the file into memory.
 class SourceIo : public Exiv2::BasicIo
 {
 public:
@@ -52,6 +97,8 @@ public:
             throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
         const auto got = static_cast<long>(m_file.readAt(
             m_position, std::as_writable_bytes(std::span(out, static_cast<std::size_t>(count)))));
+        if (!m_isTrusted)
+            tame(Bytes(out, static_cast<std::size_t>(got)));
         m_position += got;
         m_isAtEnd = m_isAtEnd || got < count;
         return got;
@@ -82,7 +129,11 @@ public:
             m_contents = m_file.bytesAt(0, m_file.size());
         if (m_contents.size() != m_file.size())
             throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "short file");
-        return reinterpret_cast<Exiv2::byte *>(m_contents.data());
+        const auto contents = Bytes(reinterpret_cast<Exiv2::byte *>(m_contents.data()),
+                                    static_cast<std::size_t>(m_contents.size()));
+        if (!m_isTrusted)
+            tameTiff(contents);
+        return contents.data();
     }
     int munmap() override { return 0; }
     [[nodiscard]] long tell() const override { return m_position; }
@@ -95,8 +146,48 @@ public:
     [[nodiscard]] bool eof() const override { return m_isAtEnd; }
     [[nodiscard]] std::string path() const override { return "picture"; }
 
+    /// Lets all bytes through from now on: what is read is no metadata any more.
+    void trust() { m_isTrusted = true; }
+
 private:
+    /// Clears @p block where it is more than metadata can be.
+    void tame(Bytes block)
+    {
+        constexpr std::size_t CHUNK_HEAD_BYTES = 8; // of a PNG: length and type
+        if (block.size() == CHUNK_HEAD_BYTES) {
+            std::copy(block.begin() + 4, block.end(), m_chunkType.begin());
+            return;
+        }
+        const std::string_view type(m_chunkType.data(), m_chunkType.size());
+        // Exiv2 inflates profiles too, which are none of its business here.
+        const bool isDeflated =
+            type == "iCCP" || ((type == "zTXt" || type == "iTXt") && isInflatedTooLarge(block));
+        // What a block begins with tells how large a picture is.
+        constexpr std::size_t KEPT_BYTES = 16;
+        if (isDeflated || block.size() > MAX_BLOCK_BYTES || hasTooManyProperties(block))
+            std::ranges::fill(block.subspan(std::min(KEPT_BYTES, block.size())), Exiv2::byte{0});
+    }
+    /// The same for the XMP in a TIFF stream that Exiv2 takes as a whole.
+    void tameTiff(Bytes contents)
+    {
+        FieldReader fields(m_file);
+        auto tiff = TiffReader::open(fields, 0, m_file.size());
+        if (!tiff)
+            return;
+        for (const TiffEntry &entry : tiff->directory(tiff->first()).entries) {
+            const auto offset = static_cast<std::uint64_t>(entry.offset);
+            if (entry.tag != tag::XMP || offset >= contents.size())
+                continue;
+            const Bytes block = contents.subspan(offset).first(
+                std::min<std::uint64_t>(entry.count, contents.size() - offset));
+            if (block.size() > MAX_BLOCK_BYTES || hasTooManyProperties(block))
+                std::ranges::fill(block, Exiv2::byte{0});
+        }
+    }
+
     const SourceFile &m_file;
+    bool m_isTrusted = false;
+    std::array<char, 4> m_chunkType{};
     std::int64_t m_budget = MAX_READ_BYTES;
     std::int64_t m_position = 0;
     bool m_isAtEnd = false;
@@ -119,10 +210,12 @@ bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image 
     const std::lock_guard guard(mutex);
     try {
         std::call_once(isSetUp, setUp);
-        const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(new SourceIo(file)));
+        auto *const io = new SourceIo(file); // the image's
+        const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(io));
         if (!image.get())
             return false;
         image->readMetadata();
+        io->trust();
         use(*image);
         return true;
     } catch (...) {

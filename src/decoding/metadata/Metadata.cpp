@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -160,7 +161,9 @@ PhotoMetadata metadataFrom(Tags tags)
     result.focalLength = tags.number(FOCAL_LENGTH);
     result.fNumber = tags.number(F_NUMBER);
     result.exposureTime = tags.number(EXPOSURE_TIME);
-    if (const auto iso = tags.number(ISO_SPEED_RATINGS))
+    // EXIF has no larger ones, and a double may not fit.
+    constexpr double MAX_ISO = std::numeric_limits<std::uint32_t>::max();
+    if (const auto iso = tags.number(ISO_SPEED_RATINGS); iso && *iso >= 0 && *iso <= MAX_ISO)
         result.iso = static_cast<qint64>(*iso);
     result.dateTimeOriginal = tags.text(DATE_TIME_ORIGINAL);
     return result;
