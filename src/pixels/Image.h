@@ -16,6 +16,9 @@ namespace tavolin {
 /// the window's backing store holds, so painting is a copy.
 using Pixel = std::uint32_t;
 
+/// What stands for pixels that never came: grey, as libjpeg shows where its data ended.
+inline constexpr Pixel MISSING = 0xff808080;
+
 enum class Alpha : std::uint8_t {
     Opaque,        ///< Every alpha is 0xff.
     Premultiplied, ///< Alpha varies; colours are multiplied by it.

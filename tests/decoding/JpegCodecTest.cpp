@@ -224,7 +224,8 @@ TEST(JpegCodec, ProfileInTheFileBeatsTheHint)
 TEST(JpegCodec, LongProfileIsPutTogetherFromItsSegments)
 {
     JpegOptions options;
-    options.iccProfile = randomBytes(150 * 1024);
+    // Anything goes behind a header without tags.
+    options.iccProfile = QByteArray(132, '\0') + randomBytes(150 * 1024);
     const Image image = decoded(encodeJpeg(fourQuarters({64, 48}), options), 20);
     EXPECT_EQ(image.iccProfile(), options.iccProfile);
     EXPECT_TRUE(showsFourQuarters(image, JPEG_TOLERANCE));
@@ -281,6 +282,18 @@ TEST(JpegCodec, ScansAfterTheHundredthAreNotLookedAt)
         ASSERT_FALSE(image.isNull());
         EXPECT_LT(contrast(image), 20) << repeats;
     }
+}
+
+TEST(JpegCodec, SegmentsWithoutEndEnd)
+{
+    // 80 MB of comments, where 64 MB may stand before a picture.
+    const QByteArray comment = QByteArray("\xff\xfe\xff\xff", 4) + QByteArray(0xfffd, 'c');
+    const QByteArray jpeg = encodeJpeg(fourQuarters({64, 64}));
+    const auto withComments = [&](int count) {
+        return jpeg.first(2) + comment.repeated(count) + jpeg.mid(2);
+    };
+    EXPECT_FALSE(decoded(withComments(100)).isNull());
+    EXPECT_TRUE(decoded(withComments(1220)).isNull());
 }
 
 TEST(JpegCodec, HeaderThatClaimsTooManyPixelsIsRefused)

@@ -23,11 +23,18 @@ namespace {
 
 constexpr J_COLOR_SPACE SCREEN_PIXELS =
     std::endian::native == std::endian::little ? JCS_EXT_BGRA : JCS_EXT_ARGB;
-/// What libjpeg itself shows where the data ended.
-constexpr Pixel MISSING = 0xff808080;
 /// Progressive pictures have about ten scans; one made to keep a decoder busy has thousands. What
 /// stands after these is not looked at.
 constexpr int MAX_SCANS = 100;
+/// Each scan goes over all of a picture: large ones are given fewer, so that they end in seconds.
+constexpr int LEAST_SCANS = 16;
+constexpr std::int64_t MAX_SCANNED_PIXELS = 1'500'000'000;
+/// The most that is read for what stands before the picture: some hundred times the largest profile
+/// that is in use, and soon over where a file consists of segments.
+constexpr std::int64_t MAX_HEADER_BYTES = std::int64_t{64} << 20;
+/// The most bytes of each pixel, with comments between the scans and all; noise at the highest
+/// quality has three.
+constexpr std::int64_t MAX_BYTES_PER_PIXEL = 4;
 /// A progressive picture is held whole as coefficients, three bytes a pixel with halved chroma.
 constexpr long MAX_COEFFICIENT_BYTES = 900L << 20;
 
@@ -83,6 +90,8 @@ private:
     jpeg_progress_mgr m_progress{};
     std::jmp_buf m_jump{};
     std::int64_t m_offset = 0;
+    std::int64_t m_bytesLeft = MAX_HEADER_BYTES; // that may still be read
+    int m_maxScans = LEAST_SCANS;
     bool m_isCutOff = false;
     std::array<JOCTET, 1 << 16> m_buffer;
 };
@@ -104,12 +113,15 @@ void Decompressor::fail(j_common_ptr info)
 boolean Decompressor::fill(j_decompress_ptr info)
 {
     Decompressor &decompressor = self(info);
+    if (decompressor.isStopped())
+        fail(reinterpret_cast<j_common_ptr>(info));
     const std::size_t count =
-        decompressor.m_isCutOff
+        decompressor.m_isCutOff || decompressor.m_bytesLeft <= 0
             ? 0
             : decompressor.m_file.readAt(decompressor.m_offset,
                                          std::as_writable_bytes(std::span(decompressor.m_buffer)));
     decompressor.m_offset += static_cast<std::int64_t>(count);
+    decompressor.m_bytesLeft -= static_cast<std::int64_t>(count);
     decompressor.m_source.next_input_byte = decompressor.m_buffer.data();
     decompressor.m_source.bytes_in_buffer = count;
     if (count == 0) {
@@ -137,7 +149,7 @@ void Decompressor::watch(j_common_ptr info)
     Decompressor &decompressor = self(info);
     if (decompressor.isStopped())
         fail(info);
-    if (decompressor.m_info.input_scan_number > MAX_SCANS) {
+    if (decompressor.m_info.input_scan_number > decompressor.m_maxScans) {
         decompressor.m_isCutOff = true;
         decompressor.m_source.bytes_in_buffer = 0;
     }
@@ -165,6 +177,10 @@ bool Decompressor::start(int maxPixel)
 {
     if (setjmp(m_jump) != 0)
         return false;
+    const std::int64_t pixels = pixelCount(size());
+    m_bytesLeft = MAX_HEADER_BYTES + MAX_BYTES_PER_PIXEL * pixels;
+    m_maxScans = static_cast<int>(
+        std::clamp<std::int64_t>(MAX_SCANNED_PIXELS / pixels, LEAST_SCANS, MAX_SCANS));
     const bool hasFourChannels =
         m_info.jpeg_color_space == JCS_CMYK || m_info.jpeg_color_space == JCS_YCCK;
     m_info.out_color_space = hasFourChannels ? JCS_CMYK : SCREEN_PIXELS;
