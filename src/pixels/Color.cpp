@@ -1,6 +1,7 @@
 #include "pixels/Color.h"
 
 #include "pixels/Bands.h"
+#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 #include <array>
@@ -19,8 +20,6 @@ namespace tavolin {
 
 namespace {
 
-/// Larger profiles are nonsense; the largest in use, for presses, have about 3 MB.
-constexpr qsizetype MAX_PROFILE_BYTES = qsizetype{16} << 20;
 constexpr int LEAST_BAND_ROWS = 32;
 constexpr bool IS_LITTLE = std::endian::native == std::endian::little;
 constexpr cmsUInt32Number SCREEN = IS_LITTLE ? TYPE_BGRA_8 : TYPE_ARGB_8;
@@ -43,7 +42,7 @@ using Curve = std::unique_ptr<cmsToneCurve, FreeCurve>;
 
 Profile openProfile(const QByteArray &icc)
 {
-    if (icc.isEmpty() || icc.size() > MAX_PROFILE_BYTES)
+    if (!isSoundProfile(icc))
         return nullptr;
     return Profile(
         cmsOpenProfileFromMem(icc.constData(), static_cast<cmsUInt32Number>(icc.size())));

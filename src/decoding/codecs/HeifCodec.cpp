@@ -3,6 +3,7 @@
 #include "decoding/headers/HeifItems.h"
 #include "pixels/Color.h"
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 #include "pixels/RowSink.h"
 
 #include <QtEndian>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <libheif/heif.h>
@@ -50,8 +52,9 @@ QByteArray profileOf(const heif_image_handle *handle)
     const std::size_t size = heif_image_handle_get_raw_color_profile_size(handle);
     if (size > 0 && size < (std::size_t{16} << 20)) {
         QByteArray icc(static_cast<qsizetype>(size), '\0');
-        return isGood(heif_image_handle_get_raw_color_profile(handle, icc.data())) ? icc
-                                                                                   : QByteArray();
+        return isGood(heif_image_handle_get_raw_color_profile(handle, icc.data()))
+                   ? soundProfile(std::move(icc))
+                   : QByteArray();
     }
     heif_color_profile_nclx *found = nullptr;
     if (!isGood(heif_image_handle_get_nclx_color_profile(handle, &found)))

@@ -2,6 +2,7 @@
 
 #include "pixels/Color.h"
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 #include "pixels/RowSink.h"
 
 #include <algorithm>
@@ -217,7 +218,7 @@ QByteArray Decompressor::iccProfile()
         return {};
     QByteArray profile(reinterpret_cast<const char *>(data), static_cast<qsizetype>(length));
     std::free(data);
-    return profile;
+    return soundProfile(std::move(profile));
 }
 
 } // namespace
