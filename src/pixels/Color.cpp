@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -61,8 +62,8 @@ Transform makeTransform(const Profile &from, cmsUInt32Number format)
 /// What a picture's profile asks for.
 struct Conversion
 {
-    Transform transform;           // of SCREEN pixels; none: nothing to do
-    std::array<Pixel, 256> grey{}; // for a grey profile: each level in sRGB
+    Transform transform;                  // of SCREEN pixels; none: nothing to do
+    std::array<std::uint8_t, 256> grey{}; // for a grey profile: each level in sRGB
     bool isGrey = false;
 };
 
@@ -103,9 +104,11 @@ Conversion makeConversion(const QByteArray &icc)
     case cmsSigGrayData:
         if (const Transform levels = makeTransform(profile, TYPE_GRAY_8)) {
             std::array<std::uint8_t, 256> ramp{};
-            for (std::size_t level = 0; level < ramp.size(); ++level)
-                ramp[level] = static_cast<std::uint8_t>(level);
-            cmsDoTransform(levels.get(), ramp.data(), result.grey.data(), 256);
+            std::iota(ramp.begin(), ramp.end(), std::uint8_t{0});
+            std::array<Pixel, 256> shown{};
+            cmsDoTransform(levels.get(), ramp.data(), shown.data(), 256);
+            std::transform(shown.begin(), shown.end(), result.grey.begin(),
+                           [](Pixel pixel) { return static_cast<std::uint8_t>(pixel >> 8); });
             result.isGrey = true;
         }
         break;
@@ -180,8 +183,8 @@ Pixel withColors(Pixel pixel, Change change)
     return result;
 }
 
-/// A profile speaks of colours that are not multiplied by alpha.
-void convertRow(const Transform &transform, Alpha alpha, const Pixel *from, Pixel *to, int pixels)
+/// @p conversion of a row. A profile speaks of colours that are not multiplied by alpha.
+void convertRow(const Conversion &conversion, Alpha alpha, const Pixel *from, Pixel *to, int pixels)
 {
     const bool isOpaque = alpha == Alpha::Opaque;
     if (!isOpaque) {
@@ -189,7 +192,12 @@ void convertRow(const Transform &transform, Alpha alpha, const Pixel *from, Pixe
                        [](Pixel pixel) { return withColors(pixel, unmultiplied); });
         from = to;
     }
-    cmsDoTransform(transform.get(), from, to, static_cast<cmsUInt32Number>(pixels));
+    if (conversion.isGrey)
+        std::transform(from, from + pixels, to, [&grey = conversion.grey](Pixel pixel) {
+            return withColors(pixel, [&grey](Pixel level, Pixel) { return Pixel{grey[level]}; });
+        });
+    else
+        cmsDoTransform(conversion.transform.get(), from, to, static_cast<cmsUInt32Number>(pixels));
     if (!isOpaque)
         std::transform(to, to + pixels, to,
                        [](Pixel pixel) { return withColors(pixel, multiplied); });
@@ -202,24 +210,14 @@ Image toSrgb(const Image &image, std::stop_token stop)
     if (image.isNull() || image.iccProfile().isEmpty())
         return image;
     const auto conversion = conversionFor(image.iccProfile());
-    const Transform &transform = conversion->transform;
-    if (!transform && !conversion->isGrey)
+    if (!conversion->transform && !conversion->isGrey)
         return image.withProfile({});
     PixelBuffer result(image.size());
     if (result.isNull())
         return image;
     forBands(image.height(), LEAST_BAND_ROWS, [&](int begin, int end) {
-        for (int y = begin; y < end && !stop.stop_requested(); ++y) {
-            if (transform) {
-                convertRow(transform, image.alpha(), image.row(y), result.row(y), image.width());
-                continue;
-            }
-            // Grey pictures have no alpha worth the name; the level stands in every channel.
-            const auto level = [&](Pixel pixel) {
-                return (conversion->grey[pixel & 0xff] & 0xffffff) | (pixel & 0xff000000);
-            };
-            std::transform(image.row(y), image.row(y) + image.width(), result.row(y), level);
-        }
+        for (int y = begin; y < end && !stop.stop_requested(); ++y)
+            convertRow(*conversion, image.alpha(), image.row(y), result.row(y), image.width());
     });
     if (stop.stop_requested())
         return {};

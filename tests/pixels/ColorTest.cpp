@@ -215,6 +215,20 @@ TEST(ToSrgb, GreyProfileIsAppliedToEachChannel)
     EXPECT_EQ(converted(rgb(255, 255, 255), linearGreyProfile()), rgb(255, 255, 255));
 }
 
+TEST(ToSrgb, GreyProfileLeavesColorsColored)
+{
+    EXPECT_TRUE(isNear(converted(rgb(128, 64, 255), linearGreyProfile()), rgb(188, 137, 255), 1));
+}
+
+// A profile speaks of the colours before they are multiplied: 200 at 128 of 255 is the 100 that is
+// stored, becomes 229 and is 115 at that alpha.
+TEST(ToSrgb, GreyProfileIsAppliedUnderAlpha)
+{
+    const Image image = makeImage(
+        {8, 8}, [](int, int) { return 0x80646464; }, Alpha::Premultiplied, linearGreyProfile());
+    EXPECT_TRUE(isNear(toSrgb(image).row(4)[4], 0x80737373, 2));
+}
+
 TEST(ToSrgb, AlphaStaysAndColorsStayBelowIt)
 {
     const Image image = noiseWithAlpha({40, 100}).withProfile(displayP3Profile());
