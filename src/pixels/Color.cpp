@@ -1,6 +1,7 @@
 #include "pixels/Color.h"
 
 #include "pixels/Bands.h"
+#include "pixels/Limits.h"
 #include "pixels/ProfileCheck.h"
 
 #include <algorithm>
@@ -134,17 +135,46 @@ std::shared_ptr<const Conversion> conversionFor(const QByteArray &icc)
     return made;
 }
 
-QByteArray makeRgbProfile(const cmsCIExyYTRIPLE &primaries, const Curve &curve)
+QByteArray makeRgbProfile(const Primaries &primaries, const Curve &curve)
 {
-    constexpr cmsCIExyY D65{0.3127, 0.3290, 1.0};
+    const auto withFullLight = [](Chromaticity color) { return cmsCIExyY{color.x, color.y, 1.0}; };
+    const cmsCIExyY white = withFullLight(primaries.white);
+    const cmsCIExyYTRIPLE colors{withFullLight(primaries.red), withFullLight(primaries.green),
+                                 withFullLight(primaries.blue)};
     cmsToneCurve *const curves[] = {curve.get(), curve.get(), curve.get()};
-    const Profile profile(cmsCreateRGBProfile(&D65, &primaries, curves));
+    const Profile profile(cmsCreateRGBProfile(&white, &colors, curves));
     cmsUInt32Number bytes = 0;
     if (!profile || !cmsSaveProfileToMem(profile.get(), nullptr, &bytes))
         return {};
     QByteArray icc(static_cast<qsizetype>(bytes), '\0');
     cmsSaveProfileToMem(profile.get(), icc.data(), &bytes);
+    // The time of its making (ICC.1:2022, 7.2.8) would make equal profiles differ.
+    constexpr char FIRST_OF_2000[] = "\x07\xd0\0\1\0\1\0\0\0\0\0";
+    icc.replace(24, sizeof FIRST_OF_2000, FIRST_OF_2000, sizeof FIRST_OF_2000);
     return icc;
+}
+
+/// Twice the area of the triangle, above 0 when its corners follow each other counterclockwise.
+double doubleArea(Chromaticity a, Chromaticity b, Chromaticity c)
+{
+    return (b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y);
+}
+
+/// Whether every channel adds light to the white, and that is one which eyes adapt to: from an
+/// incandescent lamp to the blue sky.
+bool areUsable(const Primaries &primaries)
+{
+    const auto &[white, red, green, blue] = primaries;
+    constexpr double LEAST_SHARE = 0.001;
+    const bool isWhite = white.x >= 0.2 && white.x <= 0.5 && white.y >= 0.25 && white.y <= 0.5 &&
+                         white.x + white.y <= 0.95;
+    const auto isColor = [](Chromaticity color) {
+        return color.x >= 0 && color.y > 0 && color.x + color.y <= 1.0001;
+    };
+    return isWhite && isColor(red) && isColor(green) && isColor(blue) &&
+           doubleArea(white, red, green) > LEAST_SHARE &&
+           doubleArea(white, green, blue) > LEAST_SHARE &&
+           doubleArea(white, blue, red) > LEAST_SHARE;
 }
 
 /// ICC.1:2022, parametric curve type 3, with the constants of IEC 61966-2-1.
@@ -249,25 +279,31 @@ void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isI
     });
 }
 
+QByteArray rgbProfile(const Primaries &primaries, std::optional<double> gamma)
+{
+    constexpr double MOST_GAMMA = 10.0;
+    if (!areUsable(primaries) || (gamma && !(*gamma >= 1 / MOST_GAMMA && *gamma <= MOST_GAMMA)))
+        return {};
+    return makeRgbProfile(primaries, gamma ? Curve(cmsBuildGamma(nullptr, *gamma)) : srgbCurve());
+}
+
 const QByteArray &adobeRgbProfile()
 {
     static const QByteArray profile =
-        makeRgbProfile({{0.64, 0.33, 1.0}, {0.21, 0.71, 1.0}, {0.15, 0.06, 1.0}},
-                       Curve(cmsBuildGamma(nullptr, 563.0 / 256.0)));
+        rgbProfile({D65, {0.64, 0.33}, {0.21, 0.71}, {0.15, 0.06}}, 563.0 / 256.0);
     return profile;
 }
 
 const QByteArray &srgbProfile()
 {
-    static const QByteArray profile =
-        makeRgbProfile({{0.64, 0.33, 1.0}, {0.30, 0.60, 1.0}, {0.15, 0.06, 1.0}}, srgbCurve());
+    static const QByteArray profile = rgbProfile(SRGB_PRIMARIES, {});
     return profile;
 }
 
 const QByteArray &displayP3Profile()
 {
-    static const QByteArray profile = makeRgbProfile(
-        {{0.680, 0.320, 1.0}, {0.265, 0.690, 1.0}, {0.150, 0.060, 1.0}}, srgbCurve());
+    static const QByteArray profile =
+        rgbProfile({D65, {0.680, 0.320}, {0.265, 0.690}, {0.150, 0.060}}, {});
     return profile;
 }
 

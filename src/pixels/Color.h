@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 
+#include <optional>
 #include <stop_token>
 
 namespace tavolin {
@@ -20,6 +21,30 @@ namespace tavolin {
 /// @p isInverted says that 255 means no ink. Without a usable CMYK profile the inks are taken as
 /// ideal filters: (1 − C)(1 − K), and so on.
 void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isInverted);
+
+/// A colour without its brightness: x and y of CIE 1931.
+struct Chromaticity
+{
+    double x = 0;
+    double y = 0;
+};
+
+/// What the channels of a picture are when all, or one of them, are full.
+struct Primaries
+{
+    Chromaticity white;
+    Chromaticity red;
+    Chromaticity green;
+    Chromaticity blue;
+};
+
+inline constexpr Chromaticity D65{0.3127, 0.3290};
+inline constexpr Primaries SRGB_PRIMARIES{D65, {0.64, 0.33}, {0.30, 0.60}, {0.15, 0.06}};
+
+/// The profile of colours made of @p primaries, whose light is the stored value (0 to 1) to the
+/// power of @p gamma, or follows sRGB's curve without one. Empty where no colours can be meant:
+/// primaries that don't make their white, a gamma below 1/10 or above 10.
+[[nodiscard]] QByteArray rgbProfile(const Primaries &primaries, std::optional<double> gamma);
 
 /// Adobe RGB (1998): IEC 61966-2-5.
 [[nodiscard]] const QByteArray &adobeRgbProfile();

@@ -26,6 +26,9 @@ inline constexpr std::int64_t MAX_DECODER_BYTES = std::int64_t{768} << 20;
 /// The most of a file that a library may hold which wants it whole.
 inline constexpr std::int64_t MAX_WHOLE_FILE_BYTES = std::int64_t{256} << 20;
 
+/// Larger profiles are nonsense; the largest in use, for presses, have about 3 MB.
+inline constexpr std::int64_t MAX_PROFILE_BYTES = std::int64_t{16} << 20;
+
 [[nodiscard]] constexpr std::int64_t pixelCount(QSize size)
 {
     return std::int64_t{size.width()} * size.height();

@@ -6,8 +6,10 @@
 
 #include <array>
 #include <bit>
+#include <cmath>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <lcms2.h>
@@ -227,6 +229,41 @@ TEST(ToSrgb, GreyProfileIsAppliedUnderAlpha)
     const Image image = makeImage(
         {8, 8}, [](int, int) { return 0x80646464; }, Alpha::Premultiplied, linearGreyProfile());
     EXPECT_TRUE(isNear(toSrgb(image).row(4)[4], 0x80737373, 2));
+}
+
+TEST(RgbProfile, IsTheSameEachTime)
+{
+    EXPECT_EQ(rgbProfile(SRGB_PRIMARIES, 1.8), rgbProfile(SRGB_PRIMARIES, 1.8));
+    EXPECT_EQ(rgbProfile(SRGB_PRIMARIES, {}), tavolin::srgbProfile());
+    // The year of its making.
+    EXPECT_EQ(rgbProfile(SRGB_PRIMARIES, 1.8).mid(24, 2), QByteArray("\x07\xd0", 2));
+}
+
+TEST(RgbProfile, IsThatOfPrimariesAndGamma)
+{
+    // 128 of 255 to the power of 1.8 is 0.289, which sRGB's curve writes as 146.6.
+    EXPECT_TRUE(isNear(converted(rgb(128, 128, 128), rgbProfile(SRGB_PRIMARIES, 1.8)),
+                       rgb(147, 147, 147), 1));
+    Primaries swapped = SRGB_PRIMARIES;
+    std::swap(swapped.red, swapped.blue);
+    EXPECT_TRUE(rgbProfile(swapped, 1.8).isEmpty());
+}
+
+TEST(RgbProfile, IsEmptyForWhatCanBeNoColors)
+{
+    for (const double gamma : {0.0, -1.0, 0.09, 10.1, std::nan("")})
+        EXPECT_TRUE(rgbProfile(SRGB_PRIMARIES, gamma).isEmpty()) << gamma;
+    const auto isEmptyWith = [](Chromaticity Primaries::*part, Chromaticity value) {
+        Primaries primaries = SRGB_PRIMARIES;
+        primaries.*part = value;
+        return rgbProfile(primaries, 2.2).isEmpty();
+    };
+    EXPECT_FALSE(isEmptyWith(&Primaries::white, {0.4476, 0.4074})); // of a lamp
+    EXPECT_TRUE(isEmptyWith(&Primaries::white, {0.9, 0.1}));
+    EXPECT_TRUE(isEmptyWith(&Primaries::white, {0.2, 0.25})); // outside of the triangle
+    EXPECT_TRUE(isEmptyWith(&Primaries::red, {0.31, 0.33}));
+    EXPECT_TRUE(isEmptyWith(&Primaries::green, {0.3, 0.0}));
+    EXPECT_TRUE(isEmptyWith(&Primaries::blue, {20'000.0, 20'000.0}));
 }
 
 TEST(ToSrgb, AlphaStaysAndColorsStayBelowIt)
