@@ -35,6 +35,16 @@ bool isForRgb(const QByteArray &icc)
     return icc.size() <= MAX_PROFILE_BYTES && icc.mid(16, 4) == "RGB ";
 }
 
+/// Whether something of @p image is transparent; many a picture has alpha and makes no use of it.
+bool isSeenThrough(const Image &image)
+{
+    const auto isClear = [](Pixel pixel) { return pixel >> 24 != 0xff; };
+    for (int y = 0; image.alpha() != Alpha::Opaque && y < image.height(); ++y)
+        if (std::any_of(image.row(y), image.row(y) + image.width(), isClear))
+            return true;
+    return false;
+}
+
 /// libjpeg's objects for one file. What can fail runs in run(), where the jump is caught; no object
 /// with a destructor is made there.
 class Compressor
@@ -163,7 +173,8 @@ QByteArray writeJpeg(const Image &image, int quality, const JpegMetadata &metada
     if (image.isNull() || std::max(image.width(), image.height()) > JPEG_MAX_DIMENSION)
         return {};
     Image colored = image;
-    if (!image.iccProfile().isEmpty() && !isForRgb(image.iccProfile()))
+    // On screen the black shines through in sRGB; in another profile it would weigh more or less.
+    if (!image.iccProfile().isEmpty() && (!isForRgb(image.iccProfile()) || isSeenThrough(image)))
         colored = toSrgb(image).withProfile({});
     // Without a profile the picture is sRGB, and must say so where something else says otherwise.
     if (colored.iccProfile().isEmpty() && metadata.saysAdobeRgb)

@@ -24,10 +24,10 @@ struct JpegMetadata
 };
 
 /// @p image as a JPEG file with full chroma resolution; @p quality is libjpeg's, 1 to 100. The file
-/// carries the picture's profile; colours in a profile that is not for RGB become sRGB first. What
-/// is transparent is shown over black, as on screen. A block of @p metadata that is too large for
-/// its segment is left out. Empty when the image is null or has a side over 65500 pixels, and when
-/// memory is lacking.
+/// carries the picture's profile; colours in a profile that is not for RGB become sRGB first, and
+/// so do those of a picture with transparency, which is shown over black, as on screen. A block of
+/// @p metadata that is too large for its segment is left out. Empty when the image is null or has a
+/// side over 65500 pixels, and when memory is lacking.
 [[nodiscard]] QByteArray writeJpeg(const Image &image, int quality,
                                    const JpegMetadata &metadata = {});
 
