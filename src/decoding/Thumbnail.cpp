@@ -2,8 +2,10 @@
 
 #include "decoding/codecs/HeifCodec.h"
 #include "decoding/codecs/JpegCodec.h"
+#include "decoding/codecs/PngCodec.h"
 #include "decoding/codecs/QtCodec.h"
 #include "decoding/codecs/RawCodec.h"
+#include "decoding/codecs/WebPCodec.h"
 #include "pixels/Limits.h"
 
 namespace tavolin {
@@ -12,6 +14,21 @@ namespace {
 
 using Properties = std::optional<ImageProperties>;
 
+/// The full picture as stored.
+Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHint hint)
+{
+    switch (type) {
+    case FileType::Jpeg:
+        return decodeJpeg(file, maxPixel, hint);
+    case FileType::Png:
+        return decodePng(file, maxPixel);
+    case FileType::WebP:
+        return decodeWebP(file, maxPixel);
+    default:
+        return decodeWithQt(file, type, maxPixel);
+    }
+}
+
 /// The full picture of a file that is no raw container, or null.
 Image decodeContent(const SniffedFile &file, const Properties &properties, int maxPixel)
 {
@@ -19,10 +36,8 @@ Image decodeContent(const SniffedFile &file, const Properties &properties, int m
         return decodeHeif(file.source, maxPixel);
     if (!properties || !isWithinLimits(properties->stored))
         return {};
-    const Image stored = file.type == FileType::Jpeg
-                             ? decodeJpeg(file.source, maxPixel, properties->colorHint)
-                             : decodeWithQt(file.source, file.type, maxPixel);
-    return turnedUpright(stored, properties->orientation);
+    return turnedUpright(decodeStored(file.source, file.type, maxPixel, properties->colorHint),
+                         properties->orientation);
 }
 
 Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)

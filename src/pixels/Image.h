@@ -19,6 +19,16 @@ using Pixel = std::uint32_t;
 /// What stands for pixels that never came: grey, as libjpeg shows where its data ended.
 inline constexpr Pixel MISSING = 0xff808080;
 
+/// @p pixel, whose colours are not multiplied by its alpha yet.
+[[nodiscard]] constexpr Pixel premultiplied(Pixel pixel)
+{
+    const Pixel alpha = pixel >> 24;
+    const auto multiplied = [&](int shift) {
+        return ((pixel >> shift & 0xff) * alpha + 127) / 255 << shift;
+    };
+    return alpha << 24 | multiplied(16) | multiplied(8) | multiplied(0);
+}
+
 enum class Alpha : std::uint8_t {
     Opaque,        ///< Every alpha is 0xff.
     Premultiplied, ///< Alpha varies; colours are multiplied by it.

@@ -14,9 +14,6 @@
 
 namespace tavolin {
 
-/// What stands where a file ended or broke off, in every format: libjpeg's own grey.
-inline constexpr Pixel MISSING = 0xff808080;
-
 /// The target of one decode: one thread feeds it, and where the size changes a second one scales
 /// what has come, so that scaling costs no time of its own while a core is free. Not for reuse.
 class RowSink

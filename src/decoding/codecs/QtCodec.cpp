@@ -44,12 +44,8 @@ private:
 QByteArray qtFormat(FileType type)
 {
     switch (type) {
-    case FileType::Png:
-        return "png";
     case FileType::Bmp:
         return "bmp";
-    case FileType::WebP:
-        return "webp";
     case FileType::Tiff:
         return "tiff";
     default:
@@ -101,9 +97,6 @@ Image decodeWithQt(const SourceFile &file, FileType type, int maxPixel)
 {
     static std::once_flag isSetUp;
     std::call_once(isSetUp, setUp);
-    // The WebP reader takes the file into memory as a whole.
-    if (type == FileType::WebP && file.size() > MAX_WHOLE_FILE_BYTES)
-        return {};
 
     SourceDevice device(file);
     QImageReader reader(&device, qtFormat(type));

@@ -1,5 +1,5 @@
 #pragma once
-// PNG, BMP, WebP and TIFF through Qt's readers.
+// BMP and TIFF through Qt's readers.
 
 #include "decoding/FileType.h"
 #include "decoding/SourceFile.h"
@@ -7,7 +7,7 @@
 
 namespace tavolin {
 
-/// Decodes the first picture of @p file, which is a @p type of Qt's (Png, Bmp, WebP or Tiff), as
+/// Decodes the first picture of @p file, which is a @p type of Qt's (Bmp or Tiff), as
 /// stored (not turned), its longest side at most @p maxPixel. Keeps an RGB or grey profile. Null
 /// when it can't be read, over the limits, and after the file's stop request.
 [[nodiscard]] Image decodeWithQt(const SourceFile &file, FileType type, int maxPixel);
