@@ -5,6 +5,7 @@
 #include "decoding/codecs/PngCodec.h"
 #include "decoding/codecs/QtCodec.h"
 #include "decoding/codecs/RawCodec.h"
+#include "decoding/codecs/TiffCodec.h"
 #include "decoding/codecs/WebPCodec.h"
 #include "pixels/Limits.h"
 
@@ -22,6 +23,8 @@ Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHin
         return decodeJpeg(file, maxPixel, hint);
     case FileType::Png:
         return decodePng(file, maxPixel);
+    case FileType::Tiff:
+        return decodeTiff(file, maxPixel);
     case FileType::WebP:
         return decodeWebP(file, maxPixel);
     default:

@@ -1,0 +1,298 @@
+#include "decoding/codecs/TiffCodec.h"
+
+#include "decoding/codecs/TiffFile.h"
+#include "decoding/codecs/TiffPixels.h"
+#include "pixels/Color.h"
+#include "pixels/Limits.h"
+#include "pixels/RowSink.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace tavolin {
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Rows of uncompressed strips are read that many bytes at a time, or one by one where they are
+/// longer.
+constexpr std::int64_t READ_BYTES = 1 << 18;
+
+/// Stands for grey in 8- and 16-bit numbers, where a codec leaves a part of a block unwritten.
+constexpr int UNWRITTEN = 0x80;
+
+/// Gives the rows of one plane of strips, in order. What fails is missing to the end of its strip.
+class StripRows
+{
+public:
+    StripRows(const SourceFile &file, TIFF *tiff, const TiffLayout &layout, int plane)
+        : m_file(file), m_tiff(tiff), m_layout(layout), m_plane(plane),
+          m_rowBytes(static_cast<std::int64_t>(TIFFScanlineSize64(tiff)))
+    {}
+
+    [[nodiscard]] std::int64_t rowBytes() const { return m_rowBytes; }
+
+    /// Row @p y, valid until the next call; null when it is missing.
+    [[nodiscard]] const std::uint8_t *row(int y)
+    {
+        if (m_rows.empty())
+            m_rows.resize(static_cast<std::size_t>(
+                std::max(m_rowBytes,
+                         m_layout.compression == COMPRESSION_NONE ? READ_BYTES : std::int64_t{0})));
+        if (m_layout.compression == COMPRESSION_NONE)
+            return plainRow(y);
+        const int strip = y / m_layout.block.height();
+        if (strip == m_brokenStrip)
+            return nullptr;
+        if (TIFFReadScanline(m_tiff, m_rows.data(), static_cast<std::uint32_t>(y),
+                             static_cast<std::uint16_t>(m_plane)) == 1)
+            return m_rows.data();
+        m_brokenStrip = strip;
+        return nullptr;
+    }
+
+private:
+    /// By positioned reads of our own: a strip need not stand in memory, and what there is of a
+    /// strip that is cut short counts.
+    [[nodiscard]] const std::uint8_t *plainRow(int y)
+    {
+        if (y < m_firstRow || y >= m_firstRow + m_heldRows)
+            readRows(y);
+        return m_heldRows > 0 ? m_rows.data() + (y - m_firstRow) * m_rowBytes : nullptr;
+    }
+
+    void readRows(int y)
+    {
+        const int rowInStrip = y % m_layout.block.height();
+        const std::uint32_t strip = TIFFComputeStrip(m_tiff, static_cast<std::uint32_t>(y),
+                                                     static_cast<std::uint16_t>(m_plane));
+        const auto limit = std::uint64_t{SourceFile::MAX_BYTES};
+        const auto begin =
+            static_cast<std::int64_t>(std::min(limit, TIFFGetStrileOffset(m_tiff, strip)));
+        const auto bytes =
+            static_cast<std::int64_t>(std::min(limit, TIFFGetStrileByteCount(m_tiff, strip)));
+        const std::int64_t skipped = rowInStrip * m_rowBytes;
+        const std::int64_t wanted =
+            std::min({std::max(READ_BYTES / m_rowBytes, std::int64_t{1}),
+                      std::int64_t{m_layout.block.height() - rowInStrip},
+                      std::int64_t{m_layout.size.height() - y},
+                      std::max(bytes - skipped, std::int64_t{0}) / m_rowBytes});
+        const std::size_t count =
+            m_file.readAt(begin + skipped, std::as_writable_bytes(std::span(m_rows).first(
+                                               static_cast<std::size_t>(wanted * m_rowBytes))));
+        m_firstRow = y;
+        m_heldRows = static_cast<int>(static_cast<std::int64_t>(count) / m_rowBytes);
+        bringToMachineOrder(m_heldRows * m_rowBytes);
+    }
+
+    void bringToMachineOrder(std::int64_t count)
+    {
+        std::uint16_t fillOrder = FILLORDER_MSB2LSB;
+        TIFFGetFieldDefaulted(m_tiff, TIFFTAG_FILLORDER, &fillOrder);
+        if (fillOrder == FILLORDER_LSB2MSB)
+            TIFFReverseBits(m_rows.data(), count);
+        if (TIFFIsByteSwapped(m_tiff) == 0)
+            return;
+        void *const rows = m_rows.data();
+        if (m_layout.bits == 16)
+            TIFFSwabArrayOfShort(static_cast<std::uint16_t *>(rows), count / 2);
+        else if (m_layout.bits == 24)
+            TIFFSwabArrayOfTriples(m_rows.data(), count / 3);
+        else if (m_layout.bits == 32)
+            TIFFSwabArrayOfLong(static_cast<std::uint32_t *>(rows), count / 4);
+        else if (m_layout.bits == 64)
+            TIFFSwabArrayOfLong8(static_cast<std::uint64_t *>(rows), count / 8);
+    }
+
+    const SourceFile &m_file;
+    TIFF *m_tiff;
+    const TiffLayout &m_layout;
+    int m_plane;
+    std::int64_t m_rowBytes;
+    Bytes m_rows;
+    int m_firstRow = 0; // that m_rows holds, of uncompressed strips
+    int m_heldRows = 0;
+    int m_brokenStrip = -1;
+};
+
+/// One page on its way to its sink.
+class PageReader
+{
+public:
+    PageReader(const SourceFile &file, TIFF *tiff, const TiffLayout &layout, RowSink &sink)
+        : m_file(file), m_tiff(tiff), m_layout(layout), m_sink(sink), m_pixels(layout)
+    {}
+
+    /// Fills the sink. False when nothing at all could be read, or not all was waited for.
+    [[nodiscard]] bool read()
+    {
+        const bool wasRead = needsWholeBlocks() ? readBlocks() : readRows();
+        return wasRead && m_hasPixels && !isStopped();
+    }
+
+private:
+    [[nodiscard]] bool isStopped() const { return m_file.stopToken().stop_requested(); }
+
+    /// Rows can't be had one by one of tiles, nor of strips where rows share numbers or where the
+    /// codec has no notion of a row.
+    [[nodiscard]] bool needsWholeBlocks() const
+    {
+        return m_layout.isTiled || m_layout.isSubsampled() ||
+               m_layout.compression == COMPRESSION_OJPEG ||
+               m_layout.compression == COMPRESSION_JBIG;
+    }
+
+    bool readRows();
+    bool readBlocks();
+    [[nodiscard]] std::int64_t blockBytes() const;
+    [[nodiscard]] bool readBlock(int x, int y);
+    void convertBlock(int x, int y, PixelBuffer &band);
+
+    const SourceFile &m_file;
+    TIFF *m_tiff;
+    const TiffLayout &m_layout;
+    RowSink &m_sink;
+    TiffPixels m_pixels;
+    std::vector<Bytes> m_blocks; // of each plane, for the tile or strip that is being read
+    bool m_hasPixels = false;
+};
+
+bool PageReader::readRows()
+{
+    // libtiff unpacks a strip from its beginning, and one strip at a time: planes that are read
+    // side by side need a reader each.
+    std::vector<TiffFile> others;
+    std::vector<StripRows> strips;
+    for (const int plane : m_pixels.planes()) {
+        TIFF *tiff = m_tiff;
+        if (plane > 0 && m_layout.compression != COMPRESSION_NONE)
+            tiff = others.emplace_back(m_file).handle();
+        if (!tiff)
+            return false;
+        strips.emplace_back(m_file, tiff, m_layout, plane);
+        if (strips.back().rowBytes() <= 0 || strips.back().rowBytes() > MAX_DECODER_BYTES)
+            return false;
+    }
+    std::vector<const std::uint8_t *> rows(strips.size());
+    for (int y = 0; y < m_layout.size.height() && !isStopped(); ++y) {
+        std::transform(strips.begin(), strips.end(), rows.begin(),
+                       [y](StripRows &strip) { return strip.row(y); });
+        const bool isWhole = std::all_of(rows.begin(), rows.end(), [](auto row) { return row; });
+        Pixel *const out = m_sink.nextRow();
+        if (isWhole)
+            m_pixels.convert(rows, m_layout.size.width(), out);
+        else
+            std::fill_n(out, m_layout.size.width(), m_pixels.missing());
+        m_hasPixels = m_hasPixels || isWhole;
+        m_sink.rowDone();
+    }
+    return true;
+}
+
+std::int64_t PageReader::blockBytes() const
+{
+    return static_cast<std::int64_t>(
+        m_layout.isTiled
+            ? TIFFTileSize64(m_tiff)
+            : TIFFVStripSize64(m_tiff, static_cast<std::uint32_t>(m_layout.block.height())));
+}
+
+bool PageReader::readBlocks()
+{
+    const QSize size = m_layout.size;
+    const QSize block = m_layout.block;
+    const QSize bandSize(size.width(), std::min(block.height(), size.height()));
+    const auto planes = static_cast<std::int64_t>(m_pixels.planes().size());
+    const std::int64_t bytes = blockBytes();
+    if (bytes <= 0 || bytes > MAX_DECODER_BYTES / planes ||
+        bytes * planes + pixelCount(bandSize) * std::int64_t{sizeof(Pixel)} > MAX_DECODER_BYTES)
+        return false;
+    PixelBuffer band(bandSize);
+    if (band.isNull())
+        return false;
+    m_blocks.assign(static_cast<std::size_t>(planes), Bytes(static_cast<std::size_t>(bytes)));
+    for (int y = 0; y < size.height(); y += block.height()) {
+        for (int x = 0; x < size.width(); x += block.width()) {
+            if (isStopped())
+                return false;
+            convertBlock(x, y, band);
+        }
+        for (int row = 0; row < std::min(block.height(), size.height() - y); ++row) {
+            std::copy_n(band.row(row), size.width(), m_sink.nextRow());
+            m_sink.rowDone();
+        }
+    }
+    return true;
+}
+
+/// Unpacks the strip or tile of which (@p x, @p y) is the first pixel, all its planes.
+bool PageReader::readBlock(int x, int y)
+{
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
+        Bytes &block = m_blocks[i];
+        std::fill(block.begin(), block.end(), UNWRITTEN);
+        const auto plane = static_cast<std::uint16_t>(m_pixels.planes()[i]);
+        const auto left = static_cast<std::uint32_t>(x);
+        const auto top = static_cast<std::uint32_t>(y);
+        const auto bytes = static_cast<tmsize_t>(block.size());
+        const tmsize_t count =
+            m_layout.isTiled
+                ? TIFFReadEncodedTile(m_tiff, TIFFComputeTile(m_tiff, left, top, 0, plane),
+                                      block.data(), bytes)
+                : TIFFReadEncodedStrip(m_tiff, TIFFComputeStrip(m_tiff, top, plane), block.data(),
+                                       bytes);
+        if (count <= 0)
+            return false;
+    }
+    return true;
+}
+
+void PageReader::convertBlock(int x, int y, PixelBuffer &band)
+{
+    const bool isWhole = readBlock(x, y);
+    m_hasPixels = m_hasPixels || isWhole;
+    const int columns = std::min(m_layout.block.width(), m_layout.size.width() - x);
+    const int rows = std::min(m_layout.block.height(), m_layout.size.height() - y);
+    const std::size_t rowBytes =
+        m_blocks[0].size() / static_cast<std::size_t>(m_layout.block.height());
+    std::vector<const std::uint8_t *> starts(m_blocks.size());
+    for (int row = 0; row < rows; ++row) {
+        Pixel *const out = band.row(row) + x;
+        if (!isWhole) {
+            std::fill_n(out, columns, m_pixels.missing());
+        } else if (m_layout.isSubsampled()) {
+            m_pixels.convertSubsampled(m_blocks[0].data(), row, columns, out);
+        } else {
+            std::transform(m_blocks.begin(), m_blocks.end(), starts.begin(),
+                           [&](const Bytes &block) {
+                               return block.data() + static_cast<std::size_t>(row) * rowBytes;
+                           });
+            m_pixels.convert(starts, columns, out);
+        }
+    }
+}
+
+} // namespace
+
+Image decodeTiff(const SourceFile &file, int maxPixel)
+{
+    const TiffFile tiff(file);
+    const auto layout = tiff.handle() ? readTiffLayout(tiff.handle()) : std::nullopt;
+    if (!layout)
+        return {};
+    RowSink sink(layout->size, sizeWithin(layout->size, maxPixel));
+    if (!sink.isReady() || !PageReader(file, tiff.handle(), *layout, sink).read())
+        return {};
+    if (layout->colors == TiffColors::Inks) {
+        PixelBuffer pixels = std::move(sink).takeBuffer();
+        convertCmykToSrgb(pixels, layout->iccProfile, false);
+        return std::move(pixels).toImage(Alpha::Opaque);
+    }
+    return std::move(sink).takeImage(layout->alpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                     layout->iccProfile);
+}
+
+} // namespace tavolin
