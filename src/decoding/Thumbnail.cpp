@@ -1,9 +1,9 @@
 #include "decoding/Thumbnail.h"
 
+#include "decoding/codecs/BmpCodec.h"
 #include "decoding/codecs/HeifCodec.h"
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/codecs/PngCodec.h"
-#include "decoding/codecs/QtCodec.h"
 #include "decoding/codecs/RawCodec.h"
 #include "decoding/codecs/TiffCodec.h"
 #include "decoding/codecs/WebPCodec.h"
@@ -19,6 +19,8 @@ using Properties = std::optional<ImageProperties>;
 Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHint hint)
 {
     switch (type) {
+    case FileType::Bmp:
+        return decodeBmp(file, maxPixel);
     case FileType::Jpeg:
         return decodeJpeg(file, maxPixel, hint);
     case FileType::Png:
@@ -28,7 +30,7 @@ Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHin
     case FileType::WebP:
         return decodeWebP(file, maxPixel);
     default:
-        return decodeWithQt(file, type, maxPixel);
+        return {};
     }
 }
 

@@ -1,5 +1,5 @@
+#include "decoding/codecs/BmpCodec.h"
 #include "decoding/codecs/PngCodec.h"
-#include "decoding/codecs/QtCodec.h"
 #include "decoding/codecs/TiffCodec.h"
 #include "decoding/codecs/WebPCodec.h"
 #include "decoding/FileType.h"
@@ -61,7 +61,7 @@ Image decodeWith(const Container &container, const SourceFile &file, int maxPixe
     case FileType::Tiff:
         return decodeTiff(file, maxPixel);
     default:
-        return decodeWithQt(file, container.type, maxPixel);
+        return decodeBmp(file, maxPixel);
     }
 }
 

@@ -1,6 +1,5 @@
 #include "decoding/codecs/TiffPixels.h"
 
-
 #include <QFloat16>
 
 #include <algorithm>

@@ -1,0 +1,16 @@
+#pragma once
+// BMP of Windows and OS/2, by a reader of our own: rows are read from the file as the picture needs
+// them, from the top, in whichever order they are stored.
+
+#include "decoding/SourceFile.h"
+#include "pixels/Image.h"
+
+namespace tavolin {
+
+/// Decodes the picture in @p file, its longest side at most @p maxPixel. Keeps the RGB profile that
+/// a header of version 5 carries. Rows that are missing are grey. Null when nothing could be read,
+/// when the picture is of a kind that is refused (see BmpLayout.h), over the limits, and after the
+/// file's stop request.
+[[nodiscard]] Image decodeBmp(const SourceFile &file, int maxPixel);
+
+} // namespace tavolin
