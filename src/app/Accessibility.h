@@ -4,7 +4,7 @@
 namespace tavolin {
 
 /// Lets assistive tools know each of our widgets as what it is: texts, pictures, a tool bar. Has to
-/// be called before a tool looks at one, and does nothing when called again.
+/// be called before the first of them is made, and does nothing when called again.
 void describeWidgets();
 
 } // namespace tavolin

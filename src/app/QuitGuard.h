@@ -16,7 +16,7 @@ class FileWork;
 class FilenameJump;
 class Loupe;
 
-/// Who the guard asks, and asks for; all outlive it.
+/// What the guard works with; all outlive it.
 struct QuitNeighbors
 {
     QMainWindow &window;
@@ -27,7 +27,7 @@ struct QuitNeighbors
     FileWork &fileWork;
 };
 
-/// Owns the question, and stands in the way of the window's closing.
+/// Owns the question, and holds up the window's closing.
 class QuitGuard : public QObject
 {
     Q_OBJECT

@@ -24,9 +24,11 @@ constexpr std::chrono::milliseconds STATE_CHANGE_TIME(100);
 
 } // namespace
 
-Shell::Shell() : m_window(std::make_unique<QMainWindow>()), m_view(new ViewerView)
+Shell::Shell()
 {
-    describeWidgets();
+    describeWidgets(); // what a widget is to assistive tools is settled when it is given a name
+    m_window = std::make_unique<QMainWindow>();
+    m_view = new ViewerView;
     m_window->setWindowTitle(u"Tavolin Viewer"_s);
     m_window->setCentralWidget(m_view);
 }

@@ -30,21 +30,21 @@ public:
     /// Shows the help page, or hides it.
     void toggleHelp();
     [[nodiscard]] bool isHelpShown() const { return m_helpView; }
-    /// Brings the help page before what was put over the picture after it.
+    /// Brings the help page above widgets added later.
     void raiseHelp();
-    /// Puts the help page back to the middle of the view as it is.
+    /// Puts the help page in the middle of the view's current size.
     void layout();
 
     [[nodiscard]] QMainWindow &window() { return *m_window; }
     [[nodiscard]] ViewerView &view() { return *m_view; }
 
 Q_SIGNALS:
-    /// The window has come to another screen.
+    /// The window has moved to another screen.
     void screenChanged();
 
 private:
     std::unique_ptr<QMainWindow> m_window;
-    ViewerView *m_view;             // the window's
+    ViewerView *m_view = nullptr;   // the window's
     HelpView *m_helpView = nullptr; // while shown; the view's
 };
 

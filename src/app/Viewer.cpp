@@ -10,6 +10,7 @@
 #include <QMainWindow>
 #include <QTimer>
 
+#include <functional>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -29,8 +30,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
                   [this] { return m_editor.isEdited(); }),
       m_search(m_browser, m_shell.view()), m_folderDialog(m_browser, m_loupe, m_shell.view()),
       m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
-      m_cropMode(
-          {m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor, reader}),
+      m_cropMode({m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor}),
       m_fileWork(m_browser, m_editor, m_cropMode, m_labels, m_trashQueue, reader, std::move(trash)),
       m_selfTest(m_browser, m_cropMode, m_editor, m_fileWork, reader),
       m_quitGuard({m_shell.window(), m_loupe, m_browser, m_search, m_editor, m_fileWork})
@@ -42,7 +42,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
         .mouseReleased = [this] { m_loupe.zoomEnd(); },
         .scrolled = [this](const QWheelEvent &event) { handleScroll(event); },
         .resized = [this] { viewResized(); },
-        .paint = [this](QPainter &painter) { m_screen.paint(painter); },
+        .paint = std::bind_front(&Screen::paint, &m_screen),
     });
     connect(&m_shell, &Shell::screenChanged, this, &Viewer::viewResized);
     connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
@@ -81,11 +81,12 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
         m_pendingOpen = urls.front();
 }
 
-std::optional<LoupeSubject> Viewer::loupeSubject() const
+std::optional<LoupeSubject> Viewer::loupeSubject()
 {
-    if (!m_browser.isCurrentShown())
+    const auto size = m_browser.isCurrentShown() ? m_browser.currentPixelSize() : std::nullopt;
+    if (!size)
         return std::nullopt;
-    return LoupeSubject{m_browser.currentUrl(), m_editor.editedImage()};
+    return LoupeSubject{m_browser.currentUrl(), *size, m_editor.editedImage()};
 }
 
 bool Viewer::handleKey(const QKeyEvent &event)

@@ -69,7 +69,7 @@ public:
     [[nodiscard]] QuitGuard &quitGuard() { return m_quitGuard; }
 
 private:
-    [[nodiscard]] std::optional<LoupeSubject> loupeSubject() const;
+    [[nodiscard]] std::optional<LoupeSubject> loupeSubject();
     void carryOut(Command command);
     void carryOutInCrop(CropCommand command, KeyCode key, bool shift);
     void viewResized();
@@ -80,7 +80,8 @@ private:
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;
     BackgroundQueue m_trashQueue;
-    // Each knows those before it only; what comes from below arrives as a signal or in a callback.
+    // Each knows only those above it in this list; it hears from later ones by signals and
+    // callbacks.
     Shell m_shell;
     Screen m_screen;
     Labels m_labels;

@@ -9,6 +9,7 @@
 #include "screen/Loupe.h"
 #include "screen/Screen.h"
 
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -99,6 +100,19 @@ bool Browser::isCurrentShown() const
     return m_isShown && isInList(m_currentIndex) && !m_screen.currentThumb().isNull();
 }
 
+void Browser::keep(int index, const DisplayPicture &picture)
+{
+    if (!picture.isNull() && std::abs(index - m_targetIndex) <= ThumbCache::WINDOW)
+        m_cache.set(index, picture);
+}
+
+std::optional<QSize> Browser::currentPixelSize()
+{
+    if (!m_screen.currentPixelSize())
+        m_screen.setCurrentPixelSize(m_reader.readPixelSize(currentUrl()));
+    return m_screen.currentPixelSize();
+}
+
 void Browser::updateInfoText()
 {
     if (!isInList(m_targetIndex))
@@ -156,8 +170,7 @@ void Browser::pumpLoad()
                   .otherwise =
                       [this] {
                           m_isLoading = false;
-                          if (!m_screen.isCropping())
-                              pumpLoad();
+                          pumpLoad();
                       },
               });
 }

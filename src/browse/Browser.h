@@ -49,11 +49,11 @@ public:
     /// Makes the picture on screen the target again.
     void stayHere();
     /// Shows the target's picture: at once if it is ready, else when it has been decoded. Does
-    /// nothing while a decode is under way, whose end asks again.
+    /// nothing while a decode is under way, which calls this again when it ends.
     void pumpLoad();
     /// Takes the entry @p index out; what was behind it moves up and takes its place.
     void removeFromList(int index);
-    /// Says that the screen shows what no file holds, until the next picture.
+    /// Records that what is on screen is no file's picture, until the next one is shown.
     void forgetShown() { m_isShown = false; }
 
     /// Rebuilds the info line from the list and the target; leaves it alone without a list.
@@ -76,11 +76,19 @@ public:
     [[nodiscard]] std::uint64_t opening() const { return m_opening; }
     /// How many lists there have been: results for an older one don't apply.
     [[nodiscard]] std::uint64_t generation() const { return m_generation; }
-    /// Display pictures of the list, by index.
-    [[nodiscard]] ThumbCache &cache() { return m_cache; }
+    /// Whether the display picture of @p index is ready to be shown.
+    [[nodiscard]] bool isReady(int index) const { return m_cache.get(index).has_value(); }
+    /// How many display pictures are ready.
+    [[nodiscard]] int readyCount() const { return m_cache.count(); }
+    /// Keeps @p picture, which was made for @p index of this list, for later, unless it is null or
+    /// too far from the target by now.
+    void keep(int index, const DisplayPicture &picture);
+    /// Pixels of the full picture on screen, upright. Reads the file at currentIndex(), which must
+    /// be in the list, where no one has told them yet; empty when it doesn't say.
+    [[nodiscard]] std::optional<QSize> currentPixelSize();
 
 Q_SIGNALS:
-    /// Another list is about to take the place of this one.
+    /// A path is about to be opened.
     void aboutToOpen();
     /// The target is about to leave the picture on screen, or the list has changed under it.
     void leaving();

@@ -30,9 +30,9 @@ public:
     void closeSearch();
     [[nodiscard]] bool isOpen() const { return m_searchField; }
 
-    /// Gives the keyboard to whom it belongs: the field while that is open, else the view.
+    /// Gives the keyboard back to its owner: the field while that is open, else the view.
     void restoreFocus();
-    /// Puts the field at its place in the view as it is.
+    /// Puts the field at its place for the view's current size.
     void layout();
 
 private:

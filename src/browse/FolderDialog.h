@@ -22,7 +22,7 @@ public:
         : m_browser(browser), m_loupe(loupe), m_view(view)
     {}
 
-    /// Lets the user choose a folder, and opens it. Does nothing while the dialog is there.
+    /// Lets the user choose a folder, and opens it. Does nothing while the dialog is open.
     void openDialog();
 
 private:

@@ -20,7 +20,7 @@ class PhotoLine : public QObject
     Q_OBJECT
 
 public:
-    /// @p isEdited tells whether the picture on screen is an edit, whose size no file tells.
+    /// @p isEdited tells whether the picture on screen is an edit, whose size is in no file.
     PhotoLine(const Browser &browser, Screen &screen, Labels &labels, BackgroundQueue &queue,
               const PictureReader &reader, std::function<bool()> isEdited);
 

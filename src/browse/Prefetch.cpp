@@ -7,7 +7,6 @@
 
 #include <array>
 #include <chrono>
-#include <cstdlib>
 
 using namespace std::chrono_literals;
 
@@ -38,7 +37,7 @@ void Prefetch::prefetchNeighbors()
     const DisplayTarget screen = m_screen.displayTarget();
     for (const int offset : OFFSETS) {
         const int index = m_browser.targetIndex() + offset;
-        if (!m_browser.isInList(index) || m_browser.cache().get(index) ||
+        if (!m_browser.isInList(index) || m_browser.isReady(index) ||
             !m_inflight.insert(index).second)
             continue;
         m_queue.run<DisplayPicture>(
@@ -63,9 +62,7 @@ void Prefetch::prefetchNeighbors()
 void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)
 {
     m_inflight.erase(index);
-    // The user may have moved on meanwhile.
-    if (!picture.isNull() && std::abs(index - m_browser.targetIndex()) <= ThumbCache::WINDOW)
-        m_browser.cache().set(index, picture);
+    m_browser.keep(index, picture);
 }
 
 } // namespace tavolin

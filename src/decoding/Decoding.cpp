@@ -14,6 +14,17 @@ namespace {
 /// longer, which comes out reduced.
 constexpr int FULL_SIZE = 100000;
 
+/// What @p read returns; the result's default where memory or threads are lacking.
+template <typename Read>
+auto guarded(const Read &read) -> decltype(read())
+{
+    try {
+        return read();
+    } catch (...) {
+        return {};
+    }
+}
+
 } // namespace
 
 ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
@@ -46,13 +57,8 @@ std::optional<QSize> readPixelSize(const std::filesystem::path &url)
 
 std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url, std::stop_token stop)
 {
-    try {
-        const auto file = SourceFile::open(url, std::move(stop));
-        return file ? readFacts(*file, thumbnailRuleFor(url)) : std::nullopt;
-    } catch (...) {
-        // Memory is lacking.
-        return std::nullopt;
-    }
+    const auto file = SourceFile::open(url, std::move(stop));
+    return file ? readFacts(*file, thumbnailRuleFor(url)) : std::nullopt;
 }
 
 std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url, QSize newSize)
@@ -65,29 +71,29 @@ DisplayPicture InProcessReader::loadDisplayPicture(const std::filesystem::path &
                                                    const DisplayTarget &target,
                                                    std::stop_token stop) const
 {
-    return tavolin::loadDisplayPicture(url, target, std::move(stop));
+    return guarded([&] { return tavolin::loadDisplayPicture(url, target, stop); });
 }
 
 Image InProcessReader::loadFullImage(const std::filesystem::path &url, std::stop_token stop) const
 {
-    return tavolin::loadFullImage(url, std::move(stop));
+    return guarded([&] { return tavolin::loadFullImage(url, stop); });
 }
 
 std::optional<QSize> InProcessReader::readPixelSize(const std::filesystem::path &url) const
 {
-    return tavolin::readPixelSize(url);
+    return guarded([&] { return tavolin::readPixelSize(url); });
 }
 
 std::optional<PhotoFacts> InProcessReader::readPhotoFacts(const std::filesystem::path &url,
                                                           std::stop_token stop) const
 {
-    return tavolin::readPhotoFacts(url, std::move(stop));
+    return guarded([&] { return tavolin::readPhotoFacts(url, stop); });
 }
 
 std::optional<JpegMetadata> InProcessReader::sourceMetadata(const std::filesystem::path &url,
                                                             QSize newSize) const
 {
-    return tavolin::sourceMetadata(url, newSize);
+    return guarded([&] { return tavolin::sourceMetadata(url, newSize); });
 }
 
 } // namespace tavolin

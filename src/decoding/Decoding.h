@@ -17,12 +17,12 @@ namespace tavolin {
 
 /// The picture at @p url, upright, its longest side at most @p maxPixel. A file with a raw
 /// extension gives its largest embedded preview, and a rendering of the raw data only without one;
-/// any other is decoded from its full picture. Null on failure and, shortly after, once @p stop is
+/// any other is decoded from its full picture. Null on failure, and soon after @p stop is
 /// requested.
 [[nodiscard]] Image loadThumbnail(const std::filesystem::path &url, int maxPixel,
                                   std::stop_token stop = {});
 
-// What PictureReader declares, of the same names.
+// What PictureReader declares, under the same names. Lack of memory leaves these as an exception.
 [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                 const DisplayTarget &target,
                                                 std::stop_token stop = {});
@@ -33,7 +33,7 @@ namespace tavolin {
 [[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
                                                          QSize newSize);
 
-/// Decodes in this process, on the thread that asks.
+/// Decodes in this process, on the thread that asks. Never throws.
 class InProcessReader : public PictureReader
 {
 public:

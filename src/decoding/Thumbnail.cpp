@@ -37,8 +37,6 @@ Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHin
 /// The full picture of a file that is no raw container, or null.
 Image decodeContent(const SniffedFile &file, const Properties &properties, int maxPixel)
 {
-    if (file.type == FileType::Heif)
-        return decodeHeif(file.source, maxPixel);
     if (!properties || !isWithinLimits(properties->stored))
         return {};
     return turnedUpright(decodeStored(file.source, file.type, maxPixel, properties->colorHint),
@@ -47,6 +45,8 @@ Image decodeContent(const SniffedFile &file, const Properties &properties, int m
 
 Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
 {
+    if (file.type == FileType::Heif)
+        return decodeHeif(file.source, maxPixel);
     const Properties properties = readProperties(file);
     switch (file.type) {
     case FileType::Unknown:

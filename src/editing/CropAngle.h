@@ -42,7 +42,7 @@ inline constexpr double ANGLE_LIMIT = 45.0;
     return std::abs(angle) > 0.05;
 }
 
-/// Whether rotating pixels by @p angle changes them. A turn by less, or by that from a half turn,
+/// Whether rotating pixels by @p angle changes them. A smaller turn, or one that close to 180°,
 /// moves the sides of a picture 10000 pixels wide by half a pixel: nobody sees it.
 [[nodiscard]] inline bool isRotationVisible(double angle)
 {

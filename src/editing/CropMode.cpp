@@ -7,7 +7,6 @@
 #include "editing/CropOverlayView.h"
 #include "editing/CustomRatioDialog.h"
 #include "editing/Editor.h"
-#include "pixels/PictureReader.h"
 #include "pixels/Resample.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
@@ -24,8 +23,8 @@ namespace tavolin {
 
 namespace {
 
-/// A larger angle shows less of the picture, and that larger: how far it may go on until the
-/// picture that is rotated has to be made again.
+/// A larger angle shows less of the picture, enlarged: this much spare resolution delays making the
+/// preview again.
 constexpr double PREVIEW_HEADROOM = 1.2;
 
 } // namespace
@@ -43,8 +42,6 @@ void CropMode::enterCrop()
     m_with.loupe.zoomEnd();
     m_with.search.closeSearch(); // typing in it would change the picture
     m_with.browser.stayHere();   // what is seen is what is cropped
-    if (!m_with.screen.currentPixelSize())
-        m_with.screen.setCurrentPixelSize(m_with.reader.readPixelSize(m_with.browser.currentUrl()));
     m_with.screen.setMode(ViewMode::Cropping);
     ++m_session;
     m_cropAngle = 0;
@@ -64,7 +61,7 @@ void CropMode::buildOverlay()
         &m_with.view);
     connect(m_cropOverlay, &CropOverlayView::layoutChanged, this, &CropMode::editLayoutChanged);
     connect(m_cropOverlay, &CropOverlayView::ratioChanged, this, &CropMode::updateCropBar);
-    if (const auto original = ratioChoice(RatioPreset::Original, m_with.screen.currentPixelSize()))
+    if (const auto original = ratioChoice(RatioPreset::Original, m_with.browser.currentPixelSize()))
         m_cropOverlay->setInitialRatio(original->ratio, original->name);
     m_cropOverlay->resize(m_with.view.size());
     m_cropOverlay->resetToDefaultBox();

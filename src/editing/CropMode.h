@@ -23,7 +23,6 @@ class Editor;
 class FilenameJump;
 class Labels;
 class Loupe;
-class PictureReader;
 class Screen;
 
 /// Who crop mode works with; all outlive it.
@@ -36,11 +35,10 @@ struct CropNeighbors
     Browser &browser;
     FilenameJump &search;
     Editor &editor;
-    const PictureReader &reader;
 };
 
-/// Owns the box, the bar and the angle, and what was on screen before. On while the screen's mode
-/// says so.
+/// Owns the box, the bar and the angle, and what was on screen before. Crop mode is on while
+/// Screen::isCropping().
 class CropMode : public QObject
 {
     Q_OBJECT
@@ -71,7 +69,7 @@ public:
     [[nodiscard]] CropOverlayView *cropOverlay() const { return m_cropOverlay; }
     /// The upper edge of the bar in the view; empty outside crop mode.
     [[nodiscard]] std::optional<int> cropBarTop() const;
-    /// Puts box and bar at their places in the view as it is.
+    /// Puts box and bar at their places for the view's current size.
     void layout();
     /// Pixels of the picture that is cropped for each view point; empty while unknown.
     [[nodiscard]] std::optional<double> imagePixelScale() const;
@@ -100,7 +98,7 @@ private:
     double m_cropAngle = 0;
     DisplayPicture m_cropBase; // what was on screen, before any rotation
     Image m_previewBase;       // its image, no larger than rotating it for the screen needs
-    double m_previewScale = 0; // the size of that to the size of the image
+    double m_previewScale = 0; // its size relative to that image
 };
 
 } // namespace tavolin

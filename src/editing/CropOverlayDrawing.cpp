@@ -1,5 +1,6 @@
 #include "editing/CropOverlayDrawing.h"
 
+#include "pixels/Geometry.h"
 #include "screen/TextLabel.h"
 
 #include <QFontMetricsF>
@@ -42,7 +43,7 @@ QRectF readOutRect(const CropScene &scene, const QString &text)
     const QSizeF size(metrics.horizontalAdvance(text), metrics.height());
     const QRectF &box = scene.box;
     return {QPointF(box.center().x() - size.width() * 0.5,
-                    std::min(box.y() + box.height() + READ_OUT_DISTANCE,
+                    std::min(maxY(box) + READ_OUT_DISTANCE,
                              scene.view.height() - size.height() - READ_OUT_MARGIN)),
             size};
 }
@@ -71,16 +72,16 @@ void paintGuides(QPainter &painter, const QRectF &box)
     for (const double part : {1.0 / 3, 2.0 / 3}) {
         const double x = box.x() + part * box.width();
         const double y = box.y() + part * box.height();
-        painter.drawLine(QPointF(x, box.y()), QPointF(x, box.y() + box.height()));
-        painter.drawLine(QPointF(box.x(), y), QPointF(box.x() + box.width(), y));
+        painter.drawLine(QPointF(x, box.y()), QPointF(x, maxY(box)));
+        painter.drawLine(QPointF(box.x(), y), QPointF(maxX(box), y));
     }
 }
 
 void paintHandles(QPainter &painter, const QRectF &box)
 {
     const double middle = box.center().x();
-    const double right = box.x() + box.width();
-    const double bottom = box.y() + box.height();
+    const double right = maxX(box);
+    const double bottom = maxY(box);
     for (const QPointF point :
          {QPointF(box.x(), box.y()), QPointF(middle, box.y()), QPointF(right, box.y()),
           QPointF(box.x(), box.center().y()), QPointF(right, box.center().y()),

@@ -27,9 +27,8 @@ QRect pixelsIn(const QRectF &box)
         const double whole = std::round(edge);
         return std::abs(edge - whole) < NOISE ? whole : edge;
     };
-    return integralRect(
-        QRectF(QPointF(cleaned(box.x()), cleaned(box.y())),
-               QPointF(cleaned(box.x() + box.width()), cleaned(box.y() + box.height()))));
+    return integralRect(QRectF(QPointF(cleaned(box.x()), cleaned(box.y())),
+                               QPointF(cleaned(maxX(box)), cleaned(maxY(box)))));
 }
 
 } // namespace
@@ -50,33 +49,31 @@ double previewScale(QSize size, double angle, const QRectF &area, double screenS
     return fitRect(area, inscribed).width() * screenScale / inscribed.width();
 }
 
-CropResult cropPicture(const Image &base, const CropRequest &request, const DisplayTarget &target,
+CropResult cropPicture(Image base, const CropRequest &request, const DisplayTarget &target,
                        const std::stop_token &stop)
 {
     if (base.isNull() || stop.stop_requested())
         return {};
     const double scale = base.width() / request.sourceSize.width();
     const QRect rect = pixelsIn({request.box.topLeft() * scale, request.box.size() * scale});
-    Image image = base;
     CropResult result;
     if (isRotationApplied(request.angle)) {
-        image = rotateInscribed(image, request.angle);
+        base = rotateInscribed(base, request.angle);
         result.steps.push_back(RotateOp{request.angle});
     }
     result.steps.push_back(CropOp{rect});
-    result.picture = editedPicture(image.cropped(rect), target, stop);
+    result.picture = editedPicture(base.cropped(rect), target, stop);
     return result;
 }
 
-EditedPicture replay(const Image &source, const std::vector<EditOp> &steps,
-                     const DisplayTarget &target, const std::stop_token &stop)
+EditedPicture replay(Image source, const std::vector<EditOp> &steps, const DisplayTarget &target,
+                     const std::stop_token &stop)
 {
-    Image image = source;
     for (const EditOp &step : steps) {
-        if (!image.isNull() && !stop.stop_requested())
-            image = applyOp(image, step);
+        if (!source.isNull() && !stop.stop_requested())
+            source = applyOp(source, step);
     }
-    return editedPicture(image, target, stop);
+    return editedPicture(source, target, stop);
 }
 
 } // namespace tavolin

@@ -1,7 +1,7 @@
 #pragma once
 // The work behind an edit: from a full picture and steps to pixels, at full size and ready for the
-// screen. Free functions for any thread; a null picture gives a null one, as does lack of memory
-// and, shortly after, a requested stop.
+// screen. Free functions for any thread; a null picture gives a null one, and so, soon after it,
+// does a requested stop.
 
 #include "editing/EditOp.h"
 #include "pixels/DisplayPicture.h"
@@ -52,11 +52,11 @@ struct CropResult
 
 /// Rotates and crops @p base, a picture at full size. The box is scaled where that has another size
 /// than the user was told, as the preview of a raw file may: what was inside it is what comes out.
-[[nodiscard]] CropResult cropPicture(const Image &base, const CropRequest &request,
+[[nodiscard]] CropResult cropPicture(Image base, const CropRequest &request,
                                      const DisplayTarget &target, const std::stop_token &stop = {});
 
 /// @p source, a picture at full size, with @p steps applied in their order.
-[[nodiscard]] EditedPicture replay(const Image &source, const std::vector<EditOp> &steps,
+[[nodiscard]] EditedPicture replay(Image source, const std::vector<EditOp> &steps,
                                    const DisplayTarget &target, const std::stop_token &stop = {});
 
 } // namespace tavolin

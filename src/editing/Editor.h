@@ -24,7 +24,7 @@ class PictureReader;
 class Screen;
 
 /// Owns the steps, the edited picture and the work on it. The steps lead from the file to the
-/// edited picture, but for the time of an undo, when they are ahead of it.
+/// edited picture, except during an undo, when the list is already shorter.
 class Editor : public QObject
 {
     Q_OBJECT
@@ -39,11 +39,11 @@ public:
     void resetEdits();
 
     /// Cuts what @p request says out of the picture, in the background, and hands the result, null
-    /// if that failed, to @p use, unless @p stillApplies says no. Only where editSourceSize() is
+    /// if that failed, to @p use, unless @p stillApplies says no. editSourceSize() must be
     /// known.
     void crop(const CropRequest &request, std::function<bool()> stillApplies,
               std::function<void(const CropResult &)> use);
-    /// Gives up the crops and undos under way.
+    /// Cancels running crops and undos.
     void dropEditJobs();
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);

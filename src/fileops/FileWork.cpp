@@ -45,11 +45,10 @@ void FileWork::deleteCurrent()
     // A held key may ask again before the file has left the list.
     if (!m_underWay.insert(url).second)
         return;
-    // Nothing in place of an answer says that the move could not even be tried.
+    // No answer means that memory did not suffice to ask.
     m_trashQueue.run<std::optional<Failure>>(
         this, {
-                  .work = [trash = m_trash,
-                           url](const std::stop_token &) { return std::optional(trash(url)); },
+                  .work = [trash = m_trash, url](const std::stop_token &) { return trash(url); },
                   .use =
                       [this, url, opening = m_browser.opening()](const auto &answer) {
                           const auto noMemory = std::make_error_code(std::errc::not_enough_memory);

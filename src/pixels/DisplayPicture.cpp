@@ -38,6 +38,8 @@ Image makeRendition(const Image &image, const QRectF &area, double scale, std::s
 DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
                                   std::stop_token stop)
 {
+    if (image.isNull() || stop.stop_requested())
+        return {};
     DisplayPicture picture;
     picture.image = toSrgb(downscale(image, target.maxPixel), stop);
     picture.rendition = makeRendition(picture.image, target.area, target.scale, stop);

@@ -40,7 +40,7 @@ struct DisplayTarget
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
 
 /// @p image as it is shown on @p target: in sRGB, and reduced to its limit where that is not done
-/// yet. Null for a null image, on lack of memory or once @p stop is requested.
+/// yet. Null for a null image and once @p stop is requested.
 [[nodiscard]] DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
                                                 std::stop_token stop = {});
 

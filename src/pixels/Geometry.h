@@ -1,6 +1,6 @@
 #pragma once
 // Rectangles, points and ranges, in whatever unit the caller counts in; y grows downward. The
-// arithmetic that Qt's types get wrong or leave open, each said once.
+// arithmetic that Qt's types get wrong or leave undefined, in one place.
 
 #include <QPointF>
 #include <QRect>
@@ -42,7 +42,7 @@ template <typename Number>
     return {clamped(point.x(), rect.x(), maxX(rect)), clamped(point.y(), rect.y(), maxY(rect))};
 }
 
-/// What two rectangles have in common; its sides are below 0 where that is nothing.
+/// What two rectangles have in common; a side is 0 or less where they don't overlap.
 [[nodiscard]] inline QRectF intersection(const QRectF &a, const QRectF &b)
 {
     const double x = std::max(a.x(), b.x());

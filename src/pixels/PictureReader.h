@@ -47,7 +47,7 @@ struct PhotoFacts
 
 /// Reads picture files. Every call may come from any thread, takes as long as the disk and the
 /// picture need, and never throws; failure is a null picture or an empty value, never a message,
-/// and so, shortly after, is a requested stop.
+/// and so is the result soon after a stop is requested.
 class PictureReader
 {
 public:

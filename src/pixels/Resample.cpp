@@ -164,11 +164,16 @@ int ResamplePlan::lastSourceRow(int y) const
     return std::min(firstSourceRow(y) + m_rows.taps, m_source.height()) - 1;
 }
 
+std::size_t ResamplePlan::scratchSize() const
+{
+    return static_cast<std::size_t>(m_source.width() + m_columns.taps) * CHANNELS;
+}
+
 void ResamplePlan::makeRow(int y, const Pixel *const *window, Pixel *out,
                            std::vector<std::int16_t> &scratch) const
 {
     // Weights beyond the last column are zero, but the pixels are read all the same.
-    scratch.resize(static_cast<std::size_t>(m_source.width() + m_columns.taps) * CHANNELS);
+    scratch.resize(scratchSize());
     combineRows(window, m_rows.weights.data() + std::ptrdiff_t{y} * m_rows.taps, m_rows.taps,
                 m_source.width(), scratch.data());
     combineColumns(scratch.data(), m_columns.first, m_columns.weights.data(), m_columns.taps, out);

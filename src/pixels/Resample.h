@@ -6,6 +6,7 @@
 
 #include <QSize>
 
+#include <cstddef>
 #include <cstdint>
 #include <stop_token>
 #include <vector>
@@ -30,6 +31,9 @@ public:
 
     /// The most source rows that one target row needs: the window a streaming caller must keep.
     [[nodiscard]] int windowRows() const { return m_rows.taps; }
+
+    /// How many values makeRow() works with.
+    [[nodiscard]] std::size_t scratchSize() const;
 
     /// Makes target row @p y in @p out from @p window, where window[i] is the source row
     /// firstSourceRow(y) + i. @p scratch is working memory that the caller keeps between rows, one

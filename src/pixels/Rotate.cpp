@@ -1,6 +1,7 @@
 #include "pixels/Rotate.h"
 
 #include "pixels/Bands.h"
+#include "pixels/Geometry.h"
 #include "pixels/Resample.h"
 #include "pixels/Vectors.h"
 
@@ -238,8 +239,7 @@ private:
     {
         const auto nearest = [](std::int64_t position, int tap, int size) {
             const std::int64_t wanted = (position >> POSITION_BITS) - BEFORE + tap;
-            return static_cast<int>(
-                std::max<std::int64_t>(0, std::min<std::int64_t>(wanted, size - 1)));
+            return static_cast<int>(clamped<std::int64_t>(wanted, 0, size - 1));
         };
         std::array<Pixel, std::size_t{TAPS} * TAPS> patch;
         for (int i = 0; i < TAPS * TAPS; ++i) {

@@ -24,6 +24,9 @@ RowSink::RowSink(QSize source, QSize target)
     m_plan.emplace(source, target);
     m_ringRows = std::min(m_plan->windowRows() + 4 * BATCH_ROWS, source.height());
     m_ring.resize(static_cast<std::size_t>(m_ringRows) * static_cast<std::size_t>(source.width()));
+    // The scaler has nowhere to go with a lack of memory.
+    m_window.resize(static_cast<std::size_t>(m_plan->windowRows()));
+    m_scratch.resize(m_plan->scratchSize());
     m_scaler = std::thread(&RowSink::scaleRows, this);
 }
 
@@ -64,8 +67,6 @@ void RowSink::rowDone()
 
 void RowSink::scaleRows()
 {
-    std::vector<std::int16_t> scratch;
-    std::vector<const Pixel *> window(static_cast<std::size_t>(m_plan->windowRows()));
     for (int y = 0; y < m_target.size().height(); ++y) {
         int given = m_given;
         for (; given != ABANDONED && given <= m_plan->lastSourceRow(y); given = m_given)
@@ -73,9 +74,9 @@ void RowSink::scaleRows()
         if (given == ABANDONED)
             return;
         for (int i = 0; i < m_plan->windowRows(); ++i)
-            window[static_cast<std::size_t>(i)] =
+            m_window[static_cast<std::size_t>(i)] =
                 ringRow(std::min(m_plan->firstSourceRow(y) + i, m_source.height() - 1));
-        m_plan->makeRow(y, window.data(), m_target.row(y), scratch);
+        m_plan->makeRow(y, m_window.data(), m_target.row(y), m_scratch);
         m_made = y + 1;
         m_made.notify_one();
     }

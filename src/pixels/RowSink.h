@@ -8,6 +8,7 @@
 #include <QSize>
 
 #include <atomic>
+#include <cstdint>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -53,6 +54,8 @@ private:
     std::optional<ResamplePlan> m_plan; // none where the sizes are the same
     PixelBuffer m_target;
     int m_ringRows = 0;
+    std::vector<std::int16_t> m_scratch; // these two are the scaler's
+    std::vector<const Pixel *> m_window;
     std::vector<Pixel> m_ring; // the newest source rows: the scaler's window and what waits for it
     int m_taken = 0;
     // Rows given to the scaler, told in batches, and target rows it has made. Each is written by

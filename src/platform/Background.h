@@ -21,7 +21,7 @@ template <typename Result>
 struct BackgroundWork
 {
     /// Runs on the queue: a function of the values that it holds. What it throws, for lack of
-    /// memory or threads, makes it fail. Released there when it has run.
+    /// memory or threads, counts as failure. Released there when it has run.
     std::function<Result(const std::stop_token &)> work;
     /// Whether the result is still wanted when it comes; always if empty.
     std::function<bool()> stillApplies = {};
@@ -41,9 +41,9 @@ public:
         : m_mailbox(mailbox), m_queue(std::move(name), qualityOfService, atTheEnd)
     {}
 
-    /// Does @p job.work behind what was asked for before; then, on the main thread, what is to be
-    /// done with its result, unless @p owner has gone. All but the work may use @p owner. A stop of
-    /// @p stop is told to the work, as is the end of the queue.
+    /// Does @p job.work after everything queued earlier; then, on the main thread, what is to be
+    /// done with its result, unless @p owner has gone. All but the work may use @p owner, and what
+    /// lives as long. A stop of @p stop reaches the work's token, as does the queue's end.
     template <typename Result>
     void run(QObject *owner, BackgroundWork<Result> job, std::stop_source stop = {});
 
@@ -72,8 +72,8 @@ void BackgroundQueue::run(QObject *owner, BackgroundWork<Result> job, std::stop_
         BackgroundWork<Result> job;
         Result result;
     };
-    // Made before the work begins: handing back must not fail where memory has run out.
-    auto errand = std::make_shared<Errand>(owner, std::move(job), Result());
+    // Made before the work begins, so that handing back takes next to no memory.
+    std::shared_ptr<Errand> errand(new Errand{owner, std::move(job), Result()});
     std::function<void()> deliver = [errand] {
         if (!errand->owner)
             return;

@@ -14,7 +14,7 @@ namespace {
 /// How long a message about a finished command stays.
 constexpr auto STATUS_TIME = 1400ms;
 /// NEON at 85 %.
-const QColor DETAIL_COLOR(NEON.red(), NEON.green(), NEON.blue(), 217);
+constexpr QColor DETAIL_COLOR{0, 212, 255, 217};
 
 } // namespace
 

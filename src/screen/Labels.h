@@ -1,6 +1,6 @@
 #pragma once
-// The three lines of text over the picture: where the user is, the facts of the photo, and what has
-// become of a command.
+// The three lines of text over the picture: where the user is, the facts of the photo, and how a
+// command ended.
 
 #include <QObject>
 #include <QString>
@@ -36,9 +36,9 @@ public:
     /// Shows @p text on the line of details below it.
     void showDetail(const QString &text);
 
-    /// Puts the lines where they belong in the view as it is; see labelRects().
+    /// Puts the lines where they belong for the view's current size; see labelRects().
     void layout(std::optional<int> cropBarTop);
-    /// Brings the status line before what was put over the picture after it.
+    /// Brings the status line above widgets added later.
     void raiseStatus();
 
 private:

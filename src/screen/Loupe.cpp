@@ -22,15 +22,9 @@ void Loupe::zoomBegin(QPointF position)
     const auto subject = m_subject();
     if (!subject)
         return;
-    if (!m_screen.currentPixelSize())
-        m_screen.setCurrentPixelSize(m_reader.readPixelSize(subject->url));
-    const auto pixelSize = m_screen.currentPixelSize();
-    if (!pixelSize)
-        return;
-
     m_zooming = true;
     m_zoomLastP = position;
-    m_screen.stretch(loupeFrame(fitted, *pixelSize, position));
+    m_screen.stretch(loupeFrame(fitted, subject->pixelSize, position));
     m_labels.showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
 
     dropFullImage();

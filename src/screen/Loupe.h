@@ -6,7 +6,7 @@
 
 #include <QObject>
 #include <QPointF>
-#include <QRectF>
+#include <QSize>
 
 #include <filesystem>
 #include <functional>
@@ -25,7 +25,8 @@ class Screen;
 struct LoupeSubject
 {
     std::filesystem::path url;
-    Image edited; ///< The full picture, where it is not that of the file.
+    QSize pixelSize; ///< Of the full picture, upright.
+    Image edited;    ///< The full picture, where it is not that of the file.
 };
 
 /// Owns the gesture. Positions are in view points.
@@ -49,7 +50,7 @@ public:
     void zoomEnd();
     [[nodiscard]] bool isZooming() const { return m_zooming; }
 
-    /// Forgets the full picture that was asked for: it is another's than the one on screen.
+    /// Forgets the full picture that was asked for: it belongs to a different picture.
     void dropFullImage();
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
-// Where the things lie that stand over the picture: labels, search field, help page and crop bar.
-// Pure functions; view points, origin at the top left.
+// Where things over the picture go: labels, search field, help page and crop bar. Pure functions;
+// view points, origin at the top left.
 
 #include <QRect>
 #include <QSize>
@@ -18,7 +18,7 @@ struct LabelRects
 };
 
 /// The lines in a view of @p view points: two at the top, and the status line near the lower edge
-/// or, where a crop bar has its upper edge at @p cropBarTop, above that, which would cover it.
+/// or, where a crop bar has its upper edge at @p cropBarTop, above the bar, which would cover it.
 [[nodiscard]] LabelRects labelRects(QSize view, std::optional<int> cropBarTop);
 
 /// The search field, in the middle near the upper edge.
@@ -28,7 +28,8 @@ struct LabelRects
 [[nodiscard]] QRect helpRect(QSize view, QSize size);
 
 /// The crop bar, in the middle near the lower edge: as wide as it wants (@p wanted), in a narrow
-/// view as the view, but no narrower than @p leastWidth, even if it sticks out then, evenly.
+/// view as the view, but no narrower than @p leastWidth, overhanging equally on both sides if need
+/// be.
 [[nodiscard]] QRect cropBarRect(QSize view, QSize wanted, int leastWidth);
 
 } // namespace tavolin

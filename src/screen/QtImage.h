@@ -1,5 +1,5 @@
 #pragma once
-// Our pictures as Qt's.
+// Converts our Image to QImage.
 
 #include "pixels/Image.h"
 

@@ -15,7 +15,7 @@ class QWidget;
 
 namespace tavolin {
 
-/// Owns the picture on screen. The view that it is painted in must outlive every call.
+/// Owns the picture on screen. @p view must outlive this.
 class Screen
 {
 public:
@@ -52,8 +52,8 @@ public:
 
     /// The longest side to decode for the window's present screen, in pixels.
     [[nodiscard]] int maxPixel() const;
-    /// What to decode for. Never crop mode's smaller place: what is decoded there is shown after
-    /// it.
+    /// What to decode for. Always the full view: what is decoded during crop mode
+    /// is shown after it.
     [[nodiscard]] DisplayTarget displayTarget() const;
 
     /// Pixels of the full picture that is on screen, upright; empty while unknown.

@@ -20,8 +20,7 @@ struct ViewHandlers
     std::function<void(QPainter &)> paint;
 };
 
-/// Black, and deaf, until it is told where its events go and from the moment when that is taken
-/// back.
+/// Paints nothing and ignores events while it has no handlers.
 class ViewerView : public QWidget
 {
     Q_OBJECT

@@ -78,7 +78,7 @@ void SelfTest::reportNavigation()
 {
     m_framesShown.insert(m_browser.currentIndex());
     print(navigationReport({m_steps, m_browser.targetIndex(), m_browser.currentIndex(),
-                            static_cast<int>(m_framesShown.size()), m_browser.cache().count()}));
+                            static_cast<int>(m_framesShown.size()), m_browser.readyCount()}));
     runBenchEditTest();
 }
 

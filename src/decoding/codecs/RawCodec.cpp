@@ -2,6 +2,7 @@
 
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/metadata/Exiv2Access.h"
+#include "pixels/Geometry.h"
 #include "pixels/Limits.h"
 #include "pixels/RowSink.h"
 
@@ -48,8 +49,7 @@ public:
         const std::int64_t base = whence == SEEK_CUR   ? m_position
                                   : whence == SEEK_END ? m_file.size()
                                                        : 0;
-        m_position =
-            std::max<std::int64_t>(0, std::min<std::int64_t>(base + offset, m_file.size()));
+        m_position = clamped<std::int64_t>(base + offset, 0, m_file.size());
         return 0;
     }
     INT64 tell() override { return m_position; }
