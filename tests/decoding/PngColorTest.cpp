@@ -1,7 +1,9 @@
 #include "decoding/codecs/PngColor.h"
 
+#include "decoding/codecs/JpegCodec.h"
 #include "decoding/codecs/PngCodec.h"
 #include "pixels/Color.h"
+#include "pixels/JpegWriter.h"
 #include "PngFile.h"
 #include "TestPictures.h"
 
@@ -184,6 +186,18 @@ TEST(PngColors, AreConvertedForTheScreen)
                 << one.name;
         }
     }
+}
+
+// By hand: 200, 100 and 50 of 255 as light are 229.1, 168.1 and 122.4 in sRGB, at 128 of 255 over
+// black 115.0, 84.4 and 61.5.
+TEST(PngColors, TransparentPictureIsSavedAsShown)
+{
+    const auto samples = [](int, int) { return std::vector<unsigned>{200, 100, 50, 128}; };
+    const QByteArray png = pngFile({{16, 16}, 8, 6}, samples, gama(100'000));
+    const Image image = decodePng(fileOf(png), 100);
+    EXPECT_TRUE(isNear(toSrgb(image).row(8)[8], 0x8073543d, 2));
+    const Image saved = decodeJpeg(fileOf(writeJpeg(image, 95)), 100);
+    EXPECT_TRUE(isNear(toSrgb(saved).row(8)[8], 0xff73543d, 4));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string_view>
 #include <vector>
 
@@ -117,6 +118,22 @@ inline QByteArray pngFile(const PngKind &kind, const SamplesAt &samplesAt,
                           const QByteArray &chunks = {})
 {
     return pngOfRows(kind, pngRows(kind, samplesAt), chunks);
+}
+
+/// A PLTE chunk of 200, 100, 50; red; blue; and 1, 2, 3.
+inline QByteArray palette()
+{
+    const auto bytes = FileBytes().u8(200).u8(100).u8(50).u8(255).u8(0).u8(0);
+    return checkedChunk("PLTE", FileBytes(bytes).u8(0).u8(0).u8(255).u8(1).u8(2).u8(3).bytes());
+}
+
+/// A tRNS chunk of 16-bit numbers.
+inline QByteArray transparent(std::initializer_list<unsigned> samples)
+{
+    FileBytes bytes;
+    for (const unsigned sample : samples)
+        bytes.u16(sample);
+    return checkedChunk("tRNS", bytes.bytes());
 }
 
 } // namespace tavolin::test

@@ -40,8 +40,7 @@ public:
     explicit Inflater(const QByteArray &deflated)
     {
         // zlib does not write there.
-        m_stream.next_in =
-            reinterpret_cast<Bytef *>(const_cast<char *>(deflated.constData())); // NOLINT
+        m_stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(deflated.constData()));
         m_stream.avail_in = static_cast<uInt>(deflated.size());
         m_isReady = inflateInit(&m_stream) == Z_OK;
     }
