@@ -232,10 +232,8 @@ TEST(PngCodec, HeaderThatClaimsTooMuchIsRefused)
         for (const QSize size : {QSize(60'000, 60'000), QSize(0x7fffffff, 1), QSize(0, 300)})
             EXPECT_TRUE(decoded(pngOfRows({size, 8, 0, isInterlaced}, rows), 100).isNull());
     }
-    // An interlaced picture has to be held whole.
-    const QSize large(17'000, 17'000);
-    EXPECT_FALSE(decoded(pngOfRows({large, 8, 0}, rows), 100).isNull());
-    EXPECT_TRUE(decoded(pngOfRows({large, 8, 0, true}, rows), 100).isNull());
+    // 289 megapixels are not too many, but an interlaced picture has to be held whole.
+    EXPECT_TRUE(decoded(pngOfRows({{17'000, 17'000}, 8, 0, true}, rows), 100).isNull());
 }
 
 TEST(PngCodec, OneVeryLongRowIsShown)
