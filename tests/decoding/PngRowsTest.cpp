@@ -205,7 +205,8 @@ TEST_P(PngSamples, AreShown)
     const auto sampleAt = [&samples = one.samples](int x, int y) {
         return samples[static_cast<std::size_t>(x + 2 * y) % samples.size()];
     };
-    for (const QSize size : {QSize(19, 13), QSize(8, 8), QSize(3, 2), QSize(1, 9), QSize(1, 1)}) {
+    for (const QSize size :
+         {QSize(19, 13), QSize(8, 8), QSize(3, 2), QSize(1, 9), QSize(1, 1), QSize(300, 2)}) {
         const QByteArray png = pngFile(
             {size, one.depth, one.color, isInterlaced},
             [&](int x, int y) { return sampleAt(x, y).stored; }, one.chunks);

@@ -63,18 +63,29 @@ void convertGrey(const std::uint8_t *row, int pixels, Pixel *out, const Transpar
     }
 }
 
-template <typename Samples>
-void convertRgb(const std::uint8_t *row, int pixels, Pixel *out)
+void convertRgb8(const std::uint8_t *row, int pixels, Pixel *out)
 {
     std::ptrdiff_t x = 0;
-    if constexpr (Samples::MOST == 0xff)
-        // Most pictures are of this kind: one load for each pixel but the last, where it would read
-        // beyond the row.
-        for (; x + 1 < pixels; ++x)
-            out[x] = OPAQUE | qFromBigEndian<quint32>(row + 3 * x) >> 8;
-    for (; x < pixels; ++x)
-        out[x] = opaque<Samples>(Samples::sample(row, 3 * x), Samples::sample(row, 3 * x + 1),
-                                 Samples::sample(row, 3 * x + 2));
+    // One load for each pixel but the last, where it would read beyond the row.
+    for (; x + 1 < pixels; ++x)
+        out[x] = OPAQUE | qFromBigEndian<quint32>(row + 3 * x) >> 8;
+    if (x < pixels)
+        out[x] = opaque<Bytes>(row[3 * x], row[3 * x + 1], row[3 * x + 2]);
+}
+
+void convertRgb16(const std::uint8_t *row, int pixels, Pixel *out)
+{
+    // A few pixels at a time, their samples made small first: compilers have vectors for that.
+    constexpr int BLOCK = 256;
+    std::array<std::uint8_t, 3 * BLOCK> levels;
+    for (int x = 0; x < pixels; x += BLOCK) {
+        const int count = std::min(BLOCK, pixels - x);
+        const std::uint8_t *samples = row + std::ptrdiff_t{6} * x;
+        for (int i = 0; i < 3 * count; ++i)
+            levels[static_cast<std::size_t>(i)] =
+                static_cast<std::uint8_t>(level<Words>(Words::sample(samples, i)));
+        convertRgb8(levels.data(), count, out + x);
+    }
 }
 
 /// Clears the pixels whose samples, all of their bits, are those of the transparent colour.
@@ -115,7 +126,10 @@ void convertSamples(const PngFormat &format, const std::uint8_t *row, int pixels
         convertGrey<Samples>(row, pixels, out, format.transparent);
         break;
     case PngColor::Rgb:
-        convertRgb<Samples>(row, pixels, out);
+        if constexpr (Samples::MOST == 0xff)
+            convertRgb8(row, pixels, out);
+        else
+            convertRgb16(row, pixels, out);
         if (format.transparent)
             clearTransparent<Samples>(row, pixels, out, *format.transparent);
         break;

@@ -22,10 +22,13 @@ namespace {
 constexpr WEBP_CSP_MODE SCREEN_PIXELS =
     std::endian::native == std::endian::little ? MODE_BGRA : MODE_ARGB;
 /// A frame is given to the decoder in so many steps: after each the stop request is looked at and
-/// rows go on. With more of them lossless pictures, of which some rows are then begun anew, take
-/// longer.
-constexpr std::size_t STEPS = 32;
-constexpr std::size_t LEAST_STEP_BYTES = 1 << 16;
+/// rows go on, so few that the sink has room for them. Of lossless frames some rows are begun anew
+/// with each.
+constexpr std::size_t LOSSY_STEPS = 128;
+constexpr std::size_t LOSSLESS_STEPS = 32;
+constexpr std::size_t LEAST_STEP_BYTES = 1 << 14;
+/// Of WebPBitstreamFeatures::format, which has no names for its values.
+constexpr int LOSSLESS = 2;
 
 struct DeleteDemuxer
 {
@@ -104,6 +107,8 @@ class FrameDecoder
 {
 public:
     FrameDecoder(const WebPData &data, PixelBuffer &frame);
+    FrameDecoder(const FrameDecoder &) = delete;
+    FrameDecoder &operator=(const FrameDecoder &) = delete;
 
     /// Goes on for some rows; false when there is nothing more to come.
     [[nodiscard]] bool step();
@@ -120,7 +125,8 @@ private:
 
 FrameDecoder::FrameDecoder(const WebPData &data, PixelBuffer &frame) : m_data(data)
 {
-    if (WebPInitDecoderConfig(&m_config) == 0)
+    if (WebPInitDecoderConfig(&m_config) == 0 ||
+        WebPGetFeatures(data.bytes, data.size, &m_config.input) != VP8_STATUS_OK)
         return;
     m_config.output.colorspace = SCREEN_PIXELS;
     m_config.output.is_external_memory = 1;
@@ -135,7 +141,8 @@ bool FrameDecoder::step()
 {
     if (!m_decoder || m_given == m_data.size)
         return false;
-    m_given = std::min(m_given + std::max(m_data.size / STEPS, LEAST_STEP_BYTES), m_data.size);
+    const std::size_t steps = m_config.input.format == LOSSLESS ? LOSSLESS_STEPS : LOSSY_STEPS;
+    m_given = std::min(m_given + std::max(m_data.size / steps, LEAST_STEP_BYTES), m_data.size);
     const VP8StatusCode status = WebPIUpdate(m_decoder.get(), m_data.bytes, m_given);
     int rows = 0;
     if (WebPIDecGetRGB(m_decoder.get(), &rows, nullptr, nullptr, nullptr))
