@@ -7,6 +7,8 @@
 #include "TestPictures.h"
 #include "WrittenTiff.h"
 
+#include <QtEndian>
+
 #include <ostream>
 #include <string>
 #include <vector>
@@ -304,6 +306,53 @@ TEST(TiffStrip, BrokenOneIsGreyFromItsFirstBrokenRowOn)
     EXPECT_EQ(image.row(49)[59], GREY);
     EXPECT_EQ(image.row(50)[0], 0xff555555);
     EXPECT_EQ(image.row(99)[59], 0xff555555);
+}
+
+// The library finds nothing wrong with it.
+TEST(TiffStrip, OfFaxWithTooFewRowsIsWhiteFromThereOn)
+{
+    const TiffPage page{.size = {64, 10},
+                        .bits = 1,
+                        .samples = 1,
+                        .photometric = PHOTOMETRIC_MINISWHITE,
+                        .compression = COMPRESSION_CCITTFAX4,
+                        .rowsPerStrip = 10};
+    const QByteArray written = writtenTiff(page, [](int, int, int) { return 1; });
+    const auto end = qFromLittleEndian<quint32>(written.constData() + 4);
+    const Blocks blocks{.size = {64, 20},
+                        .bits = 1,
+                        .compression = COMPRESSION_CCITTFAX4,
+                        .block = {64, 20},
+                        .packed = {written.mid(8, end - 8)},
+                        .changed = {{262, SHORT, 1, PHOTOMETRIC_MINISWHITE}}};
+    const Image image = decoded(fileWith(blocks));
+    ASSERT_EQ(image.size(), QSize(64, 20));
+    EXPECT_EQ(image.row(9)[63], 0xff000000);
+    for (int x = 0; x < 64; ++x)
+        EXPECT_EQ(image.row(15)[x], 0xffffffff) << x;
+}
+
+// Too large to be unpacked whole.
+TEST(TiffStrip, LargeOneIsShownAndGreyWhereItBreaks)
+{
+    constexpr QSize SIZE(3000, 1500);
+    QByteArray rows;
+    for (int y = 0; y < SIZE.height(); ++y)
+        rows.append(SIZE.width(), static_cast<char>(levelAt(y)));
+    Blocks blocks{.size = SIZE,
+                  .compression = COMPRESSION_ADOBE_DEFLATE,
+                  .block = SIZE,
+                  .packed = {deflated(rows)},
+                  .changed = {}};
+    const Image whole = decoded(fileWith(blocks));
+    ASSERT_EQ(whole.size(), SIZE);
+    for (int y = 0; y < SIZE.height(); ++y)
+        ASSERT_EQ(whole.row(y)[y], greyOf(levelAt(y))) << y;
+    blocks.packed = {deflated(rows.first(3000 * 1000 + 7))};
+    const Image broken = decoded(fileWith(blocks));
+    EXPECT_EQ(broken.row(999)[2999], greyOf(levelAt(999)));
+    EXPECT_EQ(broken.row(1000)[0], GREY);
+    EXPECT_EQ(broken.row(1499)[2999], GREY);
 }
 
 TEST(TiffStrip, NothingButMissingOnesIsNull)

@@ -7,7 +7,7 @@
 #include "pixels/RowSink.h"
 
 #include <algorithm>
-#include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -21,8 +21,15 @@ using Bytes = std::vector<std::uint8_t>;
 /// longer.
 constexpr std::int64_t READ_BYTES = 1 << 18;
 
-/// Stands for grey in 8- and 16-bit numbers, where a codec leaves a part of a block unwritten.
-constexpr int UNWRITTEN = 0x80;
+/// Strips of up to that many bytes are unpacked whole.
+constexpr std::int64_t STRIP_BYTES = 4 << 20;
+
+/// Fills @p bytes, as codecs that find too little leave the rest as it was and say nothing: with
+/// grey, in numbers of 8 and 16 bits, or else with zeros.
+void clear(Bytes &bytes, const TiffLayout &layout)
+{
+    std::fill(bytes.begin(), bytes.end(), layout.bits < 8 ? 0 : 0x80);
+}
 
 /// Gives the rows of one plane of strips, in order. What fails is missing to the end of its strip.
 class StripRows
@@ -31,44 +38,68 @@ public:
     StripRows(const SourceFile &file, TIFF *tiff, const TiffLayout &layout, int plane)
         : m_file(file), m_tiff(tiff), m_layout(layout), m_plane(plane),
           m_rowBytes(static_cast<std::int64_t>(TIFFScanlineSize64(tiff)))
-    {}
-
-    [[nodiscard]] std::int64_t rowBytes() const { return m_rowBytes; }
+    {
+        const std::int64_t stripBytes = m_rowBytes * layout.block.height();
+        m_isPlain = layout.compression == COMPRESSION_NONE;
+        m_unpacksStrips = !m_isPlain && stripBytes <= STRIP_BYTES;
+        m_rows.resize(static_cast<std::size_t>(m_unpacksStrips ? stripBytes
+                                               : m_isPlain     ? std::max(m_rowBytes, READ_BYTES)
+                                                               : m_rowBytes));
+    }
 
     /// Row @p y, valid until the next call; null when it is missing.
     [[nodiscard]] const std::uint8_t *row(int y)
     {
-        if (m_rows.empty())
-            m_rows.resize(static_cast<std::size_t>(
-                std::max(m_rowBytes,
-                         m_layout.compression == COMPRESSION_NONE ? READ_BYTES : std::int64_t{0})));
-        if (m_layout.compression == COMPRESSION_NONE)
-            return plainRow(y);
-        const int strip = y / m_layout.block.height();
-        if (strip == m_brokenStrip)
-            return nullptr;
-        if (TIFFReadScanline(m_tiff, m_rows.data(), static_cast<std::uint32_t>(y),
-                             static_cast<std::uint16_t>(m_plane)) == 1)
-            return m_rows.data();
-        m_brokenStrip = strip;
-        return nullptr;
-    }
-
-private:
-    /// By positioned reads of our own: a strip need not stand in memory, and what there is of a
-    /// strip that is cut short counts.
-    [[nodiscard]] const std::uint8_t *plainRow(int y)
-    {
-        if (y < m_firstRow || y >= m_firstRow + m_heldRows)
-            readRows(y);
+        if (y >= m_firstRow + m_heldRows) {
+            m_firstRow = y;
+            m_heldRows = m_isPlain ? readRows(y) : m_unpacksStrips ? unpackStrip(y) : unpackRow(y);
+        }
         return m_heldRows > 0 ? m_rows.data() + (y - m_firstRow) * m_rowBytes : nullptr;
     }
 
-    void readRows(int y)
+private:
+    /// A whole strip, which some codecs do faster than row by row. How far one that is broken came
+    /// nobody knows, so from there on it goes by rows, beginning anew.
+    int unpackStrip(int y)
+    {
+        clear(m_rows, m_layout);
+        const tmsize_t count = TIFFReadEncodedStrip(m_tiff, stripOf(y), m_rows.data(),
+                                                    static_cast<tmsize_t>(m_rows.size()));
+        const int rows = std::min(m_layout.block.height(), m_layout.size.height() - y);
+        if (count >= rows * m_rowBytes)
+            return rows;
+        m_unpacksStrips = false;
+        m_own.emplace(m_file);
+        m_tiff = m_own->handle();
+        m_rows.resize(static_cast<std::size_t>(m_rowBytes));
+        return unpackRow(y);
+    }
+
+    int unpackRow(int y)
+    {
+        const int strip = y / m_layout.block.height();
+        if (strip == m_brokenStrip || !m_tiff)
+            return 0;
+        clear(m_rows, m_layout);
+        if (TIFFReadScanline(m_tiff, m_rows.data(), static_cast<std::uint32_t>(y),
+                             static_cast<std::uint16_t>(m_plane)) == 1)
+            return 1;
+        m_brokenStrip = strip;
+        return 0;
+    }
+
+    [[nodiscard]] std::uint32_t stripOf(int y) const
+    {
+        return TIFFComputeStrip(m_tiff, static_cast<std::uint32_t>(y),
+                                static_cast<std::uint16_t>(m_plane));
+    }
+
+    /// Uncompressed rows, by reads of our own: a strip need not stand in memory, and what there is
+    /// of one that is cut short counts.
+    int readRows(int y)
     {
         const int rowInStrip = y % m_layout.block.height();
-        const std::uint32_t strip = TIFFComputeStrip(m_tiff, static_cast<std::uint32_t>(y),
-                                                     static_cast<std::uint16_t>(m_plane));
+        const std::uint32_t strip = stripOf(y);
         const auto limit = std::uint64_t{SourceFile::MAX_BYTES};
         const auto begin =
             static_cast<std::int64_t>(std::min(limit, TIFFGetStrileOffset(m_tiff, strip)));
@@ -83,9 +114,9 @@ private:
         const std::size_t count =
             m_file.readAt(begin + skipped, std::as_writable_bytes(std::span(m_rows).first(
                                                static_cast<std::size_t>(wanted * m_rowBytes))));
-        m_firstRow = y;
-        m_heldRows = static_cast<int>(static_cast<std::int64_t>(count) / m_rowBytes);
-        bringToMachineOrder(m_heldRows * m_rowBytes);
+        const std::int64_t rows = static_cast<std::int64_t>(count) / m_rowBytes;
+        bringToMachineOrder(rows * m_rowBytes);
+        return static_cast<int>(rows);
     }
 
     void bringToMachineOrder(std::int64_t count)
@@ -112,8 +143,11 @@ private:
     const TiffLayout &m_layout;
     int m_plane;
     std::int64_t m_rowBytes;
+    bool m_isPlain = false;
+    bool m_unpacksStrips = false;
+    std::optional<TiffFile> m_own; // m_tiff's, after a strip was broken
     Bytes m_rows;
-    int m_firstRow = 0; // that m_rows holds, of uncompressed strips
+    int m_firstRow = 0; // that m_rows holds
     int m_heldRows = 0;
     int m_brokenStrip = -1;
 };
@@ -145,6 +179,14 @@ private:
                m_layout.compression == COMPRESSION_JBIG;
     }
 
+    /// Whether @p bytes are enough for a row of @p pixels of one plane, and not too many.
+    [[nodiscard]] bool holdsRows(std::int64_t bytes, int pixels) const
+    {
+        const std::int64_t numbers = m_layout.isPlanar ? 1 : m_layout.samples;
+        return bytes <= MAX_DECODER_BYTES / static_cast<std::int64_t>(m_pixels.planes().size()) &&
+               bytes >= (pixels * numbers * m_layout.bits + 7) / 8;
+    }
+
     bool readRows();
     bool readBlocks();
     [[nodiscard]] std::int64_t blockBytes() const;
@@ -166,6 +208,8 @@ bool PageReader::readRows()
     // side by side need a reader each.
     std::vector<TiffFile> others;
     std::vector<StripRows> strips;
+    if (!holdsRows(static_cast<std::int64_t>(TIFFScanlineSize64(m_tiff)), m_layout.size.width()))
+        return false;
     for (const int plane : m_pixels.planes()) {
         TIFF *tiff = m_tiff;
         if (plane > 0 && m_layout.compression != COMPRESSION_NONE)
@@ -173,8 +217,6 @@ bool PageReader::readRows()
         if (!tiff)
             return false;
         strips.emplace_back(m_file, tiff, m_layout, plane);
-        if (strips.back().rowBytes() <= 0 || strips.back().rowBytes() > MAX_DECODER_BYTES)
-            return false;
     }
     std::vector<const std::uint8_t *> rows(strips.size());
     for (int y = 0; y < m_layout.size.height() && !isStopped(); ++y) {
@@ -207,7 +249,10 @@ bool PageReader::readBlocks()
     const QSize bandSize(size.width(), std::min(block.height(), size.height()));
     const auto planes = static_cast<std::int64_t>(m_pixels.planes().size());
     const std::int64_t bytes = blockBytes();
-    if (bytes <= 0 || bytes > MAX_DECODER_BYTES / planes ||
+    const bool isLargeEnough = m_layout.isSubsampled()
+                                   ? bytes >= m_pixels.subsampledBytes()
+                                   : holdsRows(bytes / block.height(), block.width());
+    if (!isLargeEnough || bytes > MAX_DECODER_BYTES / planes ||
         bytes * planes + pixelCount(bandSize) * std::int64_t{sizeof(Pixel)} > MAX_DECODER_BYTES)
         return false;
     PixelBuffer band(bandSize);
@@ -233,7 +278,7 @@ bool PageReader::readBlock(int x, int y)
 {
     for (std::size_t i = 0; i < m_blocks.size(); ++i) {
         Bytes &block = m_blocks[i];
-        std::fill(block.begin(), block.end(), UNWRITTEN);
+        clear(block, m_layout);
         const auto plane = static_cast<std::uint16_t>(m_pixels.planes()[i]);
         const auto left = static_cast<std::uint32_t>(x);
         const auto top = static_cast<std::uint32_t>(y);

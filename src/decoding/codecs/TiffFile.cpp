@@ -54,6 +54,22 @@ Number field(TIFF *tiff, std::uint32_t tag, Number absent)
     return TIFFGetFieldDefaulted(tiff, tag, &value) != 0 ? value : absent;
 }
 
+/// Lets libtiff unpack JPEG to RGB and LogLuv to 8 bits.
+void setConversions(TIFF *tiff)
+{
+    switch (field<std::uint16_t>(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE)) {
+    case COMPRESSION_JPEG:
+        TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        break;
+    case COMPRESSION_SGILOG:
+    case COMPRESSION_SGILOG24:
+        TIFFSetField(tiff, TIFFTAG_SGILOGDATAFMT, SGILOGDATAFMT_8BIT);
+        break;
+    default:
+        break;
+    }
+}
+
 std::uint16_t photometricOf(TIFF *tiff, const TiffLayout &layout)
 {
     std::uint16_t photometric = 0;
@@ -283,6 +299,8 @@ TiffFile::TiffFile(const SourceFile &file) : m_position(new Position{file})
         return static_cast<toff_t>(static_cast<Position *>(position)->file.size());
     };
     m_handle.reset(openHandle(m_position.get(), read, seek, size));
+    if (m_handle)
+        setConversions(m_handle.get());
 }
 
 tmsize_t TiffFile::read(thandle_t position, void *out, tmsize_t count)
@@ -317,10 +335,6 @@ std::optional<TiffLayout> readTiffLayout(TIFF *tiff)
     layout.isPlanar = layout.samples > 1 &&
                       field<std::uint16_t>(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) ==
                           PLANARCONFIG_SEPARATE;
-    if (layout.compression == COMPRESSION_JPEG && !layout.isPlanar)
-        TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
-    else if (layout.compression == COMPRESSION_SGILOG || layout.compression == COMPRESSION_SGILOG24)
-        TIFFSetField(tiff, TIFFTAG_SGILOGDATAFMT, SGILOGDATAFMT_8BIT);
     layout.bits = field<std::uint16_t>(tiff, TIFFTAG_BITSPERSAMPLE, 1);
 
     const auto numbers = numbersOf(tiff);

@@ -2,10 +2,12 @@
 // A TIFF opened by libtiff over a SourceFile, and what the tags of its first page say of the
 // numbers in it.
 //
-// Refused, as nobody knows how to show them or nobody has them: colour filter arrays and other data
-// of sensors (raw files go another way), ITU Lab, separations into other inks than CMYK, complex
-// numbers, floats of 24 bits, Lab of other depths than 8 and 16 bits, palettes deeper than 16 bits,
-// and YCbCr with fewer chroma numbers in separate planes or at other depths than 8 bits.
+// Refused, because there is no agreed way to show them or no program for photographs or scans
+// writes them: colour filter arrays and other data of sensors (raw files go another way), ITU Lab,
+// separations into other inks than CMYK, complex numbers, floats of 24 bits, Lab of other depths
+// than 8 and 16 bits, palettes deeper than 16 bits, more than 64 numbers a pixel, and YCbCr with
+// shared chroma in separate planes or at other depths than 8 bits. Alpha beside CMYK is passed
+// over.
 
 #include "decoding/SourceFile.h"
 #include "pixels/Image.h"
@@ -23,7 +25,8 @@
 
 namespace tavolin {
 
-/// An open TIFF, at its first page. Serves one thread; the SourceFile must outlive it.
+/// An open TIFF, at its first page, set to unpack JPEG to RGB and LogLuv to 8 bits. Serves one
+/// thread; the SourceFile must outlive it.
 class TiffFile
 {
 public:

@@ -1,6 +1,9 @@
 #include "decoding/codecs/TiffPixels.h"
 
+#include "pixels/RowSink.h"
+
 #include <QFloat16>
+#include <QtEndian>
 
 #include <algorithm>
 #include <array>
@@ -41,10 +44,10 @@ std::uint16_t levelOf(double value)
 }
 
 template <typename Number>
-Number at(const std::uint8_t *row, int index)
+Number at(const std::uint8_t *row, std::size_t index)
 {
     Number number;
-    std::memcpy(&number, row + static_cast<std::size_t>(index) * sizeof number, sizeof number);
+    std::memcpy(&number, row + index * sizeof number, sizeof number);
     return number;
 }
 
@@ -52,7 +55,7 @@ Number at(const std::uint8_t *row, int index)
 template <typename LevelAt>
 void spreadLevels(int count, std::uint16_t *out, int step, LevelAt levelAt)
 {
-    for (int i = 0; i < count; ++i, out += step)
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i, out += step)
         *out = static_cast<std::uint16_t>(levelAt(i));
 }
 
@@ -63,7 +66,7 @@ void spreadBits(const std::uint8_t *row, int bits, std::uint32_t most, int count
 {
     std::uint64_t held = 0;
     int heldBits = 0;
-    spreadLevels(count, out, step, [&](int) {
+    spreadLevels(count, out, step, [&](std::size_t) {
         for (; heldBits < bits; heldBits += 8)
             held = held << 8 | *row++;
         heldBits -= bits;
@@ -78,21 +81,22 @@ void spreadUnsigned(const std::uint8_t *row, int bits, int count, std::uint16_t 
 {
     switch (bits) {
     case 8:
-        return spreadLevels(count, out, step, [row](int i) { return row[i] * 257; });
+        return spreadLevels(count, out, step, [row](std::size_t i) { return row[i] * 257; });
     case 16:
-        return spreadLevels(count, out, step, [row](int i) { return at<std::uint16_t>(row, i); });
+        return spreadLevels(count, out, step,
+                            [row](std::size_t i) { return at<std::uint16_t>(row, i); });
     case 24: // three bytes in the machine's order
-        return spreadLevels(count, out, step, [row](int i) {
-            const std::uint8_t *number = row + std::ptrdiff_t{3} * i;
+        return spreadLevels(count, out, step, [row](std::size_t i) {
+            const std::uint8_t *number = row + 3 * i;
             return std::endian::native == std::endian::little ? number[2] << 8 | number[1]
                                                               : number[0] << 8 | number[1];
         });
     case 32:
         return spreadLevels(count, out, step,
-                            [row](int i) { return at<std::uint32_t>(row, i) >> 16; });
+                            [row](std::size_t i) { return at<std::uint32_t>(row, i) >> 16; });
     case 64:
         return spreadLevels(count, out, step,
-                            [row](int i) { return at<std::uint64_t>(row, i) >> 48; });
+                            [row](std::size_t i) { return at<std::uint64_t>(row, i) >> 48; });
     default:
         return spreadBits(row, bits, (1U << std::min(bits, 16)) - 1, count, out, step);
     }
@@ -103,17 +107,24 @@ template <typename Number>
 void spreadSigned(const std::uint8_t *row, int count, std::uint16_t *out, int step)
 {
     constexpr auto MOST = static_cast<double>(std::numeric_limits<Number>::max());
-    spreadLevels(count, out, step,
-                 [row](int i) { return levelOf(static_cast<double>(at<Number>(row, i)) / MOST); });
+    spreadLevels(count, out, step, [row](std::size_t i) {
+        return levelOf(static_cast<double>(at<Number>(row, i)) / MOST);
+    });
+}
+
+/// Whether numbers are not brought to 0 to FULL, because they are no levels.
+bool isKeptAsStored(const TiffLayout &layout)
+{
+    return layout.colors == TiffColors::Palette || layout.colors == TiffColors::CieLab ||
+           layout.colors == TiffColors::IccLab;
 }
 
 void spread(const TiffLayout &layout, const std::uint8_t *row, int count, std::uint16_t *out,
             int step)
 {
-    const bool isLab = layout.colors == TiffColors::CieLab || layout.colors == TiffColors::IccLab;
-    if (layout.colors == TiffColors::Palette || isLab) { // as they are
+    if (isKeptAsStored(layout)) {
         if (layout.bits == 8)
-            return spreadLevels(count, out, step, [row](int i) { return row[i]; });
+            return spreadLevels(count, out, step, [row](std::size_t i) { return row[i]; });
         if (layout.bits == 16)
             return spreadUnsigned(row, layout.bits, count, out, step);
         return spreadBits(row, layout.bits, FULL, count, out, step);
@@ -128,14 +139,15 @@ void spread(const TiffLayout &layout, const std::uint8_t *row, int count, std::u
                                    : spreadSigned<std::int64_t>(row, count, out, step);
     case TiffNumbers::Float:
         if (layout.bits == 16)
-            return spreadLevels(count, out, step, [row](int i) {
+            return spreadLevels(count, out, step, [row](std::size_t i) {
                 return levelOf(static_cast<double>(static_cast<float>(at<qfloat16>(row, i))));
             });
         if (layout.bits == 32)
-            return spreadLevels(count, out, step, [row](int i) {
+            return spreadLevels(count, out, step, [row](std::size_t i) {
                 return levelOf(static_cast<double>(at<float>(row, i)));
             });
-        return spreadLevels(count, out, step, [row](int i) { return levelOf(at<double>(row, i)); });
+        return spreadLevels(count, out, step,
+                            [row](std::size_t i) { return levelOf(at<double>(row, i)); });
     }
 }
 
@@ -221,11 +233,24 @@ Color colorOfYCbCr(const TiffLayout &layout, float y, float cb, float cr)
     return {levelOf(red / 255.0), levelOf(green / 255.0), levelOf(blue / 255.0)};
 }
 
+/// The groups of pixels that share their chroma, of a row of them in a block.
+std::ptrdiff_t groupsOf(const TiffLayout &layout)
+{
+    return (layout.block.width() + layout.chroma.width() - 1) / layout.chroma.width();
+}
+
+std::ptrdiff_t groupBytesOf(const TiffLayout &layout)
+{
+    return layout.chroma.width() * layout.chroma.height() + 2;
+}
+
 } // namespace
 
 TiffPixels::TiffPixels(const TiffLayout &layout)
     : m_layout(layout), m_stride(layout.samples), m_alpha(layout.alpha.value_or(-1))
 {
+    if (isKeptAsStored(layout))
+        m_alphaUnit = FULL / ((1U << layout.bits) - 1);
     if (!layout.isPlanar) {
         m_planes = {0};
         return;
@@ -247,22 +272,32 @@ Pixel TiffPixels::missing() const
                : MISSING;
 }
 
-/// The plain kinds of 8 bits, straight. False for all others.
-bool TiffPixels::convertBytes(const std::uint8_t *row, int count, Pixel *out) const
+/// The kinds that cameras and scanners write, straight. False for all others.
+bool TiffPixels::convertPlain(const std::uint8_t *row, int count, Pixel *out)
 {
-    if (m_layout.bits != 8 || m_layout.isPlanar || m_layout.numbers != TiffNumbers::Unsigned)
+    const bool isGrey = m_layout.colors == TiffColors::Grey && m_layout.samples == 1;
+    const bool isRgb = m_layout.colors == TiffColors::Rgb && m_layout.samples == 3;
+    if (!(isGrey || isRgb) || m_layout.isPlanar || m_layout.numbers != TiffNumbers::Unsigned ||
+        (m_layout.bits != 8 && m_layout.bits != 16))
         return false;
-    if (m_layout.colors == TiffColors::Rgb && m_layout.samples == 3) {
-        for (int i = 0; i < count; ++i, row += 3)
-            out[i] = opaquePixel(row[0], row[1], row[2]);
-        return true;
+    if (m_layout.bits == 16) {
+        const auto numbers = static_cast<std::size_t>(count) * static_cast<std::size_t>(m_stride);
+        m_bytes.resize(numbers);
+        std::uint8_t *const bytes = m_bytes.data();
+        for (std::size_t i = 0; i < numbers; ++i)
+            bytes[i] = static_cast<std::uint8_t>(byteOf(at<std::uint16_t>(row, i)));
+        row = bytes;
     }
-    if (m_layout.colors == TiffColors::Grey && m_layout.samples == 1) {
+    if (isGrey) {
         for (int i = 0; i < count; ++i)
             out[i] = opaquePixel(row[i], row[i], row[i]);
         return true;
     }
-    return false;
+    // Four bytes at once, but for the last pixel, which may have nothing behind it.
+    for (int i = 0; i < count - 1; ++i, row += 3)
+        out[i] = 0xff000000 | qFromBigEndian<quint32>(row) >> 8;
+    out[count - 1] = opaquePixel(row[0], row[1], row[2]);
+    return true;
 }
 
 /// Pixels of m_numbers, the colour of each given by @p colorOf its first number.
@@ -276,7 +311,7 @@ void TiffPixels::pack(int count, Pixel *out, ColorOf colorOf) const
             out[i] = opaquePixel(byteOf(color.red), byteOf(color.green), byteOf(color.blue));
             continue;
         }
-        const std::uint32_t alpha = number[m_alpha];
+        const std::uint32_t alpha = number[m_alpha] * m_alphaUnit;
         const auto covered = [this, alpha](std::uint32_t level) {
             return byteOf(m_layout.isAssociated ? std::min(level, alpha)
                                                 : (level * alpha + FULL / 2) / FULL);
@@ -286,9 +321,21 @@ void TiffPixels::pack(int count, Pixel *out, ColorOf colorOf) const
     }
 }
 
+void TiffPixels::packInks(int count, Pixel *out) const
+{
+    const std::uint16_t *number = m_numbers.data();
+    for (int i = 0; i < count; ++i, number += m_stride) {
+        std::array<std::uint8_t, 4> inks;
+        std::transform(number, number + inks.size(), inks.begin(), [](std::uint16_t level) {
+            return static_cast<std::uint8_t>(byteOf(level));
+        });
+        out[i] = std::bit_cast<Pixel>(inks);
+    }
+}
+
 void TiffPixels::convert(std::span<const std::uint8_t *const> rows, int count, Pixel *out)
 {
-    if (convertBytes(rows[0], count, out))
+    if (convertPlain(rows[0], count, out))
         return;
     m_numbers.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(m_stride));
     if (m_layout.isPlanar)
@@ -319,15 +366,7 @@ void TiffPixels::convert(std::span<const std::uint8_t *const> rows, int count, P
                          (color & 0xff) * 257};
         });
     case TiffColors::Inks:
-        for (int i = 0; i < count; ++i) {
-            std::array<std::uint8_t, 4> inks;
-            for (std::size_t ink = 0; ink < 4; ++ink)
-                inks[ink] = static_cast<std::uint8_t>(byteOf(
-                    m_numbers[static_cast<std::size_t>(i) * static_cast<std::size_t>(m_stride) +
-                              ink]));
-            out[i] = std::bit_cast<Pixel>(inks);
-        }
-        return;
+        return packInks(count, out);
     case TiffColors::YCbCr:
         return pack(count, out, [this](const std::uint16_t *number) {
             return colorOfYCbCr(m_layout, static_cast<float>(number[0]) / 257,
@@ -343,14 +382,21 @@ void TiffPixels::convert(std::span<const std::uint8_t *const> rows, int count, P
     }
 }
 
+// Each group of pixels has their own numbers, row by row, and then the two that they share.
+
+std::int64_t TiffPixels::subsampledBytes() const
+{
+    const QSize block = m_layout.block;
+    const int down = m_layout.chroma.height();
+    return groupsOf(m_layout) * groupBytesOf(m_layout) * ((block.height() + down - 1) / down);
+}
+
 void TiffPixels::convertSubsampled(const std::uint8_t *block, int y, int count, Pixel *out) const
 {
-    // Each group of pixels has their own numbers, row by row, and then the two that they share.
     const int across = m_layout.chroma.width();
     const int down = m_layout.chroma.height();
-    const std::ptrdiff_t groupBytes = across * down + 2;
-    const std::ptrdiff_t groups = (m_layout.block.width() + across - 1) / across;
-    const std::uint8_t *row = block + y / down * groups * groupBytes;
+    const std::ptrdiff_t groupBytes = groupBytesOf(m_layout);
+    const std::uint8_t *row = block + y / down * groupsOf(m_layout) * groupBytes;
     for (int x = 0; x < count; ++x) {
         const std::uint8_t *group = row + x / across * groupBytes;
         const std::uint8_t light = group[y % down * across + x % across];

@@ -29,19 +29,25 @@ public:
     /// The same for YCbCr with shared chroma, of row @p y of @p block, a whole strip or tile.
     void convertSubsampled(const std::uint8_t *block, int y, int count, Pixel *out) const;
 
+    /// The bytes of such a block.
+    [[nodiscard]] std::int64_t subsampledBytes() const;
+
     /// What is shown where pixels are missing.
     [[nodiscard]] Pixel missing() const;
 
 private:
-    bool convertBytes(const std::uint8_t *row, int count, Pixel *out) const;
+    bool convertPlain(const std::uint8_t *row, int count, Pixel *out);
     template <typename ColorOf>
     void pack(int count, Pixel *out, ColorOf colorOf) const;
+    void packInks(int count, Pixel *out) const;
 
     const TiffLayout &m_layout;
     std::vector<int> m_planes;
-    int m_stride; ///< Numbers of a pixel in m_numbers.
-    int m_alpha;  ///< Where alpha is among them; −1: none.
-    std::vector<std::uint16_t> m_numbers;
+    int m_stride;                         ///< Numbers of a pixel in m_numbers.
+    int m_alpha;                          ///< Where alpha is among them; −1: none.
+    std::uint32_t m_alphaUnit = 1;        ///< What brings alpha to 0 to 65535.
+    std::vector<std::uint16_t> m_numbers; ///< Of a row, most kinds from 0 to 65535.
+    std::vector<std::uint8_t> m_bytes;
 };
 
 } // namespace tavolin
