@@ -423,6 +423,27 @@ TEST(BmpProfile, IsKeptWhereItIsOfThesePixels)
     EXPECT_TRUE(decoded(fileOfBmp(bmp)).iccProfile().isEmpty());
 }
 
+// sRGB's primaries with a white of D65, as X, Y and Z with 30 binary places, and a gamma of 1.8
+// with 16: the value 128 is light of 0.289, which is 147 in sRGB.
+TEST(BmpProfile, OfACalibratedHeaderIsMadeOfItsNumbers)
+{
+    Bmp bmp{.headerBytes = 108};
+    bmp.pixels = rowsOf(bmp, {0x808080, 0x808080, 0x808080, 0x808080});
+    QByteArray file = fileOfBmp(bmp);
+    EXPECT_TRUE(decoded(file).iccProfile().isEmpty());
+    FileBytes numbers(ByteOrder::Little);
+    for (const double number :
+         {0.4124, 0.2126, 0.0193, 0.3576, 0.7152, 0.1192, 0.1805, 0.0722, 0.9505})
+        numbers.u32(static_cast<std::uint64_t>(number * (1U << 30)));
+    for (int i = 0; i < 3; ++i)
+        numbers.u32(static_cast<std::uint64_t>(1.8 * 65536));
+    file.replace(14 + 60, numbers.bytes().size(), numbers.bytes());
+    const Image image = decoded(file);
+    EXPECT_FALSE(image.iccProfile().isEmpty());
+    EXPECT_EQ(image.row(0)[0], GREY);
+    EXPECT_TRUE(isNear(toSrgb(image).row(0)[0], 0xff939393, 1));
+}
+
 struct Refused
 {
     const char *name;

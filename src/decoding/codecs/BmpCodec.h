@@ -8,9 +8,9 @@
 namespace tavolin {
 
 /// Decodes the picture in @p file, its longest side at most @p maxPixel. Keeps the RGB profile that
-/// a header of version 5 carries. Rows that are missing are grey. Null when nothing could be read,
-/// when the picture is of a kind that is refused (see BmpLayout.h), over the limits, and after the
-/// file's stop request.
+/// a header of version 5 carries, or the one that the numbers of a calibrated one stand for. Rows
+/// that are missing are grey. Null when nothing could be read, when the picture is of a kind that
+/// is refused (see BmpLayout.h), over the limits, and after the file's stop request.
 [[nodiscard]] Image decodeBmp(const SourceFile &file, int maxPixel);
 
 } // namespace tavolin

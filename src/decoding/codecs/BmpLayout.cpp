@@ -1,6 +1,7 @@
 #include "decoding/codecs/BmpLayout.h"
 
 #include "decoding/headers/Headers.h"
+#include "pixels/Color.h"
 #include "pixels/Limits.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@ constexpr std::size_t FILE_HEADER_BYTES = 14;
 constexpr std::size_t CORE_BYTES = 12;
 constexpr std::size_t INFO_BYTES = 40;
 constexpr std::size_t OS2_BYTES = 64;
+constexpr std::size_t V4_BYTES = 108;
 constexpr std::size_t V5_BYTES = 124;
 
 // biCompression.
@@ -23,7 +25,8 @@ constexpr std::uint32_t RUNS_OF_4 = 2;
 constexpr std::uint32_t BIT_FIELDS = 3;
 constexpr std::uint32_t ALPHA_BIT_FIELDS = 6;
 
-/// bV5CSType: a profile is embedded ("MBED" as a number of four letters).
+// bV4CSType: the header itself says what the colours are, or (the letters "MBED") holds a profile.
+constexpr std::uint32_t CALIBRATED = 0;
 constexpr std::uint32_t PROFILE_EMBEDDED = 0x4d424544;
 /// Larger profiles are nonsense; the largest in use, for presses, have about 3 MB.
 constexpr std::uint32_t MAX_PROFILE_BYTES = 16U << 20;
@@ -110,8 +113,36 @@ void readPalette(FieldReader &fields, std::int64_t begin, std::uint32_t used, bo
     }
 }
 
+/// bV4Endpoints, X, Y and Z of each primary with 30 binary places, and the gammas of the three with
+/// 16. Most programs leave zeros, which say nothing.
+QByteArray calibratedProfile(const InfoHeader &header)
+{
+    std::array<Chromaticity, 3> primaries;
+    double whiteX = 0;
+    double whiteY = 0;
+    double whiteSum = 0;
+    for (std::size_t i = 0; i < primaries.size(); ++i) {
+        const auto number = [&](std::size_t place) {
+            return header.u32(60 + 12 * i + 4 * place) / double{1U << 30};
+        };
+        const double sum = number(0) + number(1) + number(2);
+        if (sum <= 0)
+            return {};
+        primaries[i] = {number(0) / sum, number(1) / sum};
+        whiteX += number(0);
+        whiteY += number(1);
+        whiteSum += sum;
+    }
+    // One for all: a picture whose channels differ in gamma is not to be met.
+    const double gamma = header.u32(96) / 65536.0;
+    return rgbProfile(
+        {{whiteX / whiteSum, whiteY / whiteSum}, primaries[0], primaries[1], primaries[2]}, gamma);
+}
+
 QByteArray readProfile(const SourceFile &file, const InfoHeader &header)
 {
+    if (header.has(V4_BYTES) && header.u32(56) == CALIBRATED)
+        return calibratedProfile(header);
     const std::uint32_t count = header.u32(116);
     if (!header.has(V5_BYTES) || header.u32(56) != PROFILE_EMBEDDED || count > MAX_PROFILE_BYTES)
         return {};
