@@ -9,10 +9,17 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <utility>
 
 #include <libraw/libraw.h>
+
+#ifdef Q_OS_MACOS
+#include <malloc/malloc.h>
+#else
+#include <malloc.h>
+#endif
 
 namespace tavolin {
 
@@ -24,6 +31,15 @@ constexpr int RENDERING_BYTES_PER_PIXEL = 10;
 /// worth asking for a larger one.
 constexpr int THUMBNAIL_LONG_SIDE_PX = 640;
 
+std::size_t allocatedBytes(void *memory)
+{
+#ifdef Q_OS_MACOS
+    return malloc_size(memory);
+#else
+    return malloc_usable_size(memory);
+#endif
+}
+
 /// A SourceFile as LibRaw reads it: byte by byte in places, hence the buffer.
 class RawStream : public LibRaw_abstract_datastream
 {
@@ -33,7 +49,9 @@ public:
     int valid() override { return 1; }
     int read(void *out, std::size_t size, std::size_t count) override
     {
-        if (size == 0 || count > std::size_t(m_file.size()))
+        // What is larger than any file gives nothing; the rest fits into memory that LibRaw has.
+        if (size == 0 || count > std::size_t(m_file.size()) ||
+            size > std::size_t(SourceFile::MAX_BYTES))
             return 0;
         auto rest = std::span(static_cast<std::byte *>(out), size * count);
         const auto buffered =
@@ -41,11 +59,15 @@ public:
         std::copy(buffered.begin(), buffered.end(), rest.begin());
         const std::size_t direct = m_file.readAt(m_position + std::int64_t(buffered.size()),
                                                  rest.subspan(buffered.size()));
+        // LibRaw takes buffers as they come from malloc, and not always looks at what it got.
+        m_missingBytes = rest.size() - buffered.size() - direct;
+        std::ranges::fill(rest.last(m_missingBytes), m_filler);
         m_position += std::int64_t(buffered.size() + direct);
         return static_cast<int>((buffered.size() + direct) / size);
     }
     int seek(INT64 offset, int whence) override
     {
+        clearRawData();
         const std::int64_t base = whence == SEEK_CUR   ? m_position
                                   : whence == SEEK_END ? m_file.size()
                                                        : 0;
@@ -93,7 +115,24 @@ public:
     int eof() override { return m_position >= m_file.size() ? 1 : 0; }
     void *make_jas_stream() override { return nullptr; }
 
+    /// What bytes that the file does not have are read as from now on; 0 at first.
+    void fillWith(std::byte filler) { m_filler = filler; }
+    /// How many bytes the file did not have of those that were last read.
+    [[nodiscard]] std::size_t missingBytes() const { return m_missingBytes; }
+    /// Where LibRaw will decode to. It offers no way to clear that buffer before, but goes to the
+    /// place of the raw data as soon as it has it.
+    void watch(const libraw_rawdata_t &data) { m_data = &data; }
+
 private:
+    void clearRawData()
+    {
+        if (!m_data || m_data->raw_alloc == m_cleared)
+            return;
+        m_cleared = m_data->raw_alloc;
+        if (m_cleared)
+            std::memset(m_cleared, 0, allocatedBytes(m_cleared));
+    }
+
     /// What the buffer holds from the position on.
     [[nodiscard]] std::span<const std::byte> buffered() const
     {
@@ -109,6 +148,10 @@ private:
     }
 
     const SourceFile &m_file;
+    const libraw_rawdata_t *m_data = nullptr;
+    void *m_cleared = nullptr;
+    std::byte m_filler{0};
+    std::size_t m_missingBytes = 0;
     std::int64_t m_position = 0;
     std::int64_t m_bufferStart = 0;
     std::size_t m_bufferSize = 0;
@@ -129,10 +172,24 @@ public:
                                                                                              : 0;
             },
             const_cast<SourceFile *>(&file));
+        m_stream.watch(m_raw->imgdata.rawdata);
         m_isOpen = m_raw->open_datastream(&m_stream) == LIBRAW_SUCCESS;
     }
 
     [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    /// Unpacks the preview; where a part of it is not in the file, that part is grey if it consists
+    /// of pixels. Whether there is one.
+    [[nodiscard]] bool unpackPreview()
+    {
+        m_stream.fillWith(std::byte{MISSING & 0xff});
+        return m_isOpen && m_raw->unpack_thumb() == LIBRAW_SUCCESS;
+    }
+    /// Bytes of the unpacked preview that are in the file.
+    [[nodiscard]] qsizetype previewBytes() const
+    {
+        const auto whole = qsizetype(m_raw->imgdata.thumbnail.tlength);
+        return std::max<qsizetype>(0, whole - qsizetype(m_stream.missingBytes()));
+    }
     [[nodiscard]] LibRaw &raw() { return *m_raw; }
     [[nodiscard]] QSize size() const
     {
@@ -186,14 +243,14 @@ Image decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts
 Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
                     const std::stop_token &stop)
 {
-    if (!file.isOpen() || file.raw().unpack_thumb() != LIBRAW_SUCCESS)
+    if (!file.unpackPreview())
         return {};
     const libraw_thumbnail_t &thumbnail = file.raw().imgdata.thumbnail;
     const QSize size(thumbnail.twidth, thumbnail.theight);
     if (!thumbnail.thumb)
         return {};
     if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG) {
-        const auto bytes = QByteArray::fromRawData(thumbnail.thumb, qsizetype(thumbnail.tlength));
+        const auto bytes = QByteArray::fromRawData(thumbnail.thumb, file.previewBytes());
         return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, facts);
     }
     if (thumbnail.tformat == LIBRAW_THUMBNAIL_BITMAP && isWithinLimits(size) &&
