@@ -5,6 +5,7 @@
 #include "HeicFile.h"
 
 #include <QSize>
+#include <QtEndian>
 
 #include <initializer_list>
 #include <string>

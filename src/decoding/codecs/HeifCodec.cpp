@@ -1,5 +1,6 @@
 #include "decoding/codecs/HeifCodec.h"
 
+#include "decoding/codecs/HevcDecoder.h"
 #include "decoding/headers/HeifItems.h"
 #include "pixels/Color.h"
 #include "pixels/Limits.h"
@@ -110,6 +111,7 @@ Image decode(const SourceFile &file, int maxPixel)
     heif_image_handle *primary = open.primary();
     if (!primary)
         return {};
+    useOwnHevcDecoder();
     heif_context_set_max_decoding_threads(open.context(), DECODING_THREADS);
     const QSize claimed(heif_image_handle_get_width(primary),
                         heif_image_handle_get_height(primary));
