@@ -29,6 +29,7 @@ inline constexpr std::uint16_t ORIENTATION = 0x0112;
 inline constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
 inline constexpr std::uint16_t XMP = 0x02bc;
 inline constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
+inline constexpr std::uint16_t GPS_DIRECTORY = 0x8825;
 inline constexpr std::uint16_t DNG_VERSION = 0xc612;
 
 // The EXIF directory: EXIF 2.32, 4.6.3 and 4.6.5.

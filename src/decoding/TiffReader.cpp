@@ -31,6 +31,13 @@ std::int64_t toOffset(std::uint64_t value)
 
 } // namespace
 
+std::uint64_t TiffEntry::length() const
+{
+    constexpr auto MAX = std::numeric_limits<std::uint64_t>::max();
+    const std::size_t size = valueBytes(type);
+    return size != 0 && count > MAX / size ? MAX : count * size;
+}
+
 const TiffEntry *TiffDirectory::find(std::uint16_t tag) const
 {
     const auto found = std::find_if(entries.begin(), entries.end(),

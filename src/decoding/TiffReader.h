@@ -21,6 +21,10 @@ struct TiffEntry
     std::uint16_t type = 0;
     std::uint64_t count = 0;
     std::int64_t offset = 0; ///< Of the first value from the start of the stream, bytes.
+
+    /// Of all its values, in bytes; 0 for a type that does not exist, the largest number where no
+    /// number is large enough.
+    [[nodiscard]] std::uint64_t length() const;
 };
 
 struct TiffDirectory

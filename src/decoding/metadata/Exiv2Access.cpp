@@ -97,7 +97,7 @@ public:
             throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
         const auto got = static_cast<long>(m_file.readAt(
             m_position, std::as_writable_bytes(std::span(out, static_cast<std::size_t>(count)))));
-        if (!m_isTrusted)
+        if (!m_isTrusted && got > 1)
             tame(Bytes(out, static_cast<std::size_t>(got)));
         m_position += got;
         m_isAtEnd = m_isAtEnd || got < count;
@@ -167,14 +167,27 @@ private:
         if (isDeflated || block.size() > MAX_BLOCK_BYTES || hasTooManyProperties(block))
             std::ranges::fill(block.subspan(std::min(KEPT_BYTES, block.size())), Exiv2::byte{0});
     }
-    /// The same for the XMP in a TIFF stream that Exiv2 takes as a whole.
+    /// The same for the XMP in a TIFF stream that Exiv2 takes as a whole. Refuses one whose values
+    /// together are longer than the stream.
     void tameTiff(Bytes contents)
     {
         FieldReader fields(m_file);
         auto tiff = TiffReader::open(fields, 0, m_file.size());
         if (!tiff)
             return;
-        for (const TiffEntry &entry : tiff->directory(tiff->first()).entries) {
+        const TiffDirectory first = tiff->directory(tiff->first());
+        // Exiv2 copies each value, also where all of them are the same bytes of the file.
+        std::uint64_t valueBytes = 0;
+        for (TiffDirectory directory = first; !directory.entries.empty();
+             directory = tiff->directory(directory.next))
+            for (const TiffEntry &entry : directory.entries)
+                valueBytes += std::min<std::uint64_t>(entry.length(), contents.size());
+        for (const auto pointer : {tag::EXIF_DIRECTORY, tag::GPS_DIRECTORY})
+            for (const TiffEntry &entry : tiff->directory(first.find(pointer)).entries)
+                valueBytes += std::min<std::uint64_t>(entry.length(), contents.size());
+        if (valueBytes > contents.size() + MAX_BLOCK_BYTES)
+            throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "overlapping values");
+        for (const TiffEntry &entry : first.entries) {
             const auto offset = static_cast<std::uint64_t>(entry.offset);
             if (entry.tag != tag::XMP || offset >= contents.size())
                 continue;
