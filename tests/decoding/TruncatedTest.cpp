@@ -4,8 +4,10 @@
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/Decoding.h"
 #include "HeifFile.h"
+#include "pictures/Dng.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
+#include "pictures/Tiff.h"
 #include "pictures/Writing.h"
 #include "pixels/JpegWriter.h"
 #include "TestPictures.h"
@@ -83,6 +85,52 @@ std::function<QByteArray(const QImage &)> written(const std::string &extension,
 std::function<QByteArray(const QImage &)> asJpeg(pictures::JpegOptions options)
 {
     return [=](const QImage &image) { return pictures::encodeJpeg(image, options); };
+}
+
+QByteArray dngOfRawData(const QImage &image)
+{
+    return pictures::makeDng({.upright = image});
+}
+
+/// A raw file whose only preview is a bitmap at its end.
+QByteArray dngWithBitmap(const QImage &image)
+{
+    const QImage rgb = image.convertToFormat(QImage::Format_RGB888);
+    QByteArray pixels;
+    for (int y = 0; y < rgb.height(); ++y)
+        pixels += QByteArray(reinterpret_cast<const char *>(rgb.constScanLine(y)), rgb.width() * 3);
+    using namespace pictures;
+    const TiffDirectory raw{
+        longField(254, 0),
+        longField(256, 64),
+        longField(257, 64),
+        shortField(258, {16}),
+        shortField(259, {1}),
+        shortField(262, {32803}),
+        dataField(273, QByteArray(64 * 64 * 2, '\x20')),
+        shortField(277, {1}),
+        longField(278, 64),
+        longField(279, 64 * 64 * 2),
+        shortField(33421, {2, 2}),
+        bytesField(33422, TiffType::Byte, QByteArray("\0\1\1\2", 4)),
+    };
+    return tiffBlock({
+        asciiField(271, "TestMake"),
+        asciiField(272, "TestRaw"),
+        directoriesField(330, {raw}),
+        bytesField(50706, TiffType::Byte, QByteArray("\1\4\0\0", 4)),
+        asciiField(50708, "TestMake TestRaw"),
+        longField(254, 1),
+        longField(256, rgb.width()),
+        longField(257, rgb.height()),
+        shortField(258, {8, 8, 8}),
+        shortField(259, {1}),
+        shortField(262, {2}),
+        dataField(273, pixels),
+        shortField(277, {3}),
+        longField(278, rgb.height()),
+        longField(279, pixels.size()),
+    });
 }
 
 QByteArray heic(const QImage &image)
@@ -189,6 +237,12 @@ const std::vector<Format> FORMATS{
     {"Heic", ".heic", heic},
     {"HeicStream", ".heic", heic, withCutStream},
     {"DngPreview", ".dng", written(".dng")},
+    {"DngRawData", ".dng", dngOfRawData},
+    {"DngBitmap", ".dng", dngWithBitmap},
+    {"Png", ".png", written(".png")},
+    {"Bmp", ".bmp", written(".bmp")},
+    {"Tiff", ".tif", written(".tif")},
+    {"WebP", ".webp", written(".webp")},
 };
 
 INSTANTIATE_TEST_SUITE_P(Formats, Truncated, testing::ValuesIn(FORMATS),
