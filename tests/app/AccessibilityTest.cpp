@@ -30,8 +30,8 @@ QString nameOf(QWidget *widget)
     return QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name);
 }
 
-/// The first viewer of a process, as every user's is: it is made before anything has been said about
-/// our widgets.
+/// The first viewer of a process, as every user's is: it is made before anything has been said
+/// about our widgets.
 using FirstViewer = test::ViewerFixture;
 
 TEST_F(FirstViewer, ViewIsAPicture)

@@ -293,6 +293,21 @@ TEST(PlainFormats, ProfileIsCarried)
     }
 }
 
+TEST(PlainFormats, ProfileThatMakesNoSenseIsLeftBehind)
+{
+    for (const Container &container : {WEBP, TIFF}) {
+        QImage picture = fourQuarters({32, 32});
+        picture.setColorSpace(QColorSpace::DisplayP3);
+        QByteArray bytes = encoded(picture, container.qtName);
+        const qsizetype signature = bytes.indexOf("acsp");
+        ASSERT_GT(signature, 0) << container.name;
+        bytes.replace(signature - 36 + 128, 4, QByteArray(4, '\xff')); // how many tags it has
+        const Image image = decoded(container, bytes);
+        EXPECT_EQ(image.size(), QSize(32, 32)) << container.name;
+        EXPECT_TRUE(image.iccProfile().isEmpty()) << container.name;
+    }
+}
+
 QByteArray chunk(std::string_view type, const QByteArray &content)
 {
     const QByteArray checked = FileBytes().text(type).append(content).bytes();

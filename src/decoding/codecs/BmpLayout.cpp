@@ -3,6 +3,7 @@
 #include "decoding/headers/Headers.h"
 #include "pixels/Color.h"
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 
@@ -185,7 +186,7 @@ std::optional<BmpLayout> readBmpLayout(FieldReader &fields)
     if (bytes.size() < headerBytes + behind)
         return std::nullopt;
     readMasks(header, bytes.subspan(headerBytes, behind), layout);
-    layout.iccProfile = readProfile(fields.file(), header);
+    layout.iccProfile = soundProfile(readProfile(fields.file(), header));
     const std::uint32_t used = header.u32(32);
     const bool isCore = header.isCore();
     const auto begin = static_cast<std::int64_t>(FILE_HEADER_BYTES + headerBytes + behind);

@@ -5,6 +5,7 @@
 #include "decoding/codecs/PngColor.h"
 #include "decoding/codecs/PngRows.h"
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 #include "pixels/Resample.h"
 #include "pixels/RowSink.h"
 
@@ -46,7 +47,7 @@ public:
     {
         const bool isGrey =
             m_format.color == PngColor::Grey || m_format.color == PngColor::GreyAlpha;
-        return pngProfile(m_file, m_chunks.colorChunks(), isGrey);
+        return soundProfile(pngProfile(m_file, m_chunks.colorChunks(), isGrey));
     }
     [[nodiscard]] bool isStopped() const { return m_file.stopToken().stop_requested(); }
 

@@ -1,6 +1,7 @@
 #include "decoding/codecs/TiffFile.h"
 
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 #include <cmath>
@@ -349,7 +350,7 @@ std::optional<TiffLayout> readTiffLayout(TIFF *tiff)
         (*colors == TiffColors::Palette && !readPalette(tiff, layout)))
         return std::nullopt;
     readAlpha(tiff, layout);
-    layout.iccProfile = profileOf(tiff, *colors);
+    layout.iccProfile = soundProfile(profileOf(tiff, *colors));
     return layout;
 }
 

@@ -1,6 +1,7 @@
 #include "decoding/codecs/WebPCodec.h"
 
 #include "pixels/Limits.h"
+#include "pixels/ProfileCheck.h"
 #include "pixels/Resample.h"
 #include "pixels/RowSink.h"
 
@@ -99,7 +100,7 @@ QByteArray Container::iccProfile() const
         profile = {reinterpret_cast<const char *>(chunk.chunk.bytes),
                    static_cast<qsizetype>(chunk.chunk.size)};
     WebPDemuxReleaseChunkIterator(&chunk);
-    return profile;
+    return soundProfile(std::move(profile));
 }
 
 /// Decodes one frame into pixels whose colours are not multiplied by their alpha.
@@ -128,6 +129,7 @@ FrameDecoder::FrameDecoder(const WebPData &data, PixelBuffer &frame) : m_data(da
     if (WebPInitDecoderConfig(&m_config) == 0 ||
         WebPGetFeatures(data.bytes, data.size, &m_config.input) != VP8_STATUS_OK)
         return;
+    m_config.options.use_threads = 1; // the filter of a lossy frame follows on a thread of its own
     m_config.output.colorspace = SCREEN_PIXELS;
     m_config.output.is_external_memory = 1;
     WebPRGBABuffer &out = m_config.output.u.RGBA;
