@@ -56,6 +56,7 @@ QByteArray profileFor(const char *space, qsizetype bytes = 200)
 {
     QByteArray profile(bytes, 'x');
     profile.replace(0, 4, FileBytes().u32(static_cast<std::uint64_t>(bytes)).bytes());
+    profile.replace(128, 4, QByteArray(4, '\0')); // tags
     profile.replace(16, 4, space);
     profile.replace(36, 4, "acsp");
     return profile;
