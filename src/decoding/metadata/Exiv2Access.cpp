@@ -23,6 +23,10 @@ namespace {
 /// honest files, and an end to a chunk that claims hundreds of megabytes.
 constexpr std::int64_t MAX_READ_BYTES = std::int64_t{64} << 20;
 
+/// Segments of a JPEG's profile, of 64 kB each: Exiv2 copies all that it has of it with each of
+/// them. The largest profiles in use, for presses, have about 3 MB.
+constexpr int MAX_PROFILE_SEGMENTS = 64;
+
 /// What one block of metadata may have. Reading XMP takes time that grows with the square of the
 /// number of its properties: a tenth of a second with these.
 constexpr std::size_t MAX_BLOCK_BYTES = std::size_t{1} << 20;
@@ -158,6 +162,11 @@ private:
             std::copy(block.begin() + 4, block.end(), m_chunkType.begin());
             return;
         }
+        constexpr std::string_view PROFILE_MARK("ICC_PROFILE\0", 12);
+        const std::string_view text(reinterpret_cast<const char *>(block.data()), block.size());
+        if (text.substr(0, 64).find(PROFILE_MARK) != text.npos &&
+            ++m_profileSegments > 2 * MAX_PROFILE_SEGMENTS) // each is read twice
+            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
         const std::string_view type(m_chunkType.data(), m_chunkType.size());
         // Exiv2 inflates profiles too, which are none of its business here.
         const bool isDeflated =
@@ -200,6 +209,7 @@ private:
 
     const SourceFile &m_file;
     bool m_isTrusted = false;
+    int m_profileSegments = 0;
     std::array<char, 4> m_chunkType{};
     std::int64_t m_budget = MAX_READ_BYTES;
     std::int64_t m_position = 0;
