@@ -37,11 +37,11 @@ public:
 
     /// Lets the program end without a question from now on.
     void allow() { m_isQuitAllowed = true; }
+
+private:
     /// Whether the program may end now. If not, the user is being asked, and it ends by itself once
     /// the answer allows.
     [[nodiscard]] bool applicationShouldTerminate();
-
-private:
     bool eventFilter(QObject *watched, QEvent *event) override;
     [[nodiscard]] bool mayQuit() const;
     void askToQuit();

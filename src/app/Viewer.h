@@ -66,7 +66,6 @@ public:
     [[nodiscard]] FilenameJump &search() { return m_search; }
     [[nodiscard]] CropMode &cropMode() { return m_cropMode; }
     [[nodiscard]] SelfTest &selfTest() { return m_selfTest; }
-    [[nodiscard]] QuitGuard &quitGuard() { return m_quitGuard; }
 
 private:
     [[nodiscard]] std::optional<LoupeSubject> loupeSubject();

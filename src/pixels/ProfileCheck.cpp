@@ -1,5 +1,7 @@
 #include "pixels/ProfileCheck.h"
 
+#include "pixels/Limits.h"
+
 #include <QtEndian>
 
 #include <algorithm>
@@ -11,8 +13,6 @@ namespace tavolin {
 
 namespace {
 
-/// Larger profiles are nonsense; the largest in use, for presses, have about 3 MB.
-constexpr qsizetype MAX_PROFILE_BYTES = qsizetype{16} << 20;
 constexpr quint32 HEADER_BYTES = 128;
 /// Press profiles have about 20.
 constexpr quint32 MAX_TAGS = 100;

@@ -7,6 +7,7 @@
 #include "FileBytes.h"
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
+#include "PngFile.h"
 #include "TestPictures.h"
 
 #include <QBuffer>
@@ -16,8 +17,6 @@
 #include <ostream>
 #include <string>
 #include <vector>
-
-#include <zlib.h>
 
 namespace tavolin {
 
@@ -229,18 +228,6 @@ TEST(PngOneBit, ShowsBlackAndWhite)
         hasQuarters(decoded(PNG, png), {0xff000000, 0xffffffff, 0xff000000, 0xffffffff}, 0));
 }
 
-/// Clear, half-clear orange, half-clear white and opaque blue.
-QImage clearQuarters()
-{
-    QImage image(40, 40, QImage::Format_ARGB32);
-    for (int y = 0; y < 40; ++y)
-        for (int x = 0; x < 40; ++x)
-            image.setPixel(x, y,
-                           x < 20 ? (y < 20 ? 0x00ffffff : 0x80ffffff)
-                                  : (y < 20 ? 0x80c86432 : 0xff0000ff));
-    return image;
-}
-
 // 200, 100 and 50 at 128 of 255 are 100.4, 50.2 and 25.1.
 constexpr std::array<Pixel, 4> CLEAR_QUARTERS{0, 0x80643219, 0x80808080, BLUE};
 
@@ -308,24 +295,11 @@ TEST(PlainFormats, ProfileThatMakesNoSenseIsLeftBehind)
     }
 }
 
-QByteArray chunk(std::string_view type, const QByteArray &content)
-{
-    const QByteArray checked = FileBytes().text(type).append(content).bytes();
-    const auto crc = crc32(0, reinterpret_cast<const Bytef *>(checked.constData()),
-                           static_cast<uInt>(checked.size()));
-    return FileBytes()
-        .u32(static_cast<std::uint64_t>(content.size()))
-        .append(checked)
-        .u32(crc)
-        .bytes();
-}
-
 /// A PNG of 8-bit grey of any size, with data for a few rows at the most.
-QByteArray pngOf(std::uint32_t width, std::uint32_t height)
+QByteArray pngOf(int width, int height)
 {
-    return QByteArray("\x89PNG\r\n\x1a\n") +
-           chunk("IHDR", FileBytes().u32(width).u32(height).u8(8).u8(0).u8(0).u8(0).u8(0).bytes()) +
-           chunk("IDAT", qCompress(QByteArray(1 << 16, '\0')).mid(4)) + chunk("IEND", {});
+    return PNG_SIGNATURE + pngHeader({{width, height}, 8, 0}) +
+           checkedChunk("IDAT", deflated(QByteArray(1 << 16, '\0'))) + checkedChunk("IEND", {});
 }
 
 TEST(PlainFormats, PngThatClaimsTooManyPixelsIsRefused)

@@ -6,6 +6,7 @@
 #include "pixels/Image.h"
 
 #include <QByteArray>
+#include <QImage>
 #include <QRect>
 #include <QSize>
 
@@ -68,6 +69,18 @@ inline Image noiseWithAlpha(QSize size, unsigned seed = 1)
         return alpha << 24 | red << 16 | green << 8 | upTo(alpha);
     };
     return makeImage(size, pixel, Alpha::Premultiplied);
+}
+
+/// Clear, half-clear orange, half-clear white and opaque blue.
+inline QImage clearQuarters()
+{
+    QImage image(40, 40, QImage::Format_ARGB32);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 40; ++x)
+            image.setPixel(x, y,
+                           x < 20 ? (y < 20 ? 0x00ffffff : 0x80ffffff)
+                                  : (y < 20 ? 0x80c86432 : 0xff0000ff));
+    return image;
 }
 
 inline int channel(Pixel pixel, int shift)

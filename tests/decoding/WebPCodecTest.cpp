@@ -171,18 +171,6 @@ TEST(WebPCodec, LargeFileShowsAllItsRows)
     EXPECT_TRUE(looksLike(decoded(webp, 100), resampled(noiseImage({400, 300}), {100, 75})));
 }
 
-/// Clear, half-clear orange, half-clear white and opaque blue.
-QImage clearQuarters()
-{
-    QImage image(40, 40, QImage::Format_ARGB32);
-    for (int y = 0; y < 40; ++y)
-        for (int x = 0; x < 40; ++x)
-            image.setPixel(x, y,
-                           x < 20 ? (y < 20 ? 0x00ffffff : 0x80ffffff)
-                                  : (y < 20 ? 0x80c86432 : 0xff0000ff));
-    return image;
-}
-
 TEST(WebPCodec, TransparencyIsPremultiplied)
 {
     // 200, 100 and 50 at 128 of 255 are 100.4, 50.2 and 25.1.

@@ -29,8 +29,6 @@ constexpr std::uint32_t ALPHA_BIT_FIELDS = 6;
 // bV4CSType: the header itself says what the colours are, or (the letters "MBED") holds a profile.
 constexpr std::uint32_t CALIBRATED = 0;
 constexpr std::uint32_t PROFILE_EMBEDDED = 0x4d424544;
-/// Larger profiles are nonsense; the largest in use, for presses, have about 3 MB.
-constexpr std::uint32_t MAX_PROFILE_BYTES = 16U << 20;
 
 /// The bytes of BITMAPINFOHEADER and what has its place; offsets count from its own beginning.
 struct InfoHeader
