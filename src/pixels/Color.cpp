@@ -60,16 +60,8 @@ Transform makeTransform(const Profile &from, cmsUInt32Number format)
                                         cmsFLAGS_NOCACHE | cmsFLAGS_COPY_ALPHA));
 }
 
-/// What a picture's profile asks for.
-struct Conversion
-{
-    Transform transform;                  // of SCREEN pixels; none: nothing to do
-    std::array<std::uint8_t, 256> grey{}; // for a grey profile: each level in sRGB
-    bool isGrey = false;
-};
-
 /// Whether a grid of colours comes out of @p transform as it went in, within one level.
-bool changesNothing(const Transform &transform)
+bool isIdentity(const Transform &transform)
 {
     std::vector<Pixel> colors;
     constexpr unsigned STEP = 51; // 0, 51, … 255
@@ -90,49 +82,20 @@ bool changesNothing(const Transform &transform)
     return std::equal(colors.begin(), colors.end(), converted.begin(), isNear);
 }
 
-Conversion makeConversion(const QByteArray &icc)
+/// What each level of the grey profile @p profile is in sRGB; empty where it can't be used.
+std::optional<std::array<std::uint8_t, 256>> greyLevels(const Profile &profile)
 {
-    Conversion result;
-    const Profile profile = openProfile(icc);
-    if (!profile)
-        return result;
-    switch (cmsGetColorSpace(profile.get())) {
-    case cmsSigRgbData:
-        result.transform = makeTransform(profile, SCREEN);
-        if (!result.transform || changesNothing(result.transform))
-            result.transform = nullptr;
-        break;
-    case cmsSigGrayData:
-        if (const Transform levels = makeTransform(profile, TYPE_GRAY_8)) {
-            std::array<std::uint8_t, 256> ramp{};
-            std::iota(ramp.begin(), ramp.end(), std::uint8_t{0});
-            std::array<Pixel, 256> shown{};
-            cmsDoTransform(levels.get(), ramp.data(), shown.data(), 256);
-            std::transform(shown.begin(), shown.end(), result.grey.begin(),
-                           [](Pixel pixel) { return static_cast<std::uint8_t>(pixel >> 8); });
-            result.isGrey = true;
-        }
-        break;
-    default:
-        break;
-    }
-    return result;
-}
-
-/// The conversion of @p icc. A folder's pictures mostly share one profile, so the last one is kept.
-std::shared_ptr<const Conversion> conversionFor(const QByteArray &icc)
-{
-    static std::mutex mutex;
-    static std::pair<QByteArray, std::shared_ptr<const Conversion>> last;
-    {
-        const std::lock_guard guard(mutex);
-        if (last.second && last.first == icc)
-            return last.second;
-    }
-    auto made = std::make_shared<const Conversion>(makeConversion(icc));
-    const std::lock_guard guard(mutex);
-    last = {icc, made};
-    return made;
+    const Transform levels = makeTransform(profile, TYPE_GRAY_8);
+    if (!levels)
+        return std::nullopt;
+    std::array<std::uint8_t, 256> ramp{};
+    std::iota(ramp.begin(), ramp.end(), std::uint8_t{0});
+    std::array<Pixel, 256> shown{};
+    cmsDoTransform(levels.get(), ramp.data(), shown.data(), 256);
+    std::array<std::uint8_t, 256> grey{};
+    std::transform(shown.begin(), shown.end(), grey.begin(),
+                   [](Pixel pixel) { return static_cast<std::uint8_t>(pixel >> 8); });
+    return grey;
 }
 
 QByteArray makeRgbProfile(const Primaries &primaries, const Curve &curve)
@@ -213,41 +176,89 @@ Pixel withColors(Pixel pixel, Change change)
     return result;
 }
 
-/// @p conversion of a row. A profile speaks of colours that are not multiplied by alpha.
-void convertRow(const Conversion &conversion, Alpha alpha, const Pixel *from, Pixel *to, int pixels)
+} // namespace
+
+/// One of the two is there, or there is nothing to do.
+struct SrgbConversion::Way
 {
+    explicit Way(const QByteArray &icc);
+
+    Transform transform;                               // of SCREEN pixels
+    std::optional<std::array<std::uint8_t, 256>> grey; // each level in sRGB
+};
+
+SrgbConversion::Way::Way(const QByteArray &icc)
+{
+    const Profile profile = openProfile(icc);
+    if (!profile)
+        return;
+    const cmsColorSpaceSignature space = cmsGetColorSpace(profile.get());
+    if (space == cmsSigRgbData)
+        transform = makeTransform(profile, SCREEN);
+    else if (space == cmsSigGrayData)
+        grey = greyLevels(profile);
+    if (transform && isIdentity(transform))
+        transform = nullptr;
+}
+
+SrgbConversion::SrgbConversion(const QByteArray &iccProfile)
+{
+    if (iccProfile.isEmpty())
+        return;
+    // A folder's pictures mostly share one profile.
+    static std::mutex mutex;
+    static std::pair<QByteArray, std::shared_ptr<const Way>> last;
+    {
+        const std::lock_guard guard(mutex);
+        if (last.second && last.first == iccProfile) {
+            m_way = last.second;
+            return;
+        }
+    }
+    m_way = std::make_shared<const Way>(iccProfile);
+    const std::lock_guard guard(mutex);
+    last = {iccProfile, m_way};
+}
+
+bool SrgbConversion::changesNothing() const
+{
+    return !m_way || (!m_way->transform && !m_way->grey);
+}
+
+void SrgbConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha alpha) const
+{
+    Q_ASSERT(!changesNothing());
+    // A profile speaks of colours that are not multiplied by alpha.
     const bool isOpaque = alpha == Alpha::Opaque;
     if (!isOpaque) {
         std::transform(from, from + pixels, to,
                        [](Pixel pixel) { return withColors(pixel, unmultiplied); });
         from = to;
     }
-    if (conversion.isGrey)
-        std::transform(from, from + pixels, to, [&grey = conversion.grey](Pixel pixel) {
+    if (m_way->grey)
+        std::transform(from, from + pixels, to, [&grey = *m_way->grey](Pixel pixel) {
             return withColors(pixel, [&grey](Pixel level, Pixel) { return Pixel{grey[level]}; });
         });
     else
-        cmsDoTransform(conversion.transform.get(), from, to, static_cast<cmsUInt32Number>(pixels));
+        cmsDoTransform(m_way->transform.get(), from, to, static_cast<cmsUInt32Number>(pixels));
     if (!isOpaque)
         std::transform(to, to + pixels, to,
                        [](Pixel pixel) { return withColors(pixel, multiplied); });
 }
 
-} // namespace
-
 Image toSrgb(const Image &image, std::stop_token stop)
 {
     if (image.isNull() || image.iccProfile().isEmpty())
         return image;
-    const auto conversion = conversionFor(image.iccProfile());
-    if (!conversion->transform && !conversion->isGrey)
+    const SrgbConversion conversion(image.iccProfile());
+    if (conversion.changesNothing())
         return image.withProfile({});
     PixelBuffer result(image.size());
     if (result.isNull())
-        return image;
+        return {};
     forBands(image.height(), LEAST_BAND_ROWS, [&](int begin, int end) {
         for (int y = begin; y < end && !stop.stop_requested(); ++y)
-            convertRow(*conversion, image.alpha(), image.row(y), result.row(y), image.width());
+            conversion.convertRow(image.row(y), result.row(y), image.width(), image.alpha());
     });
     if (stop.stop_requested())
         return {};

@@ -6,14 +6,36 @@
 
 #include <QByteArray>
 
+#include <memory>
 #include <optional>
 #include <stop_token>
 
 namespace tavolin {
 
-/// @p image in sRGB. The same picture when it is sRGB already, when its profile can't be used, or
-/// when memory is lacking; null once @p stop is requested. Grey profiles are applied to each
-/// channel.
+/// The way from a profile's colours to sRGB, for pictures that come in pieces. Copying shares it,
+/// and several threads may use one at once. Grey profiles are applied to each channel.
+class SrgbConversion
+{
+public:
+    /// Making it takes as long as some rows; the one made last is kept, so that making it again is
+    /// next to nothing.
+    explicit SrgbConversion(const QByteArray &iccProfile);
+
+    /// Whether there is nothing to do: the profile says sRGB, is empty or can't be used.
+    [[nodiscard]] bool changesNothing() const;
+
+    /// Writes to @p to, which may be @p from, the @p pixels pixels at @p from in sRGB. Only where
+    /// there is something to do.
+    void convertRow(const Pixel *from, Pixel *to, int pixels, Alpha alpha) const;
+
+private:
+    struct Way;
+
+    std::shared_ptr<const Way> m_way; // none: nothing to do
+};
+
+/// @p image in sRGB, without a profile. The same pixels when it is sRGB already or when its profile
+/// can't be used; null when memory is lacking and once @p stop is requested.
 [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop = {});
 
 /// Turns four channels of ink (C, M, Y, K in the order of memory) into opaque sRGB pixels, in

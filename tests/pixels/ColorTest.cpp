@@ -306,6 +306,60 @@ TEST(ToSrgb, IsNullOnceStopped)
     EXPECT_TRUE(toSrgb(image, source.get_token()).isNull());
 }
 
+TEST(SrgbConversion, HasNothingToDoForSrgbAndForWhatCannotBeUsed)
+{
+    for (const QByteArray &profile :
+         {QByteArray(), srgbProfile(), QByteArray("garbage"), redInkProfile()})
+        EXPECT_TRUE(SrgbConversion(profile).changesNothing()) << profile.size();
+    EXPECT_FALSE(SrgbConversion(adobeRgbProfile()).changesNothing());
+    EXPECT_FALSE(SrgbConversion(linearGreyProfile()).changesNothing());
+}
+
+TEST(SrgbConversion, ConvertsARowToAnotherPlaceAndInPlace)
+{
+    const SrgbConversion conversion(displayP3Profile());
+    const std::array<Pixel, 3> from{rgb(200, 150, 100), rgb(255, 0, 0), rgb(128, 128, 128)};
+    std::array<Pixel, 3> to{};
+    conversion.convertRow(from.data(), to.data(), 3, Alpha::Opaque);
+    EXPECT_TRUE(isNear(to[0], rgb(209, 147, 91), 2));
+    EXPECT_TRUE(isNear(to[1], rgb(255, 0, 0), 2));
+    EXPECT_TRUE(isNear(to[2], rgb(128, 128, 128), 2));
+    std::array<Pixel, 3> inPlace = from;
+    conversion.convertRow(inPlace.data(), inPlace.data(), 3, Alpha::Opaque);
+    EXPECT_EQ(inPlace, to);
+}
+
+TEST(SrgbConversion, TouchesNoPixelBehindThoseItWasGiven)
+{
+    for (const QByteArray &profile : {displayP3Profile(), linearGreyProfile()}) {
+        std::array<Pixel, 3> row{rgb(200, 150, 100), rgb(200, 150, 100), rgb(200, 150, 100)};
+        SrgbConversion(profile).convertRow(row.data(), row.data(), 2, Alpha::Opaque);
+        EXPECT_NE(row[1], rgb(200, 150, 100));
+        EXPECT_EQ(row[2], rgb(200, 150, 100));
+    }
+}
+
+// (200, 150, 100) at an alpha of 128 is stored as (100, 75, 50); half of (209, 147, 91) comes out.
+TEST(SrgbConversion, ConvertsPremultipliedColorsInPlace)
+{
+    std::array<Pixel, 1> row{0x80644b32};
+    SrgbConversion(displayP3Profile()).convertRow(row.data(), row.data(), 1, Alpha::Premultiplied);
+    EXPECT_TRUE(isNear(row[0], 0x8069492e, 2));
+}
+
+TEST(SrgbConversion, OfOneProfileIsNotThatOfTheProfileBefore)
+{
+    const auto converted = [](const QByteArray &profile) {
+        Pixel pixel = rgb(100, 150, 200);
+        SrgbConversion(profile).convertRow(&pixel, &pixel, 1, Alpha::Opaque);
+        return pixel;
+    };
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(isNear(converted(adobeRgbProfile()), rgb(66, 151, 203), 2));
+        EXPECT_TRUE(isNear(converted(displayP3Profile()), rgb(84, 152, 205), 2));
+    }
+}
+
 /// What convertCmykToSrgb() makes of inks, each 0 (none) to 255.
 Pixel printed(std::array<int, 4> inks, const QByteArray &profile = {}, bool isInverted = false)
 {
