@@ -1,46 +1,45 @@
 #include "decoding/SourceFile.h"
 
+#include "platform/RegularFile.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace tavolin {
 
 std::optional<SourceFile> SourceFile::open(const std::filesystem::path &path, std::stop_token stop)
 {
-    int descriptor = -1;
-    do
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0)
+    auto file = openRegularFile(path);
+    return file ? fromDescriptor(std::move(file->descriptor), file->size, std::move(stop))
+                : std::nullopt;
+}
+
+std::optional<SourceFile> SourceFile::fromDescriptor(Descriptor descriptor, std::int64_t size,
+                                                     std::stop_token stop)
+{
+    if (descriptor.get() < 0 || size < 0 || size > MAX_BYTES)
         return std::nullopt;
-    // Owns the descriptor from here on, whatever it turns out to be.
-    SourceFile file(descriptor, {}, 0, std::move(stop));
-    struct stat status
-    {};
-    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > MAX_BYTES)
-        return std::nullopt;
-    file.m_size = status.st_size;
-    return file;
+    return SourceFile(std::move(descriptor), {}, size, std::move(stop));
 }
 
 SourceFile SourceFile::fromBytes(QByteArray bytes, std::stop_token stop)
 {
     const std::int64_t size = bytes.size();
-    return {-1, std::move(bytes), size, std::move(stop)};
+    return {Descriptor(-1), std::move(bytes), size, std::move(stop)};
 }
 
-SourceFile::SourceFile(int descriptor, QByteArray bytes, std::int64_t size, std::stop_token stop)
-    : m_descriptor(descriptor), m_bytes(std::move(bytes)), m_size(size), m_stop(std::move(stop))
+SourceFile::SourceFile(Descriptor descriptor, QByteArray bytes, std::int64_t size,
+                       std::stop_token stop)
+    : m_descriptor(std::move(descriptor)), m_bytes(std::move(bytes)), m_size(size),
+      m_stop(std::move(stop))
 {}
 
 SourceFile::SourceFile(SourceFile &&other) noexcept
-    : m_descriptor(std::exchange(other.m_descriptor, -1)), m_bytes(std::move(other.m_bytes)),
+    : m_descriptor(std::move(other.m_descriptor)), m_bytes(std::move(other.m_bytes)),
       m_size(std::exchange(other.m_size, 0)), m_stop(std::move(other.m_stop))
 {}
 
@@ -54,25 +53,19 @@ SourceFile &SourceFile::operator=(SourceFile &&other) noexcept
     return *this;
 }
 
-SourceFile::~SourceFile()
-{
-    if (m_descriptor >= 0)
-        close(m_descriptor);
-}
-
 std::size_t SourceFile::readAt(std::int64_t offset, std::span<std::byte> out) const
 {
     if (offset < 0 || offset >= m_size || m_stop.stop_requested())
         return 0;
     const std::size_t wanted = std::min(out.size(), static_cast<std::size_t>(m_size - offset));
-    if (m_descriptor < 0) {
+    if (m_descriptor.get() < 0) {
         if (wanted > 0)
             std::memcpy(out.data(), m_bytes.constData() + offset, wanted);
         return wanted;
     }
     std::size_t done = 0;
     while (done < wanted) {
-        const ssize_t count = pread(m_descriptor, out.data() + done, wanted - done,
+        const ssize_t count = pread(m_descriptor.get(), out.data() + done, wanted - done,
                                     static_cast<off_t>(offset) + static_cast<off_t>(done));
         if (count < 0 && errno == EINTR)
             continue;

@@ -2,6 +2,8 @@
 // The one way to a file's bytes: opened once, read by position. Decoders get a SourceFile and never
 // a path, and none maps the file (a file that shrinks under a mapping kills the process).
 
+#include "platform/Descriptor.h"
+
 #include <QByteArray>
 
 #include <cstddef>
@@ -22,12 +24,16 @@ public:
     /// overflow.
     static constexpr std::int64_t MAX_BYTES = std::int64_t{4} << 30;
 
-    /// Opens @p path for reading. Symbolic links are followed; what they lead to must be a regular
-    /// file (a FIFO or a device is refused, without waiting for a writer). Empty when it can't be
-    /// opened or is larger than MAX_BYTES. Once @p stop is requested every read gives nothing, so
-    /// a decode that nobody waits for any more ends soon.
+    /// Opens @p path for reading, as openRegularFile() does. Empty when it can't be opened or is
+    /// larger than MAX_BYTES. Once @p stop is requested every read gives nothing, so a decode that
+    /// nobody waits for any more ends soon.
     [[nodiscard]] static std::optional<SourceFile> open(const std::filesystem::path &path,
                                                         std::stop_token stop = {});
+
+    /// Reads the regular file of @p size bytes that @p descriptor has open; whoever opened it has
+    /// looked. Empty where it has none, and for a size above MAX_BYTES or below 0.
+    [[nodiscard]] static std::optional<SourceFile>
+    fromDescriptor(Descriptor descriptor, std::int64_t size, std::stop_token stop = {});
 
     /// Serves @p bytes as if they were a file.
     [[nodiscard]] static SourceFile fromBytes(QByteArray bytes, std::stop_token stop = {});
@@ -36,7 +42,7 @@ public:
     SourceFile &operator=(SourceFile &&other) noexcept;
     SourceFile(const SourceFile &) = delete;
     SourceFile &operator=(const SourceFile &) = delete;
-    ~SourceFile();
+    ~SourceFile() = default;
 
     /// Bytes in the file when it was opened.
     [[nodiscard]] std::int64_t size() const { return m_size; }
@@ -51,9 +57,9 @@ public:
     [[nodiscard]] const std::stop_token &stopToken() const { return m_stop; }
 
 private:
-    SourceFile(int descriptor, QByteArray bytes, std::int64_t size, std::stop_token stop);
+    SourceFile(Descriptor descriptor, QByteArray bytes, std::int64_t size, std::stop_token stop);
 
-    int m_descriptor = -1; // −1 when the bytes are in memory
+    Descriptor m_descriptor; // none when the bytes are in memory
     QByteArray m_bytes;
     std::int64_t m_size = 0;
     std::stop_token m_stop;

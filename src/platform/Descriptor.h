@@ -8,12 +8,19 @@
 
 namespace tavolin {
 
-/// An open file descriptor, or one below 0 that is none; closed in the end.
+/// An open file descriptor, or one below 0 that is none; closed in the end. Movable, not copyable.
 class Descriptor
 {
 public:
     explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
     ~Descriptor() { close(); }
+    Descriptor(Descriptor &&other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        // The other one closes what was open here.
+        std::swap(m_descriptor, other.m_descriptor);
+        return *this;
+    }
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
 

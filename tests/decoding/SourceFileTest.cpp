@@ -1,5 +1,7 @@
 #include "decoding/SourceFile.h"
 
+#include "platform/RegularFile.h"
+
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -147,6 +149,38 @@ TEST_F(SourceFileOnDisk, IsClosedOnceHoweverOftenItMoves)
         EXPECT_EQ(readAt(third, 0, 3), "012");
     }
     EXPECT_FALSE(isOpen(descriptor));
+}
+
+TEST_F(SourceFileOnDisk, ServesADescriptorUpToTheSizeThatIsTold)
+{
+    auto opened = openRegularFile(path("ten"));
+    ASSERT_TRUE(opened);
+    std::stop_source stop;
+    const int descriptor = opened->descriptor.get();
+    {
+        const auto file =
+            SourceFile::fromDescriptor(std::move(opened->descriptor), 8, stop.get_token());
+        ASSERT_TRUE(file);
+        EXPECT_EQ(file->size(), 8);
+        EXPECT_EQ(readAt(*file, 3, 10), "34567");
+        stop.request_stop();
+        EXPECT_EQ(readAt(*file, 3, 10), "");
+    }
+    EXPECT_FALSE(isOpen(descriptor));
+}
+
+TEST_F(SourceFileOnDisk, RefusesDescriptorsWithImpossibleSizesAndNone)
+{
+    for (const std::int64_t size : {SourceFile::MAX_BYTES + 1, std::int64_t{-1}}) {
+        auto opened = openRegularFile(path("ten"));
+        ASSERT_TRUE(opened);
+        const int descriptor = opened->descriptor.get();
+        EXPECT_FALSE(SourceFile::fromDescriptor(std::move(opened->descriptor), size)) << size;
+        EXPECT_FALSE(isOpen(descriptor));
+    }
+    EXPECT_TRUE(SourceFile::fromDescriptor(std::move(openRegularFile(path("ten"))->descriptor),
+                                           SourceFile::MAX_BYTES));
+    EXPECT_FALSE(SourceFile::fromDescriptor(Descriptor(-1), 10));
 }
 
 TEST_F(SourceFileOnDisk, IsNotPassedOnToPrograms)
