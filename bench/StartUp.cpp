@@ -74,11 +74,11 @@ public:
     TellingReader(Mailbox &mailbox, Moments &moments) : m_mailbox(mailbox), m_moments(moments) {}
 
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
-                                                    const DisplayTarget &target,
+                                                    const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override
     {
         m_moments.decodeBegin = now();
-        auto picture = InProcessReader::loadDisplayPicture(url, target, std::move(stop));
+        auto picture = InProcessReader::loadDisplayPicture(url, target, urgency, std::move(stop));
         m_moments.decodeEnd = now();
         m_mailbox.post([&moments = m_moments] {
             std::printf("%.3f %.3f %.3f %.3f\n", moments.main, moments.application,

@@ -104,7 +104,7 @@ public:
     }
 
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &,
-                                                    const DisplayTarget &,
+                                                    const DisplayTarget &, Urgency,
                                                     std::stop_token) const override
     {
         m_lastDecodeStart = Clock::now();

@@ -161,7 +161,7 @@ void Browser::pumpLoad()
                   .work =
                       [&reader = m_reader, url = m_imageList[static_cast<std::size_t>(target)],
                        screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                          return reader.loadDisplayPicture(url, screen, stop);
+                          return reader.loadDisplayPicture(url, screen, Urgency::Now, stop);
                       },
                   // A picture of an earlier list would stand under a wrong name.
                   .stillApplies = [this, generation =

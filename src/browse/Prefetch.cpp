@@ -47,7 +47,7 @@ void Prefetch::prefetchNeighbors()
                     [&reader = m_reader, screen,
                      url = m_browser.imageList()[static_cast<std::size_t>(index)]](
                         const std::stop_token &stop) {
-                        return reader.loadDisplayPicture(url, screen, stop);
+                        return reader.loadDisplayPicture(url, screen, Urgency::Ahead, stop);
                     },
                 // An index of an earlier list means another picture now.
                 .stillApplies =

@@ -2,8 +2,10 @@
 
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
+#include "pixels/Color.h"
 #include "pixels/FileExtensions.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tavolin {
@@ -13,6 +15,22 @@ namespace {
 /// The longest side of a full picture, in pixels: no limit but to a stitched panorama that is still
 /// longer, which comes out reduced.
 constexpr int FULL_SIZE = 100000;
+
+/// Whether a JPEG of three channels may carry @p icc (ICC.1:2022, 7.2.6).
+bool isForRgb(const QByteArray &icc)
+{
+    return icc.size() <= JpegMetadata::MAX_PROFILE_BYTES && icc.mid(16, 4) == "RGB ";
+}
+
+/// Whether something of @p image is transparent; many a picture has alpha and makes no use of it.
+bool isSeenThrough(const Image &image)
+{
+    const auto isClear = [](Pixel pixel) { return pixel >> 24 != 0xff; };
+    for (int y = 0; image.alpha() != Alpha::Opaque && y < image.height(); ++y)
+        if (std::any_of(image.row(y), image.row(y) + image.width(), isClear))
+            return true;
+    return false;
+}
 
 /// What @p read returns; the result's default where memory or threads are lacking.
 template <typename Read>
@@ -26,6 +44,20 @@ auto guarded(const Read &read) -> decltype(read())
 }
 
 } // namespace
+
+Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule)
+{
+    return toSrgb(createThumbnail(file, maxPixel, rule), file.stopToken());
+}
+
+Image decodeFull(const SourceFile &file, ThumbnailRule rule, FullColors colors)
+{
+    const Image image = createThumbnail(file, FULL_SIZE, rule);
+    // On screen the black shines through in sRGB; in another profile it would weigh more or less.
+    const bool isKept =
+        colors == FullColors::Kept && isForRgb(image.iccProfile()) && !isSeenThrough(image);
+    return isKept ? image : toSrgb(image, file.stopToken());
+}
 
 ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
 {
@@ -41,12 +73,17 @@ Image loadThumbnail(const std::filesystem::path &url, int maxPixel, std::stop_to
 DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const DisplayTarget &target,
                                   std::stop_token stop)
 {
-    return makeDisplayPicture(loadThumbnail(url, target.maxPixel, stop), target, stop);
+    const auto file = SourceFile::open(url, stop);
+    if (!file)
+        return {};
+    const Image image = decodeForDisplay(*file, target.maxPixel, thumbnailRuleFor(url));
+    return makeDisplayPicture(image, target, stop);
 }
 
-Image loadFullImage(const std::filesystem::path &url, std::stop_token stop)
+Image loadFullImage(const std::filesystem::path &url, FullColors colors, std::stop_token stop)
 {
-    return loadThumbnail(url, FULL_SIZE, std::move(stop));
+    const auto file = SourceFile::open(url, std::move(stop));
+    return file ? decodeFull(*file, thumbnailRuleFor(url), colors) : Image();
 }
 
 std::optional<QSize> readPixelSize(const std::filesystem::path &url)
@@ -68,15 +105,21 @@ std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url, QSi
 }
 
 DisplayPicture InProcessReader::loadDisplayPicture(const std::filesystem::path &url,
-                                                   const DisplayTarget &target,
+                                                   const DisplayTarget &target, Urgency,
                                                    std::stop_token stop) const
 {
     return guarded([&] { return tavolin::loadDisplayPicture(url, target, stop); });
 }
 
-Image InProcessReader::loadFullImage(const std::filesystem::path &url, std::stop_token stop) const
+Image InProcessReader::loadFullImage(const std::filesystem::path &url, FullColors colors,
+                                     std::stop_token stop) const
 {
-    return guarded([&] { return tavolin::loadFullImage(url, stop); });
+    return guarded([&] { return tavolin::loadFullImage(url, colors, stop); });
+}
+
+Image InProcessReader::toSrgb(const Image &image, std::stop_token stop) const
+{
+    return guarded([&] { return tavolin::toSrgb(image, stop); });
 }
 
 std::optional<QSize> InProcessReader::readPixelSize(const std::filesystem::path &url) const

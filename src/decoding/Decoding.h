@@ -1,6 +1,7 @@
 #pragma once
-// Files, by their paths, turned into something the viewer can show. Free functions without state,
-// for any thread; a failure is a null picture or an empty value, never a message.
+// Files turned into something the viewer can show. Free functions without state, for any thread; a
+// failure is a null picture or an empty value, never a message. Lack of memory may leave them as an
+// exception.
 
 #include "decoding/Thumbnail.h"
 #include "pixels/PictureReader.h"
@@ -11,22 +12,31 @@
 
 namespace tavolin {
 
+/// The picture in @p file, upright and in sRGB, its longest side at most @p maxPixel. Null on
+/// failure, and soon after the file's stop is requested.
+[[nodiscard]] Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule);
+
+/// The picture in @p file, upright and at its full size, in @p colors: see
+/// PictureReader::loadFullImage(). Null on failure, and soon after the file's stop is requested.
+[[nodiscard]] Image decodeFull(const SourceFile &file, ThumbnailRule rule, FullColors colors);
+
 /// Where the picture of @p url is taken from: a raw extension (in any case) asks for the embedded
 /// preview.
 [[nodiscard]] ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url);
 
 /// The picture at @p url, upright, its longest side at most @p maxPixel. A file with a raw
 /// extension gives its largest embedded preview, and a rendering of the raw data only without one;
-/// any other is decoded from its full picture. Null on failure, and soon after @p stop is
-/// requested.
+/// any other is decoded from its full picture. In the profile that it carries. Null on failure, and
+/// soon after @p stop is requested.
 [[nodiscard]] Image loadThumbnail(const std::filesystem::path &url, int maxPixel,
                                   std::stop_token stop = {});
 
-// What PictureReader declares, under the same names. Lack of memory leaves these as an exception.
+// What PictureReader declares, under the same names.
 [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                 const DisplayTarget &target,
                                                 std::stop_token stop = {});
-[[nodiscard]] Image loadFullImage(const std::filesystem::path &url, std::stop_token stop = {});
+[[nodiscard]] Image loadFullImage(const std::filesystem::path &url,
+                                  FullColors colors = FullColors::Kept, std::stop_token stop = {});
 [[nodiscard]] std::optional<QSize> readPixelSize(const std::filesystem::path &url);
 [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
                                                        std::stop_token stop = {});
@@ -38,10 +48,11 @@ class InProcessReader : public PictureReader
 {
 public:
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
-                                                    const DisplayTarget &target,
+                                                    const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override;
-    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url,
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
                                       std::stop_token stop) const override;
+    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop) const override;
     [[nodiscard]] std::optional<QSize>
     readPixelSize(const std::filesystem::path &url) const override;
     [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,

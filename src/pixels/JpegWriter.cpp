@@ -26,13 +26,10 @@ constexpr std::string_view EXIF_HEADER{"Exif\0", 6};
 constexpr std::string_view XMP_HEADER{"http://ns.adobe.com/xap/1.0/", 29};
 constexpr std::string_view PHOTOSHOP_HEADER{"Photoshop 3.0", 14};
 
-/// Profiles are split over segments that are counted in one byte.
-constexpr qsizetype MAX_PROFILE_BYTES = 255 * 65519;
-
 /// Whether a JPEG of three channels may carry @p icc (ICC.1:2022, 7.2.6).
 bool isForRgb(const QByteArray &icc)
 {
-    return icc.size() <= MAX_PROFILE_BYTES && icc.mid(16, 4) == "RGB ";
+    return icc.size() <= JpegMetadata::MAX_PROFILE_BYTES && icc.mid(16, 4) == "RGB ";
 }
 
 /// Whether something of @p image is transparent; many a picture has alpha and makes no use of it.

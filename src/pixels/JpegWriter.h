@@ -15,6 +15,8 @@ struct JpegMetadata
     static constexpr int MAX_EXIF_BYTES = 65533 - 6;
     static constexpr int MAX_XMP_BYTES = 65533 - 29;
     static constexpr int MAX_PHOTOSHOP_BYTES = 65533 - 14;
+    /// The most bytes of a profile, which is split over segments that are counted in one byte.
+    static constexpr int MAX_PROFILE_BYTES = 255 * 65519;
 
     QByteArray exif;      ///< A TIFF block.
     QByteArray xmp;       ///< An XMP packet.

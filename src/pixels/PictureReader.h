@@ -45,6 +45,18 @@ struct PhotoFacts
     Orientation orientation = Orientation::Upright; ///< As stored.
 };
 
+/// Whether somebody waits for a picture.
+enum class Urgency : std::uint8_t {
+    Now,
+    Ahead, ///< It may be wanted soon; it gives way to everything else.
+};
+
+/// In which colours a full picture is wanted.
+enum class FullColors : std::uint8_t {
+    Kept, ///< In the file's profile, where that is one for RGB.
+    Srgb,
+};
+
 /// Reads picture files. Every call may come from any thread, takes as long as the disk and the
 /// picture need, and never throws; failure is a null picture or an empty value, never a message,
 /// and so is the result soon after a stop is requested.
@@ -61,12 +73,17 @@ public:
     /// decoded from its full picture.
     [[nodiscard]] virtual DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                             const DisplayTarget &target,
+                                                            Urgency urgency,
                                                             std::stop_token stop) const = 0;
 
-    /// The same picture at its full size, in the profile that it carries: for a raw file, that of
-    /// the preview.
-    [[nodiscard]] virtual Image loadFullImage(const std::filesystem::path &url,
+    /// The same picture at its full size. Its profile is empty (sRGB) or one for RGB that a saved
+    /// file may carry; of a raw file, that of the preview. Grey, CMYK and Lab have become sRGB, and
+    /// so have colours of which some are seen through: what they are over is sRGB too.
+    [[nodiscard]] virtual Image loadFullImage(const std::filesystem::path &url, FullColors colors,
                                               std::stop_token stop) const = 0;
+
+    /// @p image in sRGB, the same where it is already. Null for a null image too.
+    [[nodiscard]] virtual Image toSrgb(const Image &image, std::stop_token stop) const = 0;
 
     /// Pixel width and height of the picture at @p url as seen upright, from its headers.
     [[nodiscard]] virtual std::optional<QSize>

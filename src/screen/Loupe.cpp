@@ -1,6 +1,5 @@
 #include "screen/Loupe.h"
 
-#include "pixels/Color.h"
 #include "pixels/Geometry.h"
 #include "pixels/PictureReader.h"
 #include "platform/Background.h"
@@ -37,9 +36,9 @@ void Loupe::zoomBegin(QPointF position)
         {
             .work =
                 [&reader = m_reader, subject = *subject](const std::stop_token &stop) {
-                    return toSrgb(subject.edited.isNull() ? reader.loadFullImage(subject.url, stop)
-                                                          : subject.edited,
-                                  stop);
+                    return subject.edited.isNull()
+                               ? reader.loadFullImage(subject.url, FullColors::Srgb, stop)
+                               : reader.toSrgb(subject.edited, stop);
                 },
             // Only for the gesture that asked, while its picture is still the one on screen.
             .stillApplies =

@@ -30,11 +30,11 @@ class CountingReader : public InProcessReader
 {
 public:
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
-                                                    const DisplayTarget &target,
+                                                    const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override
     {
         ++decodes;
-        return InProcessReader::loadDisplayPicture(url, target, std::move(stop));
+        return InProcessReader::loadDisplayPicture(url, target, urgency, std::move(stop));
     }
 
     mutable std::atomic<int> decodes = 0;

@@ -101,6 +101,12 @@ DisplayTarget FakeDecoder::lastTarget() const
     return m_lastTarget;
 }
 
+Urgency FakeDecoder::lastUrgency() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_lastUrgency;
+}
+
 int FakeDecoder::lastPolicy() const
 {
     const std::lock_guard lock(m_mutex);
@@ -108,13 +114,14 @@ int FakeDecoder::lastPolicy() const
 }
 
 DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
-                                               const DisplayTarget &target,
+                                               const DisplayTarget &target, Urgency urgency,
                                                std::stop_token stop) const
 {
     const int number = numberIn(url.stem().native());
     std::unique_lock lock(m_mutex);
     m_started.push_back(number);
     m_lastTarget = target;
+    m_lastUrgency = urgency;
 #ifdef Q_OS_LINUX
     m_lastPolicy = sched_getscheduler(0); // of the calling thread
 #endif

@@ -24,7 +24,7 @@ class FakeDecoder : public InProcessReader
 {
 public:
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
-                                                    const DisplayTarget &target,
+                                                    const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override;
 
     /// Makes every decode wait from now on, until it is let through or asked to stop.
@@ -48,6 +48,7 @@ public:
     [[nodiscard]] int finishedCount() const;
     /// What the newest decode was asked for.
     [[nodiscard]] DisplayTarget lastTarget() const;
+    [[nodiscard]] Urgency lastUrgency() const;
     /// The scheduling policy (sched.h) of the thread that it began on; -1 but on Linux.
     [[nodiscard]] int lastPolicy() const;
 
@@ -62,6 +63,7 @@ private:
     mutable std::vector<int> m_started;
     mutable int m_finishedCount = 0;
     mutable DisplayTarget m_lastTarget;
+    mutable Urgency m_lastUrgency{};
     mutable int m_lastPolicy = -1;
 };
 

@@ -3,6 +3,7 @@
 #include "logic/Printing.h"
 #include "screen/ViewerView.h"
 
+#include <QColorSpace>
 #include <QMouseEvent>
 
 #include <gtest/gtest.h>
@@ -232,6 +233,23 @@ TEST_F(Loupe, FullPictureReplacesTheStretchedOneInPlace)
         for (int x = 0; x < 600; ++x)
             ASSERT_EQ(image.pixel(x, y), colorAt(x + 200, y + 100)) << "at " << x << ',' << y;
     }
+}
+
+TEST_F(Loupe, FullPictureIsInTheColoursOfTheScreen)
+{
+    ASSERT_TRUE(startOnPictures(10));
+    QImage wide(1200, 800, QImage::Format_RGB32);
+    wide.fill(qRgb(200, 150, 100));
+    wide.setColorSpace(QColorSpace::DisplayP3);
+    replaceFile(0, test::pngFile(wide));
+    ASSERT_TRUE(emptyView({600, 400}));
+    pressAt({200, 100});
+    ASSERT_TRUE(waitFor([this] { return !test::numberOf(pixelAt({200, 100})); }));
+    const QRgb color = pixelAt({200, 100});
+    // By the primaries of Display P3 and the curve of sRGB.
+    EXPECT_NEAR(qRed(color), 209, 2);
+    EXPECT_NEAR(qGreen(color), 147, 2);
+    EXPECT_NEAR(qBlue(color), 91, 2);
 }
 
 TEST_F(Loupe, PictureFollowsThePointerOneToOne)

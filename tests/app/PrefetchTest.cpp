@@ -76,6 +76,14 @@ TEST_F(Prefetch, AtTheFirstPictureTakesTheTwoAfterIt)
     EXPECT_EQ(allStarted(), (Numbers{0, 1, 2}));
 }
 
+TEST_F(Prefetch, AsksAheadForWhatNobodyWaitsForYet)
+{
+    ASSERT_TRUE(startSmall(2));
+    EXPECT_EQ(decoder.lastUrgency(), Urgency::Now);
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_EQ(decoder.lastUrgency(), Urgency::Ahead);
+}
+
 TEST_F(Prefetch, AtTheLastPictureTakesTheTwoBeforeIt)
 {
     ASSERT_TRUE(startSmall(10, 9));

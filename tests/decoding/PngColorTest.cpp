@@ -26,11 +26,6 @@ QByteArray cicp(unsigned primaries, unsigned transfer, unsigned matrix = 0, unsi
                         FileBytes().u8(primaries).u8(transfer).u8(matrix).u8(range).bytes());
 }
 
-QByteArray iccp(const QByteArray &profile)
-{
-    return checkedChunk("iCCP", QByteArray("name\0\0", 6) + deflated(profile));
-}
-
 const QByteArray SRGB = checkedChunk("sRGB", QByteArray(1, '\0'));
 
 /// @p exponent in 100,000ths.

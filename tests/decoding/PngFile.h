@@ -120,6 +120,12 @@ inline QByteArray pngFile(const PngKind &kind, const SamplesAt &samplesAt,
     return pngOfRows(kind, pngRows(kind, samplesAt), chunks);
 }
 
+/// A chunk with @p profile.
+inline QByteArray iccp(const QByteArray &profile)
+{
+    return checkedChunk("iCCP", QByteArray("name\0\0", 6) + deflated(profile));
+}
+
 /// A PLTE chunk of 200, 100, 50; red; blue; and 1, 2, 3.
 inline QByteArray palette()
 {
