@@ -2,6 +2,8 @@
 
 #include "editing/CropAngle.h"
 #include "pixels/Geometry.h"
+#include "pixels/PictureReader.h"
+#include "pixels/Resample.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,10 +13,14 @@ namespace tavolin {
 
 namespace {
 
-EditedPicture editedPicture(const Image &image, const DisplayTarget &target,
-                            const std::stop_token &stop)
+EditedPicture editedPicture(const PictureReader &reader, const Image &image,
+                            const DisplayTarget &target, const std::stop_token &stop)
 {
-    auto display = makeDisplayPicture(image, target, stop);
+    if (image.isNull() || stop.stop_requested())
+        return {};
+    // Reduced first: fewer pixels are left to convert.
+    const Image onScreen = reader.toSrgb(downscale(image, target.maxPixel), stop);
+    auto display = makeDisplayPicture(onScreen, target, stop);
     return display.isNull() ? EditedPicture() : EditedPicture{image, std::move(display)};
 }
 
@@ -49,8 +55,8 @@ double previewScale(QSize size, double angle, const QRectF &area, double screenS
     return fitRect(area, inscribed).width() * screenScale / inscribed.width();
 }
 
-CropResult cropPicture(Image base, const CropRequest &request, const DisplayTarget &target,
-                       const std::stop_token &stop)
+CropResult cropPicture(const PictureReader &reader, Image base, const CropRequest &request,
+                       const DisplayTarget &target, const std::stop_token &stop)
 {
     if (base.isNull() || stop.stop_requested())
         return {};
@@ -62,18 +68,18 @@ CropResult cropPicture(Image base, const CropRequest &request, const DisplayTarg
         result.steps.push_back(RotateOp{request.angle});
     }
     result.steps.push_back(CropOp{rect});
-    result.picture = editedPicture(base.cropped(rect), target, stop);
+    result.picture = editedPicture(reader, base.cropped(rect), target, stop);
     return result;
 }
 
-EditedPicture replay(Image source, const std::vector<EditOp> &steps, const DisplayTarget &target,
-                     const std::stop_token &stop)
+EditedPicture replay(const PictureReader &reader, Image source, const std::vector<EditOp> &steps,
+                     const DisplayTarget &target, const std::stop_token &stop)
 {
     for (const EditOp &step : steps) {
         if (!source.isNull() && !stop.stop_requested())
             source = applyOp(source, step);
     }
-    return editedPicture(source, target, stop);
+    return editedPicture(reader, source, target, stop);
 }
 
 } // namespace tavolin

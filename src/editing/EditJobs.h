@@ -1,7 +1,8 @@
 #pragma once
 // The work behind an edit: from a full picture and steps to pixels, at full size and ready for the
 // screen. Free functions for any thread; a null picture gives a null one, and so, soon after it,
-// does a requested stop.
+// does a requested stop. The reader turns the edited picture into the colours of the screen; where
+// it can't, there is no edited picture.
 
 #include "editing/EditOp.h"
 #include "pixels/DisplayPicture.h"
@@ -14,6 +15,8 @@
 #include <vector>
 
 namespace tavolin {
+
+class PictureReader;
 
 /// A picture with its edits.
 struct EditedPicture
@@ -52,11 +55,13 @@ struct CropResult
 
 /// Rotates and crops @p base, a picture at full size. The box is scaled where that has another size
 /// than the user was told, as the preview of a raw file may: what was inside it is what comes out.
-[[nodiscard]] CropResult cropPicture(Image base, const CropRequest &request,
-                                     const DisplayTarget &target, const std::stop_token &stop = {});
+[[nodiscard]] CropResult cropPicture(const PictureReader &reader, Image base,
+                                     const CropRequest &request, const DisplayTarget &target,
+                                     const std::stop_token &stop = {});
 
 /// @p source, a picture at full size, with @p steps applied in their order.
-[[nodiscard]] EditedPicture replay(Image source, const std::vector<EditOp> &steps,
-                                   const DisplayTarget &target, const std::stop_token &stop = {});
+[[nodiscard]] EditedPicture replay(const PictureReader &reader, Image source,
+                                   const std::vector<EditOp> &steps, const DisplayTarget &target,
+                                   const std::stop_token &stop = {});
 
 } // namespace tavolin

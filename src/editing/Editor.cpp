@@ -70,7 +70,8 @@ void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl(), edited = m_editedImage, request,
                  screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                    return cropPicture(edited.isNull()
+                    return cropPicture(reader,
+                                       edited.isNull()
                                            ? reader.loadFullImage(url, FullColors::Kept, stop)
                                            : edited,
                                        request, screen, stop);
@@ -104,8 +105,8 @@ void Editor::undoEdit()
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl(), steps = m_editOps,
                  screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                    return replay(reader.loadFullImage(url, FullColors::Kept, stop), steps, screen,
-                                  stop);
+                    return replay(reader, reader.loadFullImage(url, FullColors::Kept, stop), steps,
+                                  screen, stop);
                 },
             // The edits of a picture that has been left are gone, and its pixels must not take the
             // place of another's.

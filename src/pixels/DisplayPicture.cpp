@@ -1,6 +1,5 @@
 #include "pixels/DisplayPicture.h"
 
-#include "pixels/Color.h"
 #include "pixels/Geometry.h"
 #include "pixels/Resample.h"
 
@@ -41,7 +40,7 @@ DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &targe
     if (image.isNull() || stop.stop_requested())
         return {};
     DisplayPicture picture;
-    picture.image = toSrgb(downscale(image, target.maxPixel), stop);
+    picture.image = downscale(image, target.maxPixel);
     picture.rendition = makeRendition(picture.image, target.area, target.scale, stop);
     return stop.stop_requested() ? DisplayPicture() : picture;
 }

@@ -39,8 +39,8 @@ struct DisplayTarget
 /// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
 
-/// @p image as it is shown on @p target: in sRGB, and reduced to its limit where that is not done
-/// yet. Null for a null image and once @p stop is requested.
+/// @p image, which is in sRGB, as it is shown on @p target: reduced to its limit where that is not
+/// done yet. Null for a null image and once @p stop is requested.
 [[nodiscard]] DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
                                                 std::stop_token stop = {});
 

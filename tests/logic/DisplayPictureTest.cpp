@@ -166,6 +166,26 @@ TEST(LoadDisplayPicture, StopRequestGivesNull)
     EXPECT_TRUE(picture.rendition.isNull());
 }
 
+TEST(MakeDisplayPicture, ReducesToTheLimitAndLeavesThePictureAloneWithinIt)
+{
+    PixelBuffer pixels(QSize(300, 200));
+    const Image image = std::move(pixels).toImage(Alpha::Opaque);
+    const DisplayPicture reduced = makeDisplayPicture(image, {150, {0, 0, 60, 40}, 1.0});
+    EXPECT_EQ(reduced.image.size(), QSize(150, 100));
+    EXPECT_EQ(reduced.rendition.size(), QSize(60, 40));
+    EXPECT_TRUE(makeDisplayPicture(image, {300, {0, 0, 60, 40}, 1.0}).image.isSameAs(image));
+}
+
+TEST(MakeDisplayPicture, OfNothingOrOnceStoppedIsNull)
+{
+    PixelBuffer pixels(QSize(30, 20));
+    const Image image = std::move(pixels).toImage(Alpha::Opaque);
+    std::stop_source source;
+    source.request_stop();
+    EXPECT_TRUE(makeDisplayPicture({}, {300, {0, 0, 60, 40}, 1.0}).isNull());
+    EXPECT_TRUE(makeDisplayPicture(image, {300, {0, 0, 60, 40}, 1.0}, source.get_token()).isNull());
+}
+
 TEST(MakeRendition, OfNothingIsNull)
 {
     EXPECT_TRUE(makeRendition({}, {0, 0, 600, 400}, 1.0).isNull());

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <ostream>
 #include <random>
+#include <stop_token>
 
 namespace tavolin {
 
@@ -51,13 +52,14 @@ class EditJobs : public testing::Test
 {
 protected:
     TemporaryFolder folder;
+    InProcessReader reader;
     std::filesystem::path file = folder.write("map.png", pngFile(mapOf({240, 160})));
 };
 
 TEST_F(EditJobs, CropOfAFileTakesThePixelsInTheBox)
 {
     const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN);
+        cropPicture(reader, loadFullImage(file), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN);
     ASSERT_EQ(result.picture.image.size(), QSize(30, 40));
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
     EXPECT_EQ(result.picture.image.row(39)[29], qRgb(39, 59, 128));
@@ -66,15 +68,15 @@ TEST_F(EditJobs, CropOfAFileTakesThePixelsInTheBox)
 
 TEST_F(EditJobs, BoxIsRoundedOutward)
 {
-    const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {10.9, 20.1, 29.2, 39}}, SCREEN);
+    const auto result = cropPicture(reader, loadFullImage(file),
+                                    {QSizeF(240, 160), 0, {10.9, 20.1, 29.2, 39}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 31, 40)}});
 }
 
 TEST_F(EditJobs, NoiseInTheBoxCostsNoPixel)
 {
     const auto result =
-        cropPicture(loadFullImage(file),
+        cropPicture(reader, loadFullImage(file),
                     {QSizeF(240, 160), 0, {9.9999999, 20.0000001, 30.0000001, 40}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
 }
@@ -82,7 +84,7 @@ TEST_F(EditJobs, NoiseInTheBoxCostsNoPixel)
 TEST_F(EditJobs, CropLeavesThePictureItWasCutFromAlone)
 {
     const Image base = loadFullImage(file);
-    const auto result = cropPicture(base, {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
+    const auto result = cropPicture(reader, base, {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.picture.image.size(), QSize(30, 40));
     EXPECT_TRUE(samePixels(base, loadFullImage(file)));
 }
@@ -91,7 +93,7 @@ TEST_F(EditJobs, BoxOverALargerPictureThanTheFileHoldsIsScaled)
 {
     // As for a raw file of 960x640 pixels with a preview of 240x160.
     const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(960, 640), 0, {40, 80, 120, 160}}, SCREEN);
+        cropPicture(reader, loadFullImage(file), {QSizeF(960, 640), 0, {40, 80, 120, 160}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
 }
@@ -99,7 +101,7 @@ TEST_F(EditJobs, BoxOverALargerPictureThanTheFileHoldsIsScaled)
 TEST_F(EditJobs, RotationComesBeforeTheCrop)
 {
     const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
+        cropPicture(reader, loadFullImage(file), {QSizeF(240, 160), 5, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.steps, (std::vector<EditOp>{RotateOp{5}, CropOp{QRect(10, 20, 30, 40)}}));
     const Image rotated = rotateInscribed(loadFullImage(file), 5);
     EXPECT_TRUE(samePixels(result.picture.image, rotated.cropped({10, 20, 30, 40})));
@@ -108,8 +110,8 @@ TEST_F(EditJobs, RotationComesBeforeTheCrop)
 TEST_F(EditJobs, AngleOf3HundredthsIsNeitherAppliedNorRecorded)
 {
     ASSERT_TRUE(isPreviewRotated(0.03));
-    const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(240, 160), 0.03, {10, 20, 30, 40}}, SCREEN);
+    const auto result = cropPicture(reader, loadFullImage(file),
+                                    {QSizeF(240, 160), 0.03, {10, 20, 30, 40}}, SCREEN);
     EXPECT_EQ(result.steps, std::vector<EditOp>{CropOp{QRect(10, 20, 30, 40)}});
     EXPECT_EQ(result.picture.image.row(0)[0], qRgb(10, 20, 128));
 }
@@ -117,10 +119,11 @@ TEST_F(EditJobs, AngleOf3HundredthsIsNeitherAppliedNorRecorded)
 TEST_F(EditJobs, FileThatCannotBeDecodedGivesNothing)
 {
     const auto broken = folder.write("broken.png", "no picture");
-    EXPECT_TRUE(cropPicture(loadFullImage(broken), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN)
-                    .picture.isNull());
-    EXPECT_TRUE(replay(loadFullImage(broken), {}, SCREEN).isNull());
-    EXPECT_TRUE(replay(loadFullImage(folder / "none.png"), {}, SCREEN).isNull());
+    EXPECT_TRUE(
+        cropPicture(reader, loadFullImage(broken), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN)
+            .picture.isNull());
+    EXPECT_TRUE(replay(reader, loadFullImage(broken), {}, SCREEN).isNull());
+    EXPECT_TRUE(replay(reader, loadFullImage(folder / "none.png"), {}, SCREEN).isNull());
 }
 
 TEST_F(EditJobs, JobThatNobodyWaitsForGivesNothing)
@@ -128,20 +131,21 @@ TEST_F(EditJobs, JobThatNobodyWaitsForGivesNothing)
     std::stop_source stopped;
     stopped.request_stop();
     const CropRequest request{QSizeF(240, 160), 5, {10, 20, 30, 40}};
-    EXPECT_TRUE(
-        cropPicture(loadFullImage(file), request, SCREEN, stopped.get_token()).picture.isNull());
-    EXPECT_TRUE(replay(loadFullImage(file), {}, SCREEN, stopped.get_token()).isNull());
+    EXPECT_TRUE(cropPicture(reader, loadFullImage(file), request, SCREEN, stopped.get_token())
+                    .picture.isNull());
+    EXPECT_TRUE(replay(reader, loadFullImage(file), {}, SCREEN, stopped.get_token()).isNull());
 }
 
 TEST_F(EditJobs, BoxOutsideThePictureGivesNothing)
 {
-    EXPECT_TRUE(cropPicture(loadFullImage(file), {QSizeF(240, 160), 0, {300, 20, 30, 40}}, SCREEN)
-                    .picture.isNull());
+    EXPECT_TRUE(
+        cropPicture(reader, loadFullImage(file), {QSizeF(240, 160), 0, {300, 20, 30, 40}}, SCREEN)
+            .picture.isNull());
 }
 
 TEST_F(EditJobs, DisplayIsWithinTheLimitAndFitted)
 {
-    const EditedPicture picture = replay(loadFullImage(file), {}, SCREEN);
+    const EditedPicture picture = replay(reader, loadFullImage(file), {}, SCREEN);
     EXPECT_EQ(picture.image.size(), QSize(240, 160));
     EXPECT_EQ(picture.display.image.size(), QSize(100, 66));
     EXPECT_EQ(picture.display.rendition.size(), QSize(60, 40));
@@ -153,18 +157,47 @@ TEST_F(EditJobs, DisplayIsInTheColoursOfTheScreenAndTheResultInThoseOfTheSource)
     wide.setColorSpace(QColorSpace::AdobeRgb);
     const auto wideFile = folder.write("wide.png", pngFile(wide));
     const auto result =
-        cropPicture(loadFullImage(wideFile), {QSizeF(240, 160), 0, {0, 0, 50, 50}}, SCREEN);
+        cropPicture(reader, loadFullImage(wideFile), {QSizeF(240, 160), 0, {0, 0, 50, 50}}, SCREEN);
     EXPECT_FALSE(result.picture.image.iccProfile().isEmpty());
     EXPECT_EQ(result.picture.image.row(40)[40], qRgb(40, 40, 128));
     EXPECT_TRUE(samePixels(result.picture.display.image, toSrgb(result.picture.image)));
     EXPECT_FALSE(samePixels(result.picture.display.image, result.picture.image));
 }
 
+/// A reader that remembers what it was to convert, and fails in it.
+class FailingReader : public InProcessReader
+{
+public:
+    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token) const override
+    {
+        asked = image;
+        return {};
+    }
+
+    mutable Image asked;
+};
+
+TEST_F(EditJobs, PictureThatCannotBeShownIsNone)
+{
+    const FailingReader failing;
+    EXPECT_TRUE(
+        cropPicture(failing, loadFullImage(file), {QSizeF(240, 160), 0, {10, 20, 30, 40}}, SCREEN)
+            .picture.isNull());
+    EXPECT_TRUE(replay(failing, loadFullImage(file), {}, SCREEN).isNull());
+}
+
+TEST_F(EditJobs, NoMoreThanTheScreenTakesIsConverted)
+{
+    const FailingReader failing;
+    (void)replay(failing, loadFullImage(file), {}, SCREEN);
+    EXPECT_EQ(failing.asked.size(), QSize(100, 66));
+}
+
 TEST_F(EditJobs, ReplayGivesThePixelsThatTheCropGave)
 {
     const auto result =
-        cropPicture(loadFullImage(file), {QSizeF(240, 160), -7.5, {11, 7, 99, 64}}, SCREEN);
-    const EditedPicture replayed = replay(loadFullImage(file), result.steps, SCREEN);
+        cropPicture(reader, loadFullImage(file), {QSizeF(240, 160), -7.5, {11, 7, 99, 64}}, SCREEN);
+    const EditedPicture replayed = replay(reader, loadFullImage(file), result.steps, SCREEN);
     EXPECT_TRUE(samePixels(replayed.image, result.picture.image));
     EXPECT_TRUE(samePixels(replayed.display.image, result.picture.display.image));
 }
@@ -185,7 +218,7 @@ TEST_F(EditJobs, EveryUndoOfARandomHistoryGivesWhatWasThereBefore)
                 isRotationApplied(angle) ? inscribedSize(base.size(), angle) : QSizeF(base.size());
             const QRectF box(between(0, 0.3) * size.width(), between(0, 0.3) * size.height(),
                              between(0.4, 0.7) * size.width(), between(0.4, 0.7) * size.height());
-            const auto result = cropPicture(base, {base.size(), angle, box}, SCREEN);
+            const auto result = cropPicture(reader, base, {base.size(), angle, box}, SCREEN);
             ASSERT_FALSE(result.picture.isNull());
             for (std::size_t s = 0; s < result.steps.size(); ++s) {
                 steps.push_back(result.steps[s]);
@@ -196,8 +229,8 @@ TEST_F(EditJobs, EveryUndoOfARandomHistoryGivesWhatWasThereBefore)
         while (!steps.empty()) {
             steps.pop_back();
             states.pop_back();
-            ASSERT_TRUE(
-                samePixels(replay(loadFullImage(file), steps, SCREEN).image, states.back()));
+            ASSERT_TRUE(samePixels(replay(reader, loadFullImage(file), steps, SCREEN).image,
+                                   states.back()));
         }
     }
 }
