@@ -1,7 +1,5 @@
 #include "pixels/JpegWriter.h"
 
-#include "pixels/Color.h"
-
 #include <algorithm>
 #include <bit>
 #include <cstdio>
@@ -25,22 +23,6 @@ constexpr J_COLOR_SPACE SCREEN_PIXELS =
 constexpr std::string_view EXIF_HEADER{"Exif\0", 6};
 constexpr std::string_view XMP_HEADER{"http://ns.adobe.com/xap/1.0/", 29};
 constexpr std::string_view PHOTOSHOP_HEADER{"Photoshop 3.0", 14};
-
-/// Whether a JPEG of three channels may carry @p icc (ICC.1:2022, 7.2.6).
-bool isForRgb(const QByteArray &icc)
-{
-    return icc.size() <= JpegMetadata::MAX_PROFILE_BYTES && icc.mid(16, 4) == "RGB ";
-}
-
-/// Whether something of @p image is transparent; many a picture has alpha and makes no use of it.
-bool isSeenThrough(const Image &image)
-{
-    const auto isClear = [](Pixel pixel) { return pixel >> 24 != 0xff; };
-    for (int y = 0; image.alpha() != Alpha::Opaque && y < image.height(); ++y)
-        if (std::any_of(image.row(y), image.row(y) + image.width(), isClear))
-            return true;
-    return false;
-}
 
 /// libjpeg's objects for one file. What can fail runs in run(), where the jump is caught; no object
 /// with a destructor is made there.
@@ -149,10 +131,11 @@ bool Compressor::run(const Image &image, int quality, const JpegMetadata &metada
     writeSegment(JPEG_APP0 + 1, EXIF_HEADER, metadata.exif);
     writeSegment(JPEG_APP0 + 1, XMP_HEADER, metadata.xmp);
     writeSegment(JPEG_APP0 + 13, PHOTOSHOP_HEADER, metadata.photoshop);
-    if (!image.iccProfile().isEmpty())
-        jpeg_write_icc_profile(&m_info,
-                               reinterpret_cast<const JOCTET *>(image.iccProfile().constData()),
-                               static_cast<unsigned>(image.iccProfile().size()));
+    const QByteArray &profile =
+        image.iccProfile().isEmpty() ? metadata.defaultProfile : image.iccProfile();
+    if (!profile.isEmpty() && profile.size() <= JpegMetadata::MAX_PROFILE_BYTES)
+        jpeg_write_icc_profile(&m_info, reinterpret_cast<const JOCTET *>(profile.constData()),
+                               static_cast<unsigned>(profile.size()));
     while (m_info.next_scanline < m_info.image_height) {
         // libjpeg does not write there, it only lacks the word for it.
         auto *row = reinterpret_cast<JSAMPROW>(
@@ -169,15 +152,8 @@ QByteArray writeJpeg(const Image &image, int quality, const JpegMetadata &metada
 {
     if (image.isNull() || std::max(image.width(), image.height()) > JPEG_MAX_DIMENSION)
         return {};
-    Image colored = image;
-    // On screen the black shines through in sRGB; in another profile it would weigh more or less.
-    if (!image.iccProfile().isEmpty() && (!isForRgb(image.iccProfile()) || isSeenThrough(image)))
-        colored = toSrgb(image).withProfile({});
-    // Without a profile the picture is sRGB, and must say so where something else says otherwise.
-    if (colored.iccProfile().isEmpty() && metadata.saysAdobeRgb)
-        colored = colored.withProfile(srgbProfile());
     Compressor compressor;
-    return compressor.run(colored, quality, metadata) ? compressor.bytes() : QByteArray();
+    return compressor.run(image, quality, metadata) ? compressor.bytes() : QByteArray();
 }
 
 } // namespace tavolin

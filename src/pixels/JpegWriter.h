@@ -21,15 +21,16 @@ struct JpegMetadata
     QByteArray exif;      ///< A TIFF block.
     QByteArray xmp;       ///< An XMP packet.
     QByteArray photoshop; ///< Photoshop's resources, among them IPTC.
-    /// The EXIF data say that colours without a profile are Adobe RGB.
-    bool saysAdobeRgb = false;
+    /// For a picture without a profile of its own; empty unless it must say that it is sRGB, as
+    /// where the EXIF data say that such colours are Adobe RGB.
+    QByteArray defaultProfile;
 };
 
 /// @p image as a JPEG file with full chroma resolution; @p quality is libjpeg's, 1 to 100. The file
-/// carries the picture's profile; colours in a profile that is not for RGB become sRGB first, and
-/// so do those of a picture with transparency, which is shown over black, as on screen. A block of
-/// @p metadata that is too large for its segment is left out. Empty when the image is null or has a
-/// side over 65500 pixels, and when memory is lacking.
+/// carries the picture's profile, which is one for RGB. Transparency is shown over black; as on
+/// screen where the picture is in sRGB. What is too large for its segments, of the @p metadata or a
+/// profile, is left out. Empty when the image is null or has a side over 65500 pixels, and when
+/// memory is lacking.
 [[nodiscard]] QByteArray writeJpeg(const Image &image, int quality,
                                    const JpegMetadata &metadata = {});
 

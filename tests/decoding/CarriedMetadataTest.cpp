@@ -10,6 +10,7 @@
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
 #include "pictures/Writing.h"
+#include "pixels/Color.h"
 #include "TestPictures.h"
 
 #include <algorithm>
@@ -308,14 +309,15 @@ TEST(CarriedMetadata, XmpThatIsTooLargeLosesItsLargestValues)
     EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
 }
 
-TEST(CarriedMetadata, AdobeRgbIsNoticed)
+TEST(CarriedMetadata, SrgbIsToBeSaidWhereExifSaysAdobeRgb)
 {
     TiffDirectory exposure = pictures::exposureDirectory(0);
     exposure.push_back(pictures::shortField(0xa001, {2}));
     const QByteArray exif = pictures::tiffBlock(
         {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
-    EXPECT_TRUE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->saysAdobeRgb);
-    EXPECT_FALSE(carriedMetadata(fileOf(jpegWith(pictures::exifBlock(1))), NEW_SIZE)->saysAdobeRgb);
+    EXPECT_EQ(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->defaultProfile, srgbProfile());
+    EXPECT_TRUE(carriedMetadata(fileOf(jpegWith(pictures::exifBlock(1))), NEW_SIZE)
+                    ->defaultProfile.isEmpty());
 }
 
 TEST(CarriedMetadata, ColorSpaceOfAnotherTypeIsNone)
@@ -326,7 +328,7 @@ TEST(CarriedMetadata, ColorSpaceOfAnotherTypeIsNone)
     exposure.push_back(pictures::rationalField(0xa001, {{LEAST, -1}}));
     const QByteArray exif = pictures::tiffBlock(
         {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
-    EXPECT_FALSE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->saysAdobeRgb);
+    EXPECT_TRUE(carriedMetadata(fileOf(jpegWith(exif)), NEW_SIZE)->defaultProfile.isEmpty());
 }
 
 /// An XMP packet with a description of @p count properties.

@@ -2,10 +2,13 @@
 
 #include "decoding/Decoding.h"
 #include "decoding/TestPictures.h"
+#include "decoding/TestProfiles.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
+#include "pictures/Writing.h"
+#include "pixels/Color.h"
 #include "Printing.h"
 #include "TemporaryFolder.h"
 
@@ -127,6 +130,112 @@ TEST(SaveJPEG, APortraitPhotoIsSavedUpright)
     EXPECT_EQ(saved.size(), QSize(120, 80));
     EXPECT_TRUE(showsFourQuarters(saved));
     EXPECT_EQ(readPixelSize(folder / "saved.jpg"), QSize(120, 80));
+}
+
+/// What the viewer shows of @p file, a picture of 40x40 pixels.
+Image onScreen(const std::filesystem::path &file)
+{
+    return loadDisplayPicture(file, {40, {0, 0, 40, 40}, 1.0}).rendition;
+}
+
+/// Saves the picture of @p source as an edit of it is saved, and says where.
+std::filesystem::path savedCopy(const TemporaryFolder &folder, const std::filesystem::path &source)
+{
+    const Image image = loadFullImage(source);
+    const auto file = folder / "saved.jpg";
+    EXPECT_TRUE(saveJPEG(image, file, SAVED_QUALITY, sourceMetadata(source, image.size())));
+    return file;
+}
+
+/// A PNG in @p profile with 5x5 colours and their alpha, each 8x8 pixels: there JPEG is near.
+QByteArray transparentPng(const QByteArray &profile)
+{
+    const Image noise = noiseWithAlpha({5, 5});
+    QImage image(40, 40, QImage::Format_ARGB32_Premultiplied);
+    for (int y = 0; y < 40; ++y)
+        for (int x = 0; x < 40; ++x)
+            reinterpret_cast<QRgb *>(image.scanLine(y))[x] = noise.row(y / 8)[x / 8];
+    return pictures::encodePicture(image.convertToFormat(QImage::Format_ARGB32),
+                                   {.size = image.size()}, ".png", {.iccProfile = profile});
+}
+
+TEST(SaveJPEG, TransparencyIsSavedAsOnScreenWhateverTheProfile)
+{
+    const TemporaryFolder folder;
+    for (const QByteArray &profile :
+         {rgbProfile(SRGB_PRIMARIES, 1.0), rgbProfile(SRGB_PRIMARIES, 2.6), adobeRgbProfile(),
+          displayP3Profile(), QByteArray()}) {
+        const auto source = folder.write("source.png", transparentPng(profile));
+        const auto saved = savedCopy(folder, source);
+        EXPECT_TRUE(looksLike(onScreen(saved), onScreen(source), 6));
+        EXPECT_TRUE(loadFullImage(saved).iccProfile().isEmpty());
+    }
+}
+
+// By hand: half of linear light's 200, 229 in sRGB, is 115 there; the same in linear light itself
+// would be 168.
+TEST(SaveJPEG, BlackShinesThroughInSrgb)
+{
+    QImage image(40, 40, QImage::Format_ARGB32);
+    image.fill(qRgba(200, 200, 200, 128));
+    const TemporaryFolder folder;
+    const auto source = folder.write(
+        "source.png", pictures::encodePicture(image, {.size = image.size()}, ".png",
+                                              {.iccProfile = rgbProfile(SRGB_PRIMARIES, 1.0)}));
+    EXPECT_TRUE(isNear(onScreen(savedCopy(folder, source)).row(20)[20], 0xff737373, 3));
+}
+
+TEST(SaveJPEG, AlphaThatHidesNothingCostsNoProfile)
+{
+    QImage image(40, 40, QImage::Format_ARGB32);
+    image.fill(qRgba(64, 128, 0, 255));
+    const TemporaryFolder folder;
+    const auto source =
+        folder.write("source.png", pictures::encodePicture(image, {.size = image.size()}, ".png",
+                                                           {.iccProfile = displayP3Profile()}));
+    const QByteArray profile = loadFullImage(source).iccProfile();
+    EXPECT_FALSE(profile.isEmpty());
+    EXPECT_EQ(loadFullImage(savedCopy(folder, source)).iccProfile(), profile);
+}
+
+TEST(SaveJPEG, APhotoKeepsItsProfile)
+{
+    const TemporaryFolder folder;
+    const auto source =
+        folder.write("source.jpg", pictures::encodeJpeg(pictures::fourQuarters({40, 40}),
+                                                        {.iccProfile = displayP3Profile()}));
+    EXPECT_EQ(loadFullImage(savedCopy(folder, source)).iccProfile(), displayP3Profile());
+}
+
+/// A JPEG of one grey, whose profile is for grey.
+QByteArray greyPhoto(const QByteArray &exif = {})
+{
+    QImage image(40, 40, QImage::Format_RGB32);
+    image.fill(qRgb(128, 128, 128));
+    return pictures::encodeJpeg(
+        image,
+        {.color = pictures::JpegColor::Grey, .iccProfile = linearGreyProfile(), .exif = exif});
+}
+
+// Level 128 of 255 is 0.502 of the light, which sRGB's curve writes as 187.8.
+TEST(SaveJPEG, GreyIsSavedInSrgb)
+{
+    const TemporaryFolder folder;
+    const auto saved = savedCopy(folder, folder.write("source.jpg", greyPhoto()));
+    EXPECT_TRUE(loadFullImage(saved).iccProfile().isEmpty());
+    EXPECT_TRUE(isNear(loadFullImage(saved).row(20)[20], 0xffbcbcbc, 2));
+}
+
+TEST(SaveJPEG, SrgbIsSaidWhereTheExifDataSayAdobeRgb)
+{
+    pictures::TiffDirectory exposure = pictures::exposureDirectory(0);
+    exposure.push_back(pictures::shortField(0xa001, {2}));
+    const QByteArray exif = pictures::tiffBlock(
+        {pictures::asciiField(0x010f, "TestMake"), pictures::directoriesField(0x8769, {exposure})});
+    const TemporaryFolder folder;
+    const auto saved = savedCopy(folder, folder.write("source.jpg", greyPhoto(exif)));
+    EXPECT_EQ(loadFullImage(saved).iccProfile(), srgbProfile());
+    EXPECT_TRUE(isNear(onScreen(saved).row(20)[20], 0xffbcbcbc, 2));
 }
 
 TEST(SaveJPEG, QualityRaisesTheSize)

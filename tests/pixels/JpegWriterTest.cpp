@@ -6,6 +6,7 @@
 
 #include <QtEndian>
 
+#include <algorithm>
 #include <vector>
 
 namespace tavolin {
@@ -98,40 +99,6 @@ TEST(WriteJpeg, TransparencyIsShownOverBlack)
     EXPECT_TRUE(isNear(shown.row(16)[27], 0xff408000, 3));
 }
 
-// On screen transparency is over black in sRGB. By hand: half of linear light's 200, 229 in sRGB,
-// is 115 there; the same in linear light itself would be 168.
-TEST(WriteJpeg, TransparencyIsShownAsOnScreenWhateverTheProfile)
-{
-    const QByteArray linear = rgbProfile(SRGB_PRIMARIES, 1.0);
-    const Image clear = makeImage(
-        {32, 32}, [](int x, int) { return x < 16 ? 0x00000000U : 0x80646464U; },
-        Alpha::Premultiplied, linear);
-    const Image shown = toSrgb(decodeJpeg(fileOf(writeJpeg(clear, 95)), NO_LIMIT));
-    EXPECT_TRUE(isNear(shown.row(16)[4], 0xff000000, 3));
-    EXPECT_TRUE(isNear(shown.row(16)[27], 0xff737373, 3));
-    for (const QByteArray &profile : {linear, rgbProfile(SRGB_PRIMARIES, 2.6), adobeRgbProfile(),
-                                      displayP3Profile(), QByteArray()}) {
-        // Flat areas of 8 x 8, in which JPEG is near.
-        const Image noise = noiseWithAlpha({5, 5});
-        const Image image = makeImage(
-            {40, 40}, [&](int x, int y) { return noise.row(y / 8)[x / 8]; }, Alpha::Premultiplied,
-            profile);
-        const Image onScreen = makeImage({40, 40}, [inSrgb = toSrgb(image)](int x, int y) {
-            return inSrgb.row(y)[x] | 0xff000000;
-        });
-        const QByteArray jpeg = writeJpeg(image, 95);
-        EXPECT_TRUE(looksLike(toSrgb(decodeJpeg(fileOf(jpeg), NO_LIMIT)), onScreen, 6));
-    }
-}
-
-TEST(WriteJpeg, AlphaThatHidesNothingCostsNoProfile)
-{
-    const Image opaque = makeImage(
-        {16, 16}, [](int, int) { return 0xff408000U; }, Alpha::Premultiplied, displayP3Profile());
-    const QByteArray jpeg = writeJpeg(opaque, 95);
-    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), displayP3Profile());
-}
-
 TEST(WriteJpeg, TheProfileIsThatOfThePixels)
 {
     const QByteArray jpeg = writeJpeg(gradient(displayP3Profile()), 95);
@@ -143,20 +110,32 @@ TEST(WriteJpeg, NoProfileIsWrittenForSrgb)
     EXPECT_TRUE(decodeJpeg(fileOf(writeJpeg(gradient(), 95)), NO_LIMIT).iccProfile().isEmpty());
 }
 
-TEST(WriteJpeg, SrgbIsSaidWhereTheMetadataSayAdobeRgb)
+TEST(WriteJpeg, DefaultProfileIsForPicturesWithoutOneOfTheirOwn)
 {
-    const QByteArray jpeg = writeJpeg(gradient(), 95, {.saysAdobeRgb = true});
-    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), srgbProfile());
+    const JpegMetadata metadata{.defaultProfile = srgbProfile()};
+    EXPECT_EQ(decodeJpeg(fileOf(writeJpeg(gradient(), 95, metadata)), NO_LIMIT).iccProfile(),
+              srgbProfile());
+    const QByteArray jpeg = writeJpeg(gradient(displayP3Profile()), 95, metadata);
+    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), displayP3Profile());
+}
+
+TEST(WriteJpeg, SrgbThatIsSaidChangesNoColor)
+{
     EXPECT_TRUE(looksLike(toSrgb(gradient(srgbProfile())), gradient(), 1));
 }
 
-TEST(WriteJpeg, AProfileThatIsNotForRgbIsNotWritten)
+TEST(WriteJpeg, TheLargestProfileFillsItsSegmentsAndALargerOneIsLeftOut)
 {
-    QByteArray grey = displayP3Profile();
-    grey.replace(16, 4, "GRAY");
-    const QByteArray jpeg = writeJpeg(gradient(grey), 95);
-    EXPECT_FALSE(jpeg.isEmpty());
-    EXPECT_TRUE(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile().isEmpty());
+    constexpr qsizetype MOST = 255 * 65519;
+    const auto segmentsFor = [](qsizetype bytes) {
+        const QByteArray jpeg = writeJpeg(gradient(QByteArray(bytes, 'x')), 95);
+        const auto segments = segmentsOf(jpeg);
+        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+        return std::count_if(segments.begin(), segments.end(),
+                             [](const Segment &segment) { return segment.marker == 0xe2; });
+    };
+    EXPECT_EQ(segmentsFor(MOST), 255);
+    EXPECT_EQ(segmentsFor(MOST + 1), 0);
 }
 
 TEST(WriteJpeg, BlocksGetTheirSegments)

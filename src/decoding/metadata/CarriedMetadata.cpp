@@ -4,6 +4,7 @@
 #include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
+#include "pixels/Color.h"
 
 #include <algorithm>
 #include <array>
@@ -274,7 +275,7 @@ JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
             .xmp = encodedWithin(carriedXmp(image.xmpData(), newSize), JpegMetadata::MAX_XMP_BYTES,
                                  encodeXmp),
             .photoshop = encodedWithin(iptc, JpegMetadata::MAX_PHOTOSHOP_BYTES, encodeIptc),
-            .saysAdobeRgb = saysAdobeRgb(exif)};
+            .defaultProfile = saysAdobeRgb(exif) ? srgbProfile() : QByteArray()};
 }
 
 /// Exiv2 finds nothing in some HEIF files, as in those with a broken profile: what libheif finds,

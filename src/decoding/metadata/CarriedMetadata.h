@@ -16,6 +16,7 @@ namespace tavolin {
 /// this program, each only where the file has the group that it belongs to (the orientation and
 /// size in XMP only where they stand there). What describes the pixels as they were stored, or
 /// shows them (see isCarried), is left out.
+/// Where EXIF says that colours without a profile are Adobe RGB, sRGB's is the default profile.
 /// Of XMP only the packet counts, not what a JPEG adds to it in further segments.
 /// A block that would not fit into a JPEG's segment loses its largest values, the largest first,
 /// until it does. Empty when the file can't be read; a file without metadata has empty blocks.
