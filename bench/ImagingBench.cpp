@@ -4,12 +4,12 @@
 
 #include "browse/PhotoInfo.h"
 #include "DecodeAlone.h"
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "pictures/Dng.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 #include "pixels/DisplayPicture.h"
 #include "pixels/Resample.h"
 #include "platform/SerialQueue.h"

@@ -1,10 +1,10 @@
 // Says what the viewer makes of files: one JSON object a line.
 
 #include "browse/PhotoInfo.h"
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
-#include "pixels/Color.h"
 #include "screen/QtImage.h"
 
 #include <QCoreApplication>

@@ -1,8 +1,8 @@
 #include "decoding/Decoding.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
-#include "pixels/Color.h"
 #include "pixels/FileExtensions.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "decoding/codecs/BmpCodec.h"
 
+#include "decoding/color/Color.h"
 #include "FileBytes.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 #include "TestPictures.h"
 
 #include <QBuffer>

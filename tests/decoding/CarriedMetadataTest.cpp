@@ -1,5 +1,6 @@
 #include "decoding/metadata/CarriedMetadata.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/Properties.h"
 #include "FileBytes.h"
@@ -10,7 +11,6 @@
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
 #include "pictures/Writing.h"
-#include "pixels/Color.h"
 #include "TestPictures.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 
 #include "decoding/Decoding.h"
 
+#include "decoding/color/Color.h"
 #include "pictures/Jpeg.h"
-#include "pixels/Color.h"
 #include "PngFile.h"
 #include "TestPictures.h"
 #include "TestProfiles.h"

@@ -1,9 +1,9 @@
 #include "decoding/codecs/HeifCodec.h"
 
+#include "decoding/color/Color.h"
 #include "HeicFile.h"
 #include "pictures/Exif.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 #include "TestPictures.h"
 
 #include <QtEndian>

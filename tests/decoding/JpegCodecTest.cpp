@@ -1,8 +1,8 @@
 #include "decoding/codecs/JpegCodec.h"
 
+#include "decoding/color/Color.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 #include "pixels/Resample.h"
 #include "TestPictures.h"
 

@@ -2,8 +2,8 @@
 
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/codecs/PngCodec.h"
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
-#include "pixels/Color.h"
 #include "pixels/JpegWriter.h"
 #include "PngFile.h"
 #include "TestPictures.h"

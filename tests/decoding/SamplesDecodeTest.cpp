@@ -1,6 +1,6 @@
+#include "decoding/color/Color.h"
 #include "decoding/FileType.h"
 #include "decoding/Thumbnail.h"
-#include "pixels/Color.h"
 #include "pixels/FileExtensions.h"
 #include "pixels/Orientation.h"
 #include "pixels/Resample.h"

@@ -2,10 +2,10 @@
 
 #include "decoding/codecs/TiffCodec.h"
 
+#include "decoding/color/Color.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
-#include "pixels/Color.h"
 #include "Samples.h"
 #include "TestPictures.h"
 #include "WrittenTiff.h"

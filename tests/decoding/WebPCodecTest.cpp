@@ -1,8 +1,8 @@
 #include "decoding/codecs/WebPCodec.h"
 
+#include "decoding/color/Color.h"
 #include "FileBytes.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 #include "pixels/Resample.h"
 #include "pixels/RowSink.h"
 #include "TestPictures.h"

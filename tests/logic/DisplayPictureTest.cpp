@@ -1,12 +1,12 @@
 #include "pixels/DisplayPicture.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
-#include "pixels/Color.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
 #include "editing/EditJobs.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "editing/CropAngle.h"
 #include "logic/PngFile.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
-#include "pixels/Color.h"
 
 #include <QColorSpace>
 

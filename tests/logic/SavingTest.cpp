@@ -1,5 +1,6 @@
 #include "fileops/Saving.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "decoding/TestPictures.h"
 #include "decoding/TestProfiles.h"
@@ -8,7 +9,6 @@
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
 #include "pictures/Writing.h"
-#include "pixels/Color.h"
 #include "Printing.h"
 #include "TemporaryFolder.h"
 

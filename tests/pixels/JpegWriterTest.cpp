@@ -1,8 +1,8 @@
 #include "pixels/JpegWriter.h"
 
 #include "decoding/codecs/JpegCodec.h"
+#include "decoding/color/Color.h"
 #include "decoding/TestPictures.h"
-#include "pixels/Color.h"
 
 #include <QtEndian>
 

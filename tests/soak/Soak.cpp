@@ -1,9 +1,9 @@
 #include "soak/Soak.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "e2e/MeanDifference.h"
 #include "e2e/WaitUntil.h"
-#include "pixels/Color.h"
 #include "pixels/Geometry.h"
 #include "screen/QtImage.h"
 

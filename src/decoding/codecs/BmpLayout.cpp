@@ -1,9 +1,9 @@
 #include "decoding/codecs/BmpLayout.h"
 
+#include "decoding/color/Color.h"
+#include "decoding/color/ProfileCheck.h"
 #include "decoding/headers/Headers.h"
-#include "pixels/Color.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 

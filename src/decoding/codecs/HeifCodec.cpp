@@ -1,10 +1,10 @@
 #include "decoding/codecs/HeifCodec.h"
 
 #include "decoding/codecs/HevcDecoder.h"
+#include "decoding/color/Color.h"
+#include "decoding/color/ProfileCheck.h"
 #include "decoding/headers/HeifItems.h"
-#include "pixels/Color.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 #include "pixels/RowSink.h"
 
 #include <QtEndian>

@@ -1,8 +1,8 @@
 #include "decoding/codecs/JpegCodec.h"
 
-#include "pixels/Color.h"
+#include "decoding/color/Color.h"
+#include "decoding/color/ProfileCheck.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 #include "pixels/RowSink.h"
 
 #include <algorithm>

@@ -4,8 +4,8 @@
 #include "decoding/codecs/PngChunks.h"
 #include "decoding/codecs/PngColor.h"
 #include "decoding/codecs/PngRows.h"
+#include "decoding/color/ProfileCheck.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 #include "pixels/Resample.h"
 #include "pixels/RowSink.h"
 

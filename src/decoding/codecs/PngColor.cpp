@@ -1,6 +1,6 @@
 #include "decoding/codecs/PngColor.h"
 
-#include "pixels/Color.h"
+#include "decoding/color/Color.h"
 #include "pixels/Limits.h"
 
 #include <QtEndian>

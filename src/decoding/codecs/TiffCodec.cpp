@@ -2,7 +2,7 @@
 
 #include "decoding/codecs/TiffFile.h"
 #include "decoding/codecs/TiffPixels.h"
-#include "pixels/Color.h"
+#include "decoding/color/Color.h"
 #include "pixels/Limits.h"
 #include "pixels/RowSink.h"
 

@@ -1,7 +1,7 @@
 #include "decoding/codecs/TiffFile.h"
 
+#include "decoding/color/ProfileCheck.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 #include <cmath>

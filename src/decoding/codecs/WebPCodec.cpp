@@ -1,7 +1,7 @@
 #include "decoding/codecs/WebPCodec.h"
 
+#include "decoding/color/ProfileCheck.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 #include "pixels/Resample.h"
 #include "pixels/RowSink.h"
 

@@ -1,10 +1,10 @@
 #include "decoding/metadata/CarriedMetadata.h"
 
 #include "decoding/codecs/HeifCodec.h"
+#include "decoding/color/Color.h"
 #include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
-#include "pixels/Color.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "pixels/ProfileCheck.h"
+#include "decoding/color/ProfileCheck.h"
 
 #include "pixels/Limits.h"
 

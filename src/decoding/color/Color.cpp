@@ -1,8 +1,8 @@
-#include "pixels/Color.h"
+#include "decoding/color/Color.h"
 
+#include "decoding/color/ProfileCheck.h"
 #include "pixels/Bands.h"
 #include "pixels/Limits.h"
-#include "pixels/ProfileCheck.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "pixels/Color.h"
+#include "decoding/color/Color.h"
 
 #include "decoding/TestPictures.h"
 #include "decoding/TestProfiles.h"

@@ -1,7 +1,7 @@
-#include "pixels/ProfileCheck.h"
+#include "decoding/color/ProfileCheck.h"
 
+#include "decoding/color/Color.h"
 #include "decoding/FileBytes.h"
-#include "pixels/Color.h"
 
 #include <gtest/gtest.h>
 
