@@ -9,13 +9,33 @@
 #include "screen/Loupe.h"
 #include "screen/Screen.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace tavolin {
+
+namespace {
+
+/// What a decode may take that nobody waits for any more: long enough for a large picture, which
+/// keeps the screen moving, and short enough that one bad file does not freeze it while a key is
+/// held.
+constexpr auto PATIENCE = 2s;
+
+} // namespace
+
+Browser::Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &loadQueue,
+                 const PictureReader &reader, std::function<bool()> isEdited)
+    : m_screen(screen), m_labels(labels), m_loupe(loupe), m_loadQueue(loadQueue), m_reader(reader),
+      m_isEdited(std::move(isEdited))
+{
+    m_patience.setSingleShot(true);
+    connect(&m_patience, &QTimer::timeout, this, &Browser::dropLateLoad);
+}
 
 void Browser::openPath(const std::filesystem::path &url)
 {
@@ -72,6 +92,7 @@ void Browser::removeFromList(int index)
 void Browser::changeList()
 {
     ++m_generation;
+    dropLateLoad();
     m_isShown = false;
     m_cache.clear();
     m_loupe.dropFullImage();
@@ -134,6 +155,7 @@ void Browser::jumpTo(int index)
         return;
     Q_EMIT leaving();
     m_targetIndex = index;
+    dropLateLoad();
     updateInfoText();
     pumpLoad();
 }
@@ -143,41 +165,62 @@ void Browser::stayHere()
     if (m_targetIndex == m_currentIndex)
         return;
     m_targetIndex = m_currentIndex;
+    dropLateLoad();
     updateInfoText();
 }
 
 void Browser::pumpLoad()
 {
     const int target = m_targetIndex;
-    if (m_isLoading || !isInList(target))
+    if (m_load || !isInList(target))
         return;
     if (const auto picture = m_cache.get(target)) {
         display(*picture, target);
         return;
     }
-    m_isLoading = true;
+    m_load = Load{target, m_generation, {}};
+    m_patience.start(PATIENCE);
     m_loadQueue.run<DisplayPicture>(
-        this, {
-                  .work =
-                      [&reader = m_reader, url = m_imageList[static_cast<std::size_t>(target)],
-                       screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                          return reader.loadDisplayPicture(url, screen, Urgency::Now, stop);
-                      },
-                  // A picture of an earlier list would stand under a wrong name.
-                  .stillApplies = [this, generation =
-                                             m_generation] { return generation == m_generation; },
-                  .use = [this, target](const auto &picture) { loadFinished(picture, target); },
-                  .otherwise =
-                      [this] {
-                          m_isLoading = false;
-                          pumpLoad();
-                      },
-              });
+        this,
+        {
+            .work =
+                [&reader = m_reader, url = m_imageList[static_cast<std::size_t>(target)],
+                 screen = m_screen.displayTarget()](const std::stop_token &stop) {
+                    return reader.loadDisplayPicture(url, screen, Urgency::Now, stop);
+                },
+            // A picture of an earlier list would stand under a wrong name.
+            .stillApplies = [this,
+                             generation = m_generation] { return generation == m_generation; },
+            .use = [this, target](const auto &picture) { loadFinished(picture, target); },
+            .otherwise =
+                [this] {
+                    endLoad();
+                    pumpLoad();
+                },
+        },
+        m_load->stop);
+}
+
+void Browser::dropLateLoad()
+{
+    if (!m_load || m_patience.isActive())
+        return;
+    // What comes for an earlier list is not shown.
+    const bool isWaitedFor = m_load->generation == m_generation && m_load->index == m_targetIndex;
+    if (!isWaitedFor)
+        m_load->stop.request_stop();
+}
+
+void Browser::endLoad()
+{
+    m_load.reset();
+    m_patience.stop();
 }
 
 void Browser::loadFinished(const DisplayPicture &picture, int index)
 {
-    m_isLoading = false;
+    const bool isGivenUp = picture.isNull() && m_load->stop.stop_requested();
+    endLoad();
     if (!picture.isNull())
         m_cache.set(index, picture);
     if (m_screen.isCropping()) { // nothing may take the place of what lies under the box
@@ -188,7 +231,8 @@ void Browser::loadFinished(const DisplayPicture &picture, int index)
     // key is held.
     if (!picture.isNull())
         display(picture, index);
-    if (m_targetIndex != index)
+    // One that was given up may be the target again.
+    if (m_targetIndex != index || isGivenUp)
         pumpLoad();
 }
 

@@ -1,17 +1,19 @@
 #pragma once
 // The list of pictures, the position in it, and the load pump: the target moves at once, one decode
-// runs at a time, always for the newest target, and whatever it gives is shown.
+// runs at a time, always for the newest target, and whatever it gives is shown. One that takes long
+// is given up when the target has moved on.
 
 #include "browse/ThumbCache.h"
 #include "pixels/DisplayPicture.h"
 
 #include <QObject>
+#include <QTimer>
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
-#include <utility>
+#include <stop_token>
 #include <vector>
 
 namespace tavolin {
@@ -31,10 +33,7 @@ class Browser : public QObject
 public:
     /// @p isEdited tells whether the picture on screen has edits, for the info line.
     Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &loadQueue,
-            const PictureReader &reader, std::function<bool()> isEdited)
-        : m_screen(screen), m_labels(labels), m_loupe(loupe), m_loadQueue(loadQueue),
-          m_reader(reader), m_isEdited(std::move(isEdited))
-    {}
+            const PictureReader &reader, std::function<bool()> isEdited);
 
     /// Opens a folder, or the folder of a file at that file. Does nothing when nothing is there.
     void openPath(const std::filesystem::path &url);
@@ -98,8 +97,18 @@ Q_SIGNALS:
     void shown();
 
 private:
+    /// A decode started by the pump.
+    struct Load
+    {
+        int index = 0;
+        std::uint64_t generation = 0; // of the list that the index is in
+        std::stop_source stop;
+    };
+
     void changeList();
     void showNothing(const QString &info);
+    void dropLateLoad();
+    void endLoad();
     void loadFinished(const DisplayPicture &picture, int index);
     void display(const DisplayPicture &picture, int index);
 
@@ -115,7 +124,8 @@ private:
     int m_targetIndex = 0;
     int m_currentIndex = 0;
     bool m_isShown = false;
-    bool m_isLoading = false; // a decode started by the pump is under way
+    std::optional<Load> m_load; // under way
+    QTimer m_patience;          // runs until that is late
     ThumbCache m_cache;
 };
 

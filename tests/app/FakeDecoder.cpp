@@ -89,6 +89,12 @@ std::vector<int> FakeDecoder::started() const
     return m_started;
 }
 
+std::vector<int> FakeDecoder::stopped() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_stopped;
+}
+
 int FakeDecoder::finishedCount() const
 {
     const std::lock_guard lock(m_mutex);
@@ -131,6 +137,8 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     if (m_isGateClosed && m_permits > 0)
         --m_permits;
     ++m_finishedCount;
+    if (stop.stop_requested())
+        m_stopped.push_back(number);
     if (stop.stop_requested() || m_corrupt.contains(number))
         return {};
     const auto size = m_sizes.find(number);

@@ -44,6 +44,8 @@ public:
 
     /// The files whose decode has begun, in that order.
     [[nodiscard]] std::vector<int> started() const;
+    /// The files whose decode was told to stop before it had come to an end, in that order.
+    [[nodiscard]] std::vector<int> stopped() const;
     /// How many decodes have come to an end, well or not.
     [[nodiscard]] int finishedCount() const;
     /// What the newest decode was asked for.
@@ -61,6 +63,7 @@ private:
     std::set<int> m_corrupt;
     std::map<int, QSize> m_sizes;
     mutable std::vector<int> m_started;
+    mutable std::vector<int> m_stopped;
     mutable int m_finishedCount = 0;
     mutable DisplayTarget m_lastTarget;
     mutable Urgency m_lastUrgency{};

@@ -2,16 +2,38 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <vector>
+
+using namespace std::chrono_literals;
 
 namespace tavolin {
 namespace {
 
 using test::waitFor;
+using test::waitWithoutEvents;
 using Numbers = std::vector<int>;
 
+/// A decode older than two seconds is late. Timers of that length may end 5 % earlier or later.
+constexpr auto NOT_YET_LATE = 1900ms;
+constexpr auto SURELY_LATE = 2200ms;
+
 class LoadPump : public test::ViewerFixture
-{};
+{
+protected:
+    /// Steps to picture 1 of 5, whose decode does not end, and waits until that is late.
+    [[nodiscard]] bool startALateDecode()
+    {
+        decoder.hold(1);
+        if (!startOnPictures(5))
+            return false;
+        press(Qt::Key_Right);
+        if (!waitForStarts(2))
+            return false;
+        QTest::qWait(std::chrono::milliseconds(SURELY_LATE).count());
+        return true;
+    }
+};
 
 TEST_F(LoadPump, StepForwardShowsTheNextPicture)
 {
@@ -123,6 +145,70 @@ TEST_F(LoadPump, LoadThatTheUserHasLeftIsShownAndTheTargetIsLoadedAtOnce)
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 9);
     EXPECT_EQ(decoder.started(), (Numbers{5, 9}));
+}
+
+TEST_F(LoadPump, DecodeThatTheUserHasLeftIsGivenUpOnceItIsLate)
+{
+    decoder.hold(1);
+    ASSERT_TRUE(startOnPictures(5));
+    const auto begin = std::chrono::steady_clock::now();
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(2));
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitFor([this] { return !decoder.stopped().empty(); }));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, NOT_YET_LATE);
+    ASSERT_TRUE(waitForLoads(3));
+    EXPECT_EQ(shownNumber(), 3);
+    EXPECT_EQ(decoder.stopped(), Numbers{1});
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 3}));
+}
+
+TEST_F(LoadPump, LateDecodeIsGivenUpAsSoonAsTheUserLeavesIt)
+{
+    ASSERT_TRUE(startALateDecode());
+    EXPECT_EQ(decoder.stopped(), Numbers()); // somebody waits for it
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitWithoutEvents([this] { return decoder.stopped() == Numbers{1}; }));
+    ASSERT_TRUE(waitForLoads(3));
+    EXPECT_EQ(shownNumber(), 2);
+}
+
+TEST_F(LoadPump, PictureWhoseDecodeWasGivenUpIsDecodedAgainForAUserWhoReturns)
+{
+    ASSERT_TRUE(startALateDecode());
+    press(Qt::Key_Right);
+    press(Qt::Key_Left);
+    ASSERT_TRUE(waitWithoutEvents([this] { return decoder.stopped() == Numbers{1}; }));
+    decoder.release(1);
+    ASSERT_TRUE(waitForLoads(3));
+    EXPECT_EQ(shownNumber(), 1);
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 1}));
+}
+
+TEST_F(LoadPump, LateDecodeForAnEarlierListIsGivenUp)
+{
+    const auto second = makePictures("second", 100, 102);
+    ASSERT_TRUE(startALateDecode());
+    viewer->browser().openPath(second);
+    ASSERT_TRUE(waitWithoutEvents([this] { return decoder.stopped() == Numbers{1}; }));
+    ASSERT_TRUE(waitForLoads(3));
+    EXPECT_EQ(shownNumber(), 100);
+}
+
+TEST_F(LoadPump, NextDecodeHasItsOwnTime)
+{
+    ASSERT_TRUE(startALateDecode());
+    decoder.hold(2);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(3)); // of 2
+    press(Qt::Key_Right);
+    test::serveWaitingEvents();
+    EXPECT_EQ(decoder.stopped(), Numbers{1});
+    decoder.release(2);
+    ASSERT_TRUE(waitForLoads(4));
+    EXPECT_EQ(decoder.stopped(), Numbers{1});
+    EXPECT_EQ(shownNumber(), 3);
 }
 
 TEST_F(LoadPump, ReturningToThePictureBeingLoadedLoadsItOnce)
