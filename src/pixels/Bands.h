@@ -13,13 +13,19 @@
 
 namespace tavolin {
 
+/// How many threads run at the same time. Asked of the system once.
+inline int coreCount()
+{
+    static const int count = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    return count;
+}
+
 /// Calls work(begin, end) for bands that together cover rows 0 to @p rows, at the same time where
 /// there are cores and at least @p leastRows rows for each; returns when all are done. Rows must
 /// not depend on each other. What one of them throws is thrown again here.
 inline void forBands(int rows, int leastRows, const std::function<void(int, int)> &work)
 {
-    const int cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-    const int bands = clamped(rows / std::max(1, leastRows), 1, cores);
+    const int bands = clamped(rows / std::max(1, leastRows), 1, coreCount());
     const auto edge = [&](int band) {
         return static_cast<int>(static_cast<long long>(rows) * band / bands);
     };
