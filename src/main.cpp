@@ -2,9 +2,9 @@
 
 #include "app/LaunchOptions.h"
 #include "app/Viewer.h"
-#include "decoding/Decoding.h"
 #include "platform/DesktopHandOver.h"
 #include "platform/Mailbox.h"
+#include "worker/client/WorkerReader.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -28,6 +28,8 @@ int main(int argc, char **argv)
     // Read before the application object takes its own options out of the arguments.
     const auto options =
         tavolin::readLaunchOptions(std::span(argv, static_cast<std::size_t>(argc)).subspan(1));
+    // First, so that workers are ready when the window is.
+    const tavolin::WorkerReader reader;
     int nameOnly = 1;
     QApplication application(nameOnly, argv);
     QApplication::setApplicationName(u"tavolin-viewer"_s);
@@ -35,7 +37,6 @@ int main(int argc, char **argv)
     QApplication::setDesktopFileName(APPLICATION_ID.toString());
 
     tavolin::Mailbox mailbox;
-    const tavolin::InProcessReader reader;
     tavolin::Viewer viewer(mailbox, reader);
     tavolin::DesktopHandOver handOver(APPLICATION_ID.toString());
     QObject::connect(&handOver, &tavolin::DesktopHandOver::opened, &viewer,

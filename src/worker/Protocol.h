@@ -1,0 +1,133 @@
+#pragma once
+// What the viewer and its workers say to each other. Requests and replies are structs of fixed size
+// on a stream socket, some followed by blocks of bytes whose lengths they tell; pixels go through a
+// ring of memory that both map. Both ends are of the same build. Nothing in a reply can be relied
+// on: the worker that wrote it may be a file's by now.
+
+#include "pixels/Limits.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace tavolin::worker {
+
+// The descriptors that a worker is born with, beside the standard three.
+inline constexpr int CHANNEL_DESCRIPTOR = 3; ///< The socket of requests and replies.
+inline constexpr int LIFELINE_DESCRIPTOR =
+    4;                                    ///< Numbers of requests to stop; ends with the viewer.
+inline constexpr int RING_DESCRIPTOR = 5; ///< The ring's memory.
+inline constexpr int DESCRIPTORS = 6;
+
+/// The ring: a slot is small enough to stay in the processor's cache on its way from one process to
+/// the other, and has room for the longest row.
+inline constexpr int SLOTS = 4;
+inline constexpr std::size_t SLOT_BYTES = std::size_t{1} << 20;
+inline constexpr std::size_t RING_BYTES = SLOTS * SLOT_BYTES;
+static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool IS_SANITIZED = true;
+#else
+inline constexpr bool IS_SANITIZED = false;
+#endif
+/// How a worker ends about which a sanitizer has something to say.
+inline constexpr int SANITIZER_EXIT_CODE = 86;
+
+/// What a worker is for, which decides its limits.
+enum class Role : std::uint32_t {
+    Display, ///< Pictures for the screen that somebody waits for.
+    Ahead,   ///< Pictures that may be wanted soon, and facts; gives way to everything else.
+    Full,    ///< Pictures at full size and what belongs to saving: more memory.
+};
+inline constexpr int ROLES = 3;
+
+/// The address space of a worker, in bytes. For a full picture: itself twice (turning it), what its
+/// decoder holds, and a file that is held whole, with room for the program; see Limits.h.
+inline constexpr std::int64_t DISPLAY_MEMORY_BYTES = std::int64_t{2} << 30;
+inline constexpr std::int64_t FULL_MEMORY_BYTES = std::int64_t{4} << 30;
+
+enum class Task : std::uint32_t {
+    Begin,       ///< The first: what the worker is for. Answered once its walls stand.
+    Display,     ///< The picture in the file, within maxPixel, in sRGB. Its rows can be fetched.
+    Full,        ///< The same at full size, its colours as wanted.
+    PixelSize,   ///< Width and height as seen upright.
+    Facts,       ///< What the picture says of itself.
+    Metadata,    ///< What an edited copy of the given size carries.
+    Rows,        ///< Some rows of the last picture, into a slot.
+    Convert,     ///< The profile of the pixels that ConvertRows will bring.
+    ConvertRows, ///< The pixels in a slot, into sRGB in place.
+};
+
+/// From the viewer. With Display, Full, PixelSize, Facts and Metadata comes the file's descriptor,
+/// open for reading only.
+struct Request
+{
+    Task task = Task::Begin;
+    std::uint32_t number = 0; ///< Of the request: never 0, another for each.
+    Role role = Role::Display;
+    std::uint32_t isRawName = 0; ///< 1: the file has a raw extension.
+    std::uint32_t toSrgb = 0;    ///< Full: 1 for sRGB, 0 for the profile of the file.
+    std::uint32_t alpha = 0;     ///< Convert: tavolin::Alpha of the pixels.
+    std::int32_t maxPixel = 0;   ///< Display: the limit of the longest side.
+    std::int32_t width = 0;      ///< Metadata: of the copy. Convert: of a row.
+    std::int32_t height = 0;
+    std::uint32_t slot = 0; ///< Rows, ConvertRows.
+    std::int32_t firstRow = 0;
+    std::int32_t rowCount = 0;
+    std::int64_t fileBytes = 0;    ///< The file's size.
+    std::int64_t profileBytes = 0; ///< Convert: the length of the profile that follows.
+};
+static_assert(std::is_trivially_copyable_v<Request>);
+
+enum class Outcome : std::uint32_t {
+    Done,
+    Failed,
+    Announced, ///< Not the reply yet: how large the picture under way is, as stored.
+};
+
+/// The parts that the wall around a worker may have, as bits.
+enum class WallPart : std::uint32_t {
+    Memory = 1,
+    ProcessorTime = 2,
+    Descriptors = 4,
+    NoCoreFile = 8,
+    NoNewPrivileges = 16,
+    Landlock = 32,
+    Seccomp = 64,
+};
+
+/// Numbers that Facts may find; and which of them are there, as bits 1, 2, 4, … in this order,
+/// followed by those of the texts.
+struct FactsFields
+{
+    double focalLength = 0;
+    double fNumber = 0;
+    double exposureTime = 0;
+    std::int64_t iso = 0;
+    std::uint32_t present = 0;
+    std::uint32_t orientation = 0; ///< As in EXIF.
+};
+
+/// The blocks that follow a reply. Facts: make, model, lens, time, as UTF-8. Metadata: EXIF, XMP,
+/// Photoshop's, the default profile. A full picture: its profile.
+inline constexpr int BLOCKS = 4;
+
+/// From the worker.
+struct Reply
+{
+    std::uint32_t number = 0; ///< Of the request.
+    Outcome outcome = Outcome::Failed;
+    std::int32_t width = 0; ///< Of a picture, or a size that was asked for; 0 where it isn't known.
+    std::int32_t height = 0;
+    std::uint32_t alpha = 0;          ///< tavolin::Alpha of the picture.
+    std::uint32_t wall = 0;           ///< Begin: the parts that stand.
+    std::uint32_t landlock = 0;       ///< Begin: the version of Landlock's interface.
+    std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are as good as sRGB.
+    FactsFields facts;
+    std::array<std::int64_t, BLOCKS> blockBytes{};
+};
+static_assert(std::is_trivially_copyable_v<Reply>);
+
+} // namespace tavolin::worker

@@ -1,0 +1,210 @@
+#include "worker/client/Exchange.h"
+
+#include "pixels/Limits.h"
+#include "worker/Channel.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <poll.h>
+
+namespace tavolin::worker {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Between two looks at the clock and the stop token.
+constexpr auto TICK = 10ms;
+/// For a worker to answer once it has been asked to stop.
+constexpr auto STOP_GRACE = 50ms;
+/// More time for each pixel of the picture.
+constexpr auto TIME_FOR_MEGAPIXEL = 10ms;
+constexpr std::int64_t MEGAPIXEL = 1'000'000;
+
+/// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
+constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
+
+} // namespace
+
+Exchange::Exchange(Worker &worker, std::chrono::nanoseconds limit, std::stop_token stop)
+    : m_worker(worker), m_latest(worker.process->processorTime() + limit), m_stop(std::move(stop)),
+      m_errand(worker.lastNumber + 1), m_answered(worker.lastNumber)
+{
+    if (m_worker.begun)
+        return;
+    --m_answered;
+    m_worker.begun = receive();
+    if (!m_worker.begun)
+        breakOff();
+}
+
+void Exchange::checkClock()
+{
+    if (m_stop.stop_requested() && !m_stopAsked) {
+        m_stopAsked = Clock::now();
+        m_worker.process->requestStop(m_errand);
+    }
+    if ((m_stopAsked && Clock::now() - *m_stopAsked > STOP_GRACE) ||
+        m_worker.process->processorTime() > m_latest)
+        breakOff();
+}
+
+void Exchange::waitFor(short events)
+{
+    for (pollfd socket{.fd = m_worker.process->channel(), .events = events, .revents = 0};
+         !m_isBroken; checkClock()) {
+        if (poll(&socket, 1, static_cast<int>(TICK.count())) > 0)
+            return;
+    }
+}
+
+void Exchange::sendBytes(std::span<const std::byte> bytes, int descriptor)
+{
+    while (!bytes.empty() && !m_isBroken) {
+        const Progress progress = sendSome(m_worker.process->channel(), bytes, descriptor);
+        if (progress) {
+            bytes = bytes.subspan(*progress);
+            descriptor = -1;
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            waitFor(POLLOUT);
+        } else {
+            m_isWorkerGone = m_isBroken = true;
+        }
+    }
+}
+
+void Exchange::receiveBytes(std::span<std::byte> bytes)
+{
+    while (!bytes.empty() && !m_isBroken) {
+        const Progress progress = receiveSome(m_worker.process->channel(), bytes);
+        if (progress && *progress > 0)
+            bytes = bytes.subspan(*progress);
+        else if (!progress && (errno == EAGAIN || errno == EWOULDBLOCK))
+            waitFor(POLLIN);
+        else
+            m_isWorkerGone = m_isBroken = true;
+    }
+}
+
+void Exchange::send(Request request, int descriptor, const QByteArray &profile)
+{
+    request.number = ++m_worker.lastNumber;
+    sendBytes(bytesOf(std::as_const(request)), descriptor);
+    sendBytes(
+        std::as_bytes(std::span(profile.constData(), static_cast<std::size_t>(profile.size()))));
+}
+
+std::optional<Reply> Exchange::receiveAny()
+{
+    Reply reply;
+    receiveBytes(bytesOf(reply));
+    // Twice the same answer, or one to an earlier question.
+    if (!m_isBroken && reply.number != m_answered + 1)
+        breakOff();
+    return m_isBroken ? std::nullopt : std::optional(reply);
+}
+
+std::optional<Reply> Exchange::receive()
+{
+    auto reply = receiveAny();
+    if (reply && reply->outcome == Outcome::Announced) {
+        const std::int64_t pixels = pixelCount({reply->width, reply->height});
+        if (reply->width > 0 && reply->height > 0 && pixels <= MAX_PIXELS)
+            m_latest += TIME_FOR_MEGAPIXEL * pixels / MEGAPIXEL;
+        reply = receiveAny();
+    }
+    if (!reply)
+        return std::nullopt;
+    ++m_answered;
+    if (reply->outcome == Outcome::Done)
+        return reply;
+    if (reply->outcome != Outcome::Failed)
+        breakOff();
+    return std::nullopt;
+}
+
+QByteArray Exchange::receiveBlock(std::int64_t bytes, std::int64_t most)
+{
+    if (bytes < 0 || bytes > most)
+        breakOff();
+    if (m_isBroken || bytes == 0)
+        return {};
+    QByteArray block(static_cast<qsizetype>(bytes), Qt::Uninitialized);
+    receiveBytes(std::as_writable_bytes(std::span(block.data(), static_cast<std::size_t>(bytes))));
+    return m_isBroken ? QByteArray() : block;
+}
+
+bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use)
+{
+    const std::int64_t rowBytes = std::int64_t{size.width()} * std::int64_t{sizeof(Pixel)};
+    const int rowsAtOnce = static_cast<int>(std::max<std::int64_t>(1, PIECE_BYTES / rowBytes));
+    const auto rowsFrom = [&](int row) { return std::min(rowsAtOnce, size.height() - row); };
+    int asked = 0; // pieces
+    int done = 0;
+    while (done * rowsAtOnce < size.height() && !m_isBroken) {
+        const bool isStopped = m_stop.stop_requested();
+        if (isStopped && asked == done)
+            return false;
+        const int slot = asked % SLOTS;
+        if (const int row = asked * rowsAtOnce;
+            !isStopped && row < size.height() && asked - done < SLOTS) {
+            fill(m_worker.process->slot(slot), row, rowsFrom(row));
+            send({.task = task,
+                  .slot = static_cast<std::uint32_t>(slot),
+                  .firstRow = row,
+                  .rowCount = rowsFrom(row)});
+            ++asked;
+        } else if (receive()) {
+            const int first = done * rowsAtOnce;
+            use(m_worker.process->slot(done % SLOTS), first, rowsFrom(first));
+            ++done;
+        } else {
+            breakOff();
+        }
+    }
+    return !m_isBroken;
+}
+
+PixelBuffer Exchange::receiveRows(const Reply &reply)
+{
+    PixelBuffer pixels(QSize(reply.width, reply.height));
+    const bool isComplete =
+        !pixels.isNull() && passRows(
+                                Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
+                                [&pixels](std::span<std::byte> slot, int firstRow, int rows) {
+                                    const auto *from = reinterpret_cast<const Pixel *>(slot.data());
+                                    std::copy_n(from, std::ptrdiff_t{pixels.size().width()} * rows,
+                                                pixels.row(firstRow));
+                                });
+    if (isComplete)
+        return pixels;
+    if (!m_isBroken) { // let the worker forget the picture
+        send({.task = Task::Rows});
+        if (!receive())
+            breakOff();
+    }
+    return PixelBuffer(QSize());
+}
+
+PixelBuffer Exchange::convertRows(const Image &image)
+{
+    PixelBuffer pixels(image.size());
+    const bool isComplete =
+        !pixels.isNull() && passRows(
+                                Task::ConvertRows, image.size(),
+                                [&image](std::span<std::byte> slot, int firstRow, int rows) {
+                                    auto *to = reinterpret_cast<Pixel *>(slot.data());
+                                    for (int y = 0; y < rows; ++y, to += image.width())
+                                        std::copy_n(image.row(firstRow + y), image.width(), to);
+                                },
+                                [&pixels](std::span<std::byte> slot, int firstRow, int rows) {
+                                    const auto *from = reinterpret_cast<const Pixel *>(slot.data());
+                                    std::copy_n(from, std::ptrdiff_t{pixels.size().width()} * rows,
+                                                pixels.row(firstRow));
+                                });
+    return isComplete ? std::move(pixels) : PixelBuffer(QSize());
+}
+
+} // namespace tavolin::worker

@@ -1,0 +1,191 @@
+#include "worker/client/WorkerPool.h"
+
+#include "worker/Channel.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace tavolin::worker {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// So many files at most, one process has seen: what one of them has left in it ends with them.
+constexpr int MAX_FILES = 500;
+
+/// Between the end of a process's descriptors and its own lie moments.
+constexpr auto REAP_INTERVAL = 2ms;
+/// How long the viewer's end waits for those of its workers, which have been killed.
+constexpr auto LAST_WAIT = 200ms;
+
+bool isUsable(const Worker &worker, const std::filesystem::path &folder)
+{
+    return !worker.process->hasEnded() && worker.files < MAX_FILES &&
+           (folder.empty() || worker.folder.empty() || worker.folder == folder);
+}
+
+/// Tells a new @p worker what it is for.
+void begin(Worker &worker, Role role)
+{
+    const Request request{.task = Task::Begin, .number = ++worker.lastNumber, .role = role};
+    // The socket is empty yet. Should it fail all the same, the first exchange finds out.
+    sendSome(worker.process->channel(), bytesOf(request));
+}
+
+} // namespace
+
+WorkerPool::WorkerPool(Descriptor executable)
+    : m_executable(std::move(executable)), m_orders{Role::Display, Role::Ahead}
+{
+    std::array<int, 2> ends{-1, -1};
+    if (pipe(ends.data()) == 0) {
+        m_woken = Descriptor(ends[0]);
+        m_wakeUp = Descriptor(ends[1]);
+    }
+    for (const int end : ends) {
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+        fcntl(end, F_SETFL, O_NONBLOCK);
+    }
+    m_keeper = std::jthread([this](const std::stop_token &stop) { keep(stop); });
+}
+
+WorkerPool::~WorkerPool()
+{
+    m_keeper.request_stop();
+    wake();
+    m_keeper.join();
+}
+
+void WorkerPool::wake() const
+{
+    const char anything = 0;
+    // A pipe that is full wakes as well.
+    [[maybe_unused]] const auto written = write(m_wakeUp.get(), &anything, 1);
+}
+
+std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &folder)
+{
+    std::unique_lock lock(m_mutex);
+    auto &idle = m_idle[static_cast<std::size_t>(role)];
+    for (const int failures = m_failures; failures == m_failures; m_changed.wait(lock)) {
+        while (!idle.empty()) {
+            Worker worker = std::move(idle.back());
+            idle.pop_back();
+            if (isUsable(worker, folder)) {
+                worker.folder = folder.empty() ? worker.folder : folder;
+                return worker;
+            }
+            worker.process->kill();
+        }
+        if (m_spare && !m_spare->process->hasEnded()) {
+            Worker worker = *std::exchange(m_spare, std::nullopt);
+            begin(worker, role);
+            worker.folder = folder;
+            return worker;
+        }
+        const auto fits = [role](const Order &order) { return !order || *order == role; };
+        if (std::ranges::none_of(m_orders, fits)) {
+            m_orders.emplace_back();
+            wake();
+        }
+    }
+    return std::nullopt;
+}
+
+void WorkerPool::giveBack(Role role, Worker worker)
+{
+    const std::lock_guard lock(m_mutex);
+    auto &idle = m_idle[static_cast<std::size_t>(role)];
+    if (idle.empty())
+        idle.push_back(std::move(worker));
+    else
+        worker.process->kill();
+    orderSpare();
+}
+
+void WorkerPool::discard(Worker worker)
+{
+    worker.process->kill();
+    const std::lock_guard lock(m_mutex);
+    orderSpare();
+}
+
+void WorkerPool::orderSpare()
+{
+    if ((m_spare && !m_spare->process->hasEnded()) || !m_orders.empty())
+        return;
+    m_orders.emplace_back();
+    wake();
+}
+
+void WorkerPool::startOrdered(Processes &started)
+{
+    std::unique_lock lock(m_mutex);
+    while (!m_orders.empty()) {
+        const Order order = m_orders.front();
+        lock.unlock();
+        Worker worker{.process = WorkerProcess::start(m_executable.get())};
+        if (worker.process) {
+            started.push_back(worker.process);
+            if (order)
+                begin(worker, *order);
+        }
+        lock.lock();
+        m_orders.pop_front();
+        if (!worker.process)
+            ++m_failures;
+        else if (order)
+            m_idle[static_cast<std::size_t>(*order)].push_back(std::move(worker));
+        else
+            m_spare = std::move(worker);
+        m_changed.notify_all();
+    }
+}
+
+void WorkerPool::keep(const std::stop_token &stop)
+{
+    Processes alive;
+    Processes ending; // as those which have closed their end
+    const auto reapEnded = [&ending] {
+        std::erase_if(ending, [](const auto &process) { return process->reap(); });
+        return ending.empty();
+    };
+    while (!stop.stop_requested()) {
+        startOrdered(alive);
+        waitForNews(alive, ending);
+        reapEnded();
+    }
+    ending.insert(ending.end(), alive.begin(), alive.end());
+    for (const auto &process : ending)
+        process->kill();
+    const auto latest = std::chrono::steady_clock::now() + LAST_WAIT;
+    while (!reapEnded() && std::chrono::steady_clock::now() < latest)
+        std::this_thread::sleep_for(REAP_INTERVAL);
+}
+
+void WorkerPool::waitForNews(Processes &alive, Processes &ending) const
+{
+    std::vector<pollfd> news{{.fd = m_woken.get(), .events = POLLIN, .revents = 0}};
+    for (const auto &process : alive)
+        news.push_back({.fd = process->lifeline(), .events = 0, .revents = 0});
+    // One that can't die, because it waits for a disk, keeps its descriptors and is no news.
+    poll(news.data(), static_cast<nfds_t>(news.size()),
+         ending.empty() ? -1 : static_cast<int>(REAP_INTERVAL.count()));
+    std::array<char, 64> anything{};
+    [[maybe_unused]] const auto count = read(m_woken.get(), anything.data(), anything.size());
+    for (std::size_t i = alive.size(); i-- > 0;) {
+        if (news[i + 1].revents == 0)
+            continue;
+        alive[i]->kill(); // it may have closed its end and live on
+        ending.push_back(alive[i]);
+        alive.erase(alive.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+}
+
+} // namespace tavolin::worker

@@ -1,0 +1,230 @@
+#include "worker/client/WorkerProcess.h"
+
+#include "worker/Channel.h"
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+namespace tavolin::worker {
+
+namespace {
+
+/// Above all numbers that the child's descriptors get, so that none is overwritten by another.
+constexpr int LEAST_DESCRIPTOR = 16;
+
+/// @p descriptor under another number, which no other child inherits.
+Descriptor movedUp(Descriptor descriptor)
+{
+    return Descriptor(fcntl(descriptor.get(), F_DUPFD_CLOEXEC, LEAST_DESCRIPTOR));
+}
+
+/// Both ends of a socket; neither is open where there is none to be had.
+std::pair<Descriptor, Descriptor> socketPair()
+{
+    std::array<int, 2> ends{-1, -1};
+#ifdef SOCK_CLOEXEC
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        ends = {-1, -1};
+#else
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0)
+        ends = {-1, -1};
+    for (const int end : ends) {
+        const int on = 1;
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+        setsockopt(end, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
+    }
+#endif
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+/// Memory of RING_BYTES that two processes can map, and neither can shrink under the other.
+Descriptor ringMemory()
+{
+#ifdef __linux__
+    Descriptor memory(memfd_create("tavolin-ring", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    if (memory.get() < 0 || ftruncate(memory.get(), RING_BYTES) != 0 ||
+        fcntl(memory.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
+        return Descriptor(-1);
+#else
+    // Such an object's size can be set once.
+    const std::string name = "/tavolin-ring-" + std::to_string(getpid());
+    Descriptor memory(shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
+    shm_unlink(name.c_str());
+    if (memory.get() < 0 || ftruncate(memory.get(), RING_BYTES) != 0)
+        return Descriptor(-1);
+#endif
+    return memory;
+}
+
+/// What a child is started with: its descriptors, and signals as if nobody had touched them.
+class Birth
+{
+public:
+    Birth(int channel, int lifeline, int ring)
+    {
+        posix_spawn_file_actions_init(&m_actions);
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            // A worker has nothing to say, and what libraries do is nobody's business; a
+            // sanitizer's report is.
+            if (standard != STDERR_FILENO || !IS_SANITIZED)
+                posix_spawn_file_actions_addopen(&m_actions, standard, "/dev/null", O_RDWR, 0);
+        }
+        posix_spawn_file_actions_adddup2(&m_actions, channel, CHANNEL_DESCRIPTOR);
+        posix_spawn_file_actions_adddup2(&m_actions, lifeline, LIFELINE_DESCRIPTOR);
+        posix_spawn_file_actions_adddup2(&m_actions, ring, RING_DESCRIPTOR);
+
+        posix_spawnattr_init(&m_attributes);
+        sigset_t all;
+        sigset_t none;
+        sigfillset(&all);
+        sigemptyset(&none);
+        posix_spawnattr_setsigdefault(&m_attributes, &all);
+        posix_spawnattr_setsigmask(&m_attributes, &none);
+        // A key of the terminal is for the viewer, whose end is the worker's.
+        posix_spawnattr_setpgroup(&m_attributes, 0);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
+                                                    POSIX_SPAWN_SETPGROUP);
+    }
+    ~Birth()
+    {
+        posix_spawn_file_actions_destroy(&m_actions);
+        posix_spawnattr_destroy(&m_attributes);
+    }
+    Birth(const Birth &) = delete;
+    Birth &operator=(const Birth &) = delete;
+
+    /// The child's number; empty when it could not be started.
+    [[nodiscard]] std::optional<pid_t> run(int executable) const
+    {
+#ifdef __linux__
+        const std::string path = "/proc/self/fd/" + std::to_string(executable);
+#else
+        std::array<char, PATH_MAX> found{};
+        if (fcntl(executable, F_GETPATH, found.data()) != 0)
+            return std::nullopt;
+        const std::string path = found.data();
+#endif
+        std::string name = "tavolin-worker";
+        const std::array<char *, 2> arguments{name.data(), nullptr};
+        const std::array<char *, 1> environment{nullptr};
+        pid_t pid = 0;
+        if (posix_spawn(&pid, path.c_str(), &m_actions, &m_attributes, arguments.data(),
+                        environment.data()) != 0)
+            return std::nullopt;
+        return pid;
+    }
+
+private:
+    posix_spawn_file_actions_t m_actions{};
+    posix_spawnattr_t m_attributes{};
+};
+
+} // namespace
+
+std::shared_ptr<WorkerProcess> WorkerProcess::start(int executable)
+{
+    auto [channel, theirChannel] = socketPair();
+    auto [lifeline, theirLifeline] = socketPair();
+    Descriptor ring = movedUp(ringMemory());
+    theirChannel = movedUp(std::move(theirChannel));
+    theirLifeline = movedUp(std::move(theirLifeline));
+    const Descriptor program(fcntl(executable, F_DUPFD_CLOEXEC, LEAST_DESCRIPTOR));
+    if (theirChannel.get() < 0 || theirLifeline.get() < 0 || ring.get() < 0 || program.get() < 0 ||
+        fcntl(channel.get(), F_SETFL, O_NONBLOCK) != 0)
+        return nullptr;
+    void *memory = mmap(nullptr, RING_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, ring.get(), 0);
+    if (memory == MAP_FAILED)
+        return nullptr;
+    const Birth birth(theirChannel.get(), theirLifeline.get(), ring.get());
+    const auto pid = birth.run(program.get());
+    if (!pid) {
+        munmap(memory, RING_BYTES);
+        return nullptr;
+    }
+    return std::shared_ptr<WorkerProcess>(new WorkerProcess(
+        *pid, std::move(channel), std::move(lifeline), static_cast<std::byte *>(memory)));
+}
+
+WorkerProcess::~WorkerProcess()
+{
+    kill();
+    reap();
+    munmap(m_ring, RING_BYTES);
+}
+
+std::span<std::byte> WorkerProcess::slot(int index) const
+{
+    return {m_ring + static_cast<std::size_t>(index) * SLOT_BYTES, SLOT_BYTES};
+}
+
+void WorkerProcess::requestStop(std::uint32_t number) const
+{
+    // So few bytes fit in, unless the process has let a thousand pass.
+    send(m_lifeline.get(), &number, sizeof number, SEND_FLAGS | MSG_DONTWAIT);
+}
+
+std::chrono::nanoseconds WorkerProcess::processorTime() const
+{
+    clockid_t clock{};
+    timespec time{};
+#ifdef __linux__
+    if (clock_getcpuclockid(m_pid, &clock) != 0 || clock_gettime(clock, &time) != 0)
+        return {};
+#endif
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+void WorkerProcess::kill()
+{
+    const std::lock_guard lock(m_mutex);
+    if (!m_isReaped)
+        ::kill(m_pid, SIGKILL);
+}
+
+bool WorkerProcess::reap()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_isReaped)
+        return true;
+    int status = 0;
+    const pid_t found = waitpid(m_pid, &status, WNOHANG);
+    if (found == 0)
+        return false;
+    if (found == m_pid) // otherwise somebody else has made the system forget its children
+        m_status = status;
+    // A sanitizer's report must not pass for a file that can't be decoded.
+    if (IS_SANITIZED && found == m_pid && WIFEXITED(status) &&
+        WEXITSTATUS(status) == SANITIZER_EXIT_CODE)
+        std::abort();
+    m_isReaped = true;
+    m_ended.notify_all();
+    return true;
+}
+
+bool WorkerProcess::hasEnded()
+{
+    const std::lock_guard lock(m_mutex);
+    return m_isReaped;
+}
+
+bool WorkerProcess::wasEndedFromOutside(std::chrono::milliseconds atMost)
+{
+    std::unique_lock lock(m_mutex);
+    m_ended.wait_for(lock, atMost, [this] { return m_isReaped; });
+    if (!m_status || !WIFSIGNALED(*m_status))
+        return false;
+    const int signal = WTERMSIG(*m_status);
+    return signal == SIGKILL || signal == SIGTERM || signal == SIGINT || signal == SIGHUP;
+}
+
+} // namespace tavolin::worker

@@ -1,0 +1,289 @@
+#include "worker/client/WorkerReader.h"
+
+#include "pixels/FileExtensions.h"
+#include "pixels/Limits.h"
+#include "platform/RegularFile.h"
+#include "worker/client/Exchange.h"
+#include "worker/client/WallReport.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace tavolin {
+
+using namespace std::chrono_literals;
+using namespace worker;
+
+namespace {
+
+// What a worker may take of the processors for one request; a picture's size adds to it. Some ten
+// times what the slowest good file takes on a slow machine.
+constexpr auto DISPLAY_TIME = 10s;
+constexpr auto FULL_TIME = 60s;
+constexpr auto FACTS_TIME = 5s;
+
+/// For the system to say how a worker has ended that is gone.
+constexpr auto ENDING_TIME = 50ms;
+
+/// A text of PhotoMetadata as UTF-8: each of its 4096 bytes may have become U+FFFD.
+constexpr std::int64_t MAX_TEXT_BYTES = std::int64_t{3} * 4096;
+
+bool isAlpha(std::uint32_t value)
+{
+    return value == static_cast<std::uint32_t>(Alpha::Opaque) ||
+           value == static_cast<std::uint32_t>(Alpha::Premultiplied);
+}
+
+/// Whether @p reply may tell of a picture within @p maxPixel.
+bool hasPicture(const Reply &reply, int maxPixel)
+{
+    const QSize size(reply.width, reply.height);
+    return isWithinLimits(size) && std::max(size.width(), size.height()) <= maxPixel &&
+           pixelCount(size) <= MAX_RESULT_PIXELS && isAlpha(reply.alpha);
+}
+
+Image receivePicture(Exchange &exchange, int maxPixel)
+{
+    const auto reply = exchange.receive();
+    if (!reply)
+        return {};
+    if (!hasPicture(*reply, maxPixel)) {
+        exchange.breakOff();
+        return {};
+    }
+    QByteArray profile = exchange.receiveBlock(reply->blockBytes[0], MAX_PROFILE_BYTES);
+    return exchange.receiveRows(*reply).toImage(static_cast<Alpha>(reply->alpha),
+                                                std::move(profile));
+}
+
+/// The size in @p reply: empty where there is none, or none that makes sense.
+std::optional<QSize> sizeIn(const Reply &reply)
+{
+    const QSize size(reply.width, reply.height);
+    return size.isEmpty() ? std::nullopt : std::optional(size);
+}
+
+std::optional<PhotoFacts> receiveFacts(Exchange &exchange)
+{
+    const auto reply = exchange.receive();
+    if (!reply)
+        return std::nullopt;
+    const FactsFields &fields = reply->facts;
+    PhotoFacts facts;
+    facts.orientation = orientationFromExif(fields.orientation);
+    facts.metadata.pixelSize = sizeIn(*reply);
+    std::uint32_t bit = 1;
+    const auto isPresent = [&] { return (fields.present & std::exchange(bit, bit << 1)) != 0; };
+    const auto number = [&](double value) {
+        return isPresent() && std::isfinite(value) ? std::optional(value) : std::nullopt;
+    };
+    facts.metadata.focalLength = number(fields.focalLength);
+    facts.metadata.fNumber = number(fields.fNumber);
+    facts.metadata.exposureTime = number(fields.exposureTime);
+    if (isPresent())
+        facts.metadata.iso = fields.iso;
+    const std::array texts{&facts.metadata.make, &facts.metadata.model, &facts.metadata.lensModel,
+                           &facts.metadata.dateTimeOriginal};
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const QByteArray text = exchange.receiveBlock(reply->blockBytes[i], MAX_TEXT_BYTES);
+        if (isPresent())
+            *texts[i] = QString::fromUtf8(text);
+    }
+    return facts;
+}
+
+std::optional<JpegMetadata> receiveMetadata(Exchange &exchange)
+{
+    const auto reply = exchange.receive();
+    if (!reply)
+        return std::nullopt;
+    JpegMetadata metadata;
+    metadata.exif = exchange.receiveBlock(reply->blockBytes[0], JpegMetadata::MAX_EXIF_BYTES);
+    metadata.xmp = exchange.receiveBlock(reply->blockBytes[1], JpegMetadata::MAX_XMP_BYTES);
+    metadata.photoshop =
+        exchange.receiveBlock(reply->blockBytes[2], JpegMetadata::MAX_PHOTOSHOP_BYTES);
+    metadata.defaultProfile = exchange.receiveBlock(reply->blockBytes[3], MAX_PROFILE_BYTES);
+    return metadata;
+}
+
+void tellWhatLacks(const Reply &begun)
+{
+    if (const std::string lacking = wallParts(begun, true); !lacking.empty())
+        std::fprintf(stderr, "The wall around the decoders stands without: %s (has: %s)\n",
+                     lacking.c_str(), wallParts(begun).c_str());
+}
+
+} // namespace
+
+/// Who is to do what, and what it may cost.
+struct WorkerReader::Errand
+{
+    Role role = Role::Display;
+    std::chrono::nanoseconds limit{};
+    std::stop_token stop = {};
+    std::filesystem::path folder = {}; // of the file, if there is one
+};
+
+std::filesystem::path WorkerReader::installedWorker()
+{
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return program.parent_path() / TAVOLIN_WORKER_FROM_PROGRAM;
+}
+
+WorkerReader::WorkerReader(const std::filesystem::path &program)
+    : m_pool(Descriptor(open(program.c_str(), O_RDONLY | O_CLOEXEC)))
+{}
+
+/// What @p talk makes of an exchange with a worker; the result's default where that fails, for
+/// whatever reason. A worker that was ended from outside is no failure the first time.
+template <typename Talk>
+auto WorkerReader::run(const Errand &errand, const Talk &talk) const
+{
+    using Result = std::invoke_result_t<Talk, Exchange &>;
+    constexpr int ATTEMPTS = 2;
+    try {
+        for (int attempt = 0; attempt < ATTEMPTS && !errand.stop.stop_requested(); ++attempt) {
+            auto worker = m_pool.take(errand.role, errand.folder);
+            if (!worker)
+                break;
+            // Whatever happens, a worker that has not answered is not used again.
+            struct Discarding
+            {
+                WorkerPool &pool;
+                std::optional<Worker> &worker;
+                ~Discarding()
+                {
+                    if (worker)
+                        pool.discard(std::move(*worker));
+                }
+            } const discarding{m_pool, worker};
+            Exchange exchange(*worker, errand.limit, errand.stop);
+            if (exchange.begun())
+                std::call_once(m_wallTold, tellWhatLacks, *exchange.begun());
+            Result result = talk(exchange);
+            if (exchange.isFinished()) {
+                m_pool.giveBack(errand.role, std::move(*std::exchange(worker, std::nullopt)));
+                return errand.stop.stop_requested() ? Result() : result;
+            }
+            if (!exchange.isWorkerGone() || !worker->process->wasEndedFromOutside(ENDING_TIME))
+                break;
+        }
+    } catch (...) { // lack of memory or threads
+    }
+    return Result();
+}
+
+/// The same for @p request about the file at @p url, which is sent first.
+template <typename Talk>
+auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Request request,
+                             const Talk &talk) const
+{
+    using Result = std::invoke_result_t<Talk, Exchange &, const RegularFile &>;
+    const auto file = openRegularFile(url);
+    if (!file)
+        return Result();
+    errand.folder = url.parent_path();
+    request.isRawName = hasRawExtension(url) ? 1 : 0;
+    request.fileBytes = file->size;
+    return run(errand, [&](Exchange &exchange) {
+        exchange.send(request, file->descriptor.get());
+        return talk(exchange, *file);
+    });
+}
+
+Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
+                                  std::stop_token stop) const
+{
+    const Role role = urgency == Urgency::Now ? Role::Display : Role::Ahead;
+    return runOnFile({role, DISPLAY_TIME, std::move(stop)}, url,
+                     {.task = Task::Display, .maxPixel = maxPixel},
+                     [maxPixel](Exchange &exchange, const RegularFile &) {
+                         return receivePicture(exchange, maxPixel);
+                     });
+}
+
+DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url,
+                                                const DisplayTarget &target, Urgency urgency,
+                                                std::stop_token stop) const
+{
+    try {
+        return makeDisplayPicture(loadThumbnail(url, target.maxPixel, urgency, stop), target, stop);
+    } catch (...) { // lack of memory or threads
+        return {};
+    }
+}
+
+Image WorkerReader::loadFullImage(const std::filesystem::path &url, FullColors colors,
+                                  std::stop_token stop) const
+{
+    return runOnFile({Role::Full, FULL_TIME, std::move(stop)}, url,
+                     {.task = Task::Full, .toSrgb = colors == FullColors::Srgb ? 1U : 0U},
+                     [](Exchange &exchange, const RegularFile &) {
+                         return receivePicture(exchange, MAX_SIDE_PX);
+                     });
+}
+
+Image WorkerReader::toSrgb(const Image &image, std::stop_token stop) const
+{
+    if (image.isNull() || image.iccProfile().isEmpty())
+        return image;
+    return run({Role::Full, FULL_TIME, std::move(stop)}, [&image](Exchange &exchange) -> Image {
+        exchange.send({.task = Task::Convert,
+                       .alpha = static_cast<std::uint32_t>(image.alpha()),
+                       .width = image.width(),
+                       .profileBytes = image.iccProfile().size()},
+                      -1, image.iccProfile());
+        const auto reply = exchange.receive();
+        if (!reply)
+            return {};
+        if (reply->changesNothing != 0)
+            return image.withProfile({});
+        return exchange.convertRows(image).toImage(image.alpha());
+    });
+}
+
+std::optional<QSize> WorkerReader::readPixelSize(const std::filesystem::path &url) const
+{
+    return runOnFile({Role::Full, FACTS_TIME}, url, {.task = Task::PixelSize},
+                     [](Exchange &exchange, const RegularFile &) {
+                         const auto reply = exchange.receive();
+                         return reply ? sizeIn(*reply) : std::nullopt;
+                     });
+}
+
+std::optional<PhotoFacts> WorkerReader::readPhotoFacts(const std::filesystem::path &url,
+                                                       std::stop_token stop) const
+{
+    return runOnFile({Role::Ahead, FACTS_TIME, std::move(stop)}, url, {.task = Task::Facts},
+                     [](Exchange &exchange, const RegularFile &file) {
+                         auto facts = receiveFacts(exchange);
+                         if (facts)
+                             facts->fileBytes = static_cast<std::uintmax_t>(file.size);
+                         return facts;
+                     });
+}
+
+std::optional<JpegMetadata> WorkerReader::sourceMetadata(const std::filesystem::path &url,
+                                                         QSize newSize) const
+{
+    return runOnFile(
+        {Role::Full, FACTS_TIME}, url,
+        {.task = Task::Metadata, .width = newSize.width(), .height = newSize.height()},
+        [](Exchange &exchange, const RegularFile &) { return receiveMetadata(exchange); });
+}
+
+std::string WorkerReader::aboutWall() const
+{
+    return run({Role::Display, DISPLAY_TIME}, [](const Exchange &exchange) {
+        return exchange.begun() ? wallParts(*exchange.begun()) : std::string();
+    });
+}
+
+} // namespace tavolin

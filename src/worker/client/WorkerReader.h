@@ -1,0 +1,61 @@
+#pragma once
+// Reads pictures in workers: no file's content is looked at in this process.
+
+#include "pixels/PictureReader.h"
+#include "worker/client/WorkerPool.h"
+#include "worker/Protocol.h"
+
+#include <filesystem>
+#include <mutex>
+#include <string>
+
+namespace tavolin {
+
+/// Opens files and has workers read them. From any thread; each kind of work has a worker of its
+/// own, so that none waits for another. A worker that dies, is late or answers nonsense has failed
+/// at its file, and another takes its place.
+class WorkerReader : public PictureReader
+{
+public:
+    /// The program that belongs to the one that runs, by its place beside it.
+    [[nodiscard]] static std::filesystem::path installedWorker();
+
+    /// Runs @p program, as it is now, and starts the first workers at once. Where the system lacks
+    /// a part of the wall around them, one line on standard error will say so.
+    explicit WorkerReader(const std::filesystem::path &program = installedWorker());
+
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                    const DisplayTarget &target, Urgency urgency,
+                                                    std::stop_token stop) const override;
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+                                      std::stop_token stop) const override;
+    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop) const override;
+    [[nodiscard]] std::optional<QSize>
+    readPixelSize(const std::filesystem::path &url) const override;
+    [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
+                                                           std::stop_token stop) const override;
+    [[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
+                                                             QSize newSize) const override;
+
+    /// The picture at @p url, upright and in sRGB, its longest side at most @p maxPixel. Null on
+    /// failure.
+    [[nodiscard]] Image loadThumbnail(const std::filesystem::path &url, int maxPixel,
+                                      Urgency urgency = Urgency::Now,
+                                      std::stop_token stop = {}) const;
+
+    /// What stands around a worker, in one line; empty when none can be started.
+    [[nodiscard]] std::string aboutWall() const;
+
+private:
+    struct Errand;
+    template <typename Talk>
+    auto run(const Errand &errand, const Talk &talk) const;
+    template <typename Talk>
+    auto runOnFile(Errand errand, const std::filesystem::path &url, worker::Request request,
+                   const Talk &talk) const;
+
+    mutable worker::WorkerPool m_pool;
+    mutable std::once_flag m_wallTold;
+};
+
+} // namespace tavolin

@@ -1,0 +1,257 @@
+#include "worker/program/Service.h"
+
+#include "decoding/color/Color.h"
+#include "decoding/Decoding.h"
+#include "decoding/metadata/CarriedMetadata.h"
+#include "decoding/metadata/Metadata.h"
+#include "decoding/Properties.h"
+#include "worker/Channel.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+namespace tavolin::worker {
+
+namespace {
+
+/// The viewer checks what it is told; this is the reply to @p request so far.
+Reply failure(const Request &request)
+{
+    return {.number = request.number, .outcome = Outcome::Failed};
+}
+Reply success(const Request &request)
+{
+    return {.number = request.number, .outcome = Outcome::Done};
+}
+
+using Blocks = std::array<QByteArray, BLOCKS>;
+
+bool send(Reply reply, const Blocks &blocks = {})
+{
+    for (std::size_t i = 0; i < blocks.size(); ++i)
+        reply.blockBytes[i] = blocks[i].size();
+    if (!sendAll(CHANNEL_DESCRIPTOR, bytesOf(std::as_const(reply))))
+        return false;
+    return std::ranges::all_of(blocks, [](const QByteArray &block) {
+        return sendAll(
+            CHANNEL_DESCRIPTOR,
+            std::as_bytes(std::span(block.constData(), static_cast<std::size_t>(block.size()))));
+    });
+}
+
+ThumbnailRule ruleOf(const Request &request)
+{
+    return request.isRawName != 0 ? ThumbnailRule::FromImageIfAbsent
+                                  : ThumbnailRule::FromImageAlways;
+}
+
+/// What @p make returns; the result's default where memory or threads are lacking.
+template <typename Make>
+auto attempted(const Make &make) -> decltype(make())
+{
+    try {
+        return make();
+    } catch (...) {
+        return {};
+    }
+}
+
+/// Gives back what a large picture has left on the heap: the worker may have nothing to do for
+/// long.
+void trimHeap()
+{
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
+} // namespace
+
+Service::Service(std::span<std::byte> ring) : m_ring(ring) {}
+
+Service::~Service() = default;
+
+bool Service::answer(const Request &request, Descriptor file, const std::stop_token &stop)
+{
+    switch (request.task) {
+    case Task::Rows:
+        return answerRows(request);
+    case Task::Convert:
+        return answerConvert(request);
+    case Task::ConvertRows:
+        return answerConvertRows(request);
+    default:
+        break;
+    }
+    m_picture = {};
+    const auto source = SourceFile::fromDescriptor(std::move(file), request.fileBytes, stop);
+    if (!source)
+        return send(failure(request));
+    switch (request.task) {
+    case Task::Display:
+    case Task::Full:
+        return answerPicture(request, *source);
+    case Task::PixelSize:
+        return answerSize(request, *source);
+    case Task::Facts:
+        return answerFacts(request, *source);
+    case Task::Metadata:
+        return answerMetadata(request, *source);
+    default:
+        return send(failure(request));
+    }
+}
+
+bool Service::answerPicture(const Request &request, const SourceFile &file)
+{
+    if (const auto properties = attempted([&] { return readProperties(file); })) {
+        Reply announcement = success(request);
+        announcement.outcome = Outcome::Announced;
+        announcement.width = properties->stored.width();
+        announcement.height = properties->stored.height();
+        if (!send(announcement))
+            return false;
+    }
+    m_picture = attempted([&] {
+        return request.task == Task::Display
+                   ? decodeForDisplay(file, request.maxPixel, ruleOf(request))
+                   : decodeFull(file, ruleOf(request),
+                                request.toSrgb != 0 ? FullColors::Srgb : FullColors::Kept);
+    });
+    if (m_picture.isNull())
+        return send(failure(request));
+    Reply reply = success(request);
+    reply.width = m_picture.width();
+    reply.height = m_picture.height();
+    reply.alpha = static_cast<std::uint32_t>(m_picture.alpha());
+    return send(reply, {m_picture.iccProfile()});
+}
+
+std::span<Pixel> Service::slotFor(const Request &request, int width) const
+{
+    const auto pixels = std::int64_t{width} * request.rowCount;
+    if (request.slot >= SLOTS || width <= 0 || request.rowCount <= 0 ||
+        pixels * std::int64_t{sizeof(Pixel)} > std::int64_t{SLOT_BYTES})
+        return {};
+    const auto slot = m_ring.subspan(request.slot * SLOT_BYTES, SLOT_BYTES);
+    return {reinterpret_cast<Pixel *>(slot.data()), static_cast<std::size_t>(pixels)};
+}
+
+bool Service::answerRows(const Request &request)
+{
+    const auto slot = m_picture.isNull() ? std::span<Pixel>() : slotFor(request, m_picture.width());
+    const int end = request.firstRow + request.rowCount;
+    if (slot.empty() || request.firstRow < 0 || end > m_picture.height()) {
+        m_picture = {}; // nobody wants the rest
+        return send(request.rowCount == 0 ? success(request) : failure(request));
+    }
+    Pixel *to = slot.data();
+    for (int y = request.firstRow; y < end; ++y)
+        to = std::copy_n(m_picture.row(y), m_picture.width(), to);
+    const bool isLast = end == m_picture.height();
+    if (isLast)
+        m_picture = {};
+    const bool isSent = send(success(request));
+    if (isLast)
+        trimHeap();
+    return isSent;
+}
+
+bool Service::answerSize(const Request &request, const SourceFile &file) const
+{
+    const auto size = attempted([&] { return readUprightSize(file, ruleOf(request)); });
+    if (!size)
+        return send(failure(request));
+    Reply reply = success(request);
+    reply.width = size->width();
+    reply.height = size->height();
+    return send(reply);
+}
+
+bool Service::answerFacts(const Request &request, const SourceFile &file) const
+{
+    const auto facts = attempted([&] { return readFacts(file, ruleOf(request)); });
+    if (!facts)
+        return send(failure(request));
+    const PhotoMetadata &metadata = facts->metadata;
+    Reply reply = success(request);
+    const QSize size = metadata.pixelSize.value_or(QSize(0, 0));
+    reply.width = size.width();
+    reply.height = size.height();
+    FactsFields &fields = reply.facts;
+    fields.orientation = static_cast<std::uint32_t>(facts->orientation);
+    std::uint32_t bit = 1;
+    const auto note = [&](bool isPresent) {
+        fields.present |= isPresent ? bit : 0;
+        bit <<= 1;
+    };
+    note(metadata.focalLength.has_value());
+    note(metadata.fNumber.has_value());
+    note(metadata.exposureTime.has_value());
+    note(metadata.iso.has_value());
+    fields.focalLength = metadata.focalLength.value_or(0);
+    fields.fNumber = metadata.fNumber.value_or(0);
+    fields.exposureTime = metadata.exposureTime.value_or(0);
+    fields.iso = metadata.iso.value_or(0);
+    Blocks texts;
+    const std::array found{&metadata.make, &metadata.model, &metadata.lensModel,
+                           &metadata.dateTimeOriginal};
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        note(found[i]->has_value());
+        texts[i] = found[i]->value_or(QString()).toUtf8();
+    }
+    return send(reply, texts);
+}
+
+bool Service::answerMetadata(const Request &request, const SourceFile &file) const
+{
+    const auto metadata = attempted([&] {
+        return carriedMetadata(file, {request.width, request.height});
+    });
+    if (!metadata)
+        return send(failure(request));
+    return send(success(request),
+                {metadata->exif, metadata->xmp, metadata->photoshop, metadata->defaultProfile});
+}
+
+bool Service::answerConvert(const Request &request)
+{
+    QByteArray profile(static_cast<qsizetype>(
+                           std::clamp<std::int64_t>(request.profileBytes, 0, MAX_PROFILE_BYTES)),
+                       Qt::Uninitialized);
+    Descriptor none(-1);
+    if (!receiveAll(CHANNEL_DESCRIPTOR,
+                    std::as_writable_bytes(
+                        std::span(profile.data(), static_cast<std::size_t>(profile.size()))),
+                    none))
+        return false;
+    m_conversion = attempted([&] { return std::make_unique<const SrgbConversion>(profile); });
+    m_conversionWidth = request.width;
+    m_conversionAlpha = request.alpha == static_cast<std::uint32_t>(Alpha::Opaque)
+                            ? Alpha::Opaque
+                            : Alpha::Premultiplied;
+    if (!m_conversion)
+        return send(failure(request));
+    Reply reply = success(request);
+    reply.changesNothing = m_conversion->changesNothing() ? 1 : 0;
+    return send(reply);
+}
+
+bool Service::answerConvertRows(const Request &request) const
+{
+    const auto slot = slotFor(request, m_conversionWidth);
+    if (slot.empty() || !m_conversion || m_conversion->changesNothing())
+        return send(failure(request));
+    for (int y = 0; y < request.rowCount; ++y) {
+        Pixel *row = slot.data() + std::ptrdiff_t{m_conversionWidth} * y;
+        m_conversion->convertRow(row, row, m_conversionWidth, m_conversionAlpha);
+    }
+    return send(success(request));
+}
+
+} // namespace tavolin::worker

@@ -1,0 +1,54 @@
+#pragma once
+// What a worker does with requests.
+
+#include "decoding/SourceFile.h"
+#include "pixels/Image.h"
+#include "platform/Descriptor.h"
+#include "worker/Protocol.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stop_token>
+
+namespace tavolin {
+class SrgbConversion;
+}
+
+namespace tavolin::worker {
+
+/// Answers the requests of one viewer over the channel, one after the other. Main thread, but for
+/// the stops.
+class Service
+{
+public:
+    /// @p ring is the memory of all slots.
+    explicit Service(std::span<std::byte> ring);
+    ~Service();
+    Service(const Service &) = delete;
+    Service &operator=(const Service &) = delete;
+
+    /// Answers @p request, which comes with @p file if it is about one. False when the viewer is
+    /// gone.
+    [[nodiscard]] bool answer(const Request &request, Descriptor file, const std::stop_token &stop);
+
+private:
+    [[nodiscard]] bool answerPicture(const Request &request, const SourceFile &file);
+    [[nodiscard]] bool answerSize(const Request &request, const SourceFile &file) const;
+    [[nodiscard]] bool answerFacts(const Request &request, const SourceFile &file) const;
+    [[nodiscard]] bool answerMetadata(const Request &request, const SourceFile &file) const;
+    [[nodiscard]] bool answerRows(const Request &request);
+    [[nodiscard]] bool answerConvert(const Request &request);
+    [[nodiscard]] bool answerConvertRows(const Request &request) const;
+    /// The pixels of the slot that @p request names; empty where rows of @p width don't fit.
+    [[nodiscard]] std::span<Pixel> slotFor(const Request &request, int width) const;
+
+    std::span<std::byte> m_ring;
+    Image m_picture; // whose rows have not all been fetched
+    std::unique_ptr<const SrgbConversion> m_conversion;
+    int m_conversionWidth = 0;
+    Alpha m_conversionAlpha = Alpha::Opaque;
+};
+
+} // namespace tavolin::worker
