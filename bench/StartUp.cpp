@@ -6,7 +6,6 @@
 
 #include "app/Viewer.h"
 #include "DecodeAlone.h"
-#include "decoding/Decoding.h"
 #include "e2e/ViewerProcess.h"
 #include "e2e/WaitUntil.h"
 #include "e2e/XClient.h"
@@ -14,6 +13,7 @@
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
 #include "platform/Mailbox.h"
+#include "worker/client/WorkerReader.h"
 
 #include <QApplication>
 #include <QJsonDocument>
@@ -68,7 +68,7 @@ struct Moments
 };
 
 /// Tells when the first picture was decoded, once all is done that was to be done at the start.
-class TellingReader : public InProcessReader
+class TellingReader : public WorkerReader
 {
 public:
     TellingReader(Mailbox &mailbox, Moments &moments) : m_mailbox(mailbox), m_moments(moments) {}
@@ -78,7 +78,7 @@ public:
                                                     std::stop_token stop) const override
     {
         m_moments.decodeBegin = now();
-        auto picture = InProcessReader::loadDisplayPicture(url, target, urgency, std::move(stop));
+        auto picture = WorkerReader::loadDisplayPicture(url, target, urgency, std::move(stop));
         m_moments.decodeEnd = now();
         m_mailbox.post([&moments = m_moments] {
             std::printf("%.3f %.3f %.3f %.3f\n", moments.main, moments.application,
@@ -96,11 +96,11 @@ private:
 int runStages(int argc, char **argv)
 {
     Moments moments{.main = now()};
+    Mailbox mailbox;
+    const TellingReader reader(mailbox, moments);
     int nameOnly = 1;
     const QApplication application(nameOnly, argv);
     moments.application = now();
-    Mailbox mailbox;
-    const TellingReader reader(mailbox, moments);
     Viewer viewer(mailbox, reader);
     viewer.applicationDidFinishLaunching({.path = argv[argc - 1]});
     return QApplication::exec();

@@ -1,11 +1,10 @@
-// Says what the viewer makes of files: one JSON object a line.
+// Says what the viewer makes of files, which it reads as the viewer does: one JSON object a line.
 
 #include "browse/PhotoInfo.h"
-#include "decoding/color/Color.h"
-#include "decoding/Decoding.h"
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
 #include "screen/QtImage.h"
+#include "worker/client/WorkerReader.h"
 
 #include <QCoreApplication>
 #include <QImage>
@@ -22,6 +21,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -34,6 +34,7 @@ namespace {
 constexpr std::string_view USAGE =
     "usage: tavolin-probe [--max-pixel N] [--png OUT] [--repeat N]\n"
     "                     [--edit STEPS] [--save OUT] FILE...\n"
+    "       tavolin-probe --about\n"
     "Prints one JSON object for each FILE: file, pixelSize, display, infoLine,\n"
     "segments (of that line), decodeMs, peakRssKiB.\n"
     "  --max-pixel N  decode to at most N pixels on the longest side (2560)\n"
@@ -43,6 +44,7 @@ constexpr std::string_view USAGE =
     "                 separated by ';', each rotate=DEGREES or crop=X,Y,WIDTH,HEIGHT\n"
     "  --save OUT     save it as the viewer saves an edited picture, with its metadata\n"
     "                 (of several files, the last)\n"
+    "  --about        say what stands around the processes that read files\n"
     "Exit status: 0 when every file gave a picture, 1 otherwise, 2 for wrong usage.\n";
 
 struct Request
@@ -52,6 +54,7 @@ struct Request
     std::optional<std::filesystem::path> png;
     std::vector<tavolin::EditOp> edits;
     std::optional<std::filesystem::path> save;
+    bool isAbout = false;
     std::vector<std::filesystem::path> files;
 };
 
@@ -116,6 +119,10 @@ std::optional<Request> readRequest(std::span<char *const> arguments)
             areOptions = false;
             continue;
         }
+        if (argument == "--about") {
+            request.isAbout = true;
+            continue;
+        }
         if (++i == arguments.size())
             return std::nullopt;
         const auto number = positiveNumber(arguments[i]);
@@ -133,7 +140,7 @@ std::optional<Request> readRequest(std::span<char *const> arguments)
         else
             return std::nullopt;
     }
-    return request.files.empty() ? std::nullopt : std::optional(request);
+    return request.files.empty() != request.isAbout ? std::nullopt : std::optional(request);
 }
 
 QJsonValue toJson(std::optional<QSize> size)
@@ -141,27 +148,32 @@ QJsonValue toJson(std::optional<QSize> size)
     return size ? QJsonValue(QJsonArray{size->width(), size->height()}) : QJsonValue();
 }
 
-/// The most memory that this process has had resident, in KiB.
+/// The most memory that this process has had resident, or one of its workers that has ended, in
+/// KiB.
 qint64 peakRssKiB()
 {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
+    rusage own{};
+    rusage workers{};
+    getrusage(RUSAGE_SELF, &own);
+    getrusage(RUSAGE_CHILDREN, &workers);
+    const qint64 peak = std::max(own.ru_maxrss, workers.ru_maxrss);
 #ifdef Q_OS_MACOS
-    return usage.ru_maxrss / 1024;
+    return peak / 1024;
 #else
-    return usage.ru_maxrss;
+    return peak;
 #endif
 }
 
 /// Saves @p file edited as @p request says; false when it can't be read or written.
 bool saveEdited(const std::filesystem::path &file, const Request &request)
 {
-    tavolin::Image picture = tavolin::loadFullImage(file);
+    const tavolin::WorkerReader reader;
+    tavolin::Image picture = reader.loadFullImage(file, tavolin::FullColors::Kept, {});
     for (const tavolin::EditOp &step : request.edits)
         picture = tavolin::applyOp(picture, step);
     if (!tavolin::isSourceItself(*request.save, file) &&
         tavolin::saveJPEG(picture, *request.save, tavolin::SAVED_QUALITY,
-                          tavolin::sourceMetadata(file, picture.size())))
+                          reader.sourceMetadata(file, picture.size())))
         return true;
     std::fprintf(stderr, "tavolin-probe: can't save %s\n", request.save->c_str());
     return false;
@@ -172,21 +184,25 @@ bool probe(const std::filesystem::path &file, const Request &request)
 {
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::duration<double, std::milli>;
+    std::optional<tavolin::WorkerReader> reader(std::in_place);
+    (void)reader->aboutWall(); // by then a worker is there
     tavolin::Image picture;
     std::vector<double> times;
     for (int i = 0; i < request.repeats; ++i) {
         const auto start = Clock::now();
-        picture = tavolin::loadThumbnail(file, request.maxPixel);
+        picture = reader->loadThumbnail(file, request.maxPixel);
         times.push_back(Milliseconds(Clock::now() - start).count());
     }
     const auto median = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
     std::nth_element(times.begin(), median, times.end());
 
     const bool isShown = !picture.isNull();
-    const tavolin::PhotoInfo info = tavolin::photoInfo(tavolin::readPhotoFacts(file));
+    const tavolin::PhotoInfo info = tavolin::photoInfo(reader->readPhotoFacts(file, {}));
+    const auto pixelSize = reader->readPixelSize(file);
+    reader.reset(); // so that its workers' memory is known
     const QJsonObject line{
         {u"file"_s, QString::fromStdString(file.native())},
-        {u"pixelSize"_s, toJson(tavolin::readPixelSize(file))},
+        {u"pixelSize"_s, toJson(pixelSize)},
         {u"display"_s, toJson(isShown ? std::optional(picture.size()) : std::nullopt)},
         {u"infoLine"_s, tavolin::infoLine(info.segments)},
         {u"segments"_s, QJsonArray::fromStringList(info.segments)},
@@ -201,7 +217,7 @@ bool probe(const std::filesystem::path &file, const Request &request)
     if (!isShown || !request.png)
         return isShown;
     const QString out = QString::fromStdString(request.png->native());
-    if (tavolin::toQImage(tavolin::toSrgb(picture)).save(out, "PNG"))
+    if (tavolin::toQImage(picture).save(out, "PNG"))
         return true;
     std::fprintf(stderr, "tavolin-probe: can't write %s\n", request.png->c_str());
     return false;
@@ -217,7 +233,13 @@ int main(int argc, char **argv)
         return 2;
     }
     int nameOnly = 1;
-    const QCoreApplication application(nameOnly, argv); // knows where Qt's image readers are
+    const QCoreApplication application(nameOnly, argv); // knows where Qt's image writers are
+    if (request->isAbout) {
+        const std::string wall = tavolin::WorkerReader().aboutWall();
+        std::printf("Around each process that reads files: %s\n",
+                    wall.empty() ? "nothing, none can be started" : wall.c_str());
+        return wall.empty() ? 1 : 0;
+    }
     bool areAllShown = true;
     for (const auto &file : request->files)
         areAllShown = probe(file, *request) && areAllShown;
