@@ -7,6 +7,7 @@
 #include "pixels/Bands.h"
 #include "pixels/JpegWriter.h"
 
+#include <cstdlib>
 #include <ctime>
 #include <utility>
 
@@ -14,6 +15,8 @@ namespace tavolin {
 
 void warmUp()
 {
+    // Without a zone of its own the C library would look for the machine's at each use.
+    setenv("TZ", "UTC0", 1);
     tzset();
     (void)coreCount();
     useOwnHevcDecoder();

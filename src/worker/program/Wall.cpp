@@ -119,9 +119,10 @@ bool closeSeccomp()
     allow(SCMP_SYS(tgkill), {SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()))});
     // Looking at limits, not at those of others, and changing none.
     allow(SCMP_SYS(prlimit64), {SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, 0)});
-    // Time and chance.
-    for (const int call : {SCMP_SYS(clock_gettime), SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep),
-                           SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getrandom)})
+    // Time, chance, and how much memory there is.
+    for (const int call :
+         {SCMP_SYS(clock_gettime), SCMP_SYS(clock_nanosleep), SCMP_SYS(nanosleep),
+          SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getrandom), SCMP_SYS(sysinfo)})
         allow(call);
     if (IS_SANITIZED) {
         // What the sanitizers' own libraries look at.
