@@ -15,7 +15,7 @@ Image onBlack(const Image &image)
 {
     if (image.isNull() || image.alpha() == Alpha::Opaque)
         return image;
-    PixelBuffer result(image.size());
+    PixelBuffer result = PixelBuffer::recycled(image.size());
     for (int y = 0; !result.isNull() && y < image.height(); ++y)
         std::transform(image.row(y), image.row(y) + image.width(), result.row(y),
                        [](Pixel pixel) { return pixel | 0xff000000; });

@@ -2,8 +2,11 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
+#include <mutex>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include <sys/mman.h>
 
@@ -11,18 +14,79 @@ namespace tavolin {
 
 namespace {
 
-/// Zeroed memory for @p count pixels, straight from the system: it goes back there when the last
-/// picture lets go, whatever the heap's state. Null on lack of memory.
-std::shared_ptr<Pixel> allocatePixels(std::size_t count)
+struct Block
 {
-    const std::size_t bytes = count * sizeof(Pixel);
+    void *memory = nullptr; // as mapped
+    std::size_t bytes = 0;
+};
+
+/// Zeroed memory, straight from the system: it goes back there when the last picture lets go,
+/// whatever the heap's state. Null on lack of memory.
+void *mapMemory(std::size_t bytes)
+{
     void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
     if (memory == MAP_FAILED)
         return nullptr;
 #ifdef MADV_HUGEPAGE
     madvise(memory, bytes, MADV_HUGEPAGE);
 #endif
-    return {static_cast<Pixel *>(memory), [bytes](Pixel *pixels) { munmap(pixels, bytes); }};
+    return memory;
+}
+
+/// Blocks that pictures for the screen have let go of and the next ones will want. Any thread.
+class Recycling
+{
+public:
+    Recycling() { m_blocks.reserve(MAX_BLOCKS); }
+
+    /// The newest block that has room for @p bytes and is not much larger; null without one.
+    Block take(std::size_t bytes)
+    {
+        const std::lock_guard lock(m_mutex);
+        const auto fits = [bytes](const Block &block) {
+            return block.bytes >= bytes && block.bytes - bytes <= bytes / 4;
+        };
+        const auto found = std::find_if(m_blocks.rbegin(), m_blocks.rend(), fits);
+        if (found == m_blocks.rend())
+            return {};
+        const Block block = *found;
+        m_blocks.erase(std::next(found).base());
+        return block;
+    }
+
+    void giveBack(Block block) noexcept
+    {
+        const std::lock_guard lock(m_mutex);
+        if (block.bytes > MAX_BLOCK_BYTES) {
+            munmap(block.memory, block.bytes);
+            return;
+        }
+        if (m_blocks.size() == MAX_BLOCKS) { // the oldest is the least likely to be wanted
+            munmap(m_blocks.front().memory, m_blocks.front().bytes);
+            m_blocks.erase(m_blocks.begin());
+        }
+        m_blocks.push_back(block);
+    }
+
+private:
+    static constexpr std::size_t MAX_BLOCKS = 2; // a display picture and its rendition
+    static constexpr std::size_t MAX_BLOCK_BYTES = std::size_t{32} << 20;
+
+    std::mutex m_mutex;
+    std::vector<Block> m_blocks; // oldest first
+};
+
+/// Never destroyed: pictures may outlive everything.
+Recycling &recycling()
+{
+    static auto &made = *new Recycling;
+    return made;
+}
+
+std::size_t pixelBytes(QSize size)
+{
+    return static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height()) *
+           sizeof(Pixel);
 }
 
 } // namespace
@@ -58,14 +122,38 @@ bool Image::isSameAs(const Image &other) const
     return m_pixels == other.m_pixels && m_size == other.m_size && m_stride == other.m_stride;
 }
 
+PixelBuffer::PixelBuffer(std::shared_ptr<Pixel> pixels, QSize size)
+    : m_pixels(std::move(pixels)), m_size(m_pixels ? size : QSize())
+{}
+
 PixelBuffer::PixelBuffer(QSize size)
 {
-    if (size.isEmpty())
-        return;
-    m_pixels = allocatePixels(static_cast<std::size_t>(size.width()) *
-                              static_cast<std::size_t>(size.height()));
-    if (m_pixels)
+    const std::size_t bytes = size.isEmpty() ? 0 : pixelBytes(size);
+    if (void *memory = bytes > 0 ? mapMemory(bytes) : nullptr) {
+        m_pixels = {static_cast<Pixel *>(memory),
+                    [bytes](Pixel *pixels) { munmap(pixels, bytes); }};
         m_size = size;
+    }
+}
+
+PixelBuffer PixelBuffer::recycled(QSize size)
+{
+    const std::size_t bytes = size.isEmpty() ? 0 : pixelBytes(size);
+    if (bytes == 0)
+        return PixelBuffer(QSize());
+    Block block = recycling().take(bytes);
+    if (!block.memory)
+        block = {mapMemory(bytes), bytes};
+    if (!block.memory)
+        return PixelBuffer(QSize());
+    return {{static_cast<Pixel *>(block.memory), [block](Pixel *) { recycling().giveBack(block); }},
+            size};
+}
+
+PixelBuffer PixelBuffer::reshaped(QSize size) &&
+{
+    Q_ASSERT(pixelBytes(size) == pixelBytes(m_size));
+    return {std::exchange(m_pixels, nullptr), size};
 }
 
 Image PixelBuffer::toImage(Alpha alpha, QByteArray iccProfile) &&

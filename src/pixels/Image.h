@@ -83,6 +83,14 @@ public:
     /// Null when @p size is empty or the system has no memory.
     explicit PixelBuffer(QSize size);
 
+    /// The same of memory that an earlier picture has let go of, where there is such: it holds
+    /// anything, and is for those who write every pixel. What large pictures leave is given back to
+    /// the system.
+    [[nodiscard]] static PixelBuffer recycled(QSize size);
+
+    /// The same memory for a picture of another shape, which has as many pixels.
+    [[nodiscard]] PixelBuffer reshaped(QSize size) &&;
+
     [[nodiscard]] bool isNull() const { return !m_pixels; }
     [[nodiscard]] QSize size() const { return m_size; }
     [[nodiscard]] Pixel *row(int y) { return m_pixels.get() + std::ptrdiff_t{m_size.width()} * y; }
@@ -91,6 +99,8 @@ public:
     [[nodiscard]] Image toImage(Alpha alpha, QByteArray iccProfile = {}) &&;
 
 private:
+    PixelBuffer(std::shared_ptr<Pixel> pixels, QSize size);
+
     std::shared_ptr<Pixel> m_pixels;
     QSize m_size;
 };

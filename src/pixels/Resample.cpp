@@ -197,7 +197,7 @@ Image resampled(const Image &image, QSize size, std::stop_token stop)
     if (size == image.size())
         return image;
     const ResamplePlan plan(image.size(), size);
-    PixelBuffer result(size);
+    PixelBuffer result = PixelBuffer::recycled(size);
     if (result.isNull())
         return {};
     forBands(size.height(), LEAST_BAND_ROWS, [&](int begin, int end) {

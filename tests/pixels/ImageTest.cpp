@@ -152,6 +152,45 @@ TEST(PixelBuffer, ComesZeroed)
         EXPECT_EQ(std::count(buffer.row(y), buffer.row(y) + 33, 0U), 33);
 }
 
+TEST(PixelBuffer, IsMadeOfWhatAPictureOfTheSameSizeHasLetGoOf)
+{
+    const QSize size(1000, 700);
+    const Pixel *memory = nullptr;
+    {
+        PixelBuffer buffer = PixelBuffer::recycled(size);
+        memory = buffer.row(0);
+        const Image image = std::move(buffer).toImage(Alpha::Opaque);
+        EXPECT_NE(PixelBuffer::recycled(size).row(0), memory) << "still a picture's";
+    }
+    PixelBuffer next = PixelBuffer::recycled(size);
+    EXPECT_EQ(next.row(0), memory);
+    EXPECT_EQ(next.size(), size);
+}
+
+TEST(PixelBuffer, RecycledForALargerPictureHasRoomForIt)
+{
+    constexpr QSize LARGER(1200, 900);
+    (void)PixelBuffer::recycled({1000, 700});
+    PixelBuffer buffer = PixelBuffer::recycled(LARGER);
+    for (int y = 0; y < LARGER.height(); ++y)
+        std::fill_n(buffer.row(y), LARGER.width(), RED);
+    EXPECT_EQ(buffer.row(LARGER.height() - 1)[LARGER.width() - 1], RED);
+}
+
+TEST(PixelBuffer, RecycledOfAnEmptySizeIsNull)
+{
+    EXPECT_TRUE(PixelBuffer::recycled({}).isNull());
+}
+
+TEST(PixelBuffer, TakesAnotherShapeOfAsManyPixels)
+{
+    PixelBuffer buffer({4, 6});
+    buffer.row(2)[1] = RED; // pixel 9
+    PixelBuffer turned = std::move(buffer).reshaped({6, 4});
+    EXPECT_EQ(turned.size(), QSize(6, 4));
+    EXPECT_EQ(turned.row(1)[3], RED);
+}
+
 TEST(PixelBuffer, GivesItsPixelsToThePicture)
 {
     PixelBuffer buffer({3, 2});

@@ -26,6 +26,16 @@ constexpr std::int64_t MEGAPIXEL = 1'000'000;
 /// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
 constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
 
+/// A buffer whose pages are all there.
+PixelBuffer touched(QSize size)
+{
+    constexpr int PAGE_PIXELS = 4096 / sizeof(Pixel);
+    PixelBuffer buffer(size);
+    for (std::int64_t i = 0; !buffer.isNull() && i < pixelCount(size); i += PAGE_PIXELS)
+        buffer.row(0)[i] = 0;
+    return buffer;
+}
+
 } // namespace
 
 Exchange::Exchange(Worker &worker, std::chrono::nanoseconds limit, std::stop_token stop)
@@ -108,11 +118,23 @@ std::optional<Reply> Exchange::receiveAny()
 
 std::optional<Reply> Exchange::receive()
 {
+    return receive(false);
+}
+
+std::optional<Reply> Exchange::receiveFull()
+{
+    return receive(true);
+}
+
+std::optional<Reply> Exchange::receive(bool isFull)
+{
     auto reply = receiveAny();
     if (reply && reply->outcome == Outcome::Announced) {
-        const std::int64_t pixels = pixelCount({reply->width, reply->height});
-        if (reply->width > 0 && reply->height > 0 && pixels <= MAX_PIXELS)
-            m_latest += TIME_FOR_MEGAPIXEL * pixels / MEGAPIXEL;
+        const QSize size(reply->width, reply->height);
+        if (isWithinLimits(size))
+            m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
+        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_RESULT_PIXELS)
+            m_room = touched(size);
         reply = receiveAny();
     }
     if (!reply)
@@ -169,7 +191,10 @@ bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUs
 
 PixelBuffer Exchange::receiveRows(const Reply &reply)
 {
-    PixelBuffer pixels(QSize(reply.width, reply.height));
+    const QSize size(reply.width, reply.height);
+    PixelBuffer pixels = pixelCount(m_room.size()) == pixelCount(size)
+                             ? std::move(m_room).reshaped(size)
+                             : PixelBuffer::recycled(size);
     const bool isComplete =
         !pixels.isNull() && passRows(
                                 Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},

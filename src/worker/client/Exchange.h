@@ -38,6 +38,9 @@ public:
     /// The block of @p bytes that follows the reply; empty where the exchange breaks, which it does
     /// above @p most.
     [[nodiscard]] QByteArray receiveBlock(std::int64_t bytes, std::int64_t most);
+    /// The same where a picture at full size is to come: while it is decoded its place in memory is
+    /// made ready, which takes the system long.
+    [[nodiscard]] std::optional<Reply> receiveFull();
     /// The rows of the picture that @p reply tells of, whose size has been checked. Null when the
     /// exchange breaks, memory is lacking or a stop is requested.
     [[nodiscard]] PixelBuffer receiveRows(const Reply &reply);
@@ -64,6 +67,7 @@ private:
     /// the exchange breaks or a stop is requested.
     [[nodiscard]] bool passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use);
 
+    [[nodiscard]] std::optional<Reply> receive(bool isFull);
     [[nodiscard]] std::optional<Reply> receiveAny();
     void sendBytes(std::span<const std::byte> bytes, int descriptor = -1);
     void receiveBytes(std::span<std::byte> bytes);
@@ -77,6 +81,7 @@ private:
     std::optional<Clock::time_point> m_stopAsked;
     std::uint32_t m_errand = 0;   // number of the request that a stop is for
     std::uint32_t m_answered = 0; // number of the newest request with a reply
+    PixelBuffer m_room{QSize()};  // for the picture to come; null: whatever there is will do
     bool m_isBroken = false;
     bool m_isWorkerGone = false;
 };

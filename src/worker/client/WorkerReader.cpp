@@ -48,9 +48,9 @@ bool hasPicture(const Reply &reply, int maxPixel)
            pixelCount(size) <= MAX_RESULT_PIXELS && isAlpha(reply.alpha);
 }
 
-Image receivePicture(Exchange &exchange, int maxPixel)
+/// The picture that @p reply, if there is one, tells of.
+Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int maxPixel)
 {
-    const auto reply = exchange.receive();
     if (!reply)
         return {};
     if (!hasPicture(*reply, maxPixel)) {
@@ -205,7 +205,7 @@ Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel
     return runOnFile({role, DISPLAY_TIME, std::move(stop)}, url,
                      {.task = Task::Display, .maxPixel = maxPixel},
                      [maxPixel](Exchange &exchange, const RegularFile &) {
-                         return receivePicture(exchange, maxPixel);
+                         return receivePicture(exchange, exchange.receive(), maxPixel);
                      });
 }
 
@@ -226,7 +226,7 @@ Image WorkerReader::loadFullImage(const std::filesystem::path &url, FullColors c
     return runOnFile({Role::Full, FULL_TIME, std::move(stop)}, url,
                      {.task = Task::Full, .toSrgb = colors == FullColors::Srgb ? 1U : 0U},
                      [](Exchange &exchange, const RegularFile &) {
-                         return receivePicture(exchange, MAX_SIDE_PX);
+                         return receivePicture(exchange, exchange.receiveFull(), MAX_SIDE_PX);
                      });
 }
 
