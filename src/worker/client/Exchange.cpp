@@ -23,6 +23,10 @@ constexpr auto STOP_GRACE = 50ms;
 constexpr auto TIME_FOR_MEGAPIXEL = 10ms;
 constexpr std::int64_t MEGAPIXEL = 1'000'000;
 
+/// The largest picture whose place is made ready before it is there: most cameras make smaller
+/// ones, and what a header says beyond that may be a lie that costs memory.
+constexpr std::int64_t MAX_READY_PIXELS = 64 * MEGAPIXEL;
+
 /// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
 constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
 
@@ -133,7 +137,7 @@ std::optional<Reply> Exchange::receive(bool isFull)
         const QSize size(reply->width, reply->height);
         if (isWithinLimits(size))
             m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
-        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_RESULT_PIXELS)
+        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_READY_PIXELS)
             m_room = touched(size);
         reply = receiveAny();
     }

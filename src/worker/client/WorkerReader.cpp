@@ -119,6 +119,11 @@ void tellWhatLacks(const Reply &begun)
                      lacking.c_str(), wallParts(begun).c_str());
 }
 
+void tellOfFailure()
+{
+    std::fputs("No picture can be read: tavolin-worker can't be started\n", stderr);
+}
+
 } // namespace
 
 /// Who is to do what, and what it may cost.
@@ -151,8 +156,10 @@ auto WorkerReader::run(const Errand &errand, const Talk &talk) const
     try {
         for (int attempt = 0; attempt < ATTEMPTS && !errand.stop.stop_requested(); ++attempt) {
             auto worker = m_pool.take(errand.role, errand.folder);
-            if (!worker)
+            if (!worker) {
+                std::call_once(m_failureTold, tellOfFailure);
                 break;
+            }
             // Whatever happens, a worker that has not answered is not used again.
             struct Discarding
             {

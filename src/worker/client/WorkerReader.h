@@ -56,6 +56,7 @@ private:
 
     mutable worker::WorkerPool m_pool;
     mutable std::once_flag m_wallTold;
+    mutable std::once_flag m_failureTold;
 };
 
 } // namespace tavolin
