@@ -30,6 +30,15 @@ bool isUsable(const Worker &worker, const std::filesystem::path &folder)
            (folder.empty() || worker.folder.empty() || worker.folder == folder);
 }
 
+/// Notes that @p worker will see a file in @p folder, or none where that is empty.
+void noteFile(Worker &worker, const std::filesystem::path &folder)
+{
+    if (folder.empty())
+        return;
+    worker.folder = folder;
+    ++worker.files;
+}
+
 /// Tells a new @p worker what it is for.
 void begin(Worker &worker, Role role)
 {
@@ -78,7 +87,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
             Worker worker = std::move(idle.back());
             idle.pop_back();
             if (isUsable(worker, folder)) {
-                worker.folder = folder.empty() ? worker.folder : folder;
+                noteFile(worker, folder);
                 return worker;
             }
             worker.process->kill();
@@ -86,7 +95,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
         if (m_spare && !m_spare->process->hasEnded()) {
             Worker worker = *std::exchange(m_spare, std::nullopt);
             begin(worker, role);
-            worker.folder = folder;
+            noteFile(worker, folder);
             return worker;
         }
         const auto fits = [role](const Order &order) { return !order || *order == role; };
