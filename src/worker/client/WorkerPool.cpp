@@ -50,7 +50,7 @@ void begin(Worker &worker, Role role)
 } // namespace
 
 WorkerPool::WorkerPool(Descriptor executable)
-    : m_executable(std::move(executable)), m_orders{Role::Display, Role::Ahead}
+    : m_executable(std::move(executable)), m_orders{Role::Display}
 {
     std::array<int, 2> ends{-1, -1};
     if (pipe(ends.data()) == 0) {

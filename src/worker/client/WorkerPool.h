@@ -32,8 +32,8 @@ struct Worker
 class WorkerPool
 {
 public:
-    /// The program is what @p executable is open at. Starts the first workers at once and waits for
-    /// nothing.
+    /// The program is what @p executable is open at. Starts a worker for display decodes at once
+    /// and waits for nothing; the next is not to delay the first picture.
     explicit WorkerPool(Descriptor executable);
     /// Kills all workers. Waits for one that can't die no longer than a moment.
     ~WorkerPool();

@@ -20,8 +20,8 @@ public:
     /// The program that belongs to the one that runs, by its place beside it.
     [[nodiscard]] static std::filesystem::path installedWorker();
 
-    /// Runs @p program, as it is now, and starts the first workers at once. Where the system lacks
-    /// a part of the wall around them, one line on standard error will say so.
+    /// Runs @p program, as it is now, and starts a first worker at once. Where none can be started,
+    /// or the system lacks a part of the wall around them, one line on standard error will say so.
     explicit WorkerReader(const std::filesystem::path &program = installedWorker());
 
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
