@@ -126,8 +126,8 @@ bool closeSeccomp()
         allow(call);
     if (IS_SANITIZED) {
         // What the sanitizers' own libraries look at.
-        for (const int call : {SCMP_SYS(readlink), SCMP_SYS(getrusage),
-                               SCMP_SYS(sched_getscheduler), SCMP_SYS(prctl)})
+        for (const int call : {SCMP_SYS(readlink), SCMP_SYS(getrusage), SCMP_SYS(pipe),
+                               SCMP_SYS(pipe2), SCMP_SYS(sched_getscheduler), SCMP_SYS(prctl)})
             allow(call);
     }
     return isGood && seccomp_load(filter.get()) == 0;

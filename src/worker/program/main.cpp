@@ -25,6 +25,11 @@ extern "C" const char *__asan_default_options()
 {
     return "exitcode=86:detect_leaks=0:detect_stack_use_after_return=1";
 }
+extern "C" const char *__ubsan_default_options();
+extern "C" const char *__ubsan_default_options()
+{
+    return "exitcode=86:halt_on_error=1:print_stacktrace=1";
+}
 #endif
 #if defined(__SANITIZE_THREAD__)
 extern "C" const char *__tsan_default_options();
