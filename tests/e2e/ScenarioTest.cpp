@@ -2,9 +2,7 @@
 // what is on the screen and on disk. Texts are read, and buttons found, where a screen reader does:
 // what these tests can read and press, everybody can.
 
-#include "e2e/Accessibility.h"
-#include "e2e/SessionBus.h"
-#include "e2e/ViewerTest.h"
+#include "e2e/SessionTest.h"
 
 #include <QFile>
 
@@ -53,41 +51,9 @@ QSize sizeOf(const fs::path &picture)
     return QImage(QString::fromStdString(picture)).size();
 }
 
-class Scenario : public ViewerTest
+class Scenario : public SessionTest
 {
 protected:
-    using Role = AccessibleRole;
-
-    void SetUp() override
-    {
-        if (const QString reason = SessionBus::whyUnavailable(); !reason.isEmpty())
-            GTEST_SKIP() << reason.toStdString();
-        ViewerTest::SetUp();
-        if (!IsSkipped() && !HasFatalFailure())
-            startSession();
-    }
-
-    void TearDown() override
-    {
-        ViewerTest::TearDown();
-        m_tool.reset();
-        m_bus.reset();
-    }
-
-    /// Starts a desktop session with an assistive tool on the screen; skips where there can be no
-    /// such tool.
-    void startSession()
-    {
-        m_tool.reset();
-        m_bus.emplace(m_server->displayName());
-        ASSERT_EQ(m_bus->error(), QString());
-        m_busAddress = m_bus->address();
-        m_tool.emplace(*m_bus);
-        if (!m_tool->whyUnavailable().isEmpty())
-            GTEST_SKIP() << m_tool->whyUnavailable().toStdString();
-        ASSERT_EQ(m_tool->error(), QString());
-    }
-
     /// What is called @p name; the topmost if there are several.
     [[nodiscard]] std::optional<AccessibleObject> find(Role role, const QString &name) const
     {
@@ -108,28 +74,6 @@ protected:
     [[nodiscard]] bool waitUntilGone(Role role, const QString &name) const
     {
         return waitUntil([&] { return !find(role, name); });
-    }
-
-    /// The line that spans the screen, less @p margin on either side.
-    [[nodiscard]] std::optional<AccessibleObject> lineBetween(int margin, int height) const
-    {
-        for (const AccessibleObject &object : m_tool->objects()) {
-            const QRect &rect = object.rect;
-            if (object.role == Role::Label && rect.x() == margin && rect.height() == height &&
-                rect.width() == SCREEN_RECT.width() - 2 * margin)
-                return object;
-        }
-        return {};
-    }
-
-    [[nodiscard]] std::optional<AccessibleObject> infoLabel() const { return lineBetween(20, 22); }
-    [[nodiscard]] std::optional<AccessibleObject> statusLabel() const { return lineBetween(0, 30); }
-
-    /// What the lines say; empty also when they are not there.
-    [[nodiscard]] QString infoLine() const { return infoLabel().value_or(AccessibleObject()).name; }
-    [[nodiscard]] QString statusLine() const
-    {
-        return statusLabel().value_or(AccessibleObject()).name;
     }
 
     [[nodiscard]] testing::AssertionResult waitForInfo(const QString &text) const
@@ -224,17 +168,6 @@ protected:
 
     void undo() { m_client->tapKey(KEY_Z, {KEY_LEFTCTRL}); }
 
-    /// Presses Escape and waits for the viewer's end; empty when it stays or crashes. The key is
-    /// not released before that: as long as there is an assistive tool Qt keeps each key until the
-    /// tool has had it, and what it keeps at the end counts as a leak.
-    [[nodiscard]] std::optional<int> quit()
-    {
-        m_client->pressKey(KEY_ESC);
-        const auto exitCode = waitForExit();
-        m_client->releaseKey(KEY_ESC);
-        return exitCode;
-    }
-
     [[nodiscard]] bool isInTrash(const std::string &name) const
     {
         return fs::exists(m_viewer->dataHome() / "Trash" / "files" / name);
@@ -251,9 +184,6 @@ protected:
     const QString CROPPED =
         u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s;
     const QString QUESTION = u"มีการแก้ไขที่ยังไม่ได้บันทึก"_s;
-
-    std::optional<SessionBus> m_bus;
-    std::optional<AssistiveTool> m_tool;
 
 private:
     /// For messages: everything that has a name.
