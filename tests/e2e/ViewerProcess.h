@@ -32,6 +32,9 @@ public:
     /// Empty while the program runs, and when it was ended by a signal or never started.
     [[nodiscard]] std::optional<int> exitCode();
 
+    /// 0 when it is not running.
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
+
     /// What the program finds as XDG_DATA_HOME; its Trash is in there.
     [[nodiscard]] std::filesystem::path dataHome() const;
 
