@@ -153,6 +153,7 @@ PixelBuffer PixelBuffer::recycled(QSize size)
 PixelBuffer PixelBuffer::reshaped(QSize size) &&
 {
     Q_ASSERT(pixelBytes(size) == pixelBytes(m_size));
+    m_size = {};
     return {std::exchange(m_pixels, nullptr), size};
 }
 

@@ -1,6 +1,5 @@
 #pragma once
-// How much a file may ask for. A header can claim anything; with these one full-size picture and
-// one for the screen can be decoded at a time without passing two gibibytes.
+// How much a file may ask for: a header can claim anything.
 
 #include <QSize>
 

@@ -36,8 +36,6 @@ void setQualityOfThisThread(QualityOfService qualityOfService)
     // Niceness is not enough: a thread of the load queue that wakes up waits for a nice one's turn
     // to end, which made a display decode on two cores a fifth slower; an idle one gives way at
     // once. The price is that it gets next to nothing while other programs keep every core busy.
-    // A save that needs a lock which such a thread holds, as that for metadata, then waits too:
-    // accepted, as little is done under it and a thread may not leave SCHED_IDLE for that time.
     if (qualityOfService == QualityOfService::Utility) {
         const sched_param none{};
         pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);

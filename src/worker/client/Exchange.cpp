@@ -1,6 +1,7 @@
 #include "worker/client/Exchange.h"
 
 #include "pixels/Limits.h"
+#include "pixels/Resample.h"
 #include "worker/Channel.h"
 
 #include <algorithm>
@@ -17,6 +18,9 @@ using namespace std::chrono_literals;
 
 /// Between two looks at the clock and the stop token.
 constexpr auto TICK = 10ms;
+/// A worker that neither does anything nor waits for a disk, for so long, hangs.
+constexpr auto STANDSTILL = 30s;
+constexpr auto LEAST_PROGRESS = 1ms;
 /// For a worker to answer once it has been asked to stop.
 constexpr auto STOP_GRACE = 50ms;
 /// More time for each pixel of the picture.
@@ -29,6 +33,21 @@ constexpr std::int64_t MAX_READY_PIXELS = 64 * MEGAPIXEL;
 
 /// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
 constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
+
+/// Copies what a worker says are pixels with @p alpha, and sees to it that they are.
+void takePixels(const Pixel *from, int rows, int firstRow, Alpha alpha, PixelBuffer &to)
+{
+    const int width = to.size().width();
+    for (int y = firstRow; y < firstRow + rows; ++y, from += width) {
+        if (alpha == Alpha::Opaque) {
+            std::transform(from, from + width, to.row(y),
+                           [](Pixel pixel) { return pixel | 0xff000000; });
+        } else {
+            std::copy_n(from, width, to.row(y));
+            limitToAlpha(to.row(y), width);
+        }
+    }
+}
 
 /// A buffer whose pages are all there.
 PixelBuffer touched(QSize size)
@@ -60,18 +79,26 @@ void Exchange::checkClock()
         m_stopAsked = Clock::now();
         m_worker.process->requestStop(m_errand);
     }
-    if ((m_stopAsked && Clock::now() - *m_stopAsked > STOP_GRACE) ||
-        m_worker.process->processorTime() > m_latest)
+    const auto now = Clock::now();
+    const auto time = m_worker.process->processorTime();
+    if (time - m_lastTime > LEAST_PROGRESS) {
+        m_lastTime = time;
+        m_lastProgress = now;
+    }
+    const bool hangs = now - m_lastProgress > STANDSTILL && !m_worker.process->isWaitingForDisk();
+    if ((m_stopAsked && now - *m_stopAsked > STOP_GRACE) || time > m_latest || hangs)
         breakOff();
+    m_nextLook = now + TICK;
 }
 
 void Exchange::waitFor(short events)
 {
-    for (pollfd socket{.fd = m_worker.process->channel(), .events = events, .revents = 0};
-         !m_isBroken; checkClock()) {
-        if (poll(&socket, 1, static_cast<int>(TICK.count())) > 0)
-            return;
-    }
+    pollfd socket{.fd = m_worker.process->channel(), .events = events, .revents = 0};
+    do {
+        // Also while bytes come, one after the other.
+        if (Clock::now() >= m_nextLook)
+            checkClock();
+    } while (!m_isBroken && poll(&socket, 1, static_cast<int>(TICK.count())) <= 0);
 }
 
 void Exchange::sendBytes(std::span<const std::byte> bytes, int descriptor)
@@ -133,7 +160,7 @@ std::optional<Reply> Exchange::receiveFull()
 std::optional<Reply> Exchange::receive(bool isFull)
 {
     auto reply = receiveAny();
-    if (reply && reply->outcome == Outcome::Announced) {
+    if (reply && reply->outcome == Outcome::Announced && !std::exchange(m_isAnnounced, true)) {
         const QSize size(reply->width, reply->height);
         if (isWithinLimits(size))
             m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
@@ -196,16 +223,17 @@ bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUs
 PixelBuffer Exchange::receiveRows(const Reply &reply)
 {
     const QSize size(reply.width, reply.height);
-    PixelBuffer pixels = pixelCount(m_room.size()) == pixelCount(size)
-                             ? std::move(m_room).reshaped(size)
+    std::optional<PixelBuffer> room = std::exchange(m_room, std::nullopt);
+    PixelBuffer pixels = room && pixelCount(room->size()) == pixelCount(size)
+                             ? std::move(*room).reshaped(size)
                              : PixelBuffer::recycled(size);
+    room.reset();
     const bool isComplete =
         !pixels.isNull() && passRows(
                                 Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
-                                [&pixels](std::span<std::byte> slot, int firstRow, int rows) {
-                                    const auto *from = reinterpret_cast<const Pixel *>(slot.data());
-                                    std::copy_n(from, std::ptrdiff_t{pixels.size().width()} * rows,
-                                                pixels.row(firstRow));
+                                [&](std::span<std::byte> slot, int firstRow, int rows) {
+                                    takePixels(reinterpret_cast<const Pixel *>(slot.data()), rows,
+                                               firstRow, static_cast<Alpha>(reply.alpha), pixels);
                                 });
     if (isComplete)
         return pixels;
@@ -219,6 +247,7 @@ PixelBuffer Exchange::receiveRows(const Reply &reply)
 
 PixelBuffer Exchange::convertRows(const Image &image)
 {
+    m_latest += TIME_FOR_MEGAPIXEL * pixelCount(image.size()) / MEGAPIXEL;
     PixelBuffer pixels(image.size());
     const bool isComplete =
         !pixels.isNull() && passRows(
@@ -228,10 +257,9 @@ PixelBuffer Exchange::convertRows(const Image &image)
                                     for (int y = 0; y < rows; ++y, to += image.width())
                                         std::copy_n(image.row(firstRow + y), image.width(), to);
                                 },
-                                [&pixels](std::span<std::byte> slot, int firstRow, int rows) {
-                                    const auto *from = reinterpret_cast<const Pixel *>(slot.data());
-                                    std::copy_n(from, std::ptrdiff_t{pixels.size().width()} * rows,
-                                                pixels.row(firstRow));
+                                [&](std::span<std::byte> slot, int firstRow, int rows) {
+                                    takePixels(reinterpret_cast<const Pixel *>(slot.data()), rows,
+                                               firstRow, image.alpha(), pixels);
                                 });
     return isComplete ? std::move(pixels) : PixelBuffer(QSize());
 }

@@ -73,15 +73,20 @@ private:
     void receiveBytes(std::span<std::byte> bytes);
     /// Returns once the socket is ready for @p events, or breaks off.
     void waitFor(short events);
+    /// Looks for a stop, at the deadline and for progress.
     void checkClock();
 
     Worker &m_worker;
     std::chrono::nanoseconds m_latest; // on the worker's own clock
     std::stop_token m_stop;
     std::optional<Clock::time_point> m_stopAsked;
-    std::uint32_t m_errand = 0;   // number of the request that a stop is for
-    std::uint32_t m_answered = 0; // number of the newest request with a reply
-    PixelBuffer m_room{QSize()};  // for the picture to come; null: whatever there is will do
+    Clock::time_point m_nextLook;
+    std::chrono::nanoseconds m_lastTime{};           // on the worker's clock …
+    Clock::time_point m_lastProgress = Clock::now(); // … when it last went on
+    std::uint32_t m_errand = 0;                      // number of the request that a stop is for
+    std::uint32_t m_answered = 0;                    // number of the newest request with a reply
+    std::optional<PixelBuffer> m_room;               // made ready for the picture to come
+    bool m_isAnnounced = false;                      // how large it is
     bool m_isBroken = false;
     bool m_isWorkerGone = false;
 };

@@ -20,13 +20,17 @@ using namespace std::chrono_literals;
 constexpr int MAX_FILES = 500;
 
 /// Between the end of a process's descriptors and its own lie moments.
-constexpr auto REAP_INTERVAL = 2ms;
+constexpr std::chrono::milliseconds REAP_INTERVAL = 2ms;
+/// At the longest, where there is an end that does not come.
+constexpr std::chrono::milliseconds MAX_INTERVAL = 1s;
 /// How long the viewer's end waits for those of its workers, which have been killed.
 constexpr auto LAST_WAIT = 200ms;
 
 bool isUsable(const Worker &worker, const std::filesystem::path &folder)
 {
-    return !worker.process->hasEnded() && worker.files < MAX_FILES &&
+    // What comes unasked after an answer would pass for the next one.
+    const bool isQuiet = !worker.begun || !worker.process->hasNews();
+    return !worker.process->hasEnded() && isQuiet && worker.files < MAX_FILES &&
            (folder.empty() || worker.folder.empty() || worker.folder == folder);
 }
 
@@ -82,7 +86,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
 {
     std::unique_lock lock(m_mutex);
     auto &idle = m_idle[static_cast<std::size_t>(role)];
-    for (const int failures = m_failures; failures == m_failures; m_changed.wait(lock)) {
+    for (const int failures = m_failures;; m_changed.wait(lock)) {
         while (!idle.empty()) {
             Worker worker = std::move(idle.back());
             idle.pop_back();
@@ -99,12 +103,13 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
             return worker;
         }
         const auto fits = [role](const Order &order) { return !order || *order == role; };
-        if (std::ranges::none_of(m_orders, fits)) {
-            m_orders.emplace_back();
-            wake();
-        }
+        if (std::ranges::any_of(m_orders, fits))
+            continue;
+        if (m_failures != failures)
+            return std::nullopt;
+        m_orders.emplace_back();
+        wake();
     }
-    return std::nullopt;
 }
 
 void WorkerPool::giveBack(Role role, Worker worker)
@@ -165,10 +170,15 @@ void WorkerPool::keep(const std::stop_token &stop)
         std::erase_if(ending, [](const auto &process) { return process->reap(); });
         return ending.empty();
     };
+    auto interval = REAP_INTERVAL;
     while (!stop.stop_requested()) {
-        startOrdered(alive);
-        waitForNews(alive, ending);
-        reapEnded();
+        try {
+            startOrdered(alive);
+            waitForNews(alive, ending, interval);
+        } catch (...) { // lack of memory
+            giveUpOrders();
+        }
+        interval = reapEnded() ? REAP_INTERVAL : std::min(2 * interval, MAX_INTERVAL);
     }
     ending.insert(ending.end(), alive.begin(), alive.end());
     for (const auto &process : ending)
@@ -178,14 +188,23 @@ void WorkerPool::keep(const std::stop_token &stop)
         std::this_thread::sleep_for(REAP_INTERVAL);
 }
 
-void WorkerPool::waitForNews(Processes &alive, Processes &ending) const
+void WorkerPool::giveUpOrders()
+{
+    const std::lock_guard lock(m_mutex);
+    m_orders.clear();
+    ++m_failures;
+    m_changed.notify_all();
+}
+
+void WorkerPool::waitForNews(Processes &alive, Processes &ending,
+                             std::chrono::milliseconds interval) const
 {
     std::vector<pollfd> news{{.fd = m_woken.get(), .events = POLLIN, .revents = 0}};
     for (const auto &process : alive)
         news.push_back({.fd = process->lifeline(), .events = 0, .revents = 0});
     // One that can't die, because it waits for a disk, keeps its descriptors and is no news.
     poll(news.data(), static_cast<nfds_t>(news.size()),
-         ending.empty() ? -1 : static_cast<int>(REAP_INTERVAL.count()));
+         ending.empty() && m_woken.get() >= 0 ? -1 : static_cast<int>(interval.count()));
     std::array<char, 64> anything{};
     [[maybe_unused]] const auto count = read(m_woken.get(), anything.data(), anything.size());
     for (std::size_t i = alive.size(); i-- > 0;) {

@@ -6,6 +6,7 @@
 #include "worker/Protocol.h"
 
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
@@ -57,7 +58,8 @@ private:
     void orderSpare();
     void keep(const std::stop_token &stop);
     void startOrdered(Processes &started);
-    void waitForNews(Processes &alive, Processes &ending) const;
+    void giveUpOrders();
+    void waitForNews(Processes &alive, Processes &ending, std::chrono::milliseconds interval) const;
     void wake() const;
 
     const Descriptor m_executable;

@@ -6,10 +6,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
@@ -184,6 +188,30 @@ std::chrono::nanoseconds WorkerProcess::processorTime() const
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
+bool WorkerProcess::isWaitingForDisk() const
+{
+#ifdef __linux__
+    // proc(5): the state, D for such a wait, stands behind the name, which ends with a bracket.
+    std::error_code none;
+    const std::filesystem::path threads = "/proc/" + std::to_string(m_pid) + "/task";
+    for (const auto &thread : std::filesystem::directory_iterator(threads, none)) {
+        std::ifstream file(thread.path() / "stat");
+        std::string line;
+        std::getline(file, line);
+        const auto nameEnd = line.rfind(')');
+        if (nameEnd != std::string::npos && line.compare(nameEnd, 3, ") D") == 0)
+            return true;
+    }
+#endif
+    return false;
+}
+
+bool WorkerProcess::hasNews() const
+{
+    pollfd channel{.fd = m_channel.get(), .events = POLLIN, .revents = 0};
+    return poll(&channel, 1, 0) != 0;
+}
+
 void WorkerProcess::kill()
 {
     const std::lock_guard lock(m_mutex);
@@ -207,7 +235,6 @@ bool WorkerProcess::reap()
         WEXITSTATUS(status) == SANITIZER_EXIT_CODE)
         std::abort();
     m_isReaped = true;
-    m_ended.notify_all();
     return true;
 }
 
@@ -219,8 +246,11 @@ bool WorkerProcess::hasEnded()
 
 bool WorkerProcess::wasEndedFromOutside(std::chrono::milliseconds atMost)
 {
-    std::unique_lock lock(m_mutex);
-    m_ended.wait_for(lock, atMost, [this] { return m_isReaped; });
+    constexpr auto INTERVAL = std::chrono::milliseconds(1);
+    const auto latest = std::chrono::steady_clock::now() + atMost;
+    while (!reap() && std::chrono::steady_clock::now() < latest)
+        std::this_thread::sleep_for(INTERVAL);
+    const std::lock_guard lock(m_mutex);
     if (!m_status || !WIFSIGNALED(*m_status))
         return false;
     const int signal = WTERMSIG(*m_status);

@@ -6,7 +6,6 @@
 #include "worker/Protocol.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -46,13 +45,19 @@ public:
     /// What the process has taken of the processors, on all cores; 0 where the system doesn't tell.
     [[nodiscard]] std::chrono::nanoseconds processorTime() const;
 
+    /// Whether the system has one of the process's threads wait for a disk at the moment; false
+    /// where it doesn't tell.
+    [[nodiscard]] bool isWaitingForDisk() const;
+    /// Whether there is something to be received, if only the end.
+    [[nodiscard]] bool hasNews() const;
+
     void kill();
     /// Looks whether the process has ended, and takes it off the system's list then.
     bool reap();
     /// Whether reap() has found its end.
     [[nodiscard]] bool hasEnded();
-    /// Waits for @p atMost until another thread has reaped the process; whether somebody else has
-    /// killed it, as the system may when memory runs out.
+    /// Waits for the process's end for @p atMost; whether somebody else has killed it, as the
+    /// system may when memory runs out.
     [[nodiscard]] bool wasEndedFromOutside(std::chrono::milliseconds atMost);
 
 private:
@@ -66,7 +71,6 @@ private:
     std::byte *const m_ring;
 
     std::mutex m_mutex; // guards what follows: a number that was reaped may be another's by now
-    std::condition_variable m_ended;
     bool m_isReaped = false;
     std::optional<int> m_status; // as waitpid told
 };

@@ -29,7 +29,7 @@ constexpr auto FULL_TIME = 60s;
 constexpr auto FACTS_TIME = 5s;
 
 /// For the system to say how a worker has ended that is gone.
-constexpr auto ENDING_TIME = 50ms;
+constexpr auto ENDING_TIME = 200ms;
 
 /// A text of PhotoMetadata as UTF-8: each of its 4096 bytes may have become U+FFFD.
 constexpr std::int64_t MAX_TEXT_BYTES = std::int64_t{3} * 4096;
@@ -58,6 +58,9 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
         return {};
     }
     QByteArray profile = exchange.receiveBlock(reply->blockBytes[0], MAX_PROFILE_BYTES);
+    // ICC.1:2022, 7.2.6. More is not looked at; it may go into a file that is saved.
+    if (!profile.isEmpty() && profile.mid(16, 4) != "RGB ")
+        exchange.breakOff();
     return exchange.receiveRows(*reply).toImage(static_cast<Alpha>(reply->alpha),
                                                 std::move(profile));
 }
@@ -66,7 +69,8 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
 std::optional<QSize> sizeIn(const Reply &reply)
 {
     const QSize size(reply.width, reply.height);
-    return size.isEmpty() ? std::nullopt : std::optional(size);
+    const bool isSize = !size.isEmpty() && std::max(size.width(), size.height()) <= MAX_SIDE_PX;
+    return isSize ? std::optional(size) : std::nullopt;
 }
 
 std::optional<PhotoFacts> receiveFacts(Exchange &exchange)
@@ -139,7 +143,7 @@ std::filesystem::path WorkerReader::installedWorker()
 {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    return program.parent_path() / TAVOLIN_WORKER_FROM_PROGRAM;
+    return error ? std::filesystem::path() : program.parent_path() / TAVOLIN_WORKER_FROM_PROGRAM;
 }
 
 WorkerReader::WorkerReader(const std::filesystem::path &program)
@@ -179,8 +183,11 @@ auto WorkerReader::run(const Errand &errand, const Talk &talk) const
                 m_pool.giveBack(errand.role, std::move(*std::exchange(worker, std::nullopt)));
                 return errand.stop.stop_requested() ? Result() : result;
             }
-            if (!exchange.isWorkerGone() || !worker->process->wasEndedFromOutside(ENDING_TIME))
-                break;
+            if (exchange.isWorkerGone() && worker->process->wasEndedFromOutside(ENDING_TIME))
+                continue;
+            if (!exchange.begun() && !errand.stop.stop_requested())
+                std::call_once(m_failureTold, tellOfFailure);
+            break;
         }
     } catch (...) { // lack of memory or threads
     }

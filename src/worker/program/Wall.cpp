@@ -106,7 +106,8 @@ bool closeSeccomp()
     // it is unknown, threads are made by clone.
     allow(SCMP_SYS(clone),
           {SCMP_A0(SCMP_CMP_MASKED_EQ,
-                   CLONE_THREAD | CLONE_NEWNS | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET,
+                   CLONE_THREAD | CLONE_NEWNS | CLONE_NEWUSER | CLONE_NEWPID | CLONE_NEWNET |
+                       CLONE_NEWUTS | CLONE_NEWIPC | CLONE_NEWCGROUP,
                    CLONE_THREAD)});
     isGood =
         seccomp_rule_add(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0) == 0 && isGood;
@@ -164,7 +165,8 @@ Wall closeWall(Role role)
     count(WallPart::Memory, !IS_SANITIZED && setLimit(RLIMIT_AS, memory));
     count(WallPart::ProcessorTime, setLimit(RLIMIT_CPU, PROCESSOR_SECONDS));
     count(WallPart::Descriptors, setLimit(RLIMIT_NOFILE, MAX_DESCRIPTORS));
-    count(WallPart::NoCoreFile, setLimit(RLIMIT_CORE, 0));
+    // None would not hold where cores go to a program (core(5)); one byte is too little for either.
+    count(WallPart::NoCoreFile, setLimit(RLIMIT_CORE, 1));
 #ifdef __linux__
     count(WallPart::NoNewPrivileges, prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0);
     wall.landlock = closeLandlock();

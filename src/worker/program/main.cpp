@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -43,6 +44,9 @@ using namespace tavolin;
 using namespace tavolin::worker;
 
 namespace {
+
+/// Of a thread: what systems give by default.
+constexpr std::size_t STACK_BYTES = std::size_t{8} << 20;
 
 /// The request under way, and the newest that is to stop: either may be told of first.
 class Stops
@@ -97,6 +101,12 @@ int main()
 #ifdef __GLIBC__
     // One heap for all threads: further ones look at the system's settings when they shrink.
     mallopt(M_ARENA_MAX, 1);
+    // What the user allows a stack would be taken from the address space, for each thread.
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, STACK_BYTES);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
 #endif
     void *ring = mmap(nullptr, RING_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, RING_DESCRIPTOR, 0);
     close(RING_DESCRIPTOR);
