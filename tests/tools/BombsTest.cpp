@@ -1,4 +1,4 @@
-// Decodes files that are made to hurt, each in a process of its own that has little memory and
+// Decodes files that are made to hurt as the viewer does, in workers that have little memory and
 // time.
 
 #include <QDir>
@@ -9,24 +9,15 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
-
 namespace tavolin {
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr rlim_t MEMORY_BYTES = rlim_t{2} << 30;
-constexpr rlim_t PROCESSOR_SECONDS = 10;
-
-void limitProcess()
-{
-    const rlimit memory{MEMORY_BYTES, MEMORY_BYTES};
-    const rlimit time{PROCESSOR_SECONDS, PROCESSOR_SECONDS};
-    setrlimit(RLIMIT_AS, &memory);
-    setrlimit(RLIMIT_CPU, &time);
-}
+/// Milliseconds that a bomb may take on a busy machine. Each of its readings has a limit in a
+/// worker, some ten seconds of the processors' time.
+constexpr int TIME_LIMIT = 120'000;
 
 /// The folder with the bombs, written once.
 const QDir &bombs()
@@ -40,13 +31,12 @@ const QDir &bombs()
 }
 
 /// Runs the probe on @p bomb with more @p options; what went wrong is added to the test's failures.
-/// Whether there is a picture.
+/// Whether there is a picture, and all was done.
 bool probe(const QString &bomb, const QStringList &options)
 {
     QProcess process;
-    process.setChildProcessModifier(limitProcess);
     process.start(QStringLiteral(PROBE_PROGRAM), options + QStringList{bomb});
-    EXPECT_TRUE(process.waitForFinished(120'000)) << bomb.toStdString();
+    EXPECT_TRUE(process.waitForFinished(TIME_LIMIT)) << bomb.toStdString();
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << bomb.toStdString();
     EXPECT_EQ(process.readAllStandardError().toStdString(), "") << bomb.toStdString();
     return process.exitCode() == 0;
@@ -61,11 +51,8 @@ TEST(Bombs, EndNobodyAndSayNothing)
     ASSERT_GT(names.size(), 40) << "make-bombs needs python3";
     const QTemporaryDir folder;
     for (const QString &name : names) {
-        const QString bomb = bombs().filePath(name);
-        if (probe(bomb, {})) {
-            EXPECT_TRUE(probe(bomb, {u"--save"_s, folder.filePath(u"saved.jpg"_s)}))
-                << name.toStdString();
-        }
+        // Of what can't be shown nothing is saved; what can't be saved is told.
+        probe(bombs().filePath(name), {u"--save"_s, folder.filePath(u"saved.jpg"_s)});
     }
 }
 
