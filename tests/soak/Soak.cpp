@@ -47,6 +47,7 @@ constexpr auto STALL_LIMIT = 1'000ms;
 constexpr auto SETTLED = 5min;
 constexpr int GROWTH_LIMIT_PERCENT = 10;
 constexpr auto MEASURE_EVERY = 1min;
+constexpr qint64 NO_CHANGE_KIB = 512;
 
 /// The long side of the picture that a file should give, for comparing.
 constexpr int EXPECTED_SIDE = 1000;
@@ -111,7 +112,8 @@ QImage fromAfar(const QImage &image)
 } // namespace
 
 Soak::Soak(unsigned seed)
-    : m_random(seed), m_client(m_server.displayName()), m_bus(m_server.displayName()), m_tool(m_bus)
+    : m_seed(seed), m_random(seed), m_client(m_server.displayName()), m_bus(m_server.displayName()),
+      m_tool(m_bus)
 {}
 
 void Soak::fault(const QString &text)
@@ -143,6 +145,7 @@ bool Soak::start()
         return false;
     }
     m_stalls.emplace(m_bus.address());
+    m_killer.emplace(static_cast<pid_t>(m_viewer->processId()), m_seed);
     return true;
 }
 
@@ -201,6 +204,7 @@ bool Soak::run(std::chrono::seconds duration)
     report(sinceBegin());
     judge(settled, last);
     m_stalls.reset();
+    m_killer.reset();
     quit();
     QTextStream(stdout) << m_faults << " faults" << Qt::endl;
     return m_faults == 0;
@@ -211,6 +215,8 @@ void Soak::judge(std::optional<qint64> settled, std::optional<qint64> last)
     const StallWatch::Waits waits = m_stalls->waits();
     if (m_judged == 0 || waits.answers == 0)
         fault(u"nothing was judged"_s);
+    if (m_killer->killed() == 0)
+        fault(u"no worker was killed"_s);
     if (!IS_SANITIZED && waits.longest > STALL_LIMIT)
         fault(u"the main thread was away for %1 ms"_s.arg(waits.longest.count()));
     if (!settled || !last)
@@ -226,10 +232,10 @@ void Soak::report(std::chrono::seconds since)
     const StallWatch::Waits waits = m_stalls->waits();
     QTextStream(stdout) << since.count() << " s: " << m_actions << " actions, " << m_rests
                         << " rests of which " << m_judged << " judged, memory "
-                        << m_viewer->rssKiB().value_or(0) << " KiB, longest wait "
-                        << waits.longest.count() << " ms of " << waits.answers
-                        << " (picking and saving " << waits.longestAtWork.count() << "), "
-                        << m_faults << " faults" << Qt::endl;
+                        << memoryKiB().value_or(0) << " KiB, " << m_killer->killed()
+                        << " workers killed, longest wait " << waits.longest.count() << " ms of "
+                        << waits.answers << " (picking and saving " << waits.longestAtWork.count()
+                        << "), " << m_faults << " faults" << Qt::endl;
 }
 
 void Soak::act()
@@ -590,8 +596,32 @@ bool Soak::isShown(Role role, const QString &name) const
         [&](const AccessibleObject &object) { return object.role == role && object.name == name; });
 }
 
+/// Each kind of work has a worker from its first time on, unless that is killed.
+void Soak::haveAllWorkersWork()
+{
+    m_client.moveMouse(viewRect().center());
+    m_client.pressButton(LEFT_BUTTON);
+    const auto looksClosely = [](const AccessibleObject &object) {
+        return object.name.startsWith(u"🔍"_s);
+    };
+    if (!waitUntil([&] { return isAnyShown(looksClosely); }, REST_LIMIT))
+        fault(u"the loupe does not open"_s);
+    m_client.releaseButton(LEFT_BUTTON);
+}
+
+/// Of the viewer and its workers; what they share counts once.
+std::optional<qint64> Soak::memoryKiB() const
+{
+    const auto viewer = static_cast<pid_t>(m_viewer->processId());
+    auto sum = proportionalKiB(viewer);
+    for (const Process &worker : sum ? childrenOf(viewer) : std::vector<Process>())
+        *sum += proportionalKiB(worker.pid).value_or(0);
+    return sum;
+}
+
 std::optional<qint64> Soak::memoryAtRest()
 {
+    const auto noDeaths = m_killer->spare();
     leaveModes();
     open(m_folders.front());
     if (viewRect() != SCREEN_RECT)
@@ -599,11 +629,14 @@ std::optional<qint64> Soak::memoryAtRest()
     rest();
     if (viewRect() != SCREEN_RECT)
         fault(u"the window does not fill the screen"_s);
-    // Once the neighbours are there it needs no more.
-    auto memory = m_viewer->rssKiB();
-    const auto isUnchanged = [&] { return m_viewer->rssKiB() == memory; };
+    haveAllWorkersWork();
+    // Once the neighbours are there it needs no more. What it shares with others depends on them.
+    auto memory = memoryKiB();
+    const auto isUnchanged = [&] {
+        return std::abs(memoryKiB().value_or(0) - memory.value_or(0)) <= NO_CHANGE_KIB;
+    };
     for (int attempt = 0; attempt < 10 && !staysTrue(isUnchanged, 1s); ++attempt)
-        memory = m_viewer->rssKiB();
+        memory = memoryKiB();
     open(anyFolder());
     return memory;
 }

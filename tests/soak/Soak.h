@@ -1,6 +1,6 @@
 #pragma once
 // A user who does anything, at random, in folders of good and broken pictures where another program
-// is at work, and who looks closely whenever the viewer rests.
+// is at work and workers of the viewer die, and who looks closely whenever the viewer rests.
 
 #include "e2e/Accessibility.h"
 #include "e2e/SessionBus.h"
@@ -9,6 +9,7 @@
 #include "e2e/XServer.h"
 #include "soak/PictureFolder.h"
 #include "soak/StallWatch.h"
+#include "soak/WorkerKiller.h"
 
 #include <QImage>
 #include <QString>
@@ -64,6 +65,8 @@ private:
     [[nodiscard]] Verdict judgePicture();
     [[nodiscard]] bool hasExpectation(const std::filesystem::path &file);
     [[nodiscard]] bool isPictureOf(const QRect &view, double tolerance) const;
+    void haveAllWorkersWork();
+    [[nodiscard]] std::optional<qint64> memoryKiB() const;
     [[nodiscard]] std::optional<qint64> memoryAtRest();
     void findFaults();
     void judge(std::optional<qint64> settled, std::optional<qint64> last);
@@ -79,6 +82,7 @@ private:
     isAnyShown(const std::function<bool(const AccessibleObject &)> &predicate) const;
     [[nodiscard]] bool isShown(AccessibleRole role, const QString &name) const;
 
+    unsigned m_seed;
     Random m_random;
     QTemporaryDir m_temporary;
     XServer m_server;
@@ -90,6 +94,7 @@ private:
     Clock::time_point m_opened; ///< When m_current was opened.
     std::optional<ViewerProcess> m_viewer;
     std::optional<StallWatch> m_stalls;
+    std::optional<WorkerKiller> m_killer;
     QImage m_expected; ///< What m_expectedFile should look like, as it was at m_expectedSince.
     std::filesystem::path m_expectedFile;
     Clock::time_point m_expectedSince;
