@@ -363,7 +363,6 @@ TEST_F(BombedFolderTest, EveryPictureIsShownThatIsSteppedTo)
         ASSERT_TRUE(tapMovesCounter(KEY_RIGHT));
         ASSERT_TRUE(waitForPicture(index)) << m_bombs[static_cast<std::size_t>(index) - 2];
     }
-    EXPECT_TRUE(waitForDetails());
     EXPECT_TRUE(isWellAndSilent());
     EXPECT_TRUE(waitUntil([this] { return std::ranges::all_of(workers(), isAlive); }));
     EXPECT_LE(workers().size(), MOST_WORKERS);
@@ -380,7 +379,6 @@ TEST_F(BombedFolderTest, HeldKeyEndsAtTheLastPicture)
     EXPECT_TRUE(waitUntil([&] { return infoLine().startsWith(last); }));
     m_client->releaseKey(KEY_RIGHT);
     EXPECT_TRUE(waitForPicture(lastIndex()));
-    EXPECT_TRUE(waitForDetails());
     EXPECT_TRUE(isWellAndSilent());
     EXPECT_EQ(quit(), 0);
     EXPECT_EQ(m_viewer->standardError(), QByteArray());
