@@ -302,15 +302,19 @@ protected:
     }
 
     /// The workers that have been told what they are for; the others have read nothing yet.
-    [[nodiscard]] static std::set<pid_t> walled()
+    [[nodiscard]] std::set<pid_t> walled() const
     {
         std::set<pid_t> found;
         for (const pid_t child : childrenOf())
-            if (statusOf(child, "Seccomp:") == "2")
+            if (!earlier.contains(child) && statusOf(child, "Seccomp:") == "2")
                 found.insert(child);
         return found;
     }
 
+    const std::set<pid_t> earlier = [] {
+        const auto children = childrenOf();
+        return std::set(children.begin(), children.end());
+    }();
     const TemporaryFolder folder;
     const WorkerReader worker{WORKER};
     fs::path path;
