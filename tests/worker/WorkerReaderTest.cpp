@@ -136,7 +136,8 @@ protected:
     }
 
     const TemporaryFolder folder;
-    std::string said; ///< What is expected on standard error.
+    std::string said;            ///< What is expected on standard error.
+    std::stop_source stopSource; ///< Of the picture under way.
 
 private:
     std::unique_ptr<WorkerReader> m_reader;
@@ -222,17 +223,16 @@ class LastingMisdeed : public HostileWorker, public testing::WithParamInterface<
 TEST_P(LastingMisdeed, EndsWithAStopAndTheWorker)
 {
     constexpr auto LONG = 8s; // less than the processor time that a worker has
-    std::stop_source stop;
     std::chrono::steady_clock::time_point stopped;
-    std::jthread stopper([&] {
+    std::thread stopper([&] {
         EXPECT_TRUE(isNoted());
         stopped = std::chrono::steady_clock::now();
-        stop.request_stop();
+        stopSource.request_stop();
     });
     // The stop must not come before the misdeed.
     const bool isAtTheRows = GetParam().orders.find("rows") != std::string::npos;
     const std::string orders = (isAtTheRows ? "rows " : "") + note() + GetParam().orders;
-    EXPECT_TRUE(thumbnail(file(orders), stop.get_token()).isNull());
+    EXPECT_TRUE(thumbnail(file(orders), stopSource.get_token()).isNull());
     stopper.join();
     EXPECT_LT(std::chrono::steady_clock::now() - stopped, LONG);
     ASSERT_EQ(noted().size(), 1);
@@ -333,9 +333,8 @@ TEST_F(HostileWorker, KilledWhileItIsIdleDoesNoHarm)
 
 TEST_F(HostileWorker, StopBeforeTheStartAsksNobody)
 {
-    std::stop_source stop;
-    stop.request_stop();
-    EXPECT_TRUE(thumbnail(file(note()), stop.get_token()).isNull());
+    stopSource.request_stop();
+    EXPECT_TRUE(thumbnail(file(note()), stopSource.get_token()).isNull());
     EXPECT_TRUE(noted().empty());
 }
 
