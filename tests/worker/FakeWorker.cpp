@@ -11,6 +11,8 @@
 //   announce W H       how large it is as stored; announce forever
 //   fail, lie FIELD=N  what the reply says, where FIELD is as in Reply
 //   send blockI=N      sends a block of so many bytes
+//   paint N            the pixels of the picture
+//   trickle block      a byte of a block now and then
 //   truncate reply, truncate block, stall reply, answer twice, answer forever, trickle,
 //   leak descriptors   how the reply is sent
 //   rows ORDER         one of these for the last request for rows
@@ -208,6 +210,8 @@ public:
             orders = m_orders = ordersIn(contentOf(m_file));
         }
         m_size = m_stored = {};
+        if (request.task != Task::Rows)
+            m_color = COLOR;
         Reply reply{.number = request.number, .outcome = Outcome::Done};
         for (const std::string &order : std::as_const(orders))
             carryOut(order, reply);
@@ -275,6 +279,8 @@ private:
         } else if (order == "answer late") {
             awaitStop();
             usleep(500'000);
+        } else if (order.starts_with("paint ")) {
+            m_color = static_cast<std::uint32_t>(std::strtoul(order.c_str() + 6, nullptr, 10));
         } else if (order.starts_with("size ")) {
             m_size = sizeIn(order.substr(5));
         } else if (order == "announce forever") {
@@ -328,7 +334,7 @@ private:
             break;
         case Task::Rows:
             if (request.rowCount > 0)
-                std::ranges::fill(slot(request, m_picture.width), COLOR);
+                std::ranges::fill(slot(request, m_picture.width), m_color);
             break;
         case Task::ConvertRows:
             for (std::uint32_t &pixel : slot(request, m_rowWidth))
@@ -376,6 +382,12 @@ private:
                 sendOrEnd(bytesIn(block).first(block.size() / 2));
                 _exit(0);
             }
+            for (const std::byte &byte : bytesIn(block)) {
+                if (!isOrdered("trickle block"))
+                    break;
+                sendOrEnd({&byte, 1});
+                usleep(5000);
+            }
             sendOrEnd(bytesIn(block));
         }
         if (isOrdered("answer twice"))
@@ -392,11 +404,12 @@ private:
     }
 
     std::span<std::byte> m_ring;
-    Orders m_orders;             // of the latest file or profile
-    Descriptor m_file{-1};       // the latest
-    Size m_size;                 // as ordered
-    Size m_stored;               // as announced
-    Size m_picture;              // whose rows can be fetched
+    Orders m_orders;       // of the latest file or profile
+    Descriptor m_file{-1}; // the latest
+    Size m_size;           // as ordered
+    Size m_stored;         // as announced
+    Size m_picture;        // whose rows can be fetched
+    std::uint32_t m_color = COLOR;
     std::int32_t m_rowWidth = 0; // of what is converted
 };
 

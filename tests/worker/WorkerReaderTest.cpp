@@ -209,6 +209,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misdeed{"LeastProfile", "lie block0=-9223372036854775808"},
         Misdeed{"ProfileAboveTheLimit", "send block0=16777217"},
         Misdeed{"LargestProfile", "lie block0=9223372036854775807"},
+        Misdeed{"ProfileThatIsNotForRgb", "send block0=200"},
         Misdeed{"FailureAtTheRows", "rows fail"}, Misdeed{"CrashAtTheRows", "rows crash"},
         Misdeed{"CrashAtTheLastRows", "size 600 600\nrows crash"},
         Misdeed{"FailureAtTheLastRows", "size 600 600\nrows fail"},
@@ -243,7 +244,9 @@ TEST_P(LastingMisdeed, EndsWithAStopAndTheWorker)
 INSTANTIATE_TEST_SUITE_P(
     Misdeeds, LastingMisdeed,
     testing::Values(Misdeed{"Asleep", "hang asleep"}, Misdeed{"Busy", "hang busy"},
-                    Misdeed{"LateAnswer", "answer late"}, Misdeed{"HalfAReply", "stall reply"},
+                    Misdeed{"LateAnswer", "answer late"},
+                    Misdeed{"AByteNowAndThen", "send block0=100000\ntrickle block"},
+                    Misdeed{"HalfAReply", "stall reply"},
                     Misdeed{"HalfAReplyAtTheLastRows", "size 600 600\nrows stall reply"},
                     Misdeed{"AsleepAtTheRows", "rows hang asleep"},
                     Misdeed{"BusyAtTheLastRows", "size 600 600\nrows hang busy"}),
@@ -254,6 +257,24 @@ TEST_F(HostileWorker, PictureAboveTheLimitThatWasAskedForIsNull)
     EXPECT_TRUE(thumbnail(file("size 1001 1")).isNull());
     EXPECT_TRUE(thumbnail(file("size 1 1001")).isNull());
     EXPECT_TRUE(isPainted(thumbnail(file("size 1000 1")), {1000, 1}));
+}
+
+TEST_F(HostileWorker, PictureOfOnePixelComes)
+{
+    EXPECT_TRUE(isPainted(thumbnail(file("size 1 1\nannounce 1 1")), {1, 1}));
+    EXPECT_TRUE(isPainted(full(file("size 1 1\nannounce 1 1")), {1, 1}));
+}
+
+TEST_F(HostileWorker, OpaquePictureIsOpaqueWhateverItPaints)
+{
+    EXPECT_TRUE(isPainted(thumbnail(file("paint 3368601")), {16, 16})); // 0x00336699
+}
+
+TEST_F(HostileWorker, ColoursAboveTheirAlphaAreBroughtUnderIt)
+{
+    const Image image = thumbnail(file("lie alpha=1\npaint 285212671")); // 0x10ffffff
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.row(0)[0], 0x10101010U);
 }
 
 TEST_F(HostileWorker, DisplayPictureIsNullWhenItCrashes)
@@ -494,7 +515,8 @@ TEST_F(HostileWorker, ThatAnswersTwiceSpoilsOneRequestAtMost)
 
 TEST_F(HostileWorker, SizeOfNonsenseIsNone)
 {
-    for (const char *size : {"0 5", "5 0", "-1 5", "-2147483648 -2147483648"})
+    for (const char *size :
+         {"0 5", "5 0", "-1 5", "-2147483648 -2147483648", "200001 5", "5 2147483647"})
         EXPECT_EQ(reader().readPixelSize(file(std::string("size ") + size)), std::nullopt) << size;
     EXPECT_EQ(reader().readPixelSize(file("crash")), std::nullopt);
     EXPECT_EQ(reader().readPixelSize(file("size 5 7")), QSize(5, 7));
@@ -672,6 +694,7 @@ protected:
         EXPECT_FALSE(reader().sourceMetadata(file(), {10, 10}));
         EXPECT_TRUE(reader().toSrgb(imageWithOrders("a profile"), {}).isNull());
         EXPECT_EQ(reader().aboutWall(), "");
+        said = "No picture can be read: tavolin-worker can't be started\n";
     }
 };
 

@@ -346,7 +346,7 @@ TEST_F(WorkerWall, LimitsDescriptorsTimeAndCoreFiles)
 {
     for (const pid_t process : walled()) {
         EXPECT_EQ(limitOf(process, "Max open files"), "16");
-        EXPECT_EQ(limitOf(process, "Max core file size"), "0");
+        EXPECT_EQ(limitOf(process, "Max core file size"), "1");
         EXPECT_EQ(limitOf(process, "Max cpu time"), "3600");
     }
 }
