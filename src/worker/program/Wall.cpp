@@ -142,6 +142,8 @@ void cutLoose()
 {
 #ifdef __linux__
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // Started by its descriptor it would be shown under that number.
+    prctl(PR_SET_NAME, "tavolin-worker");
     syscall(SYS_close_range, DESCRIPTORS, ~0U, 0);
 #endif
 }
