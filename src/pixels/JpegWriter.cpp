@@ -1,10 +1,17 @@
 #include "pixels/JpegWriter.h"
 
+#include "pixels/Bands.h"
+
+#include <QtEndian>
+
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdio>
 #include <cstdlib>
+#include <numeric>
 #include <string_view>
+#include <vector>
 
 #include <csetjmp>
 
@@ -20,12 +27,19 @@ namespace {
 constexpr J_COLOR_SPACE SCREEN_PIXELS =
     std::endian::native == std::endian::little ? JCS_EXT_BGRX : JCS_EXT_XRGB;
 
+/// Rows between two restart markers: four rows of blocks, so that their two bytes don't count.
+constexpr int RESTART_BLOCK_ROWS = 4;
+constexpr int RESTART_ROWS = RESTART_BLOCK_ROWS * DCTSIZE;
+/// A part that can be compressed alone: markers are numbered from 0 to 7, so after eight of them
+/// (or their gaps) the next part begins as the file does, and every part but the last is so long.
+constexpr int PART_ROWS = 8 * RESTART_ROWS;
+
 constexpr std::string_view EXIF_HEADER{"Exif\0", 6};
 constexpr std::string_view XMP_HEADER{"http://ns.adobe.com/xap/1.0/", 29};
 constexpr std::string_view PHOTOSHOP_HEADER{"Photoshop 3.0", 14};
 
-/// libjpeg's objects for one file. What can fail runs in run(), where the jump is caught; no object
-/// with a destructor is made there.
+/// libjpeg's objects for one file, or a part of one. What can fail runs in run(), where the jump is
+/// caught; no object with a destructor is made there.
 class Compressor
 {
 public:
@@ -121,6 +135,7 @@ bool Compressor::run(const Image &image, int quality, const JpegMetadata &metada
     m_info.in_color_space = SCREEN_PIXELS;
     jpeg_set_defaults(&m_info);
     jpeg_set_quality(&m_info, quality, TRUE);
+    m_info.restart_in_rows = RESTART_BLOCK_ROWS;
     for (int i = 0; i < m_info.num_components; ++i) {
         m_info.comp_info[i].h_samp_factor = 1;
         m_info.comp_info[i].v_samp_factor = 1;
@@ -146,14 +161,68 @@ bool Compressor::run(const Image &image, int quality, const JpegMetadata &metada
     return true;
 }
 
+QByteArray compressed(const Image &image, int quality, const JpegMetadata &metadata)
+{
+    Compressor compressor;
+    return compressor.run(image, quality, metadata) ? compressor.bytes() : QByteArray();
+}
+
+/// Where the segment with @p marker, before or at the start of the scan, begins in @p jpeg, a file
+/// of ours.
+qsizetype segmentWith(int marker, const QByteArray &jpeg)
+{
+    qsizetype at = 2; // behind the file's own mark
+    while (static_cast<unsigned char>(jpeg[at + 1]) != marker)
+        at += 2 + qFromBigEndian<quint16>(jpeg.constData() + at + 2);
+    return at;
+}
+
+/// One file made of @p parts, each a file of its own with the next rows of a picture that has
+/// @p height of them (ITU-T T.81, B.1.1.5: what stands between two restart markers depends on
+/// nothing before it).
+QByteArray joined(const std::vector<QByteArray> &parts, int height)
+{
+    constexpr int FRAME = 0xc0;
+    constexpr int SCAN = 0xda;
+    constexpr char LAST_RESTART[] = "\xff\xd7";
+    constexpr qsizetype END_BYTES = 2;
+    QByteArray file;
+    file.reserve(
+        std::accumulate(parts.begin(), parts.end(), qsizetype{0},
+                        [](qsizetype sum, const QByteArray &part) { return sum + part.size(); }));
+    file += parts.front();
+    // Marker, length and precision stand before the height (B.2.2).
+    qToBigEndian(static_cast<quint16>(height), file.data() + segmentWith(FRAME, file) + 5);
+    for (std::size_t i = 1; i < parts.size(); ++i) {
+        const qsizetype scan = segmentWith(SCAN, parts[i]);
+        const qsizetype rows = scan + 2 + qFromBigEndian<quint16>(parts[i].constData() + scan + 2);
+        file.chop(END_BYTES);
+        file += LAST_RESTART;
+        file.append(parts[i].constData() + rows, parts[i].size() - rows);
+    }
+    return file;
+}
+
 } // namespace
 
 QByteArray writeJpeg(const Image &image, int quality, const JpegMetadata &metadata)
 {
     if (image.isNull() || std::max(image.width(), image.height()) > JPEG_MAX_DIMENSION)
         return {};
-    Compressor compressor;
-    return compressor.run(image, quality, metadata) ? compressor.bytes() : QByteArray();
+    std::vector<QByteArray> parts(
+        static_cast<std::size_t>((image.height() + PART_ROWS - 1) / PART_ROWS));
+    // Each core takes the next part: some are harder than others.
+    std::atomic<std::size_t> next = 0;
+    forBands(static_cast<int>(parts.size()), 1, [&](int, int) {
+        for (std::size_t i = next++; i < parts.size(); i = next++) {
+            const QRect rows(0, static_cast<int>(i) * PART_ROWS, image.width(), PART_ROWS);
+            const Image part = image.cropped(rows);
+            parts[i] = i == 0 ? compressed(part, quality, metadata)
+                              : compressed(part.withProfile({}), quality, {});
+        }
+    });
+    const auto failed = std::ranges::find_if(parts, &QByteArray::isEmpty);
+    return failed == parts.end() ? joined(parts, image.height()) : QByteArray();
 }
 
 } // namespace tavolin

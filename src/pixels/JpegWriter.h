@@ -26,11 +26,11 @@ struct JpegMetadata
     QByteArray defaultProfile;
 };
 
-/// @p image as a JPEG file with full chroma resolution; @p quality is libjpeg's, 1 to 100. The file
-/// carries the picture's profile, which is one for RGB. Transparency is shown over black; as on
-/// screen where the picture is in sRGB. What is too large for its segments, of the @p metadata or a
-/// profile, is left out. Empty when the image is null or has a side over 65500 pixels, and when
-/// memory is lacking.
+/// @p image as a JPEG file with full chroma resolution, and restart markers, between which all
+/// cores compress at once; @p quality is libjpeg's, 1 to 100. The file carries the picture's
+/// profile, which is one for RGB. Transparency is shown over black; as on screen where the picture
+/// is in sRGB. What is too large for its segments, of the @p metadata or a profile, is left out.
+/// Empty when the image is null or has a side over 65500 pixels, and when memory is lacking.
 [[nodiscard]] QByteArray writeJpeg(const Image &image, int quality,
                                    const JpegMetadata &metadata = {});
 

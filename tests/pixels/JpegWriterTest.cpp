@@ -7,7 +7,11 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <vector>
+
+#include <jpeglib.h>
 
 namespace tavolin {
 
@@ -66,6 +70,53 @@ TEST(WriteJpeg, ThePixelsComeBack)
 {
     const QByteArray jpeg = writeJpeg(gradient(), 95);
     EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+}
+
+/// @p image as libjpeg writes it in one go.
+QByteArray writtenInOneGo(const Image &image, int quality)
+{
+    jpeg_compress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char *buffer = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &buffer, &size);
+    info.image_width = static_cast<JDIMENSION>(image.width());
+    info.image_height = static_cast<JDIMENSION>(image.height());
+    info.input_components = 4;
+    info.in_color_space = JCS_EXT_BGRX;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, quality, TRUE);
+    info.restart_in_rows = 4;
+    for (int i = 0; i < 3; ++i)
+        info.comp_info[i].h_samp_factor = info.comp_info[i].v_samp_factor = 1;
+    jpeg_start_compress(&info, TRUE);
+    for (int y = 0; y < image.height(); ++y) {
+        auto *row = reinterpret_cast<JSAMPROW>(const_cast<Pixel *>(image.row(y)));
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    const QByteArray result(reinterpret_cast<const char *>(buffer), static_cast<qsizetype>(size));
+    jpeg_destroy_compress(&info);
+    std::free(buffer);
+    return result;
+}
+
+TEST(WriteJpeg, PartsMakeTheSameFileAsOnePicture)
+{
+    for (const int height : {1, 8, 31, 32, 33, 255, 256, 257, 300, 511, 512, 513, 800, 2100}) {
+        const Image image = noiseImage({37, height});
+        EXPECT_EQ(writeJpeg(image, 95), writtenInOneGo(image, 95)) << height;
+    }
+}
+
+TEST(WriteJpeg, OnlyTheFirstPartCarriesProfileAndMetadata)
+{
+    const Image tall = noiseImage({16, 1000}).withProfile(displayP3Profile());
+    const QByteArray jpeg = writeJpeg(tall, 95, {.exif = "of the camera"});
+    EXPECT_EQ(jpeg.count("of the camera"), 1);
+    EXPECT_EQ(jpeg.count("ICC_PROFILE"), 1);
 }
 
 TEST(WriteJpeg, ChromaKeepsItsFullResolution)
