@@ -43,6 +43,11 @@ void noteFile(Worker &worker, const std::filesystem::path &folder)
     ++worker.files;
 }
 
+void dropEnded(std::vector<Worker> &workers)
+{
+    std::erase_if(workers, [](const Worker &worker) { return worker.process->hasEnded(); });
+}
+
 /// Tells a new @p worker what it is for.
 void begin(Worker &worker, Role role)
 {
@@ -96,8 +101,10 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
             }
             worker.process->kill();
         }
-        if (m_spare && !m_spare->process->hasEnded()) {
-            Worker worker = *std::exchange(m_spare, std::nullopt);
+        dropEnded(m_spares);
+        if (!m_spares.empty()) {
+            Worker worker = std::move(m_spares.back());
+            m_spares.pop_back();
             begin(worker, role);
             noteFile(worker, folder);
             return worker;
@@ -132,7 +139,8 @@ void WorkerPool::discard(Worker worker)
 
 void WorkerPool::orderSpare()
 {
-    if ((m_spare && !m_spare->process->hasEnded()) || !m_orders.empty())
+    dropEnded(m_spares);
+    if (!m_spares.empty() || !m_orders.empty())
         return;
     m_orders.emplace_back();
     wake();
@@ -157,7 +165,7 @@ void WorkerPool::startOrdered(Processes &started)
         else if (order)
             m_idle[static_cast<std::size_t>(*order)].push_back(std::move(worker));
         else
-            m_spare = std::move(worker);
+            m_spares.push_back(std::move(worker));
         m_changed.notify_all();
     }
 }

@@ -70,8 +70,8 @@ private:
     std::condition_variable m_changed;
     std::deque<Order> m_orders; // the first one may be under way
     std::array<std::vector<Worker>, ROLES> m_idle;
-    std::optional<Worker> m_spare;
-    int m_failures = 0; // starts that the system refused
+    std::vector<Worker> m_spares; // one, unless several were wanted at once
+    int m_failures = 0;           // starts that the system refused
 
     std::jthread m_keeper; // last: ends before what it works with
 };
