@@ -82,7 +82,7 @@ template <bool IsWorker>
 void facts(benchmark::State &state)
 {
     repeat<IsWorker>(state, [](const PictureReader &with) {
-        return with.readPhotoFacts(picture(), {}).has_value();
+        return with.readPhotoFacts(picture(), Urgency::Now, {}).has_value();
     });
 }
 

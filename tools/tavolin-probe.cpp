@@ -197,7 +197,8 @@ bool probe(const std::filesystem::path &file, const Request &request)
     std::nth_element(times.begin(), median, times.end());
 
     const bool isShown = !picture.isNull();
-    const tavolin::PhotoInfo info = tavolin::photoInfo(reader->readPhotoFacts(file, {}));
+    const tavolin::PhotoInfo info =
+        tavolin::photoInfo(reader->readPhotoFacts(file, tavolin::Urgency::Now, {}));
     const auto pixelSize = reader->readPixelSize(file);
     reader.reset(); // so that its workers' memory is known
     const QJsonObject line{

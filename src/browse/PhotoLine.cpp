@@ -48,7 +48,7 @@ void PhotoLine::loadExif()
         {
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
-                    return photoInfo(reader.readPhotoFacts(url, stop));
+                    return photoInfo(reader.readPhotoFacts(url, Urgency::Ahead, stop));
                 },
             // Facts of another picture than the one on screen are of no use.
             .stillApplies =

@@ -128,6 +128,7 @@ std::optional<QSize> InProcessReader::readPixelSize(const std::filesystem::path 
 }
 
 std::optional<PhotoFacts> InProcessReader::readPhotoFacts(const std::filesystem::path &url,
+                                                          Urgency /*urgency*/,
                                                           std::stop_token stop) const
 {
     return guarded([&] { return tavolin::readPhotoFacts(url, stop); });

@@ -19,6 +19,10 @@ inline constexpr std::int64_t MAX_RESULT_PIXELS = 200'000'000;
 /// The longest side: what works row by row keeps some hundred rows.
 inline constexpr int MAX_SIDE_PX = 200'000;
 
+/// Above this a size is not even told: the largest that headers claim in good faith, as of maps,
+/// have some million pixels.
+inline constexpr int MAX_TOLD_SIDE_PX = 1 << 24;
+
 /// The most memory that a decoder which can't work row by row may take for its own picture.
 inline constexpr std::int64_t MAX_DECODER_BYTES = std::int64_t{768} << 20;
 

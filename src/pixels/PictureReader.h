@@ -91,6 +91,7 @@ public:
 
     /// What the picture at @p url says of itself. Empty when it can't be opened or is no picture.
     [[nodiscard]] virtual std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
+                                                                   Urgency urgency,
                                                                    std::stop_token stop) const = 0;
 
     /// The metadata of the picture at @p url for an edited, upright copy of @p newSize pixels.

@@ -110,7 +110,7 @@ void SelfTest::saveAndReport()
     QTimer::singleShot(SAVE_TIME, this, [this, edited = m_editor.editedImage().size()] {
         const auto file = editedFile(m_browser.currentUrl());
         print(saveReport(m_reader.readPixelSize(file), edited));
-        const auto facts = m_reader.readPhotoFacts(file, {}).value_or(PhotoFacts());
+        const auto facts = m_reader.readPhotoFacts(file, Urgency::Now, {}).value_or(PhotoFacts());
         print(metadataReport(facts.metadata.make, static_cast<int>(facts.orientation)));
         runBenchRotateTest();
     });

@@ -22,7 +22,7 @@ void readInEveryWay(const WorkerReader &reader, const std::filesystem::path &pat
 {
     (void)reader.loadThumbnail(path, 640, Urgency::Now);
     (void)reader.loadThumbnail(path, 640, Urgency::Ahead);
-    (void)reader.readPhotoFacts(path, {});
+    (void)reader.readPhotoFacts(path, Urgency::Ahead, {});
     (void)reader.readPixelSize(path);
     (void)reader.sourceMetadata(path, {100, 100});
     (void)reader.toSrgb(reader.loadFullImage(path, FullColors::Kept, {}), {});

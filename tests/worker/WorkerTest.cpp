@@ -189,7 +189,8 @@ TEST_P(WorkerReads, TheSameFullPicture)
 TEST_P(WorkerReads, TheSameFacts)
 {
     EXPECT_EQ(worker.readPixelSize(path()), here.readPixelSize(path()));
-    expectSameFacts(worker.readPhotoFacts(path(), {}), here.readPhotoFacts(path(), {}), path());
+    expectSameFacts(worker.readPhotoFacts(path(), Urgency::Ahead, {}),
+                    here.readPhotoFacts(path(), Urgency::Ahead, {}), path());
     expectSameMetadata(worker.sourceMetadata(path(), {100, 50}),
                        here.sourceMetadata(path(), {100, 50}), path());
 }
@@ -210,7 +211,7 @@ TEST(Worker, ReadsPicturesAtAll)
         EXPECT_FALSE(worker.loadThumbnail(path, 100).isNull()) << picture.name;
         EXPECT_FALSE(worker.loadFullImage(path, FullColors::Kept, {}).isNull()) << picture.name;
         EXPECT_TRUE(worker.readPixelSize(path)) << picture.name;
-        EXPECT_TRUE(worker.readPhotoFacts(path, {})) << picture.name;
+        EXPECT_TRUE(worker.readPhotoFacts(path, Urgency::Ahead, {})) << picture.name;
     }
 }
 
@@ -265,7 +266,8 @@ TEST_F(WorkerReadsSample, AsThisProcessDoes)
         EXPECT_TRUE(isSame(worker.loadThumbnail(path, 640), toSrgb(loadThumbnail(path, 640))))
             << path;
         EXPECT_EQ(worker.readPixelSize(path), here.readPixelSize(path)) << path;
-        expectSameFacts(worker.readPhotoFacts(path, {}), here.readPhotoFacts(path, {}), path);
+        expectSameFacts(worker.readPhotoFacts(path, Urgency::Ahead, {}),
+                        here.readPhotoFacts(path, Urgency::Ahead, {}), path);
         expectSameMetadata(worker.sourceMetadata(path, {100, 50}),
                            here.sourceMetadata(path, {100, 50}), path);
     }

@@ -34,6 +34,11 @@ constexpr auto ENDING_TIME = 200ms;
 /// A text of PhotoMetadata as UTF-8: each of its 4096 bytes may have become U+FFFD.
 constexpr std::int64_t MAX_TEXT_BYTES = std::int64_t{3} * 4096;
 
+Role roleFor(Urgency urgency)
+{
+    return urgency == Urgency::Now ? Role::Display : Role::Ahead;
+}
+
 bool isAlpha(std::uint32_t value)
 {
     return value == static_cast<std::uint32_t>(Alpha::Opaque) ||
@@ -69,7 +74,8 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
 std::optional<QSize> sizeIn(const Reply &reply)
 {
     const QSize size(reply.width, reply.height);
-    const bool isSize = !size.isEmpty() && std::max(size.width(), size.height()) <= MAX_SIDE_PX;
+    const bool isSize =
+        !size.isEmpty() && std::max(size.width(), size.height()) <= MAX_TOLD_SIDE_PX;
     return isSize ? std::optional(size) : std::nullopt;
 }
 
@@ -215,8 +221,7 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
 Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
                                   std::stop_token stop) const
 {
-    const Role role = urgency == Urgency::Now ? Role::Display : Role::Ahead;
-    return runOnFile({role, DISPLAY_TIME, std::move(stop)}, url,
+    return runOnFile({roleFor(urgency), DISPLAY_TIME, std::move(stop)}, url,
                      {.task = Task::Display, .maxPixel = maxPixel},
                      [maxPixel](Exchange &exchange, const RegularFile &) {
                          return receivePicture(exchange, exchange.receive(), maxPixel);
@@ -273,9 +278,9 @@ std::optional<QSize> WorkerReader::readPixelSize(const std::filesystem::path &ur
 }
 
 std::optional<PhotoFacts> WorkerReader::readPhotoFacts(const std::filesystem::path &url,
-                                                       std::stop_token stop) const
+                                                       Urgency urgency, std::stop_token stop) const
 {
-    return runOnFile({Role::Ahead, FACTS_TIME, std::move(stop)}, url, {.task = Task::Facts},
+    return runOnFile({roleFor(urgency), FACTS_TIME, std::move(stop)}, url, {.task = Task::Facts},
                      [](Exchange &exchange, const RegularFile &file) {
                          auto facts = receiveFacts(exchange);
                          if (facts)

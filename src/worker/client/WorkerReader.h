@@ -33,6 +33,7 @@ public:
     [[nodiscard]] std::optional<QSize>
     readPixelSize(const std::filesystem::path &url) const override;
     [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
+                                                           Urgency urgency,
                                                            std::stop_token stop) const override;
     [[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
                                                              QSize newSize) const override;
