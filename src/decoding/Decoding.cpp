@@ -1,6 +1,7 @@
 #include "decoding/Decoding.h"
 
 #include "decoding/color/Color.h"
+#include "decoding/Guarded.h"
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
 #include "pixels/FileExtensions.h"
@@ -30,17 +31,6 @@ bool isSeenThrough(const Image &image)
         if (std::any_of(image.row(y), image.row(y) + image.width(), isClear))
             return true;
     return false;
-}
-
-/// What @p read returns; the result's default where memory or threads are lacking.
-template <typename Read>
-auto guarded(const Read &read) -> decltype(read())
-{
-    try {
-        return read();
-    } catch (...) {
-        return {};
-    }
 }
 
 } // namespace

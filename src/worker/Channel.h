@@ -4,6 +4,8 @@
 
 #include "platform/Descriptor.h"
 
+#include <QByteArray>
+
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -107,6 +109,15 @@ inline bool receiveAll(int socket, std::span<std::byte> bytes, Descriptor &descr
         bytes = bytes.subspan(*progress);
     }
     return true;
+}
+
+inline std::span<std::byte> bytesOf(QByteArray &block)
+{
+    return std::as_writable_bytes(std::span(block.data(), static_cast<std::size_t>(block.size())));
+}
+inline std::span<const std::byte> bytesOf(const QByteArray &block)
+{
+    return std::as_bytes(std::span(block.constData(), static_cast<std::size_t>(block.size())));
 }
 
 /// The bytes of @p value, a struct of the protocol.

@@ -1,6 +1,7 @@
 #include "decoding/codecs/RawCodec.h"
 
 #include "decoding/codecs/JpegCodec.h"
+#include "decoding/Guarded.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "pixels/Geometry.h"
 #include "pixels/Limits.h"
@@ -310,23 +311,12 @@ Image render(const SourceFile &source, int maxPixel)
     return fromRgb(picture->data, size, maxPixel);
 }
 
-/// What @p work gives, or nothing where a library throws.
-template <typename Result, typename Work>
-Result guarded(Work work)
-{
-    try {
-        return work();
-    } catch (...) {
-        return {};
-    }
-}
-
 } // namespace
 
 std::optional<ImageProperties> readRawProperties(const SourceFile &file)
 {
     using Properties = std::optional<ImageProperties>;
-    return guarded<Properties>([&]() -> Properties {
+    return guarded([&]() -> Properties {
         RawFile raw(file);
         if (!raw.isOpen() || raw.size().isEmpty())
             return {};
@@ -337,12 +327,12 @@ std::optional<ImageProperties> readRawProperties(const SourceFile &file)
 Image decodeRawPreview(const SourceFile &file, const std::optional<ImageProperties> &properties,
                        int maxPixel)
 {
-    return guarded<Image>([&] { return preview(file, properties, maxPixel); });
+    return guarded([&] { return preview(file, properties, maxPixel); });
 }
 
 Image renderRaw(const SourceFile &file, int maxPixel)
 {
-    return guarded<Image>([&] { return render(file, maxPixel); });
+    return guarded([&] { return render(file, maxPixel); });
 }
 
 } // namespace tavolin

@@ -133,8 +133,7 @@ void Exchange::send(Request request, int descriptor, const QByteArray &profile)
 {
     request.number = ++m_worker.lastNumber;
     sendBytes(bytesOf(std::as_const(request)), descriptor);
-    sendBytes(
-        std::as_bytes(std::span(profile.constData(), static_cast<std::size_t>(profile.size()))));
+    sendBytes(bytesOf(profile));
 }
 
 std::optional<Reply> Exchange::receiveAny()
@@ -185,7 +184,7 @@ QByteArray Exchange::receiveBlock(std::int64_t bytes, std::int64_t most)
     if (m_isBroken || bytes == 0)
         return {};
     QByteArray block(static_cast<qsizetype>(bytes), Qt::Uninitialized);
-    receiveBytes(std::as_writable_bytes(std::span(block.data(), static_cast<std::size_t>(bytes))));
+    receiveBytes(bytesOf(block));
     return m_isBroken ? QByteArray() : block;
 }
 

@@ -49,7 +49,6 @@ public:
 
     /// Says that the worker has answered nonsense.
     void breakOff() { m_isBroken = true; }
-    [[nodiscard]] bool isBroken() const { return m_isBroken; }
     /// Broken because the worker is gone.
     [[nodiscard]] bool isWorkerGone() const { return m_isWorkerGone; }
     /// Whether every request has its reply, so that the worker is ready for another.

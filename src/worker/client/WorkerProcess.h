@@ -32,7 +32,6 @@ public:
     WorkerProcess(const WorkerProcess &) = delete;
     WorkerProcess &operator=(const WorkerProcess &) = delete;
 
-    [[nodiscard]] pid_t pid() const { return m_pid; }
     /// The socket of requests and replies, which does not wait.
     [[nodiscard]] int channel() const { return m_channel.get(); }
     /// Shows the process's end by an error or the end of its stream.

@@ -2,9 +2,11 @@
 
 #include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
+#include "decoding/Guarded.h"
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
 #include "decoding/Properties.h"
+#include "pixels/Geometry.h"
 #include "worker/Channel.h"
 
 #include <algorithm>
@@ -38,9 +40,7 @@ bool send(Reply reply, const Blocks &blocks = {})
     if (!sendAll(CHANNEL_DESCRIPTOR, bytesOf(std::as_const(reply))))
         return false;
     return std::ranges::all_of(blocks, [](const QByteArray &block) {
-        return sendAll(
-            CHANNEL_DESCRIPTOR,
-            std::as_bytes(std::span(block.constData(), static_cast<std::size_t>(block.size()))));
+        return sendAll(CHANNEL_DESCRIPTOR, bytesOf(block));
     });
 }
 
@@ -48,17 +48,6 @@ ThumbnailRule ruleOf(const Request &request)
 {
     return request.isRawName != 0 ? ThumbnailRule::FromImageIfAbsent
                                   : ThumbnailRule::FromImageAlways;
-}
-
-/// What @p make returns; the result's default where memory or threads are lacking.
-template <typename Make>
-auto attempted(const Make &make) -> decltype(make())
-{
-    try {
-        return make();
-    } catch (...) {
-        return {};
-    }
 }
 
 /// Gives back what a large picture has left on the heap: the worker may have nothing to do for
@@ -109,7 +98,7 @@ bool Service::answer(const Request &request, Descriptor file, const std::stop_to
 
 bool Service::answerPicture(const Request &request, const SourceFile &file)
 {
-    if (const auto properties = attempted([&] { return readProperties(file); })) {
+    if (const auto properties = guarded([&] { return readProperties(file); })) {
         Reply announcement = success(request);
         announcement.outcome = Outcome::Announced;
         announcement.width = properties->stored.width();
@@ -117,7 +106,7 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
         if (!send(announcement))
             return false;
     }
-    m_picture = attempted([&] {
+    m_picture = guarded([&] {
         return request.task == Task::Display
                    ? decodeForDisplay(file, request.maxPixel, ruleOf(request))
                    : decodeFull(file, ruleOf(request),
@@ -164,7 +153,7 @@ bool Service::answerRows(const Request &request)
 
 bool Service::answerSize(const Request &request, const SourceFile &file) const
 {
-    const auto size = attempted([&] { return readUprightSize(file, ruleOf(request)); });
+    const auto size = guarded([&] { return readUprightSize(file, ruleOf(request)); });
     if (!size)
         return send(failure(request));
     Reply reply = success(request);
@@ -175,7 +164,7 @@ bool Service::answerSize(const Request &request, const SourceFile &file) const
 
 bool Service::answerFacts(const Request &request, const SourceFile &file) const
 {
-    const auto facts = attempted([&] { return readFacts(file, ruleOf(request)); });
+    const auto facts = guarded([&] { return readFacts(file, ruleOf(request)); });
     if (!facts)
         return send(failure(request));
     const PhotoMetadata &metadata = facts->metadata;
@@ -210,7 +199,7 @@ bool Service::answerFacts(const Request &request, const SourceFile &file) const
 
 bool Service::answerMetadata(const Request &request, const SourceFile &file) const
 {
-    const auto metadata = attempted([&] {
+    const auto metadata = guarded([&] {
         return carriedMetadata(file, {request.width, request.height});
     });
     if (!metadata)
@@ -221,16 +210,12 @@ bool Service::answerMetadata(const Request &request, const SourceFile &file) con
 
 bool Service::answerConvert(const Request &request)
 {
-    QByteArray profile(static_cast<qsizetype>(
-                           std::clamp<std::int64_t>(request.profileBytes, 0, MAX_PROFILE_BYTES)),
-                       Qt::Uninitialized);
+    const auto bytes = clamped(request.profileBytes, std::int64_t{0}, MAX_PROFILE_BYTES);
+    QByteArray profile(static_cast<qsizetype>(bytes), Qt::Uninitialized);
     Descriptor none(-1);
-    if (!receiveAll(CHANNEL_DESCRIPTOR,
-                    std::as_writable_bytes(
-                        std::span(profile.data(), static_cast<std::size_t>(profile.size()))),
-                    none))
+    if (!receiveAll(CHANNEL_DESCRIPTOR, bytesOf(profile), none))
         return false;
-    m_conversion = attempted([&] { return std::make_unique<const SrgbConversion>(profile); });
+    m_conversion = guarded([&] { return std::make_unique<const SrgbConversion>(profile); });
     m_conversionWidth = request.width;
     m_conversionAlpha = request.alpha == static_cast<std::uint32_t>(Alpha::Opaque)
                             ? Alpha::Opaque
