@@ -33,6 +33,10 @@ public:
     /// Where to write the next source row. Valid until rowDone().
     [[nodiscard]] Pixel *nextRow();
 
+    /// Where source row @p y goes, if that needs no scaling: such rows may be written in any order
+    /// before they are nextRow(). Null otherwise.
+    [[nodiscard]] Pixel *rowAhead(int y) { return m_plan ? nullptr : m_target.row(y); }
+
     /// Says that nextRow() has been filled.
     void rowDone();
 
