@@ -84,14 +84,20 @@ TEST_P(JpegDecoder, EverySizeIsAsInTheLibrary)
     }
 }
 
-TEST_P(JpegDecoder, PlainKernelsAreAsTheLibrary)
+TEST_P(JpegDecoder, AllKernelsAreAsTheLibrary)
 {
-    for (int quality = 1; quality <= 100; ++quality) {
-        const QByteArray jpeg = file({quality % 37 + 40, 60 - quality % 17}, quality);
-        for (const int scale : SCALES)
-            ASSERT_TRUE(isSame(ourRows(jpeg, scale, {.threads = 1, .kernels = plainJpegKernels()}),
-                               referenceRows(jpeg, scale)))
-                << scale << "/8, quality " << quality;
+    int tested = 0;
+    for (const JpegKernels *kernels : {&plainJpegKernels(), sse2JpegKernels(), avx2JpegKernels()}) {
+        if (kernels == nullptr)
+            continue;
+        ++tested;
+        for (int quality = 1; quality <= 100; ++quality) {
+            const QByteArray jpeg = file({quality % 37 + 40, 60 - quality % 17}, quality);
+            for (const int scale : SCALES)
+                ASSERT_TRUE(isSame(ourRows(jpeg, scale, {.threads = 1, .kernels = *kernels}),
+                                   referenceRows(jpeg, scale)))
+                    << scale << "/8, quality " << quality << ", kernels " << tested;
+        }
     }
 }
 

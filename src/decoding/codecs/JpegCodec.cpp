@@ -1,5 +1,7 @@
 #include "decoding/codecs/JpegCodec.h"
 
+#include "decoding/codecs/jpeg/JpegDecoder.h"
+#include "decoding/codecs/jpeg/JpegHeaders.h"
 #include "decoding/color/Color.h"
 #include "decoding/color/ProfileCheck.h"
 #include "pixels/Limits.h"
@@ -11,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <vector>
 
 #include <csetjmp>
 
@@ -39,8 +42,8 @@ constexpr std::int64_t MAX_BYTES_PER_PIXEL = 4;
 /// A progressive picture is held whole as coefficients, three bytes a pixel with halved chroma.
 constexpr long MAX_COEFFICIENT_BYTES = 900L << 20;
 
-/// libjpeg's objects for one file. Everything in libjpeg that can fail runs in one of the three
-/// steps, each of which catches its jump; no object with a destructor is made inside them.
+/// libjpeg's objects for one file. Everything in libjpeg that can fail runs in one of a few steps,
+/// each of which catches its jump; no object with a destructor is made inside them.
 class Decompressor
 {
 public:
@@ -51,7 +54,7 @@ public:
 
     [[nodiscard]] bool readHeader();
     [[nodiscard]] bool start(int maxPixel);
-    /// Feeds @p sink; false when an error ended it early.
+    /// Feeds @p sink, by our own decoder as far as that goes; false when an error ended it early.
     bool readRows(RowSink &sink);
 
     [[nodiscard]] QSize size() const { return sized(m_info.image_width, m_info.image_height); }
@@ -83,6 +86,11 @@ private:
     static boolean fill(j_decompress_ptr info);
     static void skip(j_decompress_ptr info, long count);
     static void watch(j_common_ptr info);
+    /// Feeds @p sink what our own decoder makes of a picture of its kind: all rows, or those before
+    /// what it takes for damage.
+    void readParallel(RowSink &sink) const;
+    /// Feeds @p sink the rows that it hasn't got yet.
+    bool readRest(RowSink &sink);
 
     const SourceFile &m_file;
     jpeg_decompress_struct m_info{};
@@ -94,6 +102,8 @@ private:
     std::int64_t m_bytesLeft = MAX_HEADER_BYTES; // that may still be read
     int m_maxScans = LEAST_SCANS;
     bool m_isCutOff = false;
+    std::int64_t m_scanOffset = 0; // of what follows the headers
+    std::vector<Pixel> m_skippedRow;
     std::array<JOCTET, 1 << 16> m_buffer;
 };
 
@@ -171,7 +181,10 @@ bool Decompressor::readHeader()
     m_progress.progress_monitor = watch;
     m_info.progress = &m_progress;
     jpeg_save_markers(&m_info, JPEG_APP0 + 2, 0xffff);
-    return jpeg_read_header(&m_info, TRUE) == JPEG_HEADER_OK;
+    if (jpeg_read_header(&m_info, TRUE) != JPEG_HEADER_OK)
+        return false;
+    m_scanOffset = m_offset - static_cast<std::int64_t>(m_source.bytes_in_buffer);
+    return true;
 }
 
 bool Decompressor::start(int maxPixel)
@@ -197,15 +210,36 @@ bool Decompressor::start(int maxPixel)
 
 bool Decompressor::readRows(RowSink &sink)
 {
+    readParallel(sink);
+    // Rows that both decode are the same: libjpeg goes on as if it had made all of them.
+    m_skippedRow.resize(sink.rowsTaken() > 0 ? m_info.output_width : 0);
+    return readRest(sink);
+}
+
+void Decompressor::readParallel(RowSink &sink) const
+{
+    const auto frame = sequentialFrame(m_info);
+    if (!frame)
+        return;
+    const std::int64_t most = std::min(m_bytesLeft, MAX_WHOLE_FILE_BYTES);
+    const auto scan = JpegScan::read(m_file, m_scanOffset, most, frame->restartInterval > 0);
+    if (scan)
+        decodeJpegScan(*frame, static_cast<int>(m_info.scale_num), *scan, sink, m_file.stopToken());
+}
+
+bool Decompressor::readRest(RowSink &sink)
+{
     if (setjmp(m_jump) != 0)
         return false;
-    while (m_info.output_scanline < m_info.output_height) {
+    while (sink.rowsTaken() < static_cast<int>(m_info.output_height)) {
         if (isStopped())
             return false;
-        JSAMPROW row = reinterpret_cast<JSAMPROW>(sink.nextRow());
+        const bool isThere = static_cast<int>(m_info.output_scanline) < sink.rowsTaken();
+        JSAMPROW row = reinterpret_cast<JSAMPROW>(isThere ? m_skippedRow.data() : sink.nextRow());
         if (jpeg_read_scanlines(&m_info, &row, 1) != 1)
             return false;
-        sink.rowDone();
+        if (!isThere)
+            sink.rowDone();
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
-// JPEG straight on libjpeg-turbo: scaled in the inverse DCT, into the pixels that paint fastest,
-// then brought to the exact size row by row.
+// JPEG scaled in the inverse DCT, into the pixels that paint fastest, then brought to the exact
+// size row by row. Sequential pictures by a decoder of our own that spreads over the cores, all
+// others and what that leaves by libjpeg-turbo.
 
 #include "decoding/Properties.h"
 #include "decoding/SourceFile.h"

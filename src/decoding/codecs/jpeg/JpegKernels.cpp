@@ -218,7 +218,13 @@ const JpegKernels &plainJpegKernels()
 
 const JpegKernels &jpegKernels()
 {
-    return plainJpegKernels();
+    static const JpegKernels &fastest = []() -> const JpegKernels & {
+        for (const JpegKernels *kernels : {avx2JpegKernels(), sse2JpegKernels()})
+            if (kernels != nullptr)
+                return *kernels;
+        return plainJpegKernels();
+    }();
+    return fastest;
 }
 
 } // namespace tavolin

@@ -43,6 +43,10 @@ struct JpegKernels
 /// What every machine has; the others are measured by it.
 [[nodiscard]] const JpegKernels &plainJpegKernels();
 
+/// Those for vectors of 16 and 32 bytes; null where the processor has no such.
+[[nodiscard]] const JpegKernels *sse2JpegKernels();
+[[nodiscard]] const JpegKernels *avx2JpegKernels();
+
 /// The fastest ones for this machine.
 [[nodiscard]] const JpegKernels &jpegKernels();
 
