@@ -1,6 +1,7 @@
 #include "decoding/codecs/jpeg/JpegDecoder.h"
 
 #include "JpegReference.h"
+#include "Samples.h"
 
 #include <algorithm>
 #include <ostream>
@@ -134,6 +135,145 @@ TEST_P(JpegDecoder, AnyNumberOfThreadsGivesTheSame)
                     ourRows(jpeg, scale, {.threads = threads, .partBytes = partBytes}), reference))
                     << threads << " threads, parts of " << partBytes;
     }
+}
+
+/// @p jpeg's scan begins here.
+qsizetype scanOf(const QByteArray &jpeg)
+{
+    return static_cast<qsizetype>(headersOf(jpeg).scan);
+}
+
+/// Whether ours is the reference as far as it goes, and what is left is grey.
+testing::AssertionResult isBeginningOf(const DecodedRows &ours, const DecodedRows &reference)
+{
+    if (ours.size != reference.size)
+        return testing::AssertionFailure() << "another size";
+    const auto come = ours.pixels.begin() + std::ptrdiff_t{ours.rows} * ours.size.width();
+    const auto [mine, its] = std::mismatch(ours.pixels.begin(), come, reference.pixels.begin());
+    if (mine != come)
+        return testing::AssertionFailure()
+               << "row " << (mine - ours.pixels.begin()) / ours.size.width() << " of " << ours.rows;
+    if (std::any_of(come, ours.pixels.end(), [](Pixel pixel) { return pixel != MISSING; }))
+        return testing::AssertionFailure() << "not grey behind row " << ours.rows;
+    return testing::AssertionSuccess();
+}
+
+const std::vector<JpegWork> WORKS{
+    {.threads = 1}, {.threads = 1, .partBytes = 64}, {.threads = 3, .partBytes = 200}};
+
+/// Decodes @p jpeg in all ways; the most rows that one of them gave.
+int checkedRows(const QByteArray &jpeg)
+{
+    int most = 0;
+    for (const int scale : SCALES) {
+        const DecodedRows reference = referenceRows(jpeg, scale);
+        if (reference.rows == 0 || !headersOf(jpeg).frame)
+            continue;
+        for (const JpegWork &work : WORKS) {
+            const DecodedRows ours = ourRows(jpeg, scale, work);
+            EXPECT_TRUE(isBeginningOf(ours, reference)) << scale << "/8";
+            most = std::max(most, ours.rows);
+        }
+    }
+    return most;
+}
+
+TEST_P(JpegDecoder, FileCutAnywhereGivesTheRowsBeforeTheCut)
+{
+    const QByteArray jpeg = file({90, 70}, 85, 5);
+    int most = 0;
+    for (qsizetype cut = scanOf(jpeg) + 1; cut < jpeg.size(); cut += 7)
+        most = std::max(most, checkedRows(jpeg.first(cut)));
+    EXPECT_GT(most, 0);
+    EXPECT_LE(most, 70);
+}
+
+TEST_P(JpegDecoder, DamagedFilesGiveTheRowsBeforeTheDamage)
+{
+    const QByteArray plain = file({90, 70}, 85);
+    const QByteArray withRestarts = file({90, 70}, 85, 3);
+    int most = 0;
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        const QByteArray &jpeg = seed % 2 == 0 ? plain : withRestarts;
+        const qsizetype scan = scanOf(jpeg);
+        most = std::max(most, checkedRows(jpeg.first(scan) + damaged(jpeg.mid(scan), seed)));
+    }
+    EXPECT_GT(most, 0);
+}
+
+TEST_P(JpegDecoder, WrongRestartNumberEndsIt)
+{
+    const QByteArray jpeg = file({90, 70}, 85, 2);
+    QByteArray damagedJpeg = jpeg;
+    const qsizetype third = damagedJpeg.indexOf("\xff\xd2", scanOf(jpeg));
+    ASSERT_GT(third, 0);
+    damagedJpeg[third + 1] = '\xd6';
+    const DecodedRows ours = ourRows(damagedJpeg, 8, {.threads = 2, .partBytes = 100});
+    EXPECT_FALSE(ours.isWhole);
+    EXPECT_TRUE(isBeginningOf(ours, referenceRows(damagedJpeg, 8)));
+}
+
+TEST_P(JpegDecoder, FillingBeforeMarkersChangesNothing)
+{
+    const QByteArray jpeg = file({90, 70}, 85, 2);
+    QByteArray filled = jpeg;
+    for (int number = 0; number < 8; ++number) {
+        const QByteArray marker{"\xff" + QByteArray(1, static_cast<char>(0xd0 + number))};
+        filled.replace(marker, "\xff\xff" + marker);
+    }
+    ASSERT_GT(filled.size(), jpeg.size());
+    EXPECT_TRUE(
+        isSame(ourRows(filled, 8, {.threads = 2, .partBytes = 100}), referenceRows(jpeg, 8)));
+}
+
+TEST_P(JpegDecoder, StrayBytesBeforeMarkersChangeNothing)
+{
+    const QByteArray jpeg = file({90, 70}, 85, 2);
+    QByteArray strayed = jpeg;
+    const qsizetype first = strayed.indexOf("\xff\xd0", scanOf(jpeg));
+    ASSERT_GT(first, 0);
+    strayed.insert(first, QByteArray(40, '\x5a'));
+    for (const JpegWork &work : WORKS)
+        EXPECT_TRUE(isSame(ourRows(strayed, 8, work), referenceRows(strayed, 8)));
+}
+
+TEST(JpegFrames, OtherKindsAreLeftToTheLibrary)
+{
+    EXPECT_FALSE(headersOf(jpegFile({40, 40}, {.isProgressive = true})).frame);
+    EXPECT_FALSE(headersOf(jpegFile({40, 40}, {.sampling = {3, 1}})).frame);
+    EXPECT_FALSE(headersOf(jpegFile({40, 40}, {.sampling = {2, 4}})).frame);
+    EXPECT_TRUE(headersOf(jpegFile({40, 40}, {.sampling = {4, 1}})).frame);
+}
+
+class JpegSamples : public SampleTest
+{};
+
+TEST_F(JpegSamples, AreAsInTheLibrary)
+{
+    int compared = 0;
+    for (const QJsonValue &entry : files()) {
+        const std::string path = entry[QStringLiteral("path")].toString().toStdString();
+        if (!path.ends_with(".jpg"))
+            continue;
+        const auto source = SourceFile::open(find(path));
+        ASSERT_TRUE(source) << path;
+        const QByteArray jpeg = source->bytesAt(0, source->size());
+        const auto frame = headersOf(jpeg).frame;
+        if (!frame || pixelCount(frame->size) > MAX_RESULT_PIXELS / 4)
+            continue;
+        for (const int scale : SCALES) {
+            const DecodedRows reference = referenceRows(jpeg, scale);
+            const DecodedRows ours = ourRows(jpeg, scale, {.threads = 3, .partBytes = 20'000});
+            if (ours.isWhole) {
+                EXPECT_TRUE(isSame(ours, reference)) << path << " at " << scale << "/8";
+                ++compared;
+            } else {
+                EXPECT_TRUE(path.starts_with("broken/")) << path;
+                EXPECT_TRUE(isBeginningOf(ours, reference)) << path << " at " << scale << "/8";
+            }
+        }
+    }
+    EXPECT_GT(compared, 100);
 }
 
 } // namespace

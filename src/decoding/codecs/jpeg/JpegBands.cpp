@@ -39,8 +39,12 @@ std::int16_t word(std::uint32_t value)
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(value));
 }
 
-/// Coefficients that kernels read behind the row's end.
+/// Samples that kernels read and write behind a row's end.
 constexpr std::size_t SPARE_SAMPLES = 64;
+
+/// No coefficient of 8-bit samples is larger, however coarsely it is quantised: 1024 is the most
+/// before that.
+constexpr std::int32_t MOST_COEFFICIENT = 2047;
 
 } // namespace
 
@@ -98,18 +102,19 @@ void JpegPainter::findBlocks(int band, std::span<const JpegRun> runs)
     }
 }
 
-std::uint8_t JpegPainter::flatSample(std::size_t component, const Coefficients &block) const
+std::int16_t JpegPainter::level(std::size_t component, JpegCoefficient coefficient)
 {
-    const std::uint32_t dc = (*block.begin >> 16) + block.shift;
-    const int value = word(dc * m_plan.m_steps[component].steps[0]);
-    if (m_plan.layout().planes[component].side == 1) {
-        // This one wraps at ten bits.
-        const int level = ((value + 4) >> 3) & 1023;
-        return static_cast<std::uint8_t>(level < 512 ? std::min(level + 128, 255)
-                                                     : std::max(level - 896, 0));
-    }
-    const int kept = word(static_cast<std::uint32_t>(value) << 2);
-    return static_cast<std::uint8_t>(clamped((kept + 16) >> 5, -128, 127) + 128);
+    const std::int32_t value =
+        valueOf(coefficient) * m_plan.m_steps[component].steps[placeOf(coefficient)];
+    m_excess |= static_cast<std::uint32_t>(value + MOST_COEFFICIENT + 1);
+    return word(static_cast<std::uint32_t>(value));
+}
+
+std::uint8_t JpegPainter::flatSample(std::size_t component, const Coefficients &block)
+{
+    // What all transforms make of a constant.
+    const int value = level(component, *block.begin + (block.shift << 16));
+    return static_cast<std::uint8_t>(clamped((value + 4) >> 3, -128, 127) + 128);
 }
 
 void JpegPainter::transformPair(std::size_t component, const Coefficients &left,
@@ -117,13 +122,7 @@ void JpegPainter::transformPair(std::size_t component, const Coefficients &left,
 {
     const int side = m_plan.layout().planes[component].side;
     const std::ptrdiff_t stride = m_strides[component];
-    if (side == 1) {
-        out[0] = flatSample(component, left);
-        if (right != nullptr)
-            out[1] = flatSample(component, *right);
-        return;
-    }
-    if (left.count == 1 && (right == nullptr || right->count == 1)) {
+    if (side == 1 || (left.count == 1 && (right == nullptr || right->count == 1))) {
         const auto across = static_cast<std::size_t>(side);
         const std::uint8_t leftSample = flatSample(component, left);
         const std::uint8_t rightSample =
@@ -134,15 +133,11 @@ void JpegPainter::transformPair(std::size_t component, const Coefficients &left,
         }
         return;
     }
-    const auto &steps = m_plan.m_steps[component].steps;
     m_pair.fill(0);
     const auto place = [&](const Coefficients &block, std::int16_t *rows) {
-        rows[0] = word(((*block.begin >> 16) + block.shift) * steps[0]);
-        for (std::uint32_t i = 1; i < block.count; ++i) {
-            const JpegCoefficient coefficient = block.begin[i];
-            const unsigned at = placeOf(coefficient);
-            rows[PLACES[at]] = word((coefficient >> 16) * steps[at]);
-        }
+        rows[0] = level(component, *block.begin + (block.shift << 16));
+        for (std::uint32_t i = 1; i < block.count; ++i)
+            rows[PLACES[placeOf(block.begin[i])]] = level(component, block.begin[i]);
     };
     place(left, m_pair.data());
     if (right != nullptr)
@@ -215,13 +210,16 @@ void JpegPainter::paintRow(int y, RowAt rowAt, Pixel *out)
         m_plan.m_kernels.toColor(luma, widened(1, y, rowAt), widened(2, y, rowAt), width, out);
 }
 
-void JpegPainter::paint(int band, std::span<const JpegRun> runs, Pixel *out, std::ptrdiff_t stride,
+bool JpegPainter::paint(int band, std::span<const JpegRun> runs, Pixel *out, std::ptrdiff_t stride,
                         JpegSeam &seam)
 {
     const JpegLayout &layout = m_plan.layout();
     findBlocks(band, runs);
+    m_excess = 0;
     for (std::size_t i = 0; i < layout.planes.size(); ++i)
         transform(i);
+    if (m_excess > 2 * MOST_COEFFICIENT + 1)
+        return false;
 
     const auto rowAt = [&](std::size_t component, int row) {
         const int inBand = row - band * layout.planes[component].mcuHeight();
@@ -253,6 +251,7 @@ void JpegPainter::paint(int band, std::span<const JpegRun> runs, Pixel *out, std
     }
     for (int y = begin; y < end; ++y, first += stride)
         paintRow(y, rowAt, first);
+    return true;
 }
 
 void JpegPainter::joinSeam(int band, const JpegSeam &above, const JpegSeam &below, Pixel *last,

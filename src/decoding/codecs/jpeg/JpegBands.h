@@ -69,9 +69,10 @@ public:
     /// Makes the pixels of MCU row @p band, @p stride apart from @p out on, of the blocks in
     /// @p runs, which follow each other and have all of them. Where there are seams, the first row
     /// is left to joinSeam() unless it is the picture's, and so is the last; @p seam gets what is
-    /// needed.
-    void paint(int band, std::span<const JpegRun> runs, Pixel *out, std::ptrdiff_t stride,
-               JpegSeam &seam);
+    /// needed. False, without pixels, when coefficients are larger than any picture's: transforms
+    /// overflow there, each in its own way.
+    [[nodiscard]] bool paint(int band, std::span<const JpegRun> runs, Pixel *out,
+                             std::ptrdiff_t stride, JpegSeam &seam);
 
     /// Makes the last row of @p band, and the first one of the next.
     void joinSeam(int band, const JpegSeam &above, const JpegSeam &below, Pixel *last,
@@ -89,7 +90,9 @@ private:
     void transform(std::size_t component);
     void transformPair(std::size_t component, const Coefficients &left, const Coefficients *right,
                        std::uint8_t *out);
-    [[nodiscard]] std::uint8_t flatSample(std::size_t component, const Coefficients &block) const;
+    /// A block's samples where they are all the same.
+    [[nodiscard]] std::uint8_t flatSample(std::size_t component, const Coefficients &block);
+    [[nodiscard]] std::int16_t level(std::size_t component, JpegCoefficient coefficient);
 
     /// Paints row @p y of the picture; rowAt(component, row) gives rows of the planes.
     template <typename RowAt>
@@ -103,6 +106,7 @@ private:
     std::array<std::ptrdiff_t, MOST_COMPONENTS> m_strides{};
     std::array<std::vector<std::uint8_t>, MOST_COMPONENTS> m_widened;
     alignas(32) std::array<std::int16_t, PAIR_WIDTH * BLOCK_SIDE> m_pair{};
+    std::uint32_t m_excess = 0; // has a high bit when a coefficient was too large
 };
 
 } // namespace tavolin

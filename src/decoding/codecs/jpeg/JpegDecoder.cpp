@@ -80,7 +80,6 @@ private:
     {
         std::vector<Pixel> pixels;
         JpegSeam seam;
-        bool isPainted = false;
     };
 
     void work(Role role);
@@ -138,6 +137,7 @@ private:
     int m_nextBand = 0;     // to paint
     int m_paintedBands = 0; // that have nothing unpainted before them
     int m_fedBands = 0;
+    int m_painters = 0;
     int m_misses = 0;
     bool m_isJoining = false;
     bool m_isBroken = false;  // nothing can be placed any more
@@ -199,7 +199,7 @@ void Decode::work(Role role)
             continue;
         }
         // Damaged: what is left can't be made. The feeder goes when the last band is fed.
-        if (m_isBroken && (role == Role::Helper || m_nextBand == m_paintedBands))
+        if (m_isBroken && (role == Role::Helper || m_painters == 0))
             break;
         m_changed.wait(lock);
     }
@@ -248,6 +248,7 @@ bool Decode::paintNext(Lock &lock, JpegPainter &painter)
         band >= m_fedBands + static_cast<int>(m_slots.size()))
         return false;
     ++m_nextBand;
+    ++m_painters;
     const std::int64_t begin = end - m_plan.layout().blocksPerRow();
     std::vector<JpegRun> runs;
     for (const Placed &placed : m_placed)
@@ -259,9 +260,12 @@ bool Decode::paintNext(Lock &lock, JpegPainter &painter)
     if (m_sink.rowAhead(0) == nullptr)
         target.pixels.resize(static_cast<std::size_t>(width) *
                              static_cast<std::size_t>(m_plan.layout().mcuRowPixels));
-    painter.paint(band, runs, bandPixels(band), width, target.seam);
+    const bool isSound = painter.paint(band, runs, bandPixels(band), width, target.seam);
     lock.lock();
-    m_isPainted[static_cast<std::size_t>(band)] = true;
+    --m_painters;
+    if (!isSound)
+        m_isBroken = true;
+    m_isPainted[static_cast<std::size_t>(band)] = isSound;
     while (m_paintedBands < bandCount() && m_isPainted[static_cast<std::size_t>(m_paintedBands)])
         ++m_paintedBands;
     releaseUsed();
@@ -343,7 +347,8 @@ bool Decode::joinNext(Lock &lock)
     m_placedBlocks = reached;
     if (!wasMissing && m_hasMissed)
         ++m_misses;
-    m_isBroken = !isSound || (m_joinedParts == m_parts.count() && reached < m_blocks);
+    if (!isSound || (m_joinedParts == m_parts.count() && reached < m_blocks))
+        m_isBroken = true;
     std::ranges::move(placed, std::back_inserter(m_placed));
     return true;
 }

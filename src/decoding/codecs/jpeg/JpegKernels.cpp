@@ -1,5 +1,7 @@
 #include "decoding/codecs/jpeg/JpegKernels.h"
 
+#include "pixels/Geometry.h"
+
 #include <algorithm>
 #include <array>
 
@@ -33,16 +35,22 @@ int wrapped16(int value)
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(value));
 }
 
-/// @p value without its lowest @p bits bits, rounded, as a 16-bit word.
+/// @p value without its lowest @p bits bits, rounded.
+Wide shifted(Wide value, int bits)
+{
+    return static_cast<Wide>(static_cast<std::int32_t>(value + (Wide{1} << (bits - 1))) >> bits);
+}
+
+/// The same as a 16-bit word.
 std::int16_t rounded(Wide value, int bits)
 {
-    const auto shifted = static_cast<std::int32_t>(value + (Wide{1} << (bits - 1))) >> bits;
-    return static_cast<std::int16_t>(std::clamp(shifted, -32768, 32767));
+    const auto number = static_cast<std::int32_t>(shifted(value, bits));
+    return static_cast<std::int16_t>(clamped(number, -32768, 32767));
 }
 
 std::uint8_t sample(std::int16_t value)
 {
-    return static_cast<std::uint8_t>(std::clamp<int>(value, -128, 127) + 128);
+    return static_cast<std::uint8_t>(clamped<int>(value, -128, 127) + 128);
 }
 
 /// One direction of the transform to eight: @p in every @p stride words, results to @p put(i, sum).
@@ -91,16 +99,12 @@ void four(const std::int16_t *in, int stride, Put put)
     put(3, dc + turned - outer);
 }
 
-/// The same to two, which leaves out all even coefficients but the first.
-template <typename Put>
-void two(const std::int16_t *in, int stride, Put put)
+/// The odd part of the same to two, which leaves out all even coefficients but the first.
+Wide oddOfTwo(const std::int16_t *in, int stride)
 {
     const auto at = [&](int i) { return wide(in[i * stride]); };
-    const Wide dc = at(0) << (CONSTANT_BITS + 2);
-    const Wide odd = at(5) * fixed(0.850430095) - at(7) * fixed(0.720959822) -
-                     at(3) * fixed(1.272758580) + at(1) * fixed(3.624509785);
-    put(0, dc + odd);
-    put(1, dc - odd);
+    return at(5) * fixed(0.850430095) - at(7) * fixed(0.720959822) - at(3) * fixed(1.272758580) +
+           at(1) * fixed(3.624509785);
 }
 
 /// Both directions; @p oneWay is the transform of one, to @p side samples, whose sums have @p extra
@@ -140,8 +144,30 @@ void transform4(const std::int16_t *rows, std::uint8_t *out, std::ptrdiff_t stri
 
 void transform2(const std::int16_t *rows, std::uint8_t *out, std::ptrdiff_t stride)
 {
-    bothWays(rows, out, stride, 2, 2,
-             [](const std::int16_t *in, int step, auto put) { two(in, step, put); });
+    constexpr int BITS = CONSTANT_BITS - KEPT_BITS + 2;
+    constexpr int LAST_BITS = CONSTANT_BITS + KEPT_BITS + SCALE_BITS + 2;
+    for (int block = 0; block < 2; ++block) {
+        std::array<std::int16_t, 16> columns;
+        std::array<Wide, 2> first; // of the columns, which is not limited
+        for (const int x : {0, 1, 3, 5, 7}) {
+            const std::int16_t *in = rows + block * 8 + x;
+            const Wide dc = wide(in[0]) << (CONSTANT_BITS + 2);
+            const Wide odd = oddOfTwo(in, PAIR_WIDTH);
+            const std::array<Wide, 2> sums{dc + odd, dc - odd};
+            for (std::size_t y = 0; y < 2; ++y) {
+                columns[y * 8 + static_cast<std::size_t>(x)] = rounded(sums[y], BITS);
+                if (x == 0)
+                    first[y] = shifted(sums[y], BITS);
+            }
+        }
+        for (std::size_t y = 0; y < 2; ++y) {
+            const Wide dc = first[y] << (CONSTANT_BITS + 2);
+            const Wide odd = oddOfTwo(columns.data() + y * 8, 1);
+            std::uint8_t *row = out + static_cast<std::ptrdiff_t>(y) * stride + block * 2;
+            row[0] = sample(rounded(dc + odd, LAST_BITS));
+            row[1] = sample(rounded(dc - odd, LAST_BITS));
+        }
+    }
 }
 
 std::uint8_t byte(int value)
@@ -179,7 +205,7 @@ void smoothDown(const std::uint8_t *near, const std::uint8_t *far, int width, in
 
 Pixel opaque(int red, int green, int blue)
 {
-    const auto level = [](int value) { return static_cast<Pixel>(std::clamp(value, 0, 255)); };
+    const auto level = [](int value) { return static_cast<Pixel>(clamped(value, 0, 255)); };
     return 0xff000000 | level(red) << 16 | level(green) << 8 | level(blue);
 }
 

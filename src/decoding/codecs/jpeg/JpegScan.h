@@ -25,8 +25,8 @@ public:
     };
 
     /// Reads from @p offset to the first marker, or the first restart marker out of turn, or
-    /// without @p hasRestarts any. Empty when there are more than @p most bytes, and after the
-    /// file's stop request.
+    /// without @p hasRestarts any. Empty when there is nothing or more than @p most bytes, and
+    /// after the file's stop request.
     [[nodiscard]] static std::optional<JpegScan> read(const SourceFile &file, std::int64_t offset,
                                                       std::int64_t most, bool hasRestarts);
 

@@ -243,26 +243,30 @@ void transform2(const std::int16_t *rows, std::uint8_t *out, std::ptrdiff_t stri
     constexpr int BITS = CONSTANT_BITS - KEPT_BITS + 2;
     constexpr int LAST_BITS = CONSTANT_BITS + KEPT_BITS + SCALE_BITS + 2;
     alignas(32) std::int16_t columns[2][PAIR_WIDTH];
+    alignas(32) std::int32_t firstColumns[2][PAIR_WIDTH / 2]; // and three that are not used
     for (int block = 0; block < PAIR_WIDTH; block += WORDS) {
         const auto row = [&](int i) { return loadWords(rows + block + i * PAIR_WIDTH); };
-        const Sums dc{right32<16 - CONSTANT_BITS>(left32<2>(low16(zero(), row(0)))),
-                      right32<16 - CONSTANT_BITS>(left32<2>(high16(zero(), row(0))))};
+        const Sums dc{left32<2>(raised<CONSTANT_BITS>(row(0)).low),
+                      left32<2>(raised<CONSTANT_BITS>(row(0)).high)};
         const Sums odd = weighted(paired(row(1), row(3)), fixed(3.624509785), -fixed(1.272758580)) +
                          weighted(paired(row(5), row(7)), fixed(0.850430095), -fixed(0.720959822));
-        storeWords(narrowed<BITS>(dc + odd), columns[0] + block);
-        storeWords(narrowed<BITS>(dc - odd), columns[1] + block);
+        const Sums sums[2] = {dc + odd, dc - odd};
+        for (int y = 0; y < 2; ++y) {
+            const Vector low = rounded<BITS>(sums[y].low);
+            storeWords(limited32(low, rounded<BITS>(sums[y].high)), columns[y] + block);
+            storeWords(low, firstColumns[y] + block / 2);
+        }
     }
     for (int y = 0; y < 2; ++y, out += stride) {
         for (int block = 0; block < 2; ++block) {
             const std::int16_t *in = columns[y] + 8 * block;
-            const auto wide = [in](int i) { return static_cast<std::uint32_t>(in[i]); };
-            const auto weight = [](double value) {
-                return static_cast<std::uint32_t>(fixed(value));
+            const auto weighted1 = [in](int i, double value) {
+                return static_cast<std::uint32_t>(in[i] * fixed(value));
             };
-            const std::uint32_t dc = wide(0) << (CONSTANT_BITS + 2);
-            const std::uint32_t odd =
-                wide(1) * weight(3.624509785) + wide(3) * weight(-1.272758580) +
-                wide(5) * weight(0.850430095) + wide(7) * weight(-0.720959822);
+            const std::uint32_t dc = static_cast<std::uint32_t>(firstColumns[y][4 * block])
+                                     << (CONSTANT_BITS + 2);
+            const std::uint32_t odd = weighted1(1, 3.624509785) + weighted1(3, -1.272758580) +
+                                      weighted1(5, 0.850430095) + weighted1(7, -0.720959822);
             const auto sample = [](std::uint32_t sum) {
                 const auto level =
                     static_cast<std::int32_t>(sum + (1U << (LAST_BITS - 1))) >> LAST_BITS;
