@@ -46,6 +46,13 @@ constexpr std::size_t SPARE_SAMPLES = 64;
 /// before that.
 constexpr std::int32_t MOST_COEFFICIENT = 2047;
 
+/// More than EXCESS when @p value is larger; so is what that is ORed with.
+constexpr std::uint32_t EXCESS = 2 * MOST_COEFFICIENT + 1;
+std::uint32_t excess(std::int32_t value)
+{
+    return static_cast<std::uint32_t>(value + MOST_COEFFICIENT + 1);
+}
+
 } // namespace
 
 JpegBandPlan::JpegBandPlan(const JpegFrame &frame, int scale, const JpegKernels &kernels)
@@ -102,19 +109,29 @@ void JpegPainter::findBlocks(int band, std::span<const JpegRun> runs)
     }
 }
 
-std::int16_t JpegPainter::level(std::size_t component, JpegCoefficient coefficient)
-{
-    const std::int32_t value =
-        valueOf(coefficient) * m_plan.m_steps[component].steps[placeOf(coefficient)];
-    m_excess |= static_cast<std::uint32_t>(value + MOST_COEFFICIENT + 1);
-    return word(static_cast<std::uint32_t>(value));
-}
-
 std::uint8_t JpegPainter::flatSample(std::size_t component, const Coefficients &block)
 {
     // What all transforms make of a constant.
-    const int value = level(component, *block.begin + (block.shift << 16));
+    const std::int32_t value =
+        word((*block.begin >> 16) + block.shift) * std::int32_t{m_plan.m_steps[component].steps[0]};
+    m_excess |= excess(value);
     return static_cast<std::uint8_t>(clamped((value + 4) >> 3, -128, 127) + 128);
+}
+
+void JpegPainter::place(std::size_t component, const Coefficients &block, std::int16_t *rows)
+{
+    const std::uint16_t *steps = m_plan.m_steps[component].steps.data();
+    const std::int32_t dc = word((*block.begin >> 16) + block.shift) * std::int32_t{steps[0]};
+    std::uint32_t over = excess(dc);
+    rows[0] = word(static_cast<std::uint32_t>(dc));
+    const JpegCoefficient *const end = block.begin + block.count;
+    for (const JpegCoefficient *coefficient = block.begin + 1; coefficient != end; ++coefficient) {
+        const unsigned at = placeOf(*coefficient);
+        const std::int32_t value = valueOf(*coefficient) * std::int32_t{steps[at]};
+        over |= excess(value);
+        rows[PLACES[at]] = word(static_cast<std::uint32_t>(value));
+    }
+    m_excess |= over;
 }
 
 void JpegPainter::transformPair(std::size_t component, const Coefficients &left,
@@ -134,14 +151,9 @@ void JpegPainter::transformPair(std::size_t component, const Coefficients &left,
         return;
     }
     m_pair.fill(0);
-    const auto place = [&](const Coefficients &block, std::int16_t *rows) {
-        rows[0] = level(component, *block.begin + (block.shift << 16));
-        for (std::uint32_t i = 1; i < block.count; ++i)
-            rows[PLACES[placeOf(block.begin[i])]] = level(component, block.begin[i]);
-    };
-    place(left, m_pair.data());
+    place(component, left, m_pair.data());
     if (right != nullptr)
-        place(*right, m_pair.data() + BLOCK_SIDE);
+        place(component, *right, m_pair.data() + BLOCK_SIDE);
     const JpegKernels &kernels = m_plan.m_kernels;
     const JpegTransform kernel = side == 8   ? kernels.transform8
                                  : side == 4 ? kernels.transform4
@@ -218,7 +230,7 @@ bool JpegPainter::paint(int band, std::span<const JpegRun> runs, Pixel *out, std
     m_excess = 0;
     for (std::size_t i = 0; i < layout.planes.size(); ++i)
         transform(i);
-    if (m_excess > 2 * MOST_COEFFICIENT + 1)
+    if (m_excess > EXCESS)
         return false;
 
     const auto rowAt = [&](std::size_t component, int row) {

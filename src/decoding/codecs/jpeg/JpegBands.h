@@ -92,7 +92,8 @@ private:
                        std::uint8_t *out);
     /// A block's samples where they are all the same.
     [[nodiscard]] std::uint8_t flatSample(std::size_t component, const Coefficients &block);
-    [[nodiscard]] std::int16_t level(std::size_t component, JpegCoefficient coefficient);
+    /// Puts a block's coefficients, dequantised, into a pair's rows.
+    void place(std::size_t component, const Coefficients &block, std::int16_t *rows);
 
     /// Paints row @p y of the picture; rowAt(component, row) gives rows of the planes.
     template <typename RowAt>

@@ -13,7 +13,7 @@ inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const Jpe
     bits.refill();
     JpegTable::Entry entry = dc.look(bits);
     if (!JpegTable::isWhole(entry)) [[unlikely]] {
-        entry = dc.resolved(bits);
+        entry = dc.resolved(bits.peek(32));
         if (entry == JpegTable::BROKEN)
             return nullptr;
     }
@@ -27,7 +27,7 @@ inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const Jpe
         entry = ac.look(bits);
         if (!JpegTable::isWhole(entry)) [[unlikely]] {
             bits.refill();
-            entry = ac.resolved(bits);
+            entry = ac.resolved(bits.peek(32));
             if (entry == JpegTable::BROKEN) {
                 place = BLOCK_COEFFICIENTS + 1;
                 return false;

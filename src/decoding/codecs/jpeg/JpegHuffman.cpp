@@ -74,10 +74,10 @@ std::optional<JpegTable> JpegTable::make(const JpegCode &code, Kind kind)
     return table;
 }
 
-JpegTable::Entry JpegTable::resolved(const JpegBits &bits) const
+JpegTable::Entry JpegTable::resolved(std::uint32_t next) const
 {
     for (unsigned length = 1; length <= MOST_CODE_BITS; ++length) {
-        const auto code = static_cast<std::int32_t>(bits.peek(length));
+        const auto code = static_cast<std::int32_t>(next >> (32 - length));
         if (code >= m_end[length])
             continue;
         const int index = code + m_shift[length];
@@ -85,8 +85,8 @@ JpegTable::Entry JpegTable::resolved(const JpegBits &bits) const
             return BROKEN;
         const unsigned symbol = m_symbols[static_cast<std::size_t>(index)];
         const unsigned size = symbol & 15;
-        const std::uint32_t next = bits.peek(length + size) & ((1U << size) - 1);
-        return entryFor(m_kind, symbol, length, next);
+        const std::uint32_t value = (next >> (32 - length - size)) & ((1U << size) - 1);
+        return entryFor(m_kind, symbol, length, value);
     }
     return BROKEN;
 }

@@ -92,9 +92,9 @@ public:
         return static_cast<std::int16_t>(static_cast<std::uint16_t>(entry >> 16));
     }
 
-    /// The whole entry for the next bits, where look() had only a part of it; BROKEN where no code
-    /// begins like this.
-    [[nodiscard]] Entry resolved(const JpegBits &bits) const;
+    /// The whole entry where look() had only a part of it, for the next 32 bits; BROKEN where no
+    /// code begins like them.
+    [[nodiscard]] Entry resolved(std::uint32_t next) const;
 
     [[nodiscard]] bool operator==(const JpegTable &) const = default;
 
