@@ -8,15 +8,21 @@
 #include "pixels/Bands.h"
 #include "pixels/RowSink.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <stop_token>
 
 namespace tavolin {
 
+/// More threads than these would wait for the one that feeds the sink, and each has memory of its
+/// own.
+inline constexpr int MOST_JPEG_THREADS = 8;
+
 /// How the work is spread. The result is the same for all.
 struct JpegWork
 {
-    int threads = coreCount(); ///< With one, which is the caller's, nothing is guessed.
+    /// With one, which is the caller's, nothing is guessed. Fewer where the scan is short.
+    int threads = std::min(coreCount(), MOST_JPEG_THREADS);
     std::size_t partBytes = 0; ///< Of the scan, decoded in one go; 0: as suits it.
     const JpegKernels &kernels = jpegKernels();
 };

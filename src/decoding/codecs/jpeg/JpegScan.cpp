@@ -1,8 +1,9 @@
 #include "decoding/codecs/jpeg/JpegScan.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <new>
+#include <span>
 
 namespace tavolin {
 
@@ -26,7 +27,10 @@ std::optional<JpegScan> JpegScan::read(const SourceFile &file, std::int64_t offs
     const auto limit = static_cast<std::size_t>(std::min(there, most));
     JpegScan scan;
     // Not more of it becomes memory than is filled.
-    scan.m_bytes = std::make_unique_for_overwrite<std::uint8_t[]>(limit + SPARE);
+    scan.m_bytes.reset(new (std::nothrow) std::uint8_t[limit + SPARE]);
+    const std::unique_ptr<std::uint8_t[]> buffer(new (std::nothrow) std::uint8_t[PIECE]);
+    if (!scan.m_bytes || !buffer)
+        return std::nullopt;
     std::uint8_t *out = scan.m_bytes.get();
     const auto written = [&] { return static_cast<std::size_t>(out - scan.m_bytes.get()); };
     std::size_t segmentBegin = 0;
@@ -37,7 +41,6 @@ std::optional<JpegScan> JpegScan::read(const SourceFile &file, std::int64_t offs
         scan.m_segments.push_back({segmentBegin, written()});
         segmentBegin = written();
     };
-    const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(PIECE);
     std::size_t done = 0;
     while (!isOver && done < limit) {
         const std::size_t count = file.readAt(
