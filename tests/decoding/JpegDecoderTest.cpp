@@ -1,5 +1,6 @@
 #include "decoding/codecs/jpeg/JpegDecoder.h"
 
+#include "decoding/codecs/jpeg/JpegParts.h"
 #include "JpegReference.h"
 #include "Samples.h"
 
@@ -134,6 +135,31 @@ TEST_P(JpegDecoder, AnyNumberOfThreadsGivesTheSame)
                 ASSERT_TRUE(isSame(
                     ourRows(jpeg, scale, {.threads = threads, .partBytes = partBytes}), reference))
                     << threads << " threads, parts of " << partBytes;
+    }
+}
+
+TEST_P(JpegDecoder, GuessedPartsFallIntoStep)
+{
+    const QByteArray jpeg = file({640, 400}, 92);
+    const Headers headers = headersOf(jpeg);
+    ASSERT_TRUE(headers.frame);
+    const auto scan = JpegScan::read(SourceFile::fromBytes(jpeg), headers.scan, jpeg.size(), false);
+    const auto reader = JpegBlockReader::make(*headers.frame);
+    ASSERT_TRUE(scan && reader);
+    const std::int64_t blocks = layoutOf(*headers.frame, 8).blocks();
+    const JpegParts parts(*scan, *reader, *headers.frame, blocks, 5000);
+    ASSERT_GE(parts.count(), 5U);
+    JpegPartResult before;
+    parts.decode(parts.part(0), before);
+    for (std::size_t i = 1; i < parts.count(); ++i) {
+        JpegPartResult guess;
+        parts.decode(parts.part(i), guess);
+        JpegBlocks gap;
+        bool isSound = false;
+        EXPECT_TRUE(parts.decodeUntilMet(parts.part(i), &guess, blocks, before.end, gap, isSound))
+            << "part " << i;
+        EXPECT_TRUE(isSound);
+        before = std::move(guess);
     }
 }
 
