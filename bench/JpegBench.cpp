@@ -15,6 +15,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -49,11 +50,11 @@ struct Files
     }
 };
 
-/// Without (0) or with (1) restart markers; or the file that JPEG_BENCH_FILE names.
+/// Without (0) or with (1) restart markers; or the file that TAVOLIN_BENCH_JPEG names.
 std::filesystem::path fileFor(const benchmark::State &state)
 {
     static const Files made;
-    if (const char *other = std::getenv("JPEG_BENCH_FILE"))
+    if (const char *other = std::getenv("TAVOLIN_BENCH_JPEG"))
         return other;
     return state.range(0) == 0 ? made.plain : made.restarts;
 }
