@@ -59,7 +59,7 @@ JpegBandPlan::JpegBandPlan(const JpegFrame &frame, int scale, const JpegKernels 
     : m_layout(layoutOf(frame, scale)), m_kernels(kernels)
 {
     for (std::size_t i = 0; i < frame.components.size(); ++i) {
-        m_steps.push_back({frame.components[i].steps});
+        m_steps.push_back(frame.components[i].steps);
         const JpegPlane &plane = m_layout.planes[i];
         m_componentOfMcu.insert(m_componentOfMcu.end(), static_cast<std::size_t>(plane.h * plane.v),
                                 static_cast<int>(i));
@@ -113,14 +113,14 @@ std::uint8_t JpegPainter::flatSample(std::size_t component, const Coefficients &
 {
     // What all transforms make of a constant.
     const std::int32_t value =
-        word((*block.begin >> 16) + block.shift) * std::int32_t{m_plan.m_steps[component].steps[0]};
+        word((*block.begin >> 16) + block.shift) * std::int32_t{m_plan.m_steps[component][0]};
     m_excess |= excess(value);
     return static_cast<std::uint8_t>(clamped((value + 4) >> 3, -128, 127) + 128);
 }
 
 void JpegPainter::place(std::size_t component, const Coefficients &block, std::int16_t *rows)
 {
-    const std::uint16_t *steps = m_plan.m_steps[component].steps.data();
+    const std::uint16_t *steps = m_plan.m_steps[component].data();
     const std::int32_t dc = word((*block.begin >> 16) + block.shift) * std::int32_t{steps[0]};
     std::uint32_t over = excess(dc);
     rows[0] = word(static_cast<std::uint32_t>(dc));

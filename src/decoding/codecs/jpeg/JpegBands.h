@@ -48,15 +48,10 @@ public:
 private:
     friend class JpegPainter;
 
-    /// How a coefficient becomes a word of a pair of blocks.
-    struct Steps
-    {
-        std::array<std::uint16_t, BLOCK_COEFFICIENTS> steps; // in zigzag order
-    };
-
     JpegLayout m_layout;
     const JpegKernels &m_kernels;
-    std::vector<Steps> m_steps;        // of each component
+    // Of each component, in zigzag order.
+    std::vector<std::array<std::uint16_t, BLOCK_COEFFICIENTS>> m_steps;
     std::vector<int> m_componentOfMcu; // of each block
 };
 

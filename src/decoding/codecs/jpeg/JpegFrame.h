@@ -5,9 +5,7 @@
 #include <QSize>
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace tavolin {

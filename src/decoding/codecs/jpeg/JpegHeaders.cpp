@@ -1,10 +1,10 @@
 #include "decoding/codecs/jpeg/JpegHeaders.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <array>
+#include <cstdint>
 #include <cstdio>
-#include <iterator>
-#include <span>
+#include <utility>
 
 #include <jpeglib.h>
 

@@ -7,8 +7,10 @@
 #include "decoding/codecs/jpeg/JpegFrame.h"
 #include "decoding/codecs/jpeg/JpegScan.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace tavolin {
