@@ -2,6 +2,7 @@
 
 #include "pixels/Bands.h"
 #include "pixels/Geometry.h"
+#include "pixels/ResampleKernels.h"
 #include "pixels/Vectors.h"
 
 #include <algorithm>
@@ -14,12 +15,6 @@ namespace tavolin {
 
 namespace {
 
-constexpr int CHANNELS = 4;
-/// A weight of 1.0 is 1 << 14, the most that leaves a 16-bit word room for it.
-constexpr int WEIGHT_BITS = 14;
-/// Rows between the two passes keep 6 bits below the unit: overshoot stays inside 16 bits, and the
-/// second rounding is not seen.
-constexpr int FRACTION_BITS = 6;
 /// Below this many rows a second thread costs more than it saves.
 constexpr int LEAST_BAND_ROWS = 64;
 
@@ -34,7 +29,6 @@ double cubic(double x)
     return 0.0;
 }
 
-/// The weighted sum of rows, with FRACTION_BITS below the unit.
 void combineRows(const Pixel *const *rows, const std::int16_t *weights, int taps, int pixels,
                  std::int16_t *out)
 {
@@ -62,20 +56,19 @@ void combineRows(const Pixel *const *rows, const std::int16_t *weights, int taps
         }
         const Words8 first = narrowed(sum0 >> SHIFT, sum1 >> SHIFT);
         const Words8 second = narrowed(sum2 >> SHIFT, sum3 >> SHIFT);
-        std::memcpy(out + x * CHANNELS, &first, sizeof first);
-        std::memcpy(out + x * CHANNELS + 8, &second, sizeof second);
+        std::memcpy(out + x * RESAMPLE_CHANNELS, &first, sizeof first);
+        std::memcpy(out + x * RESAMPLE_CHANNELS + 8, &second, sizeof second);
     }
     for (; x < pixels; ++x) {
-        for (int channel = 0; channel < CHANNELS; ++channel) {
+        for (int channel = 0; channel < RESAMPLE_CHANNELS; ++channel) {
             int sum = HALF;
             for (int tap = 0; tap < taps; ++tap)
                 sum += weights[tap] * static_cast<int>(rows[tap][x] >> (8 * channel) & 0xff);
-            out[x * CHANNELS + channel] = static_cast<std::int16_t>(sum >> SHIFT);
+            out[x * RESAMPLE_CHANNELS + channel] = static_cast<std::int16_t>(sum >> SHIFT);
         }
     }
 }
 
-/// The weighted sum of neighbouring pixels of a row made by combineRows.
 void combineColumns(const std::int16_t *row, std::span<const int> first,
                     const std::int16_t *weights, int taps, Pixel *out)
 {
@@ -83,9 +76,9 @@ void combineColumns(const std::int16_t *row, std::span<const int> first,
     constexpr int HALF = 1 << (SHIFT - 1);
     for (const int start : first) {
         Longs4 sum = {HALF, HALF, HALF, HALF};
-        const std::int16_t *source = row + std::ptrdiff_t{start} * CHANNELS;
+        const std::int16_t *source = row + std::ptrdiff_t{start} * RESAMPLE_CHANNELS;
         for (int tap = 0; tap < taps; tap += 2) {
-            const auto two = load<Words8>(source + tap * CHANNELS);
+            const auto two = load<Words8>(source + tap * RESAMPLE_CHANNELS);
             sum += multiplyAddPairs(interleavedHalves(two), weightPair(weights + tap));
         }
         weights += taps;
@@ -95,6 +88,18 @@ void combineColumns(const std::int16_t *row, std::span<const int> first,
 }
 
 } // namespace
+
+const ResampleKernels &plainResampleKernels()
+{
+    static constexpr ResampleKernels KERNELS{combineRows, combineColumns};
+    return KERNELS;
+}
+
+const ResampleKernels &resampleKernels()
+{
+    static const ResampleKernels *const fastest = avx2ResampleKernels();
+    return fastest != nullptr ? *fastest : plainResampleKernels();
+}
 
 QSize sizeWithin(QSize size, int maxPixel)
 {
@@ -115,7 +120,8 @@ ResamplePlan::Axis ResamplePlan::makeAxis(int source, int target)
     const double stretch = std::max(1.0, ratio);
     const double reach = 2.0 * stretch;
     const bool same = source == target;
-    axis.taps = same ? 2 : (static_cast<int>(std::floor(2.0 * reach)) + 2) & ~1;
+    // As many positions as lie within the reach, at its ends the filter being zero.
+    axis.taps = same ? 2 : (static_cast<int>(std::ceil(2.0 * reach)) + 1) & ~1;
     axis.first.reserve(static_cast<std::size_t>(target));
     axis.weights.reserve(static_cast<std::size_t>(target) * static_cast<std::size_t>(axis.taps));
 
@@ -166,7 +172,7 @@ int ResamplePlan::lastSourceRow(int y) const
 
 std::size_t ResamplePlan::scratchSize() const
 {
-    return static_cast<std::size_t>(m_source.width() + m_columns.taps) * CHANNELS;
+    return static_cast<std::size_t>(m_source.width() + m_columns.taps) * RESAMPLE_CHANNELS;
 }
 
 void ResamplePlan::makeRow(int y, const Pixel *const *window, Pixel *out,
@@ -174,9 +180,11 @@ void ResamplePlan::makeRow(int y, const Pixel *const *window, Pixel *out,
 {
     // Weights beyond the last column are zero, but the pixels are read all the same.
     scratch.resize(scratchSize());
-    combineRows(window, m_rows.weights.data() + std::ptrdiff_t{y} * m_rows.taps, m_rows.taps,
-                m_source.width(), scratch.data());
-    combineColumns(scratch.data(), m_columns.first, m_columns.weights.data(), m_columns.taps, out);
+    const ResampleKernels &kernels = resampleKernels();
+    kernels.combineRows(window, m_rows.weights.data() + std::ptrdiff_t{y} * m_rows.taps,
+                        m_rows.taps, m_source.width(), scratch.data());
+    kernels.combineColumns(scratch.data(), m_columns.first, m_columns.weights.data(),
+                           m_columns.taps, out);
 }
 
 void limitToAlpha(Pixel *row, int pixels)

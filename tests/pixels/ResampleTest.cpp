@@ -1,10 +1,13 @@
 #include "pixels/Resample.h"
 
 #include "decoding/TestPictures.h"
+#include "pixels/ResampleKernels.h"
 #include "pixels/RowSink.h"
 
 #include <cmath>
+#include <numeric>
 #include <ostream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -283,6 +286,52 @@ TEST(Resampled, ZonePlateHasNoGhosts)
     }
     EXPECT_LT(darkest, 60);
     EXPECT_GT(brightest, 200);
+}
+
+/// Of no filter, but sixteen of them together stay in the range that the passes are made for.
+std::vector<std::int16_t> noiseWeights(int count, unsigned seed)
+{
+    std::minstd_rand random(seed);
+    std::uniform_int_distribution<int> weight(-1000, 2000);
+    std::vector<std::int16_t> weights;
+    for (int i = 0; i < count; ++i)
+        weights.push_back(static_cast<std::int16_t>(weight(random)));
+    return weights;
+}
+
+TEST(ResampleKernels, WideVectorsMakeTheSameBits)
+{
+    const ResampleKernels *wide = avx2ResampleKernels();
+    if (wide == nullptr)
+        GTEST_SKIP() << "no vectors of 32 bytes on this processor";
+    constexpr int MOST_TAPS = 16;
+    for (int taps = 2; taps <= MOST_TAPS; taps += 2) {
+        for (int pixels = 1; pixels <= 40; ++pixels) {
+            const Image image = noiseWithAlpha({pixels, taps});
+            std::vector<const Pixel *> rows;
+            for (int y = 0; y < taps; ++y)
+                rows.push_back(image.row(y));
+            const auto rowWeights = noiseWeights(taps, 7);
+            // As much room as is asked for, so that a sanitizer sees what goes beyond.
+            const auto room = static_cast<std::size_t>((pixels + taps) * RESAMPLE_CHANNELS);
+            std::vector<std::int16_t> plainRow(room);
+            std::vector<std::int16_t> wideRow(room);
+            plainResampleKernels().combineRows(rows.data(), rowWeights.data(), taps, pixels,
+                                               plainRow.data());
+            wide->combineRows(rows.data(), rowWeights.data(), taps, pixels, wideRow.data());
+            ASSERT_EQ(wideRow, plainRow) << taps << " taps, " << pixels << " pixels";
+
+            std::vector<int> first(static_cast<std::size_t>(pixels));
+            std::iota(first.begin(), first.end(), 0);
+            const auto weights = noiseWeights(taps * pixels, 9);
+            std::vector<Pixel> plainOut(first.size());
+            std::vector<Pixel> wideOut(first.size());
+            plainResampleKernels().combineColumns(plainRow.data(), first, weights.data(), taps,
+                                                  plainOut.data());
+            wide->combineColumns(plainRow.data(), first, weights.data(), taps, wideOut.data());
+            ASSERT_EQ(wideOut, plainOut) << taps << " taps, " << pixels << " pixels";
+        }
+    }
 }
 
 TEST(Downscale, LongSideIsTheLimitAndTheShortOneNeverZero)
