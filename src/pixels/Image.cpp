@@ -39,10 +39,21 @@ class Recycling
 public:
     Recycling() { m_blocks.reserve(MAX_BLOCKS); }
 
-    /// The newest block that has room for @p bytes and is not much larger; null without one.
+    void lend(Block block)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_lent = block;
+        m_isLentFree = true;
+    }
+
+    /// What was lent, or the newest block that is not much larger than @p bytes; null without one.
     Block take(std::size_t bytes)
     {
         const std::lock_guard lock(m_mutex);
+        if (m_isLentFree && bytes <= m_lent.bytes) {
+            m_isLentFree = false;
+            return m_lent;
+        }
         const auto fits = [bytes](const Block &block) {
             return block.bytes >= bytes && block.bytes - bytes <= bytes / 4;
         };
@@ -57,6 +68,10 @@ public:
     void giveBack(Block block) noexcept
     {
         const std::lock_guard lock(m_mutex);
+        if (block.memory == m_lent.memory) {
+            m_isLentFree = true;
+            return;
+        }
         if (block.bytes > MAX_BLOCK_BYTES) {
             munmap(block.memory, block.bytes);
             return;
@@ -74,6 +89,8 @@ private:
 
     std::mutex m_mutex;
     std::vector<Block> m_blocks; // oldest first
+    Block m_lent;                // none: null
+    bool m_isLentFree = false;
 };
 
 /// Never destroyed: pictures may outlive everything.
@@ -148,6 +165,11 @@ PixelBuffer PixelBuffer::recycled(QSize size)
         return PixelBuffer(QSize());
     return {{static_cast<Pixel *>(block.memory), [block](Pixel *) { recycling().giveBack(block); }},
             size};
+}
+
+void PixelBuffer::lend(std::span<std::byte> memory)
+{
+    recycling().lend({memory.data(), memory.size()});
 }
 
 PixelBuffer PixelBuffer::reshaped(QSize size) &&

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 namespace tavolin {
 
@@ -87,6 +88,10 @@ public:
     /// anything, and is for those who write every pixel. What large pictures leave is given back to
     /// the system.
     [[nodiscard]] static PixelBuffer recycled(QSize size);
+
+    /// Lends recycled() @p memory, once: the first choice for a picture that it has room for,
+    /// when no other is there. It is never given back.
+    static void lend(std::span<std::byte> memory);
 
     /// The same memory for a picture of another shape, which has as many pixels.
     [[nodiscard]] PixelBuffer reshaped(QSize size) &&;

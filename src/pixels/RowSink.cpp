@@ -17,7 +17,8 @@ constexpr int ABANDONED = std::numeric_limits<int>::min();
 } // namespace
 
 RowSink::RowSink(QSize source, QSize target)
-    : m_source(source), m_target(pixelCount(target) <= MAX_RESULT_PIXELS ? target : QSize())
+    : m_source(source),
+      m_target(PixelBuffer::recycled(pixelCount(target) <= MAX_RESULT_PIXELS ? target : QSize()))
 {
     if (source == target || m_target.isNull())
         return;
@@ -94,6 +95,9 @@ PixelBuffer RowSink::takeBuffer() &&
 {
     if (m_scaler.joinable())
         m_scaler.join();
+    // Its memory may have been another picture's.
+    if (!m_plan)
+        fillRest(0);
     return std::move(m_target);
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 // What the viewer and its workers say to each other. Requests and replies are structs of fixed size
-// on a stream socket, some followed by blocks of bytes whose lengths they tell; pixels go through a
-// ring of memory that both map. Both ends are of the same build. Nothing in a reply can be relied
+// on a stream socket, some followed by blocks of bytes whose lengths they tell; pixels go through
+// memory that both map. Both ends are of the same build. Nothing in a reply can be relied
 // on: the worker that wrote it may be a file's by now.
 
+#include "pixels/DisplayPicture.h"
 #include "pixels/Limits.h"
 
 #include <array>
@@ -16,8 +17,8 @@ namespace tavolin::worker {
 // The descriptors that a worker is born with, beside the standard three.
 inline constexpr int CHANNEL_DESCRIPTOR = 3; ///< The socket of requests and replies.
 inline constexpr int LIFELINE_DESCRIPTOR =
-    4;                                    ///< Numbers of requests to stop; ends with the viewer.
-inline constexpr int RING_DESCRIPTOR = 5; ///< The ring's memory.
+    4;                                      ///< Numbers of requests to stop; ends with the viewer.
+inline constexpr int MEMORY_DESCRIPTOR = 5; ///< The shared memory.
 inline constexpr int DESCRIPTORS = 6;
 
 /// The ring: a slot is small enough to stay in the processor's cache on its way from one process to
@@ -26,6 +27,12 @@ inline constexpr int SLOTS = 4;
 inline constexpr std::size_t SLOT_BYTES = std::size_t{1} << 20;
 inline constexpr std::size_t RING_BYTES = SLOTS * SLOT_BYTES;
 static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
+
+/// What both map: the ring, and behind it room for a picture for the screen, of which the system
+/// gives as much as is used.
+inline constexpr std::size_t PICTURE_BYTES =
+    sizeof(std::uint32_t) * MAX_DISPLAY_PIXELS * MAX_DISPLAY_PIXELS;
+inline constexpr std::size_t MEMORY_BYTES = RING_BYTES + PICTURE_BYTES;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool IS_SANITIZED = true;
@@ -125,6 +132,8 @@ struct Reply
     std::uint32_t wall = 0;           ///< Begin: the parts that stand.
     std::uint32_t landlock = 0;       ///< Begin: the version of Landlock's interface.
     std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are as good as sRGB.
+    std::uint32_t isInPlace = 0;      ///< Display, Full: 1 where the rows lie behind the ring, one
+                                      ///< after the other. They stay until the next request.
     FactsFields facts;
     std::array<std::int64_t, BLOCKS> blockBytes{};
 };

@@ -12,6 +12,7 @@
 //   fail, lie FIELD=N  what the reply says, where FIELD is as in Reply
 //   send blockI=N      sends a block of so many bytes
 //   paint N            the pixels of the picture
+//   in place           the picture lies behind the ring, as far as it has room there
 //   trickle block      a byte of a block now and then
 //   truncate reply, truncate block, stall reply, answer twice, answer forever, trickle,
 //   leak descriptors   how the reply is sent
@@ -166,6 +167,8 @@ void tell(Reply &reply, const std::string &lie)
         reply.landlock = positive;
     else if (field == "changesNothing")
         reply.changesNothing = positive;
+    else if (field == "isInPlace")
+        reply.isInPlace = positive;
     else if (field == "focalLength")
         facts.focalLength = real;
     else if (field == "fNumber")
@@ -187,8 +190,8 @@ void tell(Reply &reply, const std::string &lie)
 class FakeWorker
 {
 public:
-    FakeWorker(std::span<std::byte> ring, Orders atBegin)
-        : m_ring(ring), m_orders(std::move(atBegin))
+    FakeWorker(std::span<std::byte> memory, Orders atBegin)
+        : m_memory(memory), m_orders(std::move(atBegin))
     {}
 
     void answer(const Request &request, Descriptor file)
@@ -210,6 +213,7 @@ public:
             orders = m_orders = ordersIn(contentOf(m_file));
         }
         m_size = m_stored = {};
+        m_isInPlace = false;
         if (request.task != Task::Rows)
             m_color = COLOR;
         Reply reply{.number = request.number, .outcome = Outcome::Done};
@@ -281,6 +285,8 @@ private:
             usleep(500'000);
         } else if (order.starts_with("paint ")) {
             m_color = static_cast<std::uint32_t>(std::strtoul(order.c_str() + 6, nullptr, 10));
+        } else if (order == "in place") {
+            m_isInPlace = true;
         } else if (order.starts_with("size ")) {
             m_size = sizeIn(order.substr(5));
         } else if (order == "announce forever") {
@@ -310,6 +316,9 @@ private:
         case Task::Display:
         case Task::Full:
             m_picture = m_size;
+            reply.isInPlace = m_isInPlace ? 1 : 0;
+            if (m_isInPlace)
+                std::ranges::fill(place(), m_color);
             [[fallthrough]];
         case Task::PixelSize:
             reply.width = m_size.width;
@@ -398,18 +407,26 @@ private:
 
     [[nodiscard]] std::span<std::uint32_t> slot(const Request &request, std::int32_t width) const
     {
-        const auto place = m_ring.subspan(request.slot * SLOT_BYTES, SLOT_BYTES);
+        const auto place = m_memory.subspan(request.slot * SLOT_BYTES, SLOT_BYTES);
         return {reinterpret_cast<std::uint32_t *>(place.data()),
                 static_cast<std::size_t>(width) * static_cast<std::size_t>(request.rowCount)};
     }
 
-    std::span<std::byte> m_ring;
+    [[nodiscard]] std::span<std::uint32_t> place() const
+    {
+        const auto behind = m_memory.subspan(RING_BYTES, PICTURE_BYTES);
+        return {reinterpret_cast<std::uint32_t *>(behind.data()),
+                behind.size() / sizeof(std::uint32_t)};
+    }
+
+    std::span<std::byte> m_memory;
     Orders m_orders;       // of the latest file or profile
     Descriptor m_file{-1}; // the latest
     Size m_size;           // as ordered
     Size m_stored;         // as announced
     Size m_picture;        // whose rows can be fetched
     std::uint32_t m_color = COLOR;
+    bool m_isInPlace = false;    // the picture of the latest request
     std::int32_t m_rowWidth = 0; // of what is converted
 };
 
@@ -433,10 +450,11 @@ int main()
 #endif
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
-    void *ring = mmap(nullptr, RING_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, RING_DESCRIPTOR, 0);
-    if (ring == MAP_FAILED)
+    void *memory =
+        mmap(nullptr, MEMORY_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, MEMORY_DESCRIPTOR, 0);
+    if (memory == MAP_FAILED)
         return 1;
-    FakeWorker worker({static_cast<std::byte *>(ring), RING_BYTES}, ordersInName());
+    FakeWorker worker({static_cast<std::byte *>(memory), MEMORY_BYTES}, ordersInName());
     Request request;
     tavolin::Descriptor file(-1);
     while (receiveAll(CHANNEL_DESCRIPTOR, bytesOf(request), file))

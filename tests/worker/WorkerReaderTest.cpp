@@ -210,6 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misdeed{"ProfileAboveTheLimit", "send block0=16777217"},
         Misdeed{"LargestProfile", "lie block0=9223372036854775807"},
         Misdeed{"ProfileThatIsNotForRgb", "send block0=200"},
+        Misdeed{"MoreInPlaceThanThereIsRoom", "in place\nsize 2561 2560"},
         Misdeed{"FailureAtTheRows", "rows fail"}, Misdeed{"CrashAtTheRows", "rows crash"},
         Misdeed{"CrashAtTheLastRows", "size 600 600\nrows crash"},
         Misdeed{"FailureAtTheLastRows", "size 600 600\nrows fail"},
@@ -263,6 +264,22 @@ TEST_F(HostileWorker, PictureOfOnePixelComes)
 {
     EXPECT_TRUE(isPainted(thumbnail(file("size 1 1\nannounce 1 1")), {1, 1}));
     EXPECT_TRUE(isPainted(full(file("size 1 1\nannounce 1 1")), {1, 1}));
+}
+
+TEST_F(HostileWorker, PictureInPlaceIsTaken)
+{
+    EXPECT_TRUE(isPainted(thumbnail(file("in place\nsize 1000 700")), {1000, 700}));
+    EXPECT_TRUE(isPainted(full(file("in place\nsize 2560 2560")), {2560, 2560}));
+    EXPECT_TRUE(isPainted(full(file("in place\nsize 65536 100")), {65536, 100}));
+    EXPECT_TRUE(isPainted(thumbnail(file()), {16, 16}));
+}
+
+TEST_F(HostileWorker, PictureInPlaceIsOpaqueOrHasColorsBelowItsAlpha)
+{
+    EXPECT_TRUE(isPainted(thumbnail(file("in place\npaint 3368601")), {16, 16}));  // 0x00336699
+    const Image image = thumbnail(file("in place\nlie alpha=1\npaint 285212671")); // 0x10ffffff
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.row(15)[15], 0x10101010);
 }
 
 TEST_F(HostileWorker, OpaquePictureIsOpaqueWhateverItPaints)

@@ -1,5 +1,6 @@
 #include "worker/client/Exchange.h"
 
+#include "pixels/Bands.h"
 #include "pixels/Limits.h"
 #include "pixels/Resample.h"
 #include "worker/Channel.h"
@@ -33,6 +34,9 @@ constexpr std::int64_t MAX_READY_PIXELS = 64 * MEGAPIXEL;
 
 /// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
 constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
+
+/// Below this many rows a second thread costs more than it saves.
+constexpr int LEAST_BAND_ROWS = 256;
 
 /// Copies what a worker says are pixels with @p alpha, and sees to it that they are.
 void takePixels(const Pixel *from, int rows, int firstRow, Alpha alpha, PixelBuffer &to)
@@ -227,6 +231,8 @@ PixelBuffer Exchange::receiveRows(const Reply &reply)
                              ? std::move(*room).reshaped(size)
                              : PixelBuffer::recycled(size);
     room.reset();
+    if (reply.isInPlace != 0)
+        return takePicture(reply, std::move(pixels));
     const bool isComplete =
         !pixels.isNull() && passRows(
                                 Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
@@ -242,6 +248,22 @@ PixelBuffer Exchange::receiveRows(const Reply &reply)
             breakOff();
     }
     return PixelBuffer(QSize());
+}
+
+PixelBuffer Exchange::takePicture(const Reply &reply, PixelBuffer pixels)
+{
+    const std::span<std::byte> place = m_worker.process->picture();
+    const auto bytes = pixelCount(pixels.size()) * std::int64_t{sizeof(Pixel)};
+    if (bytes > static_cast<std::int64_t>(place.size())) {
+        breakOff();
+        return PixelBuffer(QSize());
+    }
+    forBands(pixels.size().height(), LEAST_BAND_ROWS, [&](int begin, int end) {
+        const auto *from = reinterpret_cast<const Pixel *>(place.data()) +
+                           std::ptrdiff_t{pixels.size().width()} * begin;
+        takePixels(from, end - begin, begin, static_cast<Alpha>(reply.alpha), pixels);
+    });
+    return pixels;
 }
 
 PixelBuffer Exchange::convertRows(const Image &image)

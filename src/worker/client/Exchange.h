@@ -66,6 +66,9 @@ private:
     /// the exchange breaks or a stop is requested.
     [[nodiscard]] bool passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use);
 
+    /// Copies the picture that @p reply says is in its place to @p pixels; null where it can't be.
+    [[nodiscard]] PixelBuffer takePicture(const Reply &reply, PixelBuffer pixels);
+
     [[nodiscard]] std::optional<Reply> receive(bool isFull);
     [[nodiscard]] std::optional<Reply> receiveAny();
     void sendBytes(std::span<const std::byte> bytes, int descriptor = -1);

@@ -51,20 +51,20 @@ std::pair<Descriptor, Descriptor> socketPair()
     return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 
-/// Memory of RING_BYTES that two processes can map, and neither can shrink under the other.
-Descriptor ringMemory()
+/// MEMORY_BYTES that two processes can map, and neither can shrink under the other.
+Descriptor sharedMemory()
 {
 #ifdef __linux__
-    Descriptor memory(memfd_create("tavolin-ring", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    if (memory.get() < 0 || ftruncate(memory.get(), RING_BYTES) != 0 ||
+    Descriptor memory(memfd_create("tavolin-pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    if (memory.get() < 0 || ftruncate(memory.get(), MEMORY_BYTES) != 0 ||
         fcntl(memory.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
         return Descriptor(-1);
 #else
     // Such an object's size can be set once.
-    const std::string name = "/tavolin-ring-" + std::to_string(getpid());
+    const std::string name = "/tavolin-pixels-" + std::to_string(getpid());
     Descriptor memory(shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600));
     shm_unlink(name.c_str());
-    if (memory.get() < 0 || ftruncate(memory.get(), RING_BYTES) != 0)
+    if (memory.get() < 0 || ftruncate(memory.get(), MEMORY_BYTES) != 0)
         return Descriptor(-1);
 #endif
     return memory;
@@ -74,7 +74,7 @@ Descriptor ringMemory()
 class Birth
 {
 public:
-    Birth(int channel, int lifeline, int ring)
+    Birth(int channel, int lifeline, int memory)
     {
         posix_spawn_file_actions_init(&m_actions);
         for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
@@ -85,7 +85,7 @@ public:
         }
         posix_spawn_file_actions_adddup2(&m_actions, channel, CHANNEL_DESCRIPTOR);
         posix_spawn_file_actions_adddup2(&m_actions, lifeline, LIFELINE_DESCRIPTOR);
-        posix_spawn_file_actions_adddup2(&m_actions, ring, RING_DESCRIPTOR);
+        posix_spawn_file_actions_adddup2(&m_actions, memory, MEMORY_DESCRIPTOR);
 
         posix_spawnattr_init(&m_attributes);
         sigset_t all;
@@ -139,20 +139,20 @@ std::shared_ptr<WorkerProcess> WorkerProcess::start(int executable)
 {
     auto [channel, theirChannel] = socketPair();
     auto [lifeline, theirLifeline] = socketPair();
-    Descriptor ring = movedUp(ringMemory());
+    Descriptor shared = movedUp(sharedMemory());
     theirChannel = movedUp(std::move(theirChannel));
     theirLifeline = movedUp(std::move(theirLifeline));
     const Descriptor program(fcntl(executable, F_DUPFD_CLOEXEC, LEAST_DESCRIPTOR));
-    if (theirChannel.get() < 0 || theirLifeline.get() < 0 || ring.get() < 0 || program.get() < 0 ||
-        fcntl(channel.get(), F_SETFL, O_NONBLOCK) != 0)
+    if (theirChannel.get() < 0 || theirLifeline.get() < 0 || shared.get() < 0 ||
+        program.get() < 0 || fcntl(channel.get(), F_SETFL, O_NONBLOCK) != 0)
         return nullptr;
-    void *memory = mmap(nullptr, RING_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, ring.get(), 0);
+    void *memory = mmap(nullptr, MEMORY_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, shared.get(), 0);
     if (memory == MAP_FAILED)
         return nullptr;
-    const Birth birth(theirChannel.get(), theirLifeline.get(), ring.get());
+    const Birth birth(theirChannel.get(), theirLifeline.get(), shared.get());
     const auto pid = birth.run(program.get());
     if (!pid) {
-        munmap(memory, RING_BYTES);
+        munmap(memory, MEMORY_BYTES);
         return nullptr;
     }
     return std::shared_ptr<WorkerProcess>(new WorkerProcess(
@@ -163,12 +163,17 @@ WorkerProcess::~WorkerProcess()
 {
     kill();
     reap();
-    munmap(m_ring, RING_BYTES);
+    munmap(m_memory, MEMORY_BYTES);
 }
 
 std::span<std::byte> WorkerProcess::slot(int index) const
 {
-    return {m_ring + static_cast<std::size_t>(index) * SLOT_BYTES, SLOT_BYTES};
+    return {m_memory + static_cast<std::size_t>(index) * SLOT_BYTES, SLOT_BYTES};
+}
+
+std::span<std::byte> WorkerProcess::picture() const
+{
+    return {m_memory + RING_BYTES, PICTURE_BYTES};
 }
 
 void WorkerProcess::requestStop(std::uint32_t number) const

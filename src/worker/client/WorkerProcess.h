@@ -1,6 +1,6 @@
 #pragma once
 // One worker as the viewer sees it: a child process with a socket to talk, a line to stop it by,
-// and a ring of shared memory.
+// and shared memory.
 
 #include "platform/Descriptor.h"
 #include "worker/Protocol.h"
@@ -38,6 +38,8 @@ public:
     [[nodiscard]] int lifeline() const { return m_lifeline.get(); }
     /// One of SLOTS, SLOT_BYTES long. The process may write there at any time.
     [[nodiscard]] std::span<std::byte> slot(int index) const;
+    /// PICTURE_BYTES where a picture may lie, which the process may change at any time too.
+    [[nodiscard]] std::span<std::byte> picture() const;
 
     /// Asks the process to give up request @p number.
     void requestStop(std::uint32_t number) const;
@@ -60,14 +62,15 @@ public:
     [[nodiscard]] bool wasEndedFromOutside(std::chrono::milliseconds atMost);
 
 private:
-    WorkerProcess(pid_t pid, Descriptor channel, Descriptor lifeline, std::byte *ring)
-        : m_pid(pid), m_channel(std::move(channel)), m_lifeline(std::move(lifeline)), m_ring(ring)
+    WorkerProcess(pid_t pid, Descriptor channel, Descriptor lifeline, std::byte *memory)
+        : m_pid(pid), m_channel(std::move(channel)), m_lifeline(std::move(lifeline)),
+          m_memory(memory)
     {}
 
     const pid_t m_pid;
     const Descriptor m_channel;
     const Descriptor m_lifeline;
-    std::byte *const m_ring;
+    std::byte *const m_memory;
 
     std::mutex m_mutex; // guards what follows: a number that was reaped may be another's by now
     bool m_isReaped = false;

@@ -50,18 +50,13 @@ ThumbnailRule ruleOf(const Request &request)
                                   : ThumbnailRule::FromImageAlways;
 }
 
-/// Gives back what a large picture has left on the heap: the worker may have nothing to do for
-/// long.
-void trimHeap()
-{
-#ifdef __GLIBC__
-    malloc_trim(0);
-#endif
-}
-
 } // namespace
 
-Service::Service(std::span<std::byte> ring) : m_ring(ring) {}
+Service::Service(Role role, std::span<std::byte> memory)
+    : m_role(role), m_ring(memory.first(RING_BYTES)), m_place(memory.subspan(RING_BYTES))
+{
+    PixelBuffer::lend(m_place);
+}
 
 Service::~Service() = default;
 
@@ -118,7 +113,28 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
     reply.width = m_picture.width();
     reply.height = m_picture.height();
     reply.alpha = static_cast<std::uint32_t>(m_picture.alpha());
-    return send(reply, {m_picture.iccProfile()});
+    reply.isInPlace = isInPlace() ? 1 : 0;
+    const bool isSent = send(reply, {m_picture.iccProfile()});
+    if (isInPlace())
+        trimHeap();
+    return isSent;
+}
+
+bool Service::isInPlace() const
+{
+    // What was lent holds one picture, from its beginning.
+    const auto *begin = reinterpret_cast<const std::byte *>(m_picture.row(0));
+    return begin == m_place.data() && m_picture.stride() == m_picture.width();
+}
+
+void Service::trimHeap() const
+{
+#ifdef __GLIBC__
+    // The next picture for the screen is waited for, and needs as much again.
+    constexpr std::size_t MOST_KEPT_BYTES = std::size_t{32} << 20;
+    if (m_role != Role::Display || mallinfo2().fordblks > MOST_KEPT_BYTES)
+        malloc_trim(0);
+#endif
 }
 
 std::span<Pixel> Service::slotFor(const Request &request, int width) const

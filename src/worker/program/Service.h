@@ -23,8 +23,8 @@ namespace tavolin::worker {
 class Service
 {
 public:
-    /// @p ring is the memory of all slots.
-    explicit Service(std::span<std::byte> ring);
+    /// @p memory is what both processes map. It must stay.
+    Service(Role role, std::span<std::byte> memory);
     ~Service();
     Service(const Service &) = delete;
     Service &operator=(const Service &) = delete;
@@ -41,11 +41,17 @@ private:
     [[nodiscard]] bool answerRows(const Request &request);
     [[nodiscard]] bool answerConvert(const Request &request);
     [[nodiscard]] bool answerConvertRows(const Request &request) const;
+    /// Whether the picture's rows lie where the viewer looks for them.
+    [[nodiscard]] bool isInPlace() const;
+    /// Gives back what a picture has left on the heap: the worker may have nothing to do for long.
+    void trimHeap() const;
     /// The pixels of the slot that @p request names; empty where rows of @p width don't fit.
     [[nodiscard]] std::span<Pixel> slotFor(const Request &request, int width) const;
 
+    Role m_role;
     std::span<std::byte> m_ring;
-    Image m_picture; // whose rows have not all been fetched
+    std::span<std::byte> m_place; // for a picture
+    Image m_picture;              // whose rows have not all been fetched
     std::unique_ptr<const SrgbConversion> m_conversion;
     int m_conversionWidth = 0;
     Alpha m_conversionAlpha = Alpha::Opaque;

@@ -108,9 +108,10 @@ int main()
     pthread_setattr_default_np(&attributes);
     pthread_attr_destroy(&attributes);
 #endif
-    void *ring = mmap(nullptr, RING_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, RING_DESCRIPTOR, 0);
-    close(RING_DESCRIPTOR);
-    if (ring == MAP_FAILED)
+    void *memory =
+        mmap(nullptr, MEMORY_BYTES, PROT_READ | PROT_WRITE, MAP_SHARED, MEMORY_DESCRIPTOR, 0);
+    close(MEMORY_DESCRIPTOR);
+    if (memory == MAP_FAILED)
         return 1;
     warmUp();
 
@@ -128,7 +129,7 @@ int main()
                                .landlock = static_cast<std::uint32_t>(wall.landlock)})))
         return 1;
 
-    Service service({static_cast<std::byte *>(ring), RING_BYTES});
+    Service service(request.role, {static_cast<std::byte *>(memory), MEMORY_BYTES});
     bool isViewerThere = true;
     while (isViewerThere) {
         Descriptor file(-1);
