@@ -1,6 +1,6 @@
 // Measures what someone sees who holds the Right key: starts the viewer on a virtual screen,
 // presses real keys and watches the index bar of the pictures and the position on the info line.
-// Prints one line of JSON.
+// Or single steps, also through pictures of a few pixels. Prints one line of JSON.
 
 #include "e2e/ViewerProcess.h"
 #include "e2e/WaitUntil.h"
@@ -50,6 +50,12 @@ constexpr QRect PICTURE_RECT{150, 0, 1620, 1080};
 constexpr int BAR_BITS = 16;
 constexpr QRect BAR_ROW{636, 945, 648, 1};
 
+/// A picture of a few pixels is all of one grey, by its index.
+constexpr QSize TINY_SIZE{64, 64};
+constexpr int LEVELS_PER_INDEX = 3;
+constexpr int MOST_TINY = 255 / LEVELS_PER_INDEX;
+constexpr QRect MIDDLE{960, 540, 1, 1};
+
 /// The beginning of the info line, left of the picture.
 constexpr QRect COUNTER_RECT{20, 16, 130, 22};
 
@@ -68,6 +74,7 @@ struct Settings
     std::chrono::milliseconds interval{25};
     int count = 80;
     bool single = false;
+    bool tiny = false;
     QString folder;
 };
 
@@ -89,6 +96,12 @@ int barIndex(const XClient &client)
         index = 2 * index + (qGray(row.pixel(x, 0)) > 127 ? 1 : 0);
     }
     return index;
+}
+
+int tinyIndex(const XClient &client)
+{
+    const QImage pixel = client.screen(MIDDLE);
+    return (qGray(pixel.pixel(0, 0)) + LEVELS_PER_INDEX / 2) / LEVELS_PER_INDEX;
 }
 
 QByteArray counterPixels(const XClient &client)
@@ -144,7 +157,7 @@ private:
 };
 
 /// Writes the pictures that are missing, with the index 1 to @p count.
-bool makePictures(const std::filesystem::path &folder, int count)
+bool makePictures(const std::filesystem::path &folder, int count, bool tiny)
 {
     std::error_code error;
     std::filesystem::create_directories(folder, error);
@@ -155,6 +168,13 @@ bool makePictures(const std::filesystem::path &folder, int count)
             const auto file = folder / ("IMG_" + std::to_string(10000 + index) + ".jpg");
             if (std::filesystem::exists(file))
                 continue;
+            if (tiny) {
+                QImage picture(TINY_SIZE, QImage::Format_RGB32);
+                picture.fill(QColor::fromRgb(0x010101 * LEVELS_PER_INDEX * index));
+                if (!picture.save(QString::fromStdString(file)))
+                    ok = false;
+                continue;
+            }
             const pictures::PictureSpec spec{.size = PICTURE_SIZE,
                                              .index = index,
                                              .count = count,
@@ -224,11 +244,11 @@ std::optional<QJsonObject> holdKey(XClient &client, const QByteArray &displayNam
 }
 
 /// Time from pressing @p key to picture @p index being on the screen. Empty when it does not come.
-std::optional<Clock::duration> timeStep(XClient &client, int key, int index)
+std::optional<Clock::duration> timeStep(XClient &client, int key, int index, bool tiny)
 {
     const auto start = Clock::now();
     client.tapKey(key);
-    while (barIndex(client) != index) {
+    while ((tiny ? tinyIndex(client) : barIndex(client)) != index) {
         if (Clock::now() - start > WAIT_LIMIT)
             return {};
         std::this_thread::sleep_for(500us);
@@ -244,11 +264,11 @@ QJsonObject summary(std::vector<Clock::duration> times)
 
 /// Steps forward, waiting for each picture, then to and fro between two pictures that the viewer
 /// has at hand. Empty when a picture does not come.
-std::optional<QJsonObject> stepSingly(XClient &client)
+std::optional<QJsonObject> stepSingly(XClient &client, bool tiny)
 {
     std::vector<Clock::duration> forward;
     for (int step = 1; step <= SINGLE_STEPS; ++step) {
-        const auto time = timeStep(client, KEY_RIGHT, 1 + step);
+        const auto time = timeStep(client, KEY_RIGHT, 1 + step, tiny);
         if (!time)
             return {};
         forward.push_back(*time);
@@ -257,8 +277,8 @@ std::optional<QJsonObject> stepSingly(XClient &client)
     for (int step = 0; step < SINGLE_STEPS; ++step) {
         std::this_thread::sleep_for(QUIET_TIME);
         const bool back = step % 2 == 0;
-        const auto time =
-            timeStep(client, back ? KEY_LEFT : KEY_RIGHT, back ? SINGLE_STEPS : SINGLE_STEPS + 1);
+        const auto time = timeStep(client, back ? KEY_LEFT : KEY_RIGHT,
+                                   back ? SINGLE_STEPS : SINGLE_STEPS + 1, tiny);
         if (!time)
             return {};
         alternate.push_back(*time);
@@ -276,14 +296,18 @@ std::optional<QJsonObject> measure(const Settings &settings, QString &error)
     XClient client(server.displayName());
     ViewerProcess viewer(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), {settings.folder},
                          server.displayName());
-    if (!waitUntil([&] { return pictures::readIndex(client.screen(PICTURE_RECT)) == 1; })) {
+    const auto isFirstThere = [&] {
+        return (settings.tiny ? tinyIndex(client)
+                              : pictures::readIndex(client.screen(PICTURE_RECT))) == 1;
+    };
+    if (!waitUntil(isFirstThere)) {
         error = u"The first picture does not appear"_s;
         return {};
     }
     std::this_thread::sleep_for(QUIET_TIME);
 
-    auto result =
-        settings.single ? stepSingly(client) : holdKey(client, server.displayName(), settings);
+    auto result = settings.single ? stepSingly(client, settings.tiny)
+                                  : holdKey(client, server.displayName(), settings);
     if (!result) {
         error = u"A picture does not appear"_s;
         return {};
@@ -303,16 +327,19 @@ Settings parseArguments(const QStringList &arguments)
         {{u"presses"_s, u"How often Right is pressed."_s, u"n"_s, u"60"_s},
          {u"interval-ms"_s, u"Time from press to press."_s, u"ms"_s, u"25"_s},
          {u"count"_s, u"How many pictures the folder should have."_s, u"n"_s, u"80"_s},
-         {u"single"_s, u"Measure single steps instead."_s}});
+         {u"single"_s, u"Measure single steps instead."_s},
+         {u"tiny"_s, u"With --single: pictures of 64 by 64 pixels."_s}});
     parser.process(arguments);
     Settings settings{.presses = parser.value(u"presses"_s).toInt(),
                       .interval = std::chrono::milliseconds(parser.value(u"interval-ms"_s).toInt()),
                       .count = parser.value(u"count"_s).toInt(),
                       .single = parser.isSet(u"single"_s),
+                      .tiny = parser.isSet(u"tiny"_s),
                       .folder = QDir().absoluteFilePath(parser.positionalArguments().value(0))};
     const int steps = settings.single ? SINGLE_STEPS : settings.presses;
     if (parser.positionalArguments().size() != 1 || steps < 1 || settings.interval < 1ms ||
-        settings.count <= steps)
+        settings.count <= steps ||
+        (settings.tiny && (!settings.single || settings.count > MOST_TINY)))
         parser.showHelp(2);
     return settings;
 }
@@ -326,7 +353,8 @@ int main(int argc, char **argv)
     const Settings settings = parseArguments(QGuiApplication::arguments());
 
     QString error = XServer::whyUnavailable();
-    if (error.isEmpty() && !makePictures(settings.folder.toStdString(), settings.count))
+    if (error.isEmpty() &&
+        !makePictures(settings.folder.toStdString(), settings.count, settings.tiny))
         error = u"The pictures can't be written"_s;
     const auto result = error.isEmpty() ? measure(settings, error) : std::nullopt;
     if (!result) {
