@@ -4,6 +4,7 @@
 #include "decoding/Decoding.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
+#include "platform/SerialQueue.h"
 #include "worker/client/WorkerReader.h"
 
 #include <QGuiApplication>
@@ -70,6 +71,18 @@ void displayDecodeUhd(benchmark::State &state)
     });
 }
 
+/// While the next pictures are decoded ahead without a rest.
+void displayDecodeWhilePrefetching(benchmark::State &state)
+{
+    SerialQueue prefetch("prefetch", QualityOfService::Utility);
+    prefetch.post([](const std::stop_token &stop) {
+        while (!stop.stop_requested())
+            benchmark::DoNotOptimize(
+                reader(true).loadDisplayPicture(picture(), FULL_HD, Urgency::Ahead, stop));
+    });
+    displayDecode<true>(state);
+}
+
 template <bool IsWorker>
 void wholeDecode(benchmark::State &state)
 {
@@ -88,6 +101,7 @@ void facts(benchmark::State &state)
 
 BENCHMARK(displayDecode<false>)->Name("displayDecode/inProcess")->UseRealTime();
 BENCHMARK(displayDecode<true>)->Name("displayDecode/worker")->UseRealTime();
+BENCHMARK(displayDecodeWhilePrefetching)->UseRealTime();
 BENCHMARK(displayDecodeUhd<false>)->Name("displayDecodeUhd/inProcess")->UseRealTime();
 BENCHMARK(displayDecodeUhd<true>)->Name("displayDecodeUhd/worker")->UseRealTime();
 BENCHMARK(wholeDecode<false>)->Name("wholeDecode/inProcess")->UseRealTime();
