@@ -118,6 +118,8 @@ bool closeSeccomp()
                            SCMP_SYS(exit), SCMP_SYS(exit_group), SCMP_SYS(restart_syscall)})
         allow(call);
     allow(SCMP_SYS(tgkill), {SCMP_A0(SCMP_CMP_EQ, static_cast<scmp_datum_t>(getpid()))});
+    // A thread's own cores.
+    allow(SCMP_SYS(sched_setaffinity), {SCMP_A0(SCMP_CMP_EQ, 0)});
     // Looking at limits, not at those of others, and changing none.
     allow(SCMP_SYS(prlimit64), {SCMP_A0(SCMP_CMP_EQ, 0), SCMP_A2(SCMP_CMP_EQ, 0)});
     // Time, chance, and how much memory there is.

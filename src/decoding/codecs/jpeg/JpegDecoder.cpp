@@ -13,10 +13,15 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <span>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#ifdef __linux__
+#include <sched.h>
+#endif
 
 namespace tavolin {
 
@@ -29,6 +34,32 @@ constexpr std::size_t LEAST_PART_BYTES = std::size_t{16} << 10;
 constexpr std::size_t LEAST_BYTES_PER_THREAD = std::size_t{64} << 10;
 /// Parts that didn't meet the ones before them, after which nothing is guessed any more.
 constexpr int MOST_MISSES = 4;
+
+constexpr int NO_CORE = -1;
+
+/// The one that the calling thread runs on; NO_CORE where the system doesn't tell.
+int currentCore()
+{
+#ifdef __linux__
+    return sched_getcpu();
+#else
+    return NO_CORE;
+#endif
+}
+
+/// Has the system move the calling thread to another core than @p core, if it may use another.
+void leaveCore([[maybe_unused]] int core)
+{
+#ifdef __linux__
+    cpu_set_t all;
+    if (sched_getaffinity(0, sizeof all, &all) != 0)
+        return;
+    cpu_set_t others = all;
+    CPU_CLR(static_cast<unsigned>(core), &others);
+    if (sched_setaffinity(0, sizeof others, &others) == 0)
+        sched_setaffinity(0, sizeof all, &all);
+#endif
+}
 
 int threadsFor(const JpegScan &scan, const JpegWork &work)
 {
@@ -56,7 +87,7 @@ public:
     bool run();
 
 private:
-    enum class Role : std::uint8_t { Feeder, Helper };
+    static constexpr std::size_t FEEDER = 0; // among the threads
     using Lock = std::unique_lock<std::mutex>;
     using Result = std::unique_ptr<JpegPartResult>;
 
@@ -82,8 +113,9 @@ private:
         JpegSeam seam;
     };
 
-    void work(Role role);
-    void workGuarded(Role role);
+    void work(std::size_t thread);
+    void workGuarded(std::size_t thread);
+    void spread(Lock &lock, std::size_t thread);
     bool feedNext(Lock &lock, JpegPainter &painter);
     bool paintNext(Lock &lock, JpegPainter &painter);
     bool joinNext(Lock &lock);
@@ -126,6 +158,7 @@ private:
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
+    std::vector<int> m_cores;    // of each thread that doesn't wait, when it was last looked at
     std::vector<Part> m_ahead;   // each part of the scan
     std::vector<Result> m_spare; // for reuse
     std::deque<Placed> m_placed; // in order; those below the bands in work are gone
@@ -150,8 +183,8 @@ Decode::Decode(const JpegFrame &frame, int scale, const JpegScan &scan,
     : m_plan(frame, scale, work.kernels),
       m_parts(scan, reader, frame, m_plan.layout().blocks(), partBytesFor(scan, work)),
       m_sink(sink), m_stop(std::move(stop)), m_threads(threadsFor(scan, work)),
-      m_blocks(m_plan.layout().blocks()), m_ahead(m_parts.count()),
-      m_slots(static_cast<std::size_t>(2 * m_threads + 2)),
+      m_blocks(m_plan.layout().blocks()), m_cores(static_cast<std::size_t>(m_threads), NO_CORE),
+      m_ahead(m_parts.count()), m_slots(static_cast<std::size_t>(2 * m_threads + 2)),
       m_isPainted(static_cast<std::size_t>(m_plan.layout().mcusDown))
 {}
 
@@ -159,22 +192,22 @@ bool Decode::run()
 {
     {
         std::vector<std::jthread> helpers;
-        for (int i = 1; i < m_threads; ++i) {
+        for (std::size_t i = FEEDER + 1; i < m_cores.size(); ++i) {
             try {
-                helpers.emplace_back(&Decode::workGuarded, this, Role::Helper);
+                helpers.emplace_back(&Decode::workGuarded, this, i);
             } catch (const std::system_error &) { // no more threads to be had
                 break;
             }
         }
-        workGuarded(Role::Feeder);
+        workGuarded(FEEDER);
     }
     return m_fedBands == bandCount();
 }
 
-void Decode::workGuarded(Role role)
+void Decode::workGuarded(std::size_t thread)
 {
     try {
-        work(role);
+        work(thread);
     } catch (const std::bad_alloc &) {
         const Lock lock(m_mutex);
         m_hasFailed = true;
@@ -187,19 +220,36 @@ bool Decode::isOver() const
     return m_hasFailed || m_fedBands == bandCount() || m_stop.stop_requested();
 }
 
-void Decode::work(Role role)
+/// Threads that share a core are told apart: the system leaves them there for tens of milliseconds
+/// while others are idle or run what is at idle priority only. What never sleeps is seldom moved.
+void Decode::spread(Lock &lock, std::size_t thread)
+{
+    const int core = currentCore();
+    m_cores[thread] = core;
+    const auto before = std::span(m_cores).first(thread);
+    if (core == NO_CORE || std::ranges::find(before, core) == before.end())
+        return;
+    m_cores[thread] = NO_CORE;
+    lock.unlock();
+    leaveCore(core);
+    lock.lock();
+}
+
+void Decode::work(std::size_t thread)
 {
     JpegPainter painter(m_plan);
     Lock lock(m_mutex);
     while (!isOver()) {
-        const bool hasDone = (role == Role::Feeder && feedNext(lock, painter)) ||
+        const bool hasDone = (thread == FEEDER && feedNext(lock, painter)) ||
                              paintNext(lock, painter) || joinNext(lock) || decodeNext(lock);
         if (hasDone) {
             m_changed.notify_all();
+            spread(lock, thread);
             continue;
         }
+        m_cores[thread] = NO_CORE;
         // Damaged: what is left can't be made. The feeder goes when the last band is fed.
-        if (m_isBroken && (role == Role::Helper || m_painters == 0))
+        if (m_isBroken && (thread != FEEDER || m_painters == 0))
             break;
         m_changed.wait(lock);
     }
