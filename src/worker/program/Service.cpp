@@ -131,7 +131,7 @@ void Service::trimHeap() const
 {
 #ifdef __GLIBC__
     // The next picture for the screen is waited for, and needs as much again.
-    constexpr std::size_t MOST_KEPT_BYTES = std::size_t{32} << 20;
+    constexpr std::size_t MOST_KEPT_BYTES = std::size_t{64} << 20;
     if (m_role != Role::Display || mallinfo2().fordblks > MOST_KEPT_BYTES)
         malloc_trim(0);
 #endif
