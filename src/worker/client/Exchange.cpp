@@ -32,9 +32,6 @@ constexpr std::int64_t MEGAPIXEL = 1'000'000;
 /// ones, and what a header says beyond that may be a lie that costs memory.
 constexpr std::int64_t MAX_READY_PIXELS = 64 * MEGAPIXEL;
 
-/// What goes through a slot at once, unless a row is longer: little enough to stay in the cache.
-constexpr std::int64_t PIECE_BYTES = std::int64_t{256} << 10;
-
 /// Below this many rows a second thread costs more than it saves.
 constexpr int LEAST_BAND_ROWS = 256;
 
@@ -195,7 +192,7 @@ QByteArray Exchange::receiveBlock(std::int64_t bytes, std::int64_t most)
 bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use)
 {
     const std::int64_t rowBytes = std::int64_t{size.width()} * std::int64_t{sizeof(Pixel)};
-    const int rowsAtOnce = static_cast<int>(std::max<std::int64_t>(1, PIECE_BYTES / rowBytes));
+    const int rowsAtOnce = static_cast<int>(std::int64_t{SLOT_BYTES} / rowBytes);
     const auto rowsFrom = [&](int row) { return std::min(rowsAtOnce, size.height() - row); };
     int asked = 0; // pieces
     int done = 0;
