@@ -4,7 +4,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcessEnvironment>
 
 namespace tavolin {
 
@@ -48,7 +47,7 @@ QProcessEnvironment environment(const QDir &folder, const QByteArray &displayNam
 
 ViewerProcess::ViewerProcess(const QString &program, const QStringList &arguments,
                              const QByteArray &displayName, const QString &waylandSocket,
-                             const QString &busAddress)
+                             const QString &busAddress, const QProcessEnvironment &additions)
 {
     const QDir folder(m_folder.path());
     for (const QString &name :
@@ -58,7 +57,9 @@ ViewerProcess::ViewerProcess(const QString &program, const QStringList &argument
     QFile::setPermissions(folder.filePath(u"run"_s),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     endWithParent(m_process);
-    m_process.setProcessEnvironment(environment(folder, displayName, waylandSocket, busAddress));
+    QProcessEnvironment surroundings = environment(folder, displayName, waylandSocket, busAddress);
+    surroundings.insert(additions);
+    m_process.setProcessEnvironment(surroundings);
     m_process.setWorkingDirectory(folder.filePath(u"work"_s));
     // Files, as a pipe that nobody empties would stop the program.
     m_process.setStandardOutputFile(folder.filePath(u"stdout"_s));

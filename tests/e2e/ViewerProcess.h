@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -18,11 +19,11 @@ class ViewerProcess
 public:
     /// Starts @p program with @p arguments on the X display @p displayName or, when there is a
     /// @p waylandSocket (a full path), in the compositor that listens there. It finds an empty home
-    /// folder, the locale C.UTF-8, the session bus at @p busAddress or else none, and an empty
-    /// working folder.
+    /// folder, the locale C.UTF-8, the session bus at @p busAddress or else none, an empty working
+    /// folder, and what @p additions say.
     ViewerProcess(const QString &program, const QStringList &arguments,
                   const QByteArray &displayName, const QString &waylandSocket = {},
-                  const QString &busAddress = {});
+                  const QString &busAddress = {}, const QProcessEnvironment &additions = {});
     ~ViewerProcess();
     ViewerProcess(const ViewerProcess &) = delete;
     ViewerProcess &operator=(const ViewerProcess &) = delete;

@@ -73,7 +73,7 @@ testing::AssertionResult ViewerTest::startServer(const QString &layout, const QS
 void ViewerTest::startViewer(const QStringList &arguments, const QString &waylandSocket)
 {
     m_viewer.emplace(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), arguments, m_server->displayName(),
-                     waylandSocket, m_busAddress);
+                     waylandSocket, m_busAddress, m_additions);
 }
 
 testing::AssertionResult ViewerTest::openFolder()

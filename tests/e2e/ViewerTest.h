@@ -9,6 +9,7 @@
 #include "pictures/Picture.h"
 
 #include <QImage>
+#include <QProcessEnvironment>
 #include <QRect>
 #include <QRgb>
 #include <QSize>
@@ -92,7 +93,8 @@ protected:
     [[nodiscard]] std::optional<int> waitForExit();
 
     QTemporaryDir m_folder;
-    QString m_busAddress; // of the session bus for the viewer; empty: none
+    QString m_busAddress;            // of the session bus for the viewer; empty: none
+    QProcessEnvironment m_additions; // to the viewer's environment
     std::optional<XServer> m_server;
     std::optional<XClient> m_client;
     std::optional<ViewerProcess> m_viewer;
