@@ -1,11 +1,10 @@
 #pragma once
 // Background work, one job after the other: a named worker thread and the jobs that wait for it.
 
-#include <condition_variable>
+#include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -48,15 +47,29 @@ public:
     /// the worker when it ends, or by the destructor when it is dropped.
     void post(Job job);
 
-private:
-    void run(const std::stop_token &stop) noexcept;
+    /// Begins the end, which the destructor waits for: nothing may be posted any more.
+    void requestStop();
+    /// Waits for the end that was begun; false when it has not come by @p latest.
+    [[nodiscard]] bool hasEndedBy(std::chrono::steady_clock::time_point latest) const;
+    /// Requests a stop of the running job and waits for it no more: whatever it uses must outlive
+    /// it. A new worker does the other jobs; at the end nobody does. On the thread that owns this.
+    void leaveBehind();
 
-    WaitingJobs m_atTheEnd;
-    std::mutex m_mutex; // guards m_jobs
-    std::condition_variable_any m_posted;
-    std::deque<Job> m_jobs;
+private:
+    struct Line;
+
+    [[nodiscard]] std::jthread startWorker(int number) const;
+    static void serve(Line &line, int number, const std::stop_token &stop) noexcept;
+
+    std::string m_name;
+    QualityOfService m_qualityOfService;
+    std::shared_ptr<Line> m_line; // also its workers'
     std::jthread m_worker;
 };
+
+/// How many workers that were left behind, by any queue, have not come to an end: as long as there
+/// are any, nothing may be destroyed that they use.
+[[nodiscard]] int workersLeftBehind();
 
 /// @p job, whose token also hears of a stop of @p source. A stop of the queue stops the source.
 [[nodiscard]] SerialQueue::Job stoppable(std::stop_source source, SerialQueue::Job job);

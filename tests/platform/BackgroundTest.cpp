@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <latch>
 #include <memory>
 #include <new>
 #include <optional>
@@ -14,6 +16,9 @@
 #include <vector>
 
 namespace tavolin {
+
+using namespace std::chrono_literals;
+
 namespace {
 
 class Background : public testing::Test
@@ -142,6 +147,116 @@ TEST_F(Background, StopIsToldToTheWork)
     stop.request_stop();
     ASSERT_TRUE(finish());
     EXPECT_EQ(used, std::vector<int>{1});
+}
+
+TEST_F(Background, WorkThatHeedsNoStopIsLeftBehindAndHasFailed)
+{
+    std::latch release(1);
+    std::stop_source stop;
+    queue.run<std::optional<int>>(
+        &owner,
+        {.work = [&release](const std::stop_token &) -> std::optional<int> {
+             release.wait();
+             return 7;
+         },
+         .use = [this](const std::optional<int> &result) { used.push_back(result.value_or(-1)); }},
+        stop);
+    stop.request_stop();
+    queue.leaveBehindUnlessEnded(1ms);
+    EXPECT_TRUE(finish());
+    EXPECT_EQ(used, std::vector<int>{-1});
+    release.count_down();
+    EXPECT_TRUE(serveUntil([] { return workersLeftBehind() == 0; }));
+    EXPECT_TRUE(finish());
+    EXPECT_EQ(used, std::vector<int>{-1});
+}
+
+TEST_F(Background, QueueServesAfterAnyNumberLeftBehind)
+{
+    std::latch release(1);
+    std::stop_source stop;
+    for (int i = 0; i < 2; ++i) {
+        queue.run<int>(&owner,
+                       {.work =
+                            [&](const std::stop_token &) {
+                                release.wait();
+                                return 7;
+                            },
+                        .use = [this](int result) { used.push_back(result); }},
+                       stop);
+    }
+    stop.request_stop();
+    queue.leaveBehindUnlessEnded(0ms);
+    ASSERT_TRUE(serveUntil([this] { return used.size() == 1; }));
+    queue.leaveBehindUnlessEnded(0ms);
+    ASSERT_TRUE(serveUntil([this] { return used.size() == 2; }));
+    EXPECT_TRUE(finish());
+    release.count_down();
+    EXPECT_TRUE(serveUntil([] { return workersLeftBehind() == 0; }));
+    EXPECT_EQ(used, (std::vector<int>{0, 0}));
+}
+
+TEST_F(Background, WorkThatWasNotAskedToStopIsWaitedFor)
+{
+    std::latch release(1);
+    queue.run<int>(&owner, {.work =
+                                [&release](const std::stop_token &) {
+                                    release.wait();
+                                    return 7;
+                                },
+                            .use = [this](int result) { used.push_back(result); }});
+    queue.leaveBehindUnlessEnded(0ms);
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_TRUE(serveUntil([&timer] { return timer.elapsed() > 20; }));
+    EXPECT_EQ(workersLeftBehind(), 0);
+    release.count_down();
+    ASSERT_TRUE(finish());
+    EXPECT_EQ(used, std::vector<int>{7});
+}
+
+TEST_F(Background, WorkThatEndsInTimeIsNotLeftBehind)
+{
+    std::latch release(1);
+    std::stop_source stop;
+    queue.run<int>(&owner,
+                   {.work =
+                        [&release](const std::stop_token &) {
+                            release.wait();
+                            return 7;
+                        },
+                    .use = [this](int result) { used.push_back(result); }},
+                   stop);
+    stop.request_stop();
+    queue.leaveBehindUnlessEnded(30ms);
+    release.count_down();
+    QElapsedTimer timer;
+    timer.start();
+    EXPECT_TRUE(serveUntil([&timer] { return timer.elapsed() > 60; }));
+    EXPECT_EQ(workersLeftBehind(), 0);
+    EXPECT_EQ(used, std::vector<int>{7});
+}
+
+TEST_F(Background, EndOfTheQueueDoesNotWaitForWorkThatHangs)
+{
+    std::latch started(1);
+    std::latch release(1);
+    {
+        BackgroundQueue ending("test", QualityOfService::UserInitiated, mailbox);
+        ending.run<int>(&owner, {.work =
+                                     [&](const std::stop_token &) {
+                                         started.count_down();
+                                         release.wait();
+                                         return 7;
+                                     },
+                                 .use = [this](int result) { used.push_back(result); }});
+        started.wait();
+    }
+    EXPECT_EQ(workersLeftBehind(), 1);
+    release.count_down();
+    EXPECT_TRUE(serveUntil([] { return workersLeftBehind() == 0; }));
+    EXPECT_TRUE(finish());
+    EXPECT_EQ(used, std::vector<int>{});
 }
 
 TEST_F(Background, WhatTheWorkHoldsIsReleasedWhereItWasDone)

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <latch>
 #include <memory>
 #include <numeric>
@@ -231,6 +232,87 @@ TEST(SerialQueue, DestructionDropsWhatTheStoppedJobPosts)
         });
         started.wait();
     }
+    EXPECT_FALSE(ran);
+}
+
+/// A job that heeds no stop, until the test lets it end.
+class StuckJob
+{
+public:
+    explicit StuckJob(SerialQueue &queue)
+    {
+        queue.post([this](const std::stop_token &stop) {
+            m_started.count_down();
+            m_released.wait();
+            m_heardOfStop = stop.stop_requested();
+            m_ended.count_down();
+        });
+        m_started.wait();
+    }
+
+    /// Lets it end and waits until its worker has; whether it was asked to stop.
+    [[nodiscard]] bool release()
+    {
+        m_released.count_down();
+        m_ended.wait();
+        while (workersLeftBehind() > 0)
+            std::this_thread::yield();
+        return m_heardOfStop;
+    }
+
+private:
+    std::latch m_started{1};
+    std::latch m_released{1};
+    std::latch m_ended{1};
+    bool m_heardOfStop = false;
+};
+
+TEST(SerialQueue, JobsGoOnBehindOneThatIsLeftBehind)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    StuckJob stuck(queue);
+    std::vector<int> ran;
+    for (const int job : {1, 2})
+        queue.post([&ran, job](const std::stop_token &) { ran.push_back(job); });
+    queue.leaveBehind();
+    waitForJobs(queue);
+    EXPECT_EQ(ran, (std::vector<int>{1, 2}));
+    EXPECT_EQ(workersLeftBehind(), 1);
+    EXPECT_TRUE(stuck.release());
+}
+
+TEST(SerialQueue, WorkerThatComesBackDoesNothingMore)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    StuckJob stuck(queue);
+    queue.leaveBehind();
+    const auto worker = askWorker(queue, [] { return std::this_thread::get_id(); });
+    ASSERT_TRUE(stuck.release());
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(askWorker(queue, [] { return std::this_thread::get_id(); }), worker);
+}
+
+TEST(SerialQueue, EndIsToldFromItsAbsence)
+{
+    SerialQueue queue("test", QualityOfService::UserInitiated);
+    StuckJob stuck(queue);
+    queue.requestStop();
+    EXPECT_FALSE(queue.hasEndedBy(std::chrono::steady_clock::now() + std::chrono::milliseconds(5)));
+    EXPECT_TRUE(stuck.release());
+    EXPECT_TRUE(queue.hasEndedBy(std::chrono::steady_clock::now() + std::chrono::seconds(20)));
+}
+
+TEST(SerialQueue, DestructionDoesNotWaitForWhatIsLeftBehind)
+{
+    bool ran = false;
+    std::optional<SerialQueue> queue(std::in_place, "test", QualityOfService::UserInitiated);
+    StuckJob stuck(*queue);
+    queue->post([&ran](const std::stop_token &) { ran = true; });
+    queue->requestStop();
+    queue->leaveBehind();
+    queue.reset();
+    EXPECT_EQ(workersLeftBehind(), 1);
+    EXPECT_TRUE(stuck.release());
     EXPECT_FALSE(ran);
 }
 
