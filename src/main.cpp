@@ -4,12 +4,15 @@
 #include "app/Viewer.h"
 #include "platform/DesktopHandOver.h"
 #include "platform/Mailbox.h"
+#include "platform/SerialQueue.h"
 #include "worker/client/WorkerReader.h"
 
 #include <QApplication>
 #include <QTimer>
 
 #include <chrono>
+#include <cstdlib>
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -37,20 +40,27 @@ int main(int argc, char **argv)
     QApplication::setDesktopFileName(APPLICATION_ID.toString());
 
     tavolin::Mailbox mailbox;
-    tavolin::Viewer viewer(mailbox, reader);
-    tavolin::DesktopHandOver handOver(APPLICATION_ID.toString());
-    QObject::connect(&handOver, &tavolin::DesktopHandOver::opened, &viewer,
+    std::optional<tavolin::Viewer> viewer(std::in_place, mailbox, reader);
+    std::optional<tavolin::DesktopHandOver> handOver(std::in_place, APPLICATION_ID.toString());
+    QObject::connect(&*handOver, &tavolin::DesktopHandOver::opened, &*viewer,
                      &tavolin::Viewer::applicationOpen);
-    QObject::connect(&handOver, &tavolin::DesktopHandOver::activated, &viewer.shell(),
+    QObject::connect(&*handOver, &tavolin::DesktopHandOver::activated, &viewer->shell(),
                      &tavolin::Shell::activate);
-    viewer.applicationDidFinishLaunching(options);
+    viewer->applicationDidFinishLaunching(options);
     if (options.isBench)
-        viewer.selfTest().runBench();
+        viewer->selfTest().runBench();
     if (options.isCropDemo)
-        QTimer::singleShot(CROP_DEMO_DELAY, &viewer.cropMode(), &tavolin::CropMode::enterCrop);
+        QTimer::singleShot(CROP_DEMO_DELAY, &viewer->cropMode(), &tavolin::CropMode::enterCrop);
     // A viewer that is not the first one gets no name there, and a bench run is nobody's to hand
     // something to.
     if (!options.isBench)
-        handOver.listen();
-    return QApplication::exec();
+        handOver->listen();
+    const int result = QApplication::exec();
+    handOver.reset();
+    viewer.reset();
+    // A disk that does not answer keeps a thread of ours, and that the reader. Nothing is left to
+    // be written, and the system ends them all.
+    if (tavolin::workersLeftBehind() > 0)
+        std::_Exit(result);
+    return result;
 }

@@ -18,17 +18,20 @@ using namespace Qt::StringLiterals;
 namespace tavolin {
 
 Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash trash)
-    : m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
+    : m_mailbox(mailbox), m_listQueue("list", QualityOfService::UserInitiated, mailbox),
+      m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
       m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
       m_trashQueue("trash", QualityOfService::UserInitiated, mailbox, WaitingJobs::Run),
       m_screen(m_shell.view()), m_labels(m_shell.view()),
-      m_loupe(m_screen, m_labels, m_loadQueue, reader, [this] { return loupeSubject(); }),
-      m_browser(m_screen, m_labels, m_loupe, m_loadQueue, reader,
+      m_loupe(m_screen, m_labels, m_loadQueue, reader,
+              [this](const auto &use) { findLoupeSubject(use); }),
+      m_browser(m_screen, m_labels, m_loupe, {m_listQueue, m_loadQueue}, reader,
                 [this] { return m_editor.hasSteps(); }),
       m_prefetch(m_browser, m_screen, m_prefetchQueue, reader),
       m_photoLine(m_browser, m_screen, m_labels, m_prefetchQueue, reader,
                   [this] { return m_editor.isEdited(); }),
-      m_search(m_browser, m_shell.view()), m_folderDialog(m_browser, m_loupe, m_shell.view()),
+      m_search(m_browser, m_shell.view()),
+      m_folderDialog(m_browser, m_loupe, m_shell.view()),
       m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
       m_cropMode({m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor}),
       m_fileWork(m_browser, m_editor, m_cropMode, m_labels, m_trashQueue, reader, std::move(trash)),
@@ -51,21 +54,27 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
 Viewer::~Viewer()
 {
     m_shell.view().setHandlers({}); // the window goes last
+    // Together, as one may keep the end waiting for a moment.
+    for (BackgroundQueue *queue : {&m_listQueue, &m_loadQueue, &m_prefetchQueue})
+        queue->requestStop();
 }
 
 void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
 {
     m_isLaunched = true;
     installQuitKey(*this);
+    // Listed while the window is made, for which its picture waits.
+    if (options.path)
+        m_pendingOpen = options.path;
+    if (m_pendingOpen)
+        m_browser.openPath(*m_pendingOpen);
     m_shell.show();
     if (options.isBench)
         m_quitGuard.allow();
     else
         QTimer::singleShot(0, &m_shell, &Shell::toggleFullScreen);
-    if (options.path)
-        m_browser.openPath(*options.path);
-    else if (const auto handedOver = std::exchange(m_pendingOpen, std::nullopt))
-        m_browser.openPath(*handedOver);
+    if (std::exchange(m_pendingOpen, std::nullopt))
+        m_mailbox.deliver(); // the picture is asked for before anything is painted
     else
         m_labels.showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
     warmUpFonts();
@@ -81,12 +90,14 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
         m_pendingOpen = urls.front();
 }
 
-std::optional<LoupeSubject> Viewer::loupeSubject()
+void Viewer::findLoupeSubject(const std::function<void(const LoupeSubject &)> &use)
 {
-    const auto size = m_browser.isCurrentShown() ? m_browser.currentPixelSize() : std::nullopt;
-    if (!size)
-        return std::nullopt;
-    return LoupeSubject{m_browser.currentUrl(), *size, m_editor.editedImage()};
+    if (!m_browser.isCurrentShown())
+        return;
+    m_browser.whenSizeIsKnown([this, use] {
+        if (const auto size = m_screen.currentPixelSize())
+            use({m_browser.currentUrl(), *size, m_editor.editedImage()});
+    });
 }
 
 bool Viewer::handleKey(const QKeyEvent &event)

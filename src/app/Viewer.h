@@ -25,6 +25,7 @@
 #include <QObject>
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -68,7 +69,7 @@ public:
     [[nodiscard]] SelfTest &selfTest() { return m_selfTest; }
 
 private:
-    [[nodiscard]] std::optional<LoupeSubject> loupeSubject();
+    void findLoupeSubject(const std::function<void(const LoupeSubject &)> &use);
     void carryOut(Command command);
     void carryOutInCrop(CropCommand command, KeyCode key, bool shift);
     void viewResized();
@@ -76,6 +77,8 @@ private:
     bool m_isLaunched = false;
     std::optional<std::filesystem::path> m_pendingOpen; // handed over before the start
     WheelState m_wheel;
+    Mailbox &m_mailbox;
+    BackgroundQueue m_listQueue;
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;
     BackgroundQueue m_trashQueue;

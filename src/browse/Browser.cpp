@@ -9,9 +9,9 @@
 #include "screen/Loupe.h"
 #include "screen/Screen.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -28,10 +28,10 @@ constexpr auto PATIENCE = 2s;
 
 } // namespace
 
-Browser::Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &loadQueue,
+Browser::Browser(Screen &screen, Labels &labels, Loupe &loupe, const BrowserQueues &queues,
                  const PictureReader &reader, std::function<bool()> isEdited)
-    : m_screen(screen), m_labels(labels), m_loupe(loupe), m_loadQueue(loadQueue), m_reader(reader),
-      m_isEdited(std::move(isEdited))
+    : m_screen(screen), m_labels(labels), m_loupe(loupe), m_listQueue(queues.list),
+      m_loadQueue(queues.load), m_reader(reader), m_isEdited(std::move(isEdited))
 {
     m_patience.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &Browser::dropLateLoad);
@@ -39,31 +39,56 @@ Browser::Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &
 
 void Browser::openPath(const std::filesystem::path &url)
 {
-    std::error_code error;
-    const auto path = std::filesystem::absolute(url, error);
-    const auto status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status))
-        return;
-    Q_EMIT aboutToOpen();
-    if (std::filesystem::is_directory(status))
-        openFolder(path, std::nullopt);
-    else
-        openFolder(path.parent_path(), path.parent_path() / path.filename());
+    open([url](const std::stop_token &stop) { return listForPath(url, stop); }, true);
 }
 
 void Browser::openFolder(const std::filesystem::path &folder,
                          const std::optional<std::filesystem::path> &startAt)
 {
-    auto names = listFolder(folder);
-    if (!names) {
+    open([folder,
+          startAt](const std::stop_token &stop) { return listForFolder(folder, startAt, stop); },
+         false);
+}
+
+void Browser::open(std::function<FolderList(const std::stop_token &)> list, bool isPath)
+{
+    std::exchange(m_listing, std::stop_source()).request_stop();
+    m_listQueue.leaveBehindUnlessEnded(DROP_PATIENCE);
+    m_isOpening = true;
+    m_earlySteps = 0;
+    m_listQueue.run<FolderList>(
+        this,
+        {
+            .work = std::move(list),
+            // A newer one has taken its place.
+            .stillApplies = [stop = m_listing] { return !stop.stop_requested(); },
+            .use =
+                [this, isPath](const FolderList &opened) {
+                    m_isOpening = false;
+                    if (opened.exists && isPath)
+                        Q_EMIT aboutToOpen();
+                    if (opened.exists)
+                        install(opened);
+                    Q_EMIT openingEnded();
+                },
+        },
+        m_listing);
+}
+
+void Browser::install(FolderList list)
+{
+    if (!list.images) {
         m_labels.showStatus(u"❌ เปิดโฟลเดอร์ไม่ได้"_s, true);
         return;
     }
     Q_EMIT aboutToOpen();
-    m_imageList = makeImageList(folder, std::move(*names));
+    m_imageList = std::move(*list.images);
     ++m_opening;
+    if (m_load)
+        m_load->stop.request_stop(); // what comes of it is not shown
     changeList();
-    m_targetIndex = startIndex(m_imageList, startAt);
+    m_loadQueue.leaveBehindUnlessEnded(DROP_PATIENCE);
+    m_targetIndex = list.start;
     m_currentIndex = m_targetIndex;
     if (m_imageList.empty()) {
         showNothing(u"ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่"_s);
@@ -71,6 +96,8 @@ void Browser::openFolder(const std::filesystem::path &folder,
     }
     updateInfoText();
     pumpLoad();
+    if (const int steps = std::exchange(m_earlySteps, 0))
+        navigate(steps);
 }
 
 void Browser::removeFromList(int index)
@@ -93,7 +120,7 @@ void Browser::changeList()
 {
     ++m_generation;
     dropLateLoad();
-    m_isShown = false;
+    forgetShown();
     m_cache.clear();
     m_loupe.dropFullImage();
     Q_EMIT leaving();
@@ -127,11 +154,47 @@ void Browser::keep(int index, const DisplayPicture &picture)
         m_cache.set(index, picture);
 }
 
-std::optional<QSize> Browser::currentPixelSize()
+void Browser::forgetShown()
 {
-    if (!m_screen.currentPixelSize())
-        m_screen.setCurrentPixelSize(m_reader.readPixelSize(currentUrl()));
-    return m_screen.currentPixelSize();
+    m_isShown = false;
+    dropSizeRead();
+}
+
+void Browser::whenSizeIsKnown(std::function<void()> then)
+{
+    if (m_screen.currentPixelSize()) {
+        then();
+        return;
+    }
+    m_sizeWaiters.push_back(std::move(then));
+    if (m_sizeWaiters.size() > 1)
+        return;
+    m_sizeRead = std::stop_source();
+    m_loadQueue.run<std::optional<QSize>>(
+        this,
+        {
+            .work = [&reader = m_reader,
+                     url = currentUrl()](const std::stop_token &stop) -> std::optional<QSize> {
+                return stop.stop_requested() ? std::nullopt : reader.readPixelSize(url);
+            },
+            // It is dropped with the picture on screen.
+            .stillApplies = [read = m_sizeRead] { return !read.stop_requested(); },
+            .use =
+                [this](const std::optional<QSize> &size) {
+                    if (!m_screen.currentPixelSize())
+                        m_screen.setCurrentPixelSize(size);
+                    for (const auto &waiter : std::exchange(m_sizeWaiters, {}))
+                        waiter();
+                },
+        },
+        m_sizeRead);
+}
+
+void Browser::dropSizeRead()
+{
+    m_sizeWaiters.clear();
+    m_sizeRead.request_stop();
+    m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
 void Browser::updateInfoText()
@@ -144,8 +207,11 @@ void Browser::updateInfoText()
 
 void Browser::navigate(int step)
 {
-    if (m_imageList.empty())
+    if (m_imageList.empty()) {
+        if (m_isOpening)
+            m_earlySteps += step;
         return;
+    }
     jumpTo(clamped(m_targetIndex + step, 0, static_cast<int>(m_imageList.size()) - 1));
 }
 
@@ -178,7 +244,7 @@ void Browser::pumpLoad()
         display(*picture, target);
         return;
     }
-    m_load = Load{target, m_generation, {}};
+    m_load = Load{.index = target, .generation = m_generation};
     m_patience.start(PATIENCE);
     m_loadQueue.run<DisplayPicture>(
         this,
@@ -207,8 +273,12 @@ void Browser::dropLateLoad()
         return;
     // What comes for an earlier list is not shown.
     const bool isWaitedFor = m_load->generation == m_generation && m_load->index == m_targetIndex;
-    if (!isWaitedFor)
-        m_load->stop.request_stop();
+    if (isWaitedFor || m_load->stop.stop_requested())
+        return;
+    m_load->stop.request_stop();
+    const auto left = m_load->begin + STUCK_AFTER - std::chrono::steady_clock::now();
+    m_loadQueue.leaveBehindUnlessEnded(std::max<std::chrono::milliseconds>(
+        DROP_PATIENCE, std::chrono::ceil<std::chrono::milliseconds>(left)));
 }
 
 void Browser::endLoad()
@@ -240,12 +310,13 @@ void Browser::display(const DisplayPicture &picture, int index)
 {
     m_currentIndex = index;
     m_isShown = true;
-    m_screen.setCurrentPixelSize({});
+    dropSizeRead();
+    m_screen.setCurrentPixelSize(picture.pixelSize);
     m_loupe.dropFullImage(); // of another picture: it must not take this one's place
     m_screen.showThumb(picture);
     if (const Image &rendition = m_screen.imageLayer().rendition;
         !rendition.isSameAs(picture.rendition))
-        m_cache.set(index, {picture.image, rendition});
+        m_cache.set(index, {picture.image, rendition, picture.pixelSize});
     m_cache.evict(m_targetIndex);
     Q_EMIT shown();
 }

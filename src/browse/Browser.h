@@ -1,7 +1,8 @@
 #pragma once
 // The list of pictures, the position in it, and the load pump: the target moves at once, one decode
 // runs at a time, always for the newest target, and whatever it gives is shown. One that takes long
-// is given up when the target has moved on.
+// is given up when the target has moved on. Lists are made in the background; until one is there,
+// everything stays as it is.
 
 #include "browse/ThumbCache.h"
 #include "pixels/DisplayPicture.h"
@@ -9,6 +10,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -23,6 +25,14 @@ class Labels;
 class Loupe;
 class PictureReader;
 class Screen;
+struct FolderList;
+
+/// Where the browser has its work done.
+struct BrowserQueues
+{
+    BackgroundQueue &list;
+    BackgroundQueue &load;
+};
 
 /// Owns the list and the position. Indices count from 0 and mean something only in the list of one
 /// generation.
@@ -32,16 +42,20 @@ class Browser : public QObject
 
 public:
     /// @p isEdited tells whether the picture on screen has edits, for the info line.
-    Browser(Screen &screen, Labels &labels, Loupe &loupe, BackgroundQueue &loadQueue,
+    Browser(Screen &screen, Labels &labels, Loupe &loupe, const BrowserQueues &queues,
             const PictureReader &reader, std::function<bool()> isEdited);
 
     /// Opens a folder, or the folder of a file at that file. Does nothing when nothing is there.
+    /// What is to be opened later takes the place of what is being opened.
     void openPath(const std::filesystem::path &url);
     /// Lists, sorts and shows @p folder, starting at @p startAt if that is in it.
     void openFolder(const std::filesystem::path &folder,
                     const std::optional<std::filesystem::path> &startAt);
+    /// Whether something is being opened.
+    [[nodiscard]] bool isOpening() const { return m_isOpening; }
 
-    /// Moves the target by @p step, stopping at the ends of the list.
+    /// Moves the target by @p step, stopping at the ends of the list. Where there is no list yet
+    /// but one to come, it is done then.
     void navigate(int step);
     /// Moves the target to @p index, if that is in the list; not in crop mode.
     void jumpTo(int index);
@@ -53,7 +67,7 @@ public:
     /// Takes the entry @p index out; what was behind it moves up and takes its place.
     void removeFromList(int index);
     /// Records that what is on screen is no file's picture, until the next one is shown.
-    void forgetShown() { m_isShown = false; }
+    void forgetShown();
 
     /// Rebuilds the info line from the list and the target; leaves it alone without a list.
     void updateInfoText();
@@ -71,7 +85,7 @@ public:
     [[nodiscard]] const std::filesystem::path &currentUrl() const;
     /// Whether the picture on screen is that of the file at currentIndex().
     [[nodiscard]] bool isCurrentShown() const;
-    /// How many folders have been opened.
+    /// How many lists have been opened.
     [[nodiscard]] std::uint64_t opening() const { return m_opening; }
     /// How many lists there have been: results for an older one don't apply.
     [[nodiscard]] std::uint64_t generation() const { return m_generation; }
@@ -82,13 +96,16 @@ public:
     /// Keeps @p picture, which was made for @p index of this list, for later, unless it is null or
     /// too far from the target by now.
     void keep(int index, const DisplayPicture &picture);
-    /// Pixels of the full picture on screen, upright. Reads the file at currentIndex(), which must
-    /// be in the list, where no one has told them yet; empty when it doesn't say.
-    [[nodiscard]] std::optional<QSize> currentPixelSize();
+    /// Calls @p then when Screen::currentPixelSize() says what the picture on screen has, which
+    /// must be that of currentIndex(): at once, or where nobody has told it yet when its file has
+    /// been read, whether that says it or not. Never, if another picture is shown by then.
+    void whenSizeIsKnown(std::function<void()> then);
 
 Q_SIGNALS:
-    /// A path is about to be opened.
+    /// The list of a path that was opened is about to take the place of this one.
     void aboutToOpen();
+    /// What was opened last is there, or can't be.
+    void openingEnded();
     /// The target is about to leave the picture on screen, or the list has changed under it.
     void leaving();
     /// The list has changed: indices mean other files.
@@ -103,8 +120,12 @@ private:
         int index = 0;
         std::uint64_t generation = 0; // of the list that the index is in
         std::stop_source stop;
+        std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
     };
 
+    void open(std::function<FolderList(const std::stop_token &)> list, bool isPath);
+    void install(FolderList list);
+    void dropSizeRead();
     void changeList();
     void showNothing(const QString &info);
     void dropLateLoad();
@@ -115,17 +136,23 @@ private:
     Screen &m_screen;
     Labels &m_labels;
     Loupe &m_loupe;
+    BackgroundQueue &m_listQueue;
     BackgroundQueue &m_loadQueue;
     const PictureReader &m_reader;
     std::function<bool()> m_isEdited;
     std::vector<std::filesystem::path> m_imageList;
+    bool m_isOpening = false;
+    std::stop_source m_listing; // ends what is being opened
+    int m_earlySteps = 0;       // before the first list
     std::uint64_t m_opening = 0;
     std::uint64_t m_generation = 0;
     int m_targetIndex = 0;
     int m_currentIndex = 0;
     bool m_isShown = false;
-    std::optional<Load> m_load; // under way
-    QTimer m_patience;          // runs until that is late
+    std::optional<Load> m_load;                       // under way
+    QTimer m_patience;                                // runs until that is late
+    std::vector<std::function<void()>> m_sizeWaiters; // for the size that is being read
+    std::stop_source m_sizeRead;                      // ends that
     ThumbCache m_cache;
 };
 

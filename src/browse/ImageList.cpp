@@ -8,13 +8,41 @@
 
 namespace tavolin {
 
-std::optional<std::vector<std::string>> listFolder(const std::filesystem::path &folder)
+FolderList listForPath(const std::filesystem::path &url, const std::stop_token &stop)
+{
+    std::error_code error;
+    const auto path = std::filesystem::absolute(url, error);
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status))
+        return {};
+    if (std::filesystem::is_directory(status))
+        return listForFolder(path, std::nullopt, stop);
+    return listForFolder(path.parent_path(), path.parent_path() / path.filename(), stop);
+}
+
+FolderList listForFolder(const std::filesystem::path &folder,
+                         const std::optional<std::filesystem::path> &startAt,
+                         const std::stop_token &stop)
+{
+    FolderList list{.exists = true};
+    if (auto names = listFolder(folder, stop)) {
+        list.images = makeImageList(folder, std::move(*names));
+        list.start = startIndex(*list.images, startAt);
+    }
+    return list;
+}
+
+std::optional<std::vector<std::string>> listFolder(const std::filesystem::path &folder,
+                                                   const std::stop_token &stop)
 {
     std::error_code error;
     std::vector<std::string> names;
     std::filesystem::directory_iterator entry(folder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (stop.stop_requested())
+            return std::nullopt;
         names.push_back(entry->path().filename().native());
+    }
     return error ? std::nullopt : std::optional(std::move(names));
 }
 

@@ -3,15 +3,35 @@
 
 #include <filesystem>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
 namespace tavolin {
 
+/// What there is to open at a path.
+struct FolderList
+{
+    bool exists = false; ///< Something is there.
+    /// The picture files in display order; empty optional when the folder can't be read.
+    std::optional<std::vector<std::filesystem::path>> images;
+    int start = 0; ///< The position to begin at.
+};
+
+/// A folder, or the folder of a file beginning at that file. Any thread; of no use once @p stop is
+/// requested.
+[[nodiscard]] FolderList listForPath(const std::filesystem::path &url,
+                                     const std::stop_token &stop = {});
+
+/// @p folder, as if it existed, beginning at @p startAt if that is in it. As before.
+[[nodiscard]] FolderList listForFolder(const std::filesystem::path &folder,
+                                       const std::optional<std::filesystem::path> &startAt,
+                                       const std::stop_token &stop = {});
+
 /// The names of all entries of @p folder, one level deep, in the order the system gives them,
-/// hidden ones included. Empty optional when the folder can't be read.
+/// hidden ones included. Empty optional when the folder can't be read, or @p stop is requested.
 [[nodiscard]] std::optional<std::vector<std::string>>
-listFolder(const std::filesystem::path &folder);
+listFolder(const std::filesystem::path &folder, const std::stop_token &stop = {});
 
 /// The picture files among @p names, in the same order: by extension, without resource-fork
 /// companions ("._…"). What an entry is besides its name does not count.

@@ -30,10 +30,16 @@ PhotoLine::PhotoLine(const Browser &browser, Screen &screen, Labels &labels, Bac
     m_exifTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_exifTimer, &QTimer::timeout, this, &PhotoLine::loadExif);
     connect(&browser, &Browser::shown, this, &PhotoLine::scheduleExif);
+    connect(&browser, &Browser::listChanged, this, [this] {
+        m_reading.request_stop();
+        m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
+    });
 }
 
 void PhotoLine::scheduleExif()
 {
+    m_reading.request_stop(); // of another picture's facts
+    m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
     m_labels.showDetail({});
     m_exifTimer.start(EXIF_DELAY);
 }
@@ -43,6 +49,7 @@ void PhotoLine::loadExif()
     const int index = m_browser.currentIndex();
     if (!m_browser.isInList(index))
         return;
+    m_reading = std::stop_source();
     m_queue.run<PhotoInfo>(
         this,
         {
@@ -50,10 +57,11 @@ void PhotoLine::loadExif()
                 [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
                     return photoInfo(reader.readPhotoFacts(url, Urgency::Ahead, stop));
                 },
-            // Facts of another picture than the one on screen are of no use.
+            // Facts of another picture than the one on screen are of no use, nor are those of a
+            // read that was ended.
             .stillApplies =
-                [this, index, generation = m_browser.generation()] {
-                    return generation == m_browser.generation() &&
+                [this, index, generation = m_browser.generation(), reading = m_reading] {
+                    return !reading.stop_requested() && generation == m_browser.generation() &&
                            index == m_browser.currentIndex();
                 },
             .use =
@@ -62,7 +70,8 @@ void PhotoLine::loadExif()
                         m_screen.setCurrentPixelSize(info.pixelSize);
                     m_labels.showDetail(infoLine(info.segments));
                 },
-        });
+        },
+        m_reading);
 }
 
 } // namespace tavolin

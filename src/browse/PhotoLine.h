@@ -5,6 +5,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <stop_token>
 
 namespace tavolin {
 
@@ -35,6 +36,7 @@ private:
     const PictureReader &m_reader;
     std::function<bool()> m_isEdited;
     QTimer m_exifTimer;
+    std::stop_source m_reading; // ends the read under way
 };
 
 } // namespace tavolin

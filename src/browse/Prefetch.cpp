@@ -7,6 +7,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdlib>
 
 using namespace std::chrono_literals;
 
@@ -29,17 +30,18 @@ Prefetch::Prefetch(Browser &browser, const Screen &screen, BackgroundQueue &queu
     m_prefetchTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_prefetchTimer, &QTimer::timeout, this, &Prefetch::prefetchNeighbors);
     connect(&browser, &Browser::shown, this, [this] { m_prefetchTimer.start(PREFETCH_DELAY); });
-    connect(&browser, &Browser::listChanged, this, [this] { m_inflight.clear(); });
+    connect(&browser, &Browser::listChanged, this, &Prefetch::dropAll);
 }
 
 void Prefetch::prefetchNeighbors()
 {
+    dropFarOnes();
     const DisplayTarget screen = m_screen.displayTarget();
     for (const int offset : OFFSETS) {
         const int index = m_browser.targetIndex() + offset;
-        if (!m_browser.isInList(index) || m_browser.isReady(index) ||
-            !m_inflight.insert(index).second)
+        if (!m_browser.isInList(index) || m_browser.isReady(index) || m_inflight.contains(index))
             continue;
+        const std::stop_source dropped = m_inflight[index];
         m_queue.run<DisplayPicture>(
             this,
             {
@@ -55,8 +57,25 @@ void Prefetch::prefetchNeighbors()
                         return generation == m_browser.generation();
                     },
                 .use = [this, index](const auto &picture) { prefetchFinished(picture, index); },
-            });
+            },
+            dropped);
     }
+}
+
+void Prefetch::dropFarOnes()
+{
+    for (auto &[index, stop] : m_inflight)
+        if (std::abs(index - m_browser.targetIndex()) > ThumbCache::WINDOW)
+            stop.request_stop();
+    m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
+}
+
+void Prefetch::dropAll()
+{
+    for (auto &[index, stop] : m_inflight)
+        stop.request_stop();
+    m_inflight.clear();
+    m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
 }
 
 void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)

@@ -6,7 +6,8 @@
 #include <QObject>
 #include <QTimer>
 
-#include <set>
+#include <map>
+#include <stop_token>
 
 namespace tavolin {
 
@@ -27,13 +28,16 @@ public:
 private:
     void prefetchNeighbors();
     void prefetchFinished(const DisplayPicture &picture, int index);
+    void dropFarOnes();
+    void dropAll();
 
     Browser &m_browser;
     const Screen &m_screen;
     BackgroundQueue &m_queue;
     const PictureReader &m_reader;
     QTimer m_prefetchTimer;
-    std::set<int> m_inflight; // indices of the present list that are being prefetched
+    std::map<int, std::stop_source>
+        m_inflight; // what ends the prefetches under way, by the index in the present list
 };
 
 } // namespace tavolin

@@ -66,8 +66,12 @@ DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const Displa
     const auto file = SourceFile::open(url, stop);
     if (!file)
         return {};
-    const Image image = decodeForDisplay(*file, target.maxPixel, thumbnailRuleFor(url));
-    return makeDisplayPicture(image, target, stop);
+    const ThumbnailRule rule = thumbnailRuleFor(url);
+    DisplayPicture picture =
+        makeDisplayPicture(decodeForDisplay(*file, target.maxPixel, rule), target, stop);
+    if (!picture.isNull())
+        picture.pixelSize = readUprightSize(*file, rule);
+    return picture;
 }
 
 Image loadFullImage(const std::filesystem::path &url, FullColors colors, std::stop_token stop)

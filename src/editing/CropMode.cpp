@@ -36,9 +36,23 @@ CropMode::CropMode(const CropNeighbors &neighbors) : m_with(neighbors)
 
 void CropMode::enterCrop()
 {
-    // While an undo is under way the picture is about to change.
-    if (m_with.screen.isCropping() || !m_with.browser.isCurrentShown() || m_with.editor.isUndoing())
+    if (!canEnter())
         return;
+    m_with.browser.whenSizeIsKnown([this, target = m_with.browser.targetIndex()] {
+        if (canEnter() && target == m_with.browser.targetIndex())
+            beginCrop();
+    });
+}
+
+bool CropMode::canEnter() const
+{
+    // While an undo is under way the picture is about to change.
+    return !m_with.screen.isCropping() && m_with.browser.isCurrentShown() &&
+           !m_with.editor.isUndoing();
+}
+
+void CropMode::beginCrop()
+{
     m_with.loupe.zoomEnd();
     m_with.search.closeSearch(); // typing in it would change the picture
     m_with.browser.stayHere();   // what is seen is what is cropped
@@ -61,7 +75,7 @@ void CropMode::buildOverlay()
         &m_with.view);
     connect(m_cropOverlay, &CropOverlayView::layoutChanged, this, &CropMode::editLayoutChanged);
     connect(m_cropOverlay, &CropOverlayView::ratioChanged, this, &CropMode::updateCropBar);
-    if (const auto original = ratioChoice(RatioPreset::Original, m_with.browser.currentPixelSize()))
+    if (const auto original = ratioChoice(RatioPreset::Original, m_with.screen.currentPixelSize()))
         m_cropOverlay->setInitialRatio(original->ratio, original->name);
     m_cropOverlay->resize(m_with.view.size());
     m_cropOverlay->resetToDefaultBox();

@@ -46,7 +46,8 @@ class CropMode : public QObject
 public:
     explicit CropMode(const CropNeighbors &neighbors);
 
-    /// Lays a crop box over the picture on screen; does nothing without one.
+    /// Lays a crop box over the picture on screen; does nothing without one. Where its size has to
+    /// be read first it is done then, unless the user has moved on.
     void enterCrop();
     /// Takes the box away; nothing is recorded. Does nothing outside crop mode.
     void exitCrop();
@@ -79,6 +80,8 @@ Q_SIGNALS:
     void entered();
 
 private:
+    [[nodiscard]] bool canEnter() const;
+    void beginCrop();
     void buildOverlay();
     void buildCropBar();
     void endCrop();

@@ -59,6 +59,7 @@ void Editor::dropEditJobs()
 {
     // The next picture must not wait for work that nobody wants any more.
     std::exchange(m_jobs, std::stop_source()).request_stop();
+    m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
 void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies,

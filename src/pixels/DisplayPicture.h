@@ -7,6 +7,7 @@
 #include <QRectF>
 #include <QSize>
 
+#include <optional>
 #include <stop_token>
 
 namespace tavolin {
@@ -19,6 +20,9 @@ struct DisplayPicture
 {
     Image image;     ///< The display image, upright, in sRGB.
     Image rendition; ///< The same at the device pixels it is shown in, opaque: painting is a copy.
+
+    /// Pixels of the file's full picture, upright; empty where its headers don't tell.
+    std::optional<QSize> pixelSize = {};
 
     [[nodiscard]] bool isNull() const { return image.isNull(); }
 };

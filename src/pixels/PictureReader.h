@@ -57,9 +57,9 @@ enum class FullColors : std::uint8_t {
     Srgb,
 };
 
-/// Reads picture files. Every call may come from any thread, takes as long as the disk and the
-/// picture need, and never throws; failure is a null picture or an empty value, never a message,
-/// and so is the result soon after a stop is requested.
+/// Reads picture files. Every call may come from any thread but the main one, which never waits: it
+/// takes as long as the disk and the picture need, and never throws; failure is a null picture or
+/// an empty value, never a message, and so is the result soon after a stop is requested.
 class PictureReader
 {
 public:
@@ -85,7 +85,8 @@ public:
     /// @p image in sRGB, the same where it is already. Null for a null image too.
     [[nodiscard]] virtual Image toSrgb(const Image &image, std::stop_token stop) const = 0;
 
-    /// Pixel width and height of the picture at @p url as seen upright, from its headers.
+    /// Pixel width and height of the picture at @p url as seen upright, from its headers: what its
+    /// display picture tells, too.
     [[nodiscard]] virtual std::optional<QSize>
     readPixelSize(const std::filesystem::path &url) const = 0;
 

@@ -35,6 +35,12 @@ struct BackgroundWork
     std::function<void()> otherwise = {};
 };
 
+/// After so long without an answer a file is taken for one that does not answer any more.
+inline constexpr std::chrono::seconds STUCK_AFTER{10};
+/// For work to end that was asked to, where what comes next cannot wait: more than any needs that
+/// does not wait for a disk, and no time for the user to wonder.
+inline constexpr std::chrono::milliseconds DROP_PATIENCE{300};
+
 /// A serial queue that hands results back. Made, used and destroyed on the main thread, whose
 /// mailbox it is given; that must outlive it.
 ///

@@ -24,20 +24,27 @@ void Mailbox::post(std::function<void()> closure)
         QCoreApplication::postEvent(this, new QEvent(WAKE_UP));
 }
 
-bool Mailbox::event(QEvent *event)
+bool Mailbox::deliver()
 {
     std::vector<std::function<void()>> closures;
     {
-        // Before the lock is ours not even the event's type may be read; see post().
         const std::lock_guard lock(m_mutex);
-        if (event->type() == WAKE_UP)
-            closures.swap(m_closures);
+        closures.swap(m_closures);
     }
-    if (closures.empty())
-        return QObject::event(event);
     for (auto &closure : closures)
         std::exchange(closure, nullptr)();
-    return true;
+    return !closures.empty();
+}
+
+bool Mailbox::event(QEvent *event)
+{
+    bool isWakeUp = false;
+    {
+        // Before the lock is ours not even the event's type may be read; see post().
+        const std::lock_guard lock(m_mutex);
+        isWakeUp = event->type() == WAKE_UP;
+    }
+    return isWakeUp ? deliver() : QObject::event(event);
 }
 
 } // namespace tavolin

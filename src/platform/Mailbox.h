@@ -25,6 +25,10 @@ public:
     /// holds is released before the next one runs. From any thread.
     void post(std::function<void()> closure);
 
+    /// Runs what has been posted so far, without waiting for the event loop. False if there was
+    /// nothing.
+    bool deliver();
+
     bool event(QEvent *event) override;
 
 private:

@@ -15,27 +15,34 @@ namespace tavolin {
 
 void Loupe::zoomBegin(QPointF position)
 {
-    const QRectF fitted = m_screen.fitRect();
-    if (m_screen.isCropping() || !isInside(position, fitted))
+    if (m_screen.isCropping() || !isInside(position, m_screen.fitRect()))
         return;
-    const auto subject = m_subject();
-    if (!subject)
-        return;
-    m_zooming = true;
     m_zoomLastP = position;
-    m_screen.stretch(loupeFrame(fitted, subject->pixelSize, position));
+    m_findSubject([this, gesture = ++m_gesture, position](const LoupeSubject &subject) {
+        // The mouse may have been released while the subject was looked for, or the picture be in
+        // a box by now.
+        if (gesture == m_gesture && !m_screen.isCropping())
+            magnify(subject, position);
+    });
+}
+
+void Loupe::magnify(const LoupeSubject &subject, QPointF position)
+{
+    m_zooming = true;
+    m_screen.stretch(loupeFrame(m_screen.fitRect(), subject.pixelSize, position)
+                         .translated(m_zoomLastP - position));
     m_labels.showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
 
     dropFullImage();
-    if (!subject->edited.isNull() && subject->edited.iccProfile().isEmpty()) {
-        m_screen.stretchOther(subject->edited); // in the screen's colours already
+    if (!subject.edited.isNull() && subject.edited.iccProfile().isEmpty()) {
+        m_screen.stretchOther(subject.edited); // in the screen's colours already
         return;
     }
     m_loadQueue.run<Image>(
         this,
         {
             .work =
-                [&reader = m_reader, subject = *subject](const std::stop_token &stop) {
+                [&reader = m_reader, subject](const std::stop_token &stop) {
                     return subject.edited.isNull()
                                ? reader.loadFullImage(subject.url, FullColors::Srgb, stop)
                                : reader.toSrgb(subject.edited, stop);
@@ -57,18 +64,19 @@ void Loupe::dropFullImage()
     ++m_zoomLoadToken;
     // The next picture must not wait for a decode that nobody wants any more.
     std::exchange(m_fullImageLoad, std::stop_source()).request_stop();
+    m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
 void Loupe::zoomDrag(QPointF position)
 {
-    if (!m_zooming)
-        return;
-    m_screen.stretch(m_screen.imageLayer().frame.translated(position - m_zoomLastP));
+    if (m_zooming)
+        m_screen.stretch(m_screen.imageLayer().frame.translated(position - m_zoomLastP));
     m_zoomLastP = position;
 }
 
 void Loupe::zoomEnd()
 {
+    ++m_gesture;
     if (!m_zooming)
         return;
     m_zooming = false;

@@ -10,7 +10,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <stop_token>
 #include <utility>
 
@@ -35,14 +34,19 @@ class Loupe : public QObject
     Q_OBJECT
 
 public:
-    /// @p subject is asked when the mouse is pressed; nothing when there is nothing to magnify.
+    /// Hands what is to be magnified on to the function that it is given, at once or as soon as it
+    /// is known; never where there is nothing.
+    using FindSubject = std::function<void(const std::function<void(const LoupeSubject &)> &)>;
+
+    /// @p findSubject is called when the mouse is pressed.
     Loupe(Screen &screen, Labels &labels, BackgroundQueue &loadQueue, const PictureReader &reader,
-          std::function<std::optional<LoupeSubject>()> subject)
+          FindSubject findSubject)
         : m_screen(screen), m_labels(labels), m_loadQueue(loadQueue), m_reader(reader),
-          m_subject(std::move(subject))
+          m_findSubject(std::move(findSubject))
     {}
 
-    /// Shows the picture at 100 %, the point of it under @p position staying there.
+    /// Shows the picture at 100 %, the point of it under @p position staying there; if it has to
+    /// be waited for, as if that had been done at once.
     void zoomBegin(QPointF position);
     /// Moves it along with the pointer, one to one.
     void zoomDrag(QPointF position);
@@ -54,11 +58,14 @@ public:
     void dropFullImage();
 
 private:
+    void magnify(const LoupeSubject &subject, QPointF position);
+
     Screen &m_screen;
     Labels &m_labels;
     BackgroundQueue &m_loadQueue;
     const PictureReader &m_reader;
-    std::function<std::optional<LoupeSubject>()> m_subject;
+    FindSubject m_findSubject;
+    int m_gesture = 0; // raised by each press and release
     bool m_zooming = false;
     QPointF m_zoomLastP;
     int m_zoomLoadToken = 0;          // raised by whatever makes a full picture unwanted

@@ -53,6 +53,11 @@ SelfTest::SelfTest(Browser &browser, CropMode &cropMode, Editor &editor, FileWor
 
 void SelfTest::runBench()
 {
+    if (m_browser.isOpening()) {
+        connect(&m_browser, &Browser::openingEnded, this, &SelfTest::runBench,
+                Qt::SingleShotConnection);
+        return;
+    }
     if (m_browser.imageList().empty()) {
         print(u"BENCH: no images"_s);
         terminate();

@@ -25,7 +25,7 @@ public:
     SelfTest(Browser &browser, CropMode &cropMode, Editor &editor, FileWork &fileWork,
              const PictureReader &reader);
 
-    /// Begins the run, which ends the program.
+    /// Begins the run, which ends the program, once what is being opened is there.
     void runBench();
 
 private:

@@ -128,6 +128,9 @@ struct Reply
     Outcome outcome = Outcome::Failed;
     std::int32_t width = 0; ///< Of a picture, or a size that was asked for; 0 where it isn't known.
     std::int32_t height = 0;
+    std::int32_t fullWidth =
+        0; ///< Display: of the file's picture, upright; 0 where it isn't known.
+    std::int32_t fullHeight = 0;
     std::uint32_t alpha = 0;          ///< tavolin::Alpha of the picture.
     std::uint32_t wall = 0;           ///< Begin: the parts that stand.
     std::uint32_t landlock = 0;       ///< Begin: the version of Landlock's interface.

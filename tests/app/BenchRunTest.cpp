@@ -22,6 +22,8 @@ protected:
     {
         decoder.setSize(0, PICTURE_SIZE);
         decoder.setSize(1, PICTURE_SIZE);
+        decoder.setPixelSize(0, PICTURE_SIZE);
+        decoder.setPixelSize(1, PICTURE_SIZE);
     }
 
     /// Shows the picture @p first of two.

@@ -56,7 +56,7 @@ TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
     const auto second = makePictures("second", 100, 102);
     ASSERT_TRUE(startOnPictures(3));
     decoder.closeGate();
-    viewer->browser().openPath(second / "101.jpg");
+    open(second / "101.jpg");
     press(Qt::Key_A);
     EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
     EXPECT_FALSE(std::filesystem::exists(picks()));
@@ -123,7 +123,7 @@ TEST_F(CopyToHL, PicksAreNotListed)
 {
     ASSERT_TRUE(startOnPictures(2));
     press(Qt::Key_A);
-    viewer->browser().openPath(folder / "pictures");
+    open(folder / "pictures");
     EXPECT_EQ(infoText(), "1/2 | 000.jpg   [H=วิธีใช้]");
 }
 

@@ -70,12 +70,15 @@ protected:
     {
         ASSERT_TRUE(openPictures());
         folder.write("pictures/large.png", pngFile(pictures::fourQuarters({1600, 1200})));
-        viewer->browser().openPath(pictures / "large.png");
+        open(pictures / "large.png");
         ASSERT_TRUE(waitFor([this] { return shownSize().width() > 400; }));
         ASSERT_LT(shownSize().width(), 1600);
         press(Qt::Key_X);
         ASSERT_NE(overlay(), nullptr);
     }
+
+    /// As if the decode had not told the size of the picture on screen.
+    void forgetSize() { viewer->screen().setCurrentPixelSize({}); }
 
     [[nodiscard]] std::string ratioName() const { return overlay()->ratioName().toStdString(); }
     [[nodiscard]] std::string angleText() const { return angleLabel()->text().toStdString(); }
@@ -333,11 +336,36 @@ TEST_F(CropMode, DigitsSetTheRatio)
     EXPECT_EQ(overlay()->ratio(), std::nullopt);
 }
 
+TEST_F(CropMode, BeginsWhenTheSizeIsReadThatNobodyHasTold)
+{
+    ASSERT_TRUE(openPictures());
+    forgetSize();
+    press(Qt::Key_X);
+    EXPECT_EQ(overlay(), nullptr);
+    press(Qt::Key_X); // a held key
+    ASSERT_TRUE(waitFor([this] { return overlay(); }));
+    EXPECT_EQ(ratioName(), "Original");
+    EXPECT_EQ(overlay()->ratio(), 400.0 / 300);
+}
+
+TEST_F(CropMode, DoesNotBeginForAUserWhoHasMovedOn)
+{
+    ASSERT_TRUE(openPictures());
+    forgetSize();
+    press(Qt::Key_X);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitFor([this] { return viewer->browser().currentIndex() == 1; }));
+    test::serveWaitingEvents();
+    EXPECT_EQ(overlay(), nullptr);
+}
+
 TEST_F(CropMode, OriginalRatioOfAPictureOfUnknownSizeLeavesTheRatioAlone)
 {
     ASSERT_TRUE(openPictures());
+    forgetSize();
     folder.write("pictures/0.png", "no picture any more");
     press(Qt::Key_X);
+    ASSERT_TRUE(waitFor([this] { return overlay(); }));
     EXPECT_EQ(ratioName(), "Free");
     press(Qt::Key_3);
     press(Qt::Key_2);
@@ -547,7 +575,7 @@ TEST_F(CropMode, OpeningAFileLeavesIt)
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     press(Qt::Key_BracketRight);
-    viewer->browser().openPath(pictures / "1.png");
+    open(pictures / "1.png");
     EXPECT_EQ(overlay(), nullptr);
     EXPECT_EQ(bar(), nullptr);
     EXPECT_EQ(viewer->screen().imageAreaRect(), QRectF(0, 0, 800, 600));
@@ -563,7 +591,7 @@ TEST_F(CropMode, QuestionForARatioEndsWithIt)
     press(Qt::Key_6);
     const QPointer<CustomRatioDialog> dialog = window->findChild<CustomRatioDialog *>();
     ASSERT_NE(dialog, nullptr);
-    viewer->browser().openPath(pictures / "1.png");
+    open(pictures / "1.png");
     EXPECT_TRUE(waitFor([&] { return !dialog; }));
 }
 
@@ -571,7 +599,7 @@ TEST_F(CropMode, PathThatDoesNotExistLeavesItOn)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
-    viewer->browser().openPath(pictures / "none.png");
+    open(pictures / "none.png");
     EXPECT_NE(overlay(), nullptr);
 }
 
@@ -580,6 +608,7 @@ TEST_F(CropMode, FolderThatCannotBeListedLeavesItOn)
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     viewer->browser().openFolder(folder.write("file"), std::nullopt);
+    EXPECT_TRUE(waitUntilOpened());
     EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
     EXPECT_NE(overlay(), nullptr);
 }
@@ -706,7 +735,7 @@ TEST_F(CropMode, CropOfAnOlderPictureIsDroppedWhenAnotherIsOpened)
     press(Qt::Key_X);
     setBox(LEFT_HALF);
     press(Qt::Key_Return);
-    viewer->browser().openPath(pictures / "1.png"); // decoded behind the crop
+    open(pictures / "1.png"); // decoded behind the crop
     ASSERT_TRUE(
         waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
     EXPECT_EQ(shownSize(), QSize(400, 300));
@@ -749,7 +778,7 @@ TEST_F(CropModeOverSlowDecodes, PictureOfAnEarlierFolderIsNotCropped)
 {
     ASSERT_TRUE(startOnPictures(2));
     decoder.closeGate();
-    viewer->browser().openPath(makePictures("others", 7, 8));
+    open(makePictures("others", 7, 8));
     ASSERT_TRUE(waitForStarts(2));
     press(Qt::Key_X);
     decoder.openGate();

@@ -236,7 +236,7 @@ TEST_F(DeleteCurrent, FolderOpenedMeanwhileLosesNoPicture)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(second);
+    open(second);
     trash.openGate();
     ASSERT_TRUE(waitForStatus(DELETED));
     EXPECT_EQ(infoText(), "1/3 | 100.jpg   [H=วิธีใช้]");
@@ -251,7 +251,7 @@ TEST_F(DeleteCurrent, FailureInAnEarlierFolderIsReported)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(second);
+    open(second);
     trash.openGate();
     EXPECT_TRUE(waitForStatus("❌ ลบไม่ได้: no Trash here"));
 }
@@ -262,7 +262,7 @@ TEST_F(DeleteCurrent, FolderOpenedAnewMeanwhileLosesTheFile)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(folder / "pictures");
+    open(folder / "pictures");
     trash.openGate();
     ASSERT_TRUE(waitForInfo("1/2 | 001.jpg   [H=วิธีใช้]"));
     EXPECT_EQ(statusText(), DELETED);
@@ -275,7 +275,7 @@ TEST_F(DeleteCurrent, FolderOpenedAnewAtALaterPictureStaysThere)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(folder / "pictures" / "002.jpg");
+    open(folder / "pictures" / "002.jpg");
     ASSERT_TRUE(waitForShown(2));
     trash.openGate();
     ASSERT_TRUE(waitForInfo("2/3 | 002.jpg   [H=วิธีใช้]"));
@@ -291,7 +291,7 @@ TEST_F(DeleteCurrent, FolderOpenedAnewAtAnEarlierPictureStaysThere)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(folder / "pictures" / "001.jpg");
+    open(folder / "pictures" / "001.jpg");
     ASSERT_TRUE(waitForShown(1));
     trash.openGate();
     ASSERT_TRUE(waitForInfo("2/3 | 001.jpg   [H=วิธีใช้]"));
@@ -307,7 +307,7 @@ TEST_F(DeleteCurrent, TargetInAFolderOpenedAnewStaysThatPicture)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(folder / "pictures" / "001.jpg");
+    open(folder / "pictures" / "001.jpg");
     ASSERT_TRUE(waitForShown(1));
     decoder.closeGate();
     press(Qt::Key_Right);
@@ -324,7 +324,7 @@ TEST_F(DeleteCurrent, TargetThatGoesFromAFolderOpenedAnewGivesWayToTheNewLast)
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForAsked(1));
-    viewer->browser().openPath(folder / "pictures");
+    open(folder / "pictures");
     ASSERT_TRUE(waitForShown(0));
     decoder.closeGate();
     press(Qt::Key_Right);

@@ -39,7 +39,7 @@ QByteArray solidPng(QRgb color)
 
 EditFixture::EditFixture() : pictures(folder / "pictures")
 {
-    viewer = std::make_unique<Viewer>(mailbox, reader, trash.trash());
+    makeViewer(reader);
 }
 
 void EditFixture::writePictures()

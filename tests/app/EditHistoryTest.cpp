@@ -139,7 +139,7 @@ TEST_F(EditHistory, OpeningAFolderDropsTheEdits)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
-    viewer->browser().openPath(pictures);
+    open(pictures);
     EXPECT_FALSE(isMarkedAsEdited());
     undo();
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
@@ -180,7 +180,7 @@ TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
 TEST_F(EditHistory, UndoForAViewerThatHasGoneIsDropped)
 {
     const CountingReader counting;
-    viewer = std::make_unique<Viewer>(mailbox, counting, trash.trash());
+    makeViewer(counting);
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     const int seen = mailbox.deliveries;
@@ -368,7 +368,7 @@ TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
     ASSERT_TRUE(openPictures());
     const auto source = folder.write("pictures/3.jpg", pngFile(pictures::fourQuarters({200, 100})));
     std::filesystem::create_symlink(".", pictures / "Edit");
-    viewer->browser().openPath(source);
+    open(source);
     ASSERT_TRUE(waitForShown({200, 100}));
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);

@@ -83,6 +83,12 @@ void FakeDecoder::setSize(int number, QSize size)
     m_sizes[number] = size;
 }
 
+void FakeDecoder::setPixelSize(int number, std::optional<QSize> size)
+{
+    const std::lock_guard lock(m_mutex);
+    m_pixelSizes[number] = size;
+}
+
 std::vector<int> FakeDecoder::started() const
 {
     const std::lock_guard lock(m_mutex);
@@ -144,7 +150,9 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     const auto size = m_sizes.find(number);
     const Image image =
         solid(size == m_sizes.end() ? QSize(30, 20) : size->second, colorOf(number));
-    return {image, makeRendition(image, target.area, target.scale)};
+    const auto told = m_pixelSizes.find(number);
+    return {image, makeRendition(image, target.area, target.scale),
+            told == m_pixelSizes.end() ? readPixelSize(url) : told->second};
 }
 
 std::optional<int> numberOf(QRgb pixel)

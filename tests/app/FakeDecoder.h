@@ -41,6 +41,8 @@ public:
     void setCorrupt(int number, bool isCorrupt = true);
     /// The pixels of picture @p number; 30x20 if not said.
     void setSize(int number, QSize size);
+    /// What its decode tells of the pixels that its file has: what that says, if not said.
+    void setPixelSize(int number, std::optional<QSize> size);
 
     /// The files whose decode has begun, in that order.
     [[nodiscard]] std::vector<int> started() const;
@@ -62,6 +64,7 @@ private:
     std::set<int> m_held;
     std::set<int> m_corrupt;
     std::map<int, QSize> m_sizes;
+    std::map<int, std::optional<QSize>> m_pixelSizes;
     mutable std::vector<int> m_started;
     mutable std::vector<int> m_stopped;
     mutable int m_finishedCount = 0;

@@ -263,7 +263,7 @@ TEST_F(FilenameJump, SearchesTheFolderThatHasBeenOpenedMeanwhile)
     const auto second = makePictures("second", 100, 109);
     ASSERT_TRUE(startOnNumbers(3));
     click(Qt::Key_J);
-    viewer->browser().openPath(second);
+    open(second);
     type("107");
     EXPECT_EQ(target(), "107.jpg");
 }

@@ -62,7 +62,7 @@ TEST_F(FolderOpening, FileWithAnotherExtensionOpensItsFolderAtTheBeginning)
 {
     start({"--bench"});
     const auto pictures = makePictures("pictures", 0, 3);
-    viewer->browser().openPath(folder.write("pictures/002.txt"));
+    open(folder.write("pictures/002.txt"));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 0);
     EXPECT_EQ(infoText(), "1/4 | 000.jpg   [H=วิธีใช้]");
@@ -71,7 +71,7 @@ TEST_F(FolderOpening, FileWithAnotherExtensionOpensItsFolderAtTheBeginning)
 TEST_F(FolderOpening, FileOpensItsFolderAtTheFile)
 {
     start({"--bench"});
-    viewer->browser().openPath(makePictures("pictures", 0, 3) / "002.jpg");
+    open(makePictures("pictures", 0, 3) / "002.jpg");
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 2);
     EXPECT_EQ(infoText(), "3/4 | 002.jpg   [H=วิธีใช้]");
@@ -81,7 +81,7 @@ TEST_F(FolderOpening, FileOpensItsFolderAtTheFile)
 TEST_F(FolderOpening, FolderOpensAtTheBeginningWhereverTheLastOneWas)
 {
     ASSERT_TRUE(startOnPictures(4, 3));
-    viewer->browser().openPath(makePictures("second", 100, 104));
+    open(makePictures("second", 100, 104));
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 100);
     EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
@@ -91,7 +91,7 @@ TEST_F(FolderOpening, RelativePathOpensAtTheFile)
 {
     start({"--bench"});
     const auto file = makePictures("pictures", 0, 3) / "002.jpg";
-    viewer->browser().openPath(std::filesystem::relative(file));
+    open(std::filesystem::relative(file));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), 2);
 }
@@ -100,7 +100,7 @@ TEST_F(FolderOpening, NameThatIsNotUtf8OpensAtTheFile)
 {
     start({"--bench"});
     makePictures("pictures", 0, 3);
-    viewer->browser().openPath(folder.write("pictures/002\xff.jpg"));
+    open(folder.write("pictures/002\xff.jpg"));
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(decoder.started(), Numbers{2});
     EXPECT_EQ(infoText(), "4/5 | 002\xef\xbf\xbd.jpg   [H=วิธีใช้]");
@@ -109,8 +109,8 @@ TEST_F(FolderOpening, NameThatIsNotUtf8OpensAtTheFile)
 TEST_F(FolderOpening, PathWithNothingThereChangesNothing)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->browser().openPath(folder / "absent");
-    viewer->browser().openPath(folder / "absent/001.jpg");
+    open(folder / "absent");
+    open(folder / "absent/001.jpg");
     EXPECT_EQ(statusText(), "");
     EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
     EXPECT_EQ(shownNumber(), 1);
@@ -119,7 +119,7 @@ TEST_F(FolderOpening, PathWithNothingThereChangesNothing)
 TEST_F(FolderOpening, EmptyFolderIsBlackAndSaysSo)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->browser().openPath(makePictures("empty", 0, -1));
+    open(makePictures("empty", 0, -1));
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
     EXPECT_EQ(shownNumber(), std::nullopt);
     EXPECT_EQ(statusText(), "");
@@ -128,7 +128,7 @@ TEST_F(FolderOpening, EmptyFolderIsBlackAndSaysSo)
 TEST_F(FolderOpening, EmptyFolderHasNowhereToStepTo)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->browser().openPath(makePictures("empty", 0, -1));
+    open(makePictures("empty", 0, -1));
     press(Qt::Key_Right);
     press(Qt::Key_Left);
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
@@ -138,7 +138,7 @@ TEST_F(FolderOpening, EmptyFolderHasNowhereToStepTo)
 TEST_F(FolderOpening, EmptyFolderStaysBlackWhenTheWindowChangesItsSize)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    viewer->browser().openPath(makePictures("empty", 0, -1));
+    open(makePictures("empty", 0, -1));
     ASSERT_TRUE(resizeTo({640, 480}));
     EXPECT_EQ(shownNumber(), std::nullopt);
 }
@@ -147,6 +147,7 @@ TEST_F(FolderOpening, UnreadableFolderIsReportedAndNothingElseChanges)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
     viewer->browser().openFolder(folder.write("file"), std::nullopt);
+    EXPECT_TRUE(waitUntilOpened());
     EXPECT_EQ(statusText(), "❌ เปิดโฟลเดอร์ไม่ได้");
     EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
     EXPECT_EQ(shownNumber(), 1);
@@ -154,6 +155,56 @@ TEST_F(FolderOpening, UnreadableFolderIsReportedAndNothingElseChanges)
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 2);
     EXPECT_EQ(decoder.started(), (Numbers{1, 2}));
+}
+
+TEST_F(FolderOpening, EverythingStaysUntilTheListIsThere)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    const auto second = makePictures("second", 100, 104);
+    viewer->browser().openPath(second);
+    EXPECT_TRUE(viewer->browser().isOpening());
+    EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(shownNumber(), 1);
+    press(Qt::Key_Right);
+    EXPECT_EQ(infoText(), "3/3 | 002.jpg   [H=วิธีใช้]");
+    ASSERT_TRUE(waitUntilOpened());
+    EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(FolderOpening, LaterOneTakesThePlaceOfTheEarlier)
+{
+    start({"--bench"});
+    const auto first = makePictures("first", 0, 3);
+    const auto second = makePictures("second", 100, 104);
+    int lists = 0;
+    QObject::connect(&viewer->browser(), &Browser::listChanged, &mailbox, [&lists] { ++lists; });
+    viewer->browser().openPath(first);
+    viewer->browser().openPath(second);
+    ASSERT_TRUE(waitUntilOpened());
+    EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(lists, 1);
+}
+
+TEST_F(FolderOpening, StepsBeforeTheFirstListAreMadeInIt)
+{
+    start({"--bench"});
+    viewer->browser().openPath(makePictures("pictures", 0, 9));
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    press(Qt::Key_Left);
+    ASSERT_TRUE(waitUntilOpened());
+    EXPECT_EQ(infoText(), "2/10 | 001.jpg   [H=วิธีใช้]");
+}
+
+TEST_F(FolderOpening, DecodeForTheEarlierFolderIsGivenUp)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    decoder.hold(1);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(2));
+    open(makePictures("second", 100, 104));
+    EXPECT_TRUE(waitFor([this] { return shownNumber() == 100; }));
+    EXPECT_EQ(decoder.stopped(), Numbers{1});
 }
 
 TEST_F(FolderOpening, HeldKeyOpensOneDialog)
@@ -213,8 +264,7 @@ TEST_F(FolderOpening, KeysWorkAfterTheDialogWasCancelled)
     ASSERT_TRUE(waitUntilClosed());
     ASSERT_TRUE(waitForKeyboard());
     QTest::keyClick(window->windowHandle(), Qt::Key_Right);
-    ASSERT_TRUE(waitForLoads(2));
-    EXPECT_EQ(shownNumber(), 1);
+    EXPECT_TRUE(waitFor([this] { return shownNumber() == 1; }));
 }
 
 TEST_F(FolderOpening, ChosenFolderIsOpened)
@@ -225,8 +275,7 @@ TEST_F(FolderOpening, ChosenFolderIsOpened)
     ASSERT_NE(dialog, nullptr);
     dialog->setDirectory(QString::fromStdString(second.native()));
     ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
-    ASSERT_TRUE(waitForLoads(2));
-    EXPECT_EQ(shownNumber(), 100);
+    EXPECT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
     EXPECT_TRUE(waitForKeyboard());
 }
@@ -242,6 +291,7 @@ TEST_F(FolderOpening, ChosenFolderEndsCropMode)
     dialog->setDirectory(QString::fromStdString(empty.native()));
     ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
     ASSERT_TRUE(waitUntilClosed());
+    ASSERT_TRUE(waitUntilOpened());
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");
     EXPECT_EQ(viewer->screen().imageAreaRect().width(), view->width());
     EXPECT_EQ(shownNumber(), std::nullopt);

@@ -67,6 +67,7 @@ TEST_F(HandOver, OnlyTheFirstIsOpened)
     start({"--bench"});
     const auto pictures = makePictures("pictures", 0, 3);
     viewer->applicationOpen({pictures / "001.jpg", pictures / "003.jpg"});
+    ASSERT_TRUE(waitUntilOpened());
     EXPECT_EQ(infoText(), "2/4 | 001.jpg   [H=วิธีใช้]");
 }
 
@@ -74,6 +75,7 @@ TEST_F(HandOver, WhatIsNotThereChangesNothing)
 {
     ASSERT_TRUE(startOnPictures(3, 2));
     viewer->applicationOpen({folder / "absent"});
+    ASSERT_TRUE(waitUntilOpened());
     viewer->applicationOpen({});
     EXPECT_EQ(infoText(), "3/3 | 002.jpg   [H=วิธีใช้]");
     EXPECT_EQ(statusText(), "");

@@ -190,7 +190,7 @@ TEST_F(LoadPump, LateDecodeForAnEarlierListIsGivenUp)
 {
     const auto second = makePictures("second", 100, 102);
     ASSERT_TRUE(startALateDecode());
-    viewer->browser().openPath(second);
+    open(second);
     ASSERT_TRUE(waitWithoutEvents([this] { return decoder.stopped() == Numbers{1}; }));
     ASSERT_TRUE(waitForLoads(3));
     EXPECT_EQ(shownNumber(), 100);
@@ -309,7 +309,7 @@ TEST_F(LoadPump, ResultForAnEarlierListIsNeitherShownNorCached)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->browser().openPath(second); // its target has the same number: 0
+    open(second); // its target has the same number: 0
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), std::nullopt);
@@ -327,7 +327,7 @@ TEST_F(LoadPump, ResultForAnEarlierListIsFollowedByThePresentTarget)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->browser().openPath(second);
+    open(second);
     for (int i = 0; i < 7; ++i)
         press(Qt::Key_Right);
     decoder.openGate();
@@ -342,12 +342,12 @@ TEST_F(LoadPump, ResultForAnEarlierListDoesNotFillAnEmptyOne)
     decoder.closeGate();
     startLoading(3);
     ASSERT_TRUE(waitForStarts(1));
-    viewer->browser().openPath(empty);
+    open(empty);
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(1));
     EXPECT_EQ(shownNumber(), std::nullopt);
     // The pump is free for the next list.
-    viewer->browser().openPath(makePictures("second", 100, 102));
+    open(makePictures("second", 100, 102));
     decoder.letOneThrough();
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(shownNumber(), 100);
@@ -356,7 +356,7 @@ TEST_F(LoadPump, ResultForAnEarlierListDoesNotFillAnEmptyOne)
 TEST_F(LoadPump, OpeningAFolderForgetsTheCache)
 {
     ASSERT_TRUE(startOnPictures(3));
-    viewer->browser().openPath(folder / "pictures");
+    open(folder / "pictures");
     ASSERT_TRUE(waitForLoads(2));
     EXPECT_EQ(decoder.started(), (Numbers{0, 0}));
 }
@@ -365,7 +365,7 @@ TEST_F(LoadPump, PictureStaysUntilThatOfTheNewFolderIsLoaded)
 {
     ASSERT_TRUE(startOnPictures(3));
     decoder.closeGate();
-    viewer->browser().openPath(makePictures("second", 100, 102));
+    open(makePictures("second", 100, 102));
     ASSERT_TRUE(waitForStarts(2));
     EXPECT_EQ(shownNumber(), 0);
 }

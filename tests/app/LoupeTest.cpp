@@ -67,6 +67,19 @@ protected:
     /// is the one of the decoder.
     [[nodiscard]] testing::AssertionResult startOnMap(QSize viewSize = {600, 400})
     {
+        decoder.setPixelSize(0, QSize(1200, 800));
+        return showMap(viewSize);
+    }
+
+    /// The same with a decode that does not tell the size of the map.
+    [[nodiscard]] testing::AssertionResult startOnMapOfUnknownSize()
+    {
+        decoder.setPixelSize(0, {});
+        return showMap({600, 400});
+    }
+
+    [[nodiscard]] testing::AssertionResult showMap(QSize viewSize)
+    {
         if (const auto result = startOnPictures(10); !result)
             return result;
         replaceFile(0, mapFile({1200, 800}));
@@ -76,7 +89,7 @@ protected:
     /// Shows the only picture of a folder, with the real decoder.
     [[nodiscard]] testing::AssertionResult startOnFile(const QByteArray &content)
     {
-        viewer = std::make_unique<Viewer>(mailbox, reader);
+        makeViewer(reader);
         start({"--bench", folder.write("000.png", content)});
         if (!waitForLoads(1))
             return testing::AssertionFailure() << "the picture is not loaded";
@@ -418,10 +431,39 @@ TEST_F(Loupe, ReleaseOfTheRightButtonDoesNotEndIt)
 
 TEST_F(Loupe, FileWithoutASizeIsNotEnlarged)
 {
-    ASSERT_TRUE(startOnMap());
+    ASSERT_TRUE(startOnMapOfUnknownSize());
     replaceFile(0, "no picture");
     pressAt(CENTRE);
     moveTo({100, 100});
+    ASSERT_TRUE(waitForLoads(2)); // the size that was asked for
+    EXPECT_TRUE(isFitted(0));
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(Loupe, SizeThatTheDecodeHasToldIsNotReadAgain)
+{
+    ASSERT_TRUE(startOnMap());
+    std::filesystem::remove(folder / "pictures/000.jpg");
+    pressAt(CENTRE);
+    EXPECT_EQ(frame(), QRectF(-300, -200, 1200, 800));
+}
+
+TEST_F(Loupe, SizeThatNobodyHasToldIsReadAndThenThePictureEnlarged)
+{
+    ASSERT_TRUE(startOnMapOfUnknownSize());
+    pressAt(CENTRE);
+    EXPECT_TRUE(isFitted(0));
+    moveTo(CENTRE + QPoint(10, 20));
+    ASSERT_TRUE(waitFor([this] { return !isFitted(0); }));
+    EXPECT_EQ(frame(), QRectF(-290, -180, 1200, 800));
+}
+
+TEST_F(Loupe, ReleaseBeforeTheSizeIsReadLeavesThePictureFitted)
+{
+    ASSERT_TRUE(startOnMapOfUnknownSize());
+    pressAt(CENTRE);
+    releaseAt(CENTRE);
+    ASSERT_TRUE(waitForLoads(2)); // the size
     EXPECT_TRUE(isFitted(0));
     EXPECT_EQ(statusText(), "");
 }
@@ -499,7 +541,7 @@ TEST_F(Loupe, PictureOfAnEarlierFolderIsNotEnlarged)
 {
     ASSERT_TRUE(startOnMap());
     decoder.closeGate();
-    viewer->browser().openPath(makePictures("others", 7, 8));
+    open(makePictures("others", 7, 8));
     ASSERT_TRUE(waitForStarts(2));
     pressAt(CENTRE);
     EXPECT_TRUE(isFitted(0));

@@ -170,7 +170,7 @@ TEST_F(PhotoInfoLine, OfAnEarlierFolderNeverShows)
     decoder.hold(101);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // 1 holds up the queue for 2 ...
     ASSERT_TRUE(pauses.end(test::INFO_PAUSE));     // ... and for the facts of 0 ...
-    viewer->browser().openPath(second);
+    open(second);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // ... and for 101
     decoder.release(1);

@@ -295,12 +295,11 @@ TEST_F(Prefetch, ResultOfAnEarlierFolderIsNotCached)
     decoder.hold(1);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->browser().openPath(second);
-    ASSERT_TRUE(waitForLoads(2));
-    ASSERT_TRUE(releaseAndSee(1));
+    open(second);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
+    EXPECT_EQ(decoder.stopped(), Numbers{1});
     press(Qt::Key_Right);
-    ASSERT_TRUE(waitForLoads(4));
-    EXPECT_EQ(shownNumber(), 101);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 101; }));
     EXPECT_EQ(decoder.started(), (Numbers{0, 1, 100, 101}));
 }
 
@@ -311,10 +310,9 @@ TEST_F(Prefetch, JobOfAnEarlierFolderDoesNotBlockTheSamePlaceInTheNewOne)
     decoder.hold(1);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->browser().openPath(second);
-    ASSERT_TRUE(waitForLoads(2));
+    open(second);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
-    decoder.release(1);
     EXPECT_TRUE(waitForStarts(4));
     EXPECT_EQ(decoder.started(), (Numbers{0, 1, 100, 101}));
 }
@@ -327,10 +325,9 @@ TEST_F(Prefetch, EndOfAnEarlierFoldersJobDoesNotPassForThatOfTheNewOnes)
     decoder.hold(101);
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
     ASSERT_TRUE(waitForStarts(2));
-    viewer->browser().openPath(second);
-    ASSERT_TRUE(waitForLoads(2));
+    open(second);
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE)); // for 101 and 102
-    ASSERT_TRUE(releaseAndSee(1));
     ASSERT_TRUE(waitForStarts(4));
     viewer->browser().jumpTo(2);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 102; }));

@@ -117,7 +117,7 @@ TEST_F(QuitGuard, NameThatLooksLikeMarkupIsShownAsItIs)
     ASSERT_TRUE(openPicturesAsUser());
     const auto file = pictures / "<b>0<b>.png";
     std::filesystem::rename(pictures / "0.png", file);
-    viewer->browser().openPath(file);
+    open(file);
     ASSERT_TRUE(cropWhenShown());
     EXPECT_FALSE(ends([this] { press(Qt::Key_Escape); }));
     const auto *label = question()->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s);
@@ -164,7 +164,7 @@ TEST_F(QuitGuard, QuestionEndsWithTheEditsThatItIsAbout)
     ASSERT_TRUE(openAndCrop());
     EXPECT_FALSE(ends([this] {
         press(Qt::Key_Escape);
-        viewer->browser().openPath(pictures / "1.png"); // handed over by another program
+        open(pictures / "1.png"); // handed over by another program
     }));
     EXPECT_EQ(question(), nullptr);
     EXPECT_FALSE(isSaved());

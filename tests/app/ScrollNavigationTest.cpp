@@ -158,9 +158,9 @@ TEST_F(ScrollNavigation, WithoutAPictureTheTravelStaysAsItWas)
 {
     ASSERT_TRUE(startOnPictures(3));
     swipe(-20);
-    viewer->browser().openPath(makePictures("empty", 0, -1));
+    open(makePictures("empty", 0, -1));
     swipe(-9);
-    viewer->browser().openPath(folder / "pictures");
+    open(folder / "pictures");
     swipe(-9);
     EXPECT_EQ(position(), 1);
     swipe(-1);

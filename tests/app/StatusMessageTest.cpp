@@ -108,7 +108,11 @@ public:
         field->setText(u"16"_s);
         QTest::keyClick(field, Qt::Key_Return);
     }
-    void openNoFolder() { viewer->browser().openFolder(folder / "absent", std::nullopt); }
+    void openNoFolder()
+    {
+        viewer->browser().openFolder(folder / "absent", std::nullopt);
+        EXPECT_TRUE(waitUntilOpened());
+    }
     void zoom() { viewer->loupe().zoomBegin({400, 300}); }
 
 private:

@@ -86,12 +86,32 @@ bool HeldPauses::eventFilter(QObject *watched, QEvent *event)
     return true;
 }
 
-ViewerFixture::ViewerFixture() : viewer(std::make_unique<Viewer>(mailbox, decoder, trash.trash()))
-{}
+ViewerFixture::ViewerFixture()
+{
+    makeViewer(decoder);
+}
 
 ViewerFixture::~ViewerFixture()
 {
     trash.openGate(); // the viewer's end waits for the move that is under way
+}
+
+void ViewerFixture::makeViewer(const PictureReader &with)
+{
+    viewer = std::make_unique<Viewer>(mailbox, with, trash.trash());
+    QObject::connect(&viewer->browser(), &Browser::openingEnded, &mailbox,
+                     [this] { mailbox.noteList(); });
+}
+
+void ViewerFixture::open(const std::filesystem::path &path)
+{
+    viewer->browser().openPath(path);
+    EXPECT_TRUE(waitUntilOpened());
+}
+
+bool ViewerFixture::waitUntilOpened() const
+{
+    return waitFor([this] { return !viewer->browser().isOpening(); });
 }
 
 void ViewerFixture::start(std::vector<std::string> arguments)
@@ -100,6 +120,7 @@ void ViewerFixture::start(std::vector<std::string> arguments)
     for (std::string &argument : arguments)
         pointers.push_back(argument.data());
     viewer->applicationDidFinishLaunching(readLaunchOptions(pointers));
+    ASSERT_TRUE(waitUntilOpened());
 
     for (QWidget *widget : QApplication::topLevelWidgets()) {
         if (auto *candidate = qobject_cast<QMainWindow *>(widget))

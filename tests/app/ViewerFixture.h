@@ -63,18 +63,25 @@ void serveWaitingEvents();
 /// Whether @p action, done while the event loop runs, makes it end as a quit does.
 [[nodiscard]] bool endsTheApplication(const std::function<void()> &action);
 
-/// A mailbox that says how often it has delivered: each load delivers once.
+/// A mailbox that says how often it has delivered: each load delivers once. Lists don't count.
 class CountingMailbox : public Mailbox
 {
 public:
     bool event(QEvent *event) override
     {
-        const bool result = Mailbox::event(event);
-        ++deliveries;
-        return result;
+        m_isList = false;
+        const bool hasDelivered = Mailbox::event(event);
+        deliveries += hasDelivered && !m_isList ? 1 : 0;
+        return hasDelivered;
     }
 
+    /// Says that what is being delivered is a list.
+    void noteList() { m_isList = true; }
+
     int deliveries = 0;
+
+private:
+    bool m_isList = false;
 };
 
 /// After the last picture shown: until its neighbours are decoded, and until its facts are read.
@@ -106,8 +113,16 @@ protected:
     ViewerFixture();
     ~ViewerFixture() override;
 
-    /// Starts the viewer with the arguments of a command line, as the program does.
+    /// Makes the viewer anew, with @p with as its reader.
+    void makeViewer(const PictureReader &with);
+
+    /// Starts the viewer with the arguments of a command line, as the program does, and waits until
+    /// what they name has been listed.
     void start(std::vector<std::string> arguments);
+
+    /// Opens @p path and waits until it has been listed.
+    void open(const std::filesystem::path &path);
+    [[nodiscard]] bool waitUntilOpened() const;
 
     /// Starts it in a window on a folder with pictures 0 to @p count − 1, at picture @p first, and
     /// waits until that is on the screen.

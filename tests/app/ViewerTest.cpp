@@ -335,7 +335,7 @@ TEST_F(PicturePlacement, FileIsShownUprightInEveryCorner)
 {
     const QImage picture = pictures::fourQuarters({300, 200});
     ASSERT_TRUE(picture.save(QString::fromStdString(folder / "a.png")));
-    viewer = std::make_unique<Viewer>(mailbox, reader);
+    makeViewer(reader);
     start({"--bench", folder / "a.png"});
     ASSERT_TRUE(resizeTo({600, 500})); // the picture is between 50 and 450
     ASSERT_TRUE(waitForLoads(1));

@@ -176,6 +176,8 @@ TEST_P(WorkerReads, TheSameDisplayPicture)
         const auto actual = worker.loadDisplayPicture(path(), TARGET, urgency, {});
         EXPECT_TRUE(isSame(actual.image, expected.image));
         EXPECT_TRUE(isSame(actual.rendition, expected.rendition));
+        EXPECT_EQ(actual.pixelSize, expected.pixelSize);
+        EXPECT_EQ(actual.pixelSize, here.readPixelSize(path()));
     }
 }
 

@@ -70,10 +70,9 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
                                                 std::move(profile));
 }
 
-/// The size in @p reply: empty where there is none, or none that makes sense.
-std::optional<QSize> sizeIn(const Reply &reply)
+/// @p size as a worker tells it: empty where there is none, or none that makes sense.
+std::optional<QSize> checkedSize(QSize size)
 {
-    const QSize size(reply.width, reply.height);
     const bool isSize =
         !size.isEmpty() && std::max(size.width(), size.height()) <= MAX_TOLD_SIDE_PX;
     return isSize ? std::optional(size) : std::nullopt;
@@ -87,7 +86,7 @@ std::optional<PhotoFacts> receiveFacts(Exchange &exchange)
     const FactsFields &fields = reply->facts;
     PhotoFacts facts;
     facts.orientation = orientationFromExif(fields.orientation);
-    facts.metadata.pixelSize = sizeIn(*reply);
+    facts.metadata.pixelSize = checkedSize({reply->width, reply->height});
     std::uint32_t bit = 1;
     const auto isPresent = [&] { return (fields.present & std::exchange(bit, bit << 1)) != 0; };
     const auto number = [&](double value) {
@@ -206,6 +205,9 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
                              const Talk &talk) const
 {
     using Result = std::invoke_result_t<Talk, Exchange &, const RegularFile &>;
+    // A disk that no longer answers is not asked for what nobody wants.
+    if (errand.stop.stop_requested())
+        return Result();
     const auto file = openRegularFile(url);
     if (!file)
         return Result();
@@ -218,14 +220,24 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
     });
 }
 
-Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
-                                  std::stop_token stop) const
+DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url, int maxPixel,
+                                          Urgency urgency, std::stop_token stop) const
 {
     return runOnFile({roleFor(urgency), DISPLAY_TIME, std::move(stop)}, url,
                      {.task = Task::Display, .maxPixel = maxPixel},
                      [maxPixel](Exchange &exchange, const RegularFile &) {
-                         return receivePicture(exchange, exchange.receive(), maxPixel);
+                         const auto reply = exchange.receive();
+                         DisplayPicture picture{.image = receivePicture(exchange, reply, maxPixel)};
+                         if (reply)
+                             picture.pixelSize = checkedSize({reply->fullWidth, reply->fullHeight});
+                         return picture;
                      });
+}
+
+Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
+                                  std::stop_token stop) const
+{
+    return loadUnfitted(url, maxPixel, urgency, std::move(stop)).image;
 }
 
 DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url,
@@ -233,7 +245,10 @@ DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url
                                                 std::stop_token stop) const
 {
     try {
-        return makeDisplayPicture(loadThumbnail(url, target.maxPixel, urgency, stop), target, stop);
+        const DisplayPicture loaded = loadUnfitted(url, target.maxPixel, urgency, stop);
+        DisplayPicture picture = makeDisplayPicture(loaded.image, target, stop);
+        picture.pixelSize = loaded.pixelSize;
+        return picture;
     } catch (...) { // lack of memory or threads
         return {};
     }
@@ -273,7 +288,7 @@ std::optional<QSize> WorkerReader::readPixelSize(const std::filesystem::path &ur
     return runOnFile({Role::Full, FACTS_TIME}, url, {.task = Task::PixelSize},
                      [](Exchange &exchange, const RegularFile &) {
                          const auto reply = exchange.receive();
-                         return reply ? sizeIn(*reply) : std::nullopt;
+                         return reply ? checkedSize({reply->width, reply->height}) : std::nullopt;
                      });
 }
 

@@ -49,6 +49,9 @@ public:
 
 private:
     struct Errand;
+    /// The picture without a rendition.
+    [[nodiscard]] DisplayPicture loadUnfitted(const std::filesystem::path &url, int maxPixel,
+                                              Urgency urgency, std::stop_token stop) const;
     template <typename Talk>
     auto run(const Errand &errand, const Talk &talk) const;
     template <typename Talk>

@@ -93,7 +93,9 @@ bool Service::answer(const Request &request, Descriptor file, const std::stop_to
 
 bool Service::answerPicture(const Request &request, const SourceFile &file)
 {
-    if (const auto properties = guarded([&] { return readProperties(file); })) {
+    const SniffedFile sniffed(file);
+    const auto properties = guarded([&] { return readProperties(sniffed); });
+    if (properties) {
         Reply announcement = success(request);
         announcement.outcome = Outcome::Announced;
         announcement.width = properties->stored.width();
@@ -113,6 +115,12 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
     reply.width = m_picture.width();
     reply.height = m_picture.height();
     reply.alpha = static_cast<std::uint32_t>(m_picture.alpha());
+    if (request.task == Task::Display) {
+        const auto full =
+            guarded([&] { return uprightSizeOf(sniffed, ruleOf(request), properties); });
+        reply.fullWidth = full.value_or(QSize(0, 0)).width();
+        reply.fullHeight = full.value_or(QSize(0, 0)).height();
+    }
     reply.isInPlace = isInPlace() ? 1 : 0;
     const bool isSent = send(reply, {m_picture.iccProfile()});
     if (isInPlace())
