@@ -31,7 +31,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
       m_photoLine(m_browser, m_screen, m_labels, m_prefetchQueue, reader,
                   [this] { return m_editor.isEdited(); }),
       m_search(m_browser, m_shell.view()),
-      m_folderDialog(m_browser, m_loupe, m_shell.view()),
+      m_folderDialog(m_browser, m_loupe, m_listQueue, m_shell.view()),
       m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
       m_cropMode({m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor}),
       m_fileWork(m_browser, m_editor, m_cropMode, m_labels, m_trashQueue, reader, std::move(trash)),

@@ -2,9 +2,14 @@
 
 #include "screen/ViewerView.h"
 
+#include <QAbstractItemModel>
+#include <QDir>
 #include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
 #include <QMainWindow>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QWindow>
 
 #include <gtest/gtest.h>
@@ -240,6 +245,41 @@ TEST_F(FolderOpening, DialogBeginsInTheFolderOnScreen)
     const QFileDialog *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(dialog->directory().absolutePath().toStdString(), (folder / "pictures").native());
+}
+
+TEST_F(FolderOpening, DialogBeginsAtHomeWhereTheFolderHasGone)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    std::filesystem::remove_all(folder / "pictures");
+    const QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->directory().absolutePath(), QDir::homePath());
+}
+
+TEST_F(FolderOpening, DialogBeginsAtHomeWithoutAFolder)
+{
+    start({"--bench"});
+    const QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->directory().absolutePath(), QDir::homePath());
+}
+
+TEST_F(FolderOpening, DialogSpeaksThai)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    const QFileDialog *dialog = openWithKey();
+    ASSERT_NE(dialog, nullptr);
+    QStringList texts{dialog->windowTitle()};
+    for (const QLabel *label : dialog->findChildren<QLabel *>())
+        texts << label->text();
+    for (const QAbstractButton *button : dialog->findChildren<QAbstractButton *>())
+        texts << button->text() << button->toolTip();
+    for (const QHeaderView *header : dialog->findChildren<QHeaderView *>())
+        for (int column = 0; header->model() && column < header->count(); ++column)
+            texts << header->model()->headerData(column, header->orientation()).toString();
+    EXPECT_TRUE(texts.contains(u"เปิด"_s));
+    for (const QString &text : texts)
+        EXPECT_FALSE(text.contains(QRegularExpression(u"[A-Za-z]"_s))) << text.toStdString();
 }
 
 TEST_F(FolderOpening, CancellingTheDialogChangesNothing)
