@@ -3,9 +3,10 @@
 //
 // TAVOLIN_CALLS_FOLDER names the folder, without a slash at its end. TAVOLIN_CALLS_CONTROL names
 // another one, and files in that say what happens; they are looked at with each call. "delay": so
-// many milliseconds pass before it. "hang": it waits as long as this is there; the names of calls
-// in it, one a line, are the ones that do, or all where it is empty. "log" gets a line for each
-// call when it begins: "main" or "other" for the thread, the name of the call and the path.
+// many milliseconds pass before it. "hang": it waits as long as this is there; names in it, one a
+// line, are those of the calls or of the files for which it does, or all do where it is empty.
+// "log" gets a line for each call when it begins: "main" or "other" for the thread, the name of the
+// call and the path.
 //
 // The functions stand in for the system's under other names, as its headers have their own idea of
 // how these are declared; a pair such as open and open64 is one here. Calls that the C library
@@ -86,13 +87,18 @@ void pauseFor(long milliseconds)
     }
 }
 
-bool hangs(std::string_view call)
+/// Whether @p call on @p path is one that hangs now.
+bool hangs(std::string_view call, const std::string &path)
 {
     std::array<char, 512> content{};
-    const char *calls = controlFile("hang", content);
-    return calls &&
-           (*calls == 0 ||
-            ('\n' + std::string(calls)).find('\n' + std::string(call) + '\n') != std::string::npos);
+    const char *names = controlFile("hang", content);
+    if (!names || *names == 0)
+        return names != nullptr;
+    const std::string lines = '\n' + std::string(names);
+    const auto isNamed = [&lines](std::string_view name) {
+        return lines.find('\n' + std::string(name) + '\n') != std::string::npos;
+    };
+    return isNamed(call) || isNamed(std::string_view(path).substr(path.rfind('/') + 1));
 }
 
 /// @p path below the folder that @p descriptor is open at, or the working folder; lexically.
@@ -132,7 +138,7 @@ void undergo(std::string_view call, const std::string &path)
     std::array<char, 512> content{};
     if (const char *delay = controlFile("delay", content))
         pauseFor(std::atol(delay));
-    while (hangs(call))
+    while (hangs(call, path))
         pauseFor(5);
 }
 

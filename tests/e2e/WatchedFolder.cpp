@@ -104,7 +104,9 @@ bool WatchedFolder::waitUntilStuck() const
         const auto now = calls();
         const auto first = now.begin() + static_cast<std::ptrdiff_t>(m_callsBefore);
         return std::any_of(first, now.end(), [this](const FolderCall &call) {
-            return m_hanging.empty() || std::ranges::find(m_hanging, call.name) != m_hanging.end();
+            return m_hanging.empty() ||
+                   std::ranges::find(m_hanging, call.name) != m_hanging.end() ||
+                   std::ranges::find(m_hanging, call.path.filename().native()) != m_hanging.end();
         });
     });
 }

@@ -33,7 +33,8 @@ public:
 
     /// Makes each call that begins from now on take @p time longer.
     void delay(std::chrono::milliseconds time) const;
-    /// Makes calls that begin from now on hang until release(): those called @p names, or all.
+    /// Makes calls that begin from now on hang until release(): those called @p names, those on
+    /// files that are, or all.
     void hang(const std::vector<std::string> &names = {}) const;
     /// Lets all calls go on.
     void release() const;
