@@ -7,6 +7,7 @@
 #include <QSysInfo>
 #include <QtGlobal>
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
@@ -70,11 +71,29 @@ bool leadsThrough(fs::path file, const fs::path &place)
     return false;
 }
 
+/// The numbers of the copies that this process has begun: one after the other, from one that
+/// another process of its number has not had.
+class CopyNumbers
+{
+public:
+    [[nodiscard]] std::uint32_t next() { return m_first + m_count++; }
+    [[nodiscard]] bool hasGiven(std::uint32_t number) const { return number - m_first < m_count; }
+
+private:
+    const std::uint32_t m_first = QRandomGenerator::system()->generate();
+    std::atomic<std::uint32_t> m_count = 0;
+};
+
+CopyNumbers &copyNumbers()
+{
+    static CopyNumbers numbers;
+    return numbers;
+}
+
 /// A name that nobody else takes, even where two places were taken for one.
 std::string unfinishedName(const std::string &prefix)
 {
-    return prefix + std::to_string(getpid()) + '-' +
-           std::to_string(QRandomGenerator::system()->generate());
+    return prefix + std::to_string(getpid()) + '-' + std::to_string(copyNumbers().next());
 }
 
 /// Takes a number off the beginning of @p text; nothing where there is none.
@@ -89,8 +108,8 @@ std::optional<Number> takeNumber(std::string_view &text)
     return number;
 }
 
-/// Whether @p name is that of an unfinished copy that nobody is writing any more. A number that is
-/// ours is that of an earlier process: we are not writing yet.
+/// Whether @p name is that of an unfinished copy that nobody is writing any more. The number of our
+/// process may be that of an earlier one, too.
 bool isLeftBehind(std::string_view name, std::string_view prefix)
 {
     if (!name.starts_with(prefix))
@@ -100,9 +119,12 @@ bool isLeftBehind(std::string_view name, std::string_view prefix)
     if (!process || *process <= 0 || !name.starts_with('-'))
         return false;
     name.remove_prefix(1);
-    if (!takeNumber<std::uint32_t>(name) || !name.empty())
+    const auto number = takeNumber<std::uint32_t>(name);
+    if (!number || !name.empty())
         return false;
-    return *process == getpid() || (kill(*process, 0) != 0 && errno == ESRCH);
+    if (*process == getpid())
+        return !copyNumbers().hasGiven(*number);
+    return kill(*process, 0) != 0 && errno == ESRCH;
 }
 
 void removeLeftovers(const fs::path &folder, const std::string &prefix)
@@ -117,7 +139,8 @@ void removeLeftovers(const fs::path &folder, const std::string &prefix)
 }
 
 /// Copies @p source to @p target, which is not there.
-Failure copyAll(const fs::path &source, const fs::path &target)
+Failure copyAll(const fs::path &source, const fs::path &target,
+                [[maybe_unused]] const Progress &progress)
 {
 #ifdef Q_OS_MACOS
     std::error_code error;
@@ -133,7 +156,11 @@ Failure copyAll(const fs::path &source, const fs::path &target)
     if (!to)
         return failureOf(noFolder);
     GError *error = nullptr;
-    if (!g_file_copy(from.get(), to.get(), G_FILE_COPY_ALL_METADATA, nullptr, nullptr, nullptr,
+    const auto copied = [](goffset, goffset, gpointer listener) {
+        tell(*static_cast<const Progress *>(listener));
+    };
+    Progress listener = progress;
+    if (!g_file_copy(from.get(), to.get(), G_FILE_COPY_ALL_METADATA, nullptr, copied, &listener,
                      &error))
         return takeFailure(error);
     // GIO sets the permissions first, and a file that is read-only takes no attributes any more.
@@ -151,10 +178,10 @@ Failure copyAll(const fs::path &source, const fs::path &target)
 }
 
 /// Makes sure that the disk has the content of @p file.
-Failure flushFile(const fs::path &file)
+Failure flushFile(const fs::path &file, const Progress &progress)
 {
     const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (descriptor.get() >= 0 && flush(descriptor.get()))
+    if (descriptor.get() >= 0 && flush(descriptor.get(), progress))
         return {};
     return failureOf({errno, std::generic_category()});
 }
@@ -175,7 +202,7 @@ Failure moveOver(const fs::path &file, const fs::path &name)
 
 } // namespace
 
-Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
+Failure copyIntoFolder(const fs::path &source, const fs::path &folder, const Progress &progress)
 {
     std::error_code error;
     fs::create_directories(folder, error);
@@ -190,10 +217,10 @@ Failure copyIntoFolder(const fs::path &source, const fs::path &folder)
     const std::string prefix = unfinishedPrefix();
     removeLeftovers(folder, prefix);
     const fs::path unfinished = folder / unfinishedName(prefix);
-    Failure failure = copyAll(source, unfinished);
+    Failure failure = copyAll(source, unfinished, progress);
     // An earlier copy may be the last there is: it stays until the disk has the new one.
     if (!failure)
-        failure = flushFile(unfinished);
+        failure = flushFile(unfinished, progress);
     if (!failure)
         failure = moveOver(unfinished, copy);
     if (failure)

@@ -2,6 +2,7 @@
 // Copies of files that are never there by half.
 
 #include "platform/Failure.h"
+#include "platform/Progress.h"
 
 #include <filesystem>
 
@@ -14,9 +15,11 @@ namespace tavolin {
 /// disk has all of it, and then takes the place of an earlier one, which a failure leaves alone.
 /// What a copy on this machine has left behind when it was killed is cleared away. Where the place
 /// of the copy is the source itself, because @p folder is a link to the source's, that is the
-/// failure. After a failure the folders that were made stay, but nothing incomplete is left. Waits
-/// for the disk; one call at a time in a process.
+/// failure. After a failure the folders that were made stay, but nothing incomplete is left. Says
+/// to
+/// @p progress how it gets on. Waits for the disk; from any thread.
 [[nodiscard]] Failure copyIntoFolder(const std::filesystem::path &source,
-                                     const std::filesystem::path &folder);
+                                     const std::filesystem::path &folder,
+                                     const Progress &progress = {});
 
 } // namespace tavolin

@@ -4,6 +4,7 @@
 
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -15,15 +16,20 @@ namespace tavolin {
 
 namespace {
 
-bool writeAll(int descriptor, std::span<const std::byte> content)
+/// Bytes that a slow disk, too, takes in a moment: progress is told between them.
+constexpr std::size_t MAX_WRITE = 1 << 20;
+
+bool writeAll(int descriptor, std::span<const std::byte> content, const Progress &progress)
 {
     while (!content.empty()) {
-        const ssize_t count = write(descriptor, content.data(), content.size());
+        const ssize_t count =
+            write(descriptor, content.data(), std::min(content.size(), MAX_WRITE));
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
             return false;
         content = content.subspan(static_cast<std::size_t>(count));
+        tell(progress);
     }
     return true;
 }
@@ -35,20 +41,22 @@ std::filesystem::path temporaryName(const std::filesystem::path &file)
            (".tavolin-" + std::to_string(QRandomGenerator::system()->generate64()));
 }
 
-bool writeNew(const std::filesystem::path &file, std::span<const std::byte> content)
+bool writeNew(const std::filesystem::path &file, std::span<const std::byte> content,
+              const Progress &progress)
 {
     constexpr mode_t MODE = 0666; // less what the user's mask takes away
     Descriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, MODE));
-    return descriptor.get() >= 0 && writeAll(descriptor.get(), content) &&
-           flush(descriptor.get()) && descriptor.close();
+    return descriptor.get() >= 0 && writeAll(descriptor.get(), content, progress) &&
+           flush(descriptor.get(), progress) && descriptor.close();
 }
 
 } // namespace
 
-bool replaceFile(const std::filesystem::path &file, std::span<const std::byte> content)
+bool replaceFile(const std::filesystem::path &file, std::span<const std::byte> content,
+                 const Progress &progress)
 {
     const std::filesystem::path temporary = temporaryName(file);
-    if (!writeNew(temporary, content) || rename(temporary.c_str(), file.c_str()) != 0) {
+    if (!writeNew(temporary, content, progress) || rename(temporary.c_str(), file.c_str()) != 0) {
         unlink(temporary.c_str());
         return false;
     }

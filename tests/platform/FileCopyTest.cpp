@@ -440,6 +440,21 @@ TEST_F(CopyBesideUnfinishedOnes, ClearsAwayWhatAProcessWithItsOwnNumberHasLeft)
     EXPECT_EQ(namesIn(target), Names{"1.jpg"});
 }
 
+TEST_F(CopyBesideUnfinishedOnes, LeavesACopyAloneThatThisProcessIsWriting)
+{
+    const auto large = folder.write("1.jpg", randomBytes(1'000'000));
+    const auto small = folder.write("2.jpg", "picture");
+    int begun = 0;
+    const Failure failure = copyIntoFolder(large, target, [&] {
+        if (++begun == 1)
+            copy(small);
+    });
+    EXPECT_GT(begun, 0);
+    EXPECT_FALSE(failure) << failure.value_or(QString()).toStdString();
+    EXPECT_EQ(namesIn(target), (Names{"1.jpg", "2.jpg"}));
+    EXPECT_TRUE(contentOf(target / "1.jpg") == contentOf(large));
+}
+
 TEST_F(CopyBesideUnfinishedOnes, LeavesACopyAloneThatAnotherProcessIsWriting)
 {
     const std::string unfinished = prefix + std::to_string(getppid()) + "-1";

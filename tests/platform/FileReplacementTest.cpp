@@ -65,6 +65,22 @@ TEST(ReplaceFile, MakesAFileThatWasNotThere)
     EXPECT_EQ(contentOf(folder / "new"), "content");
 }
 
+TEST(ReplaceFile, TellsOfWhatIsWrittenAndOfWhatTheDiskHas)
+{
+    constexpr int WRITES = 5; // of a mebibyte
+#ifdef __linux__
+    constexpr int PIECES = 2; // of four
+#else
+    constexpr int PIECES = 0;
+#endif
+    const TemporaryFolder folder;
+    const std::string content(5'000'000, 'x');
+    int told = 0;
+    EXPECT_TRUE(replaceFile(folder / "new", std::as_bytes(std::span(content)), [&] { ++told; }));
+    EXPECT_EQ(told, WRITES + PIECES);
+    EXPECT_TRUE(contentOf(folder / "new") == content);
+}
+
 TEST(ReplaceFile, ReplacesAnEarlierFileAsAWhole)
 {
     const TemporaryFolder folder;
