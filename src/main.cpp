@@ -56,6 +56,9 @@ int main(int argc, char **argv)
     if (!options.isBench)
         handOver->listen();
     const int result = QApplication::exec();
+    // The user has given up work that may hang for ever: nothing it uses may be taken away.
+    if (!viewer->fileWork().jobs().isEmpty())
+        std::_Exit(result);
     handOver.reset();
     viewer.reset();
     // A disk that does not answer keeps a thread of ours, and that the reader. Nothing is left to

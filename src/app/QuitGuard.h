@@ -1,9 +1,13 @@
 #pragma once
-// Unsaved edits are asked about before the program ends, whichever way it is asked to.
+// Before the program ends, whichever way it is asked to, unsaved edits are asked about and work on
+// files is waited for.
 
 #include <QMessageBox>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
+
+#include <chrono>
 
 class QMainWindow;
 class QSessionManager;
@@ -14,6 +18,7 @@ class Browser;
 class Editor;
 class FileWork;
 class FilenameJump;
+class Labels;
 class Loupe;
 
 /// What the guard works with; all outlive it.
@@ -23,11 +28,14 @@ struct QuitNeighbors
     Loupe &loupe;
     Browser &browser;
     FilenameJump &search;
+    Labels &labels;
     Editor &editor;
     FileWork &fileWork;
 };
 
-/// Owns the question, and holds up the window's closing.
+/// Owns the question and the waiting, and holds up the window's closing. The program waits for
+/// picks, deletions and saves as long as their disk gets on, and not when it is asked to end once
+/// more. When one of them fails it stays.
 class QuitGuard : public QObject
 {
     Q_OBJECT
@@ -38,18 +46,35 @@ public:
     /// Lets the program end without a question from now on.
     void allow() { m_isQuitAllowed = true; }
 
+    [[nodiscard]] bool isAsking() const { return m_quitQuestion && m_quitQuestion->isVisible(); }
+    /// Whether the program ends by itself when the work on files has ended.
+    [[nodiscard]] bool isWaiting() const { return m_progressCheck.isActive(); }
+
+Q_SIGNALS:
+    /// The question has been answered; @p staysForNow if not by a wish to quit.
+    void answered(bool staysForNow);
+    /// It is certain whether the program ends.
+    void decided(bool ends);
+
 private:
-    /// Whether the program may end now. If not, the user is being asked, and it ends by itself once
-    /// the answer allows.
+    /// Whether the program may end now. If not, the user is being asked or work is being waited
+    /// for, and it ends by itself when nothing is in the way any more.
     [[nodiscard]] bool applicationShouldTerminate();
     bool eventFilter(QObject *watched, QEvent *event) override;
-    [[nodiscard]] bool mayQuit() const;
+    [[nodiscard]] bool areEditsSafe() const;
     void askToQuit();
+    void takeAnswer(bool quits, bool saves);
+    void workEnded(bool isDone);
+    void checkProgress();
+    void stay();
     void answerSessionEnd(QSessionManager &session);
 
     QuitNeighbors m_with;
     QPointer<QMessageBox> m_quitQuestion;
-    bool m_isQuitAllowed = false; // a self-test run, or the user gives the edits up
+    bool m_isQuitAllowed = false;   // a self-test run
+    bool m_areEditsGivenUp = false; // by the user
+    QTimer m_progressCheck;         // runs while work is waited for
+    std::chrono::steady_clock::time_point m_waitBegin;
 };
 
 } // namespace tavolin

@@ -49,7 +49,8 @@ public:
         const auto &press = *static_cast<QKeyEvent *>(event);
         if (!(press.modifiers() & Qt::ControlModifier) || !isQ(press))
             return false;
-        QCoreApplication::quit();
+        if (!press.isAutoRepeat()) // a held key asks once
+            QCoreApplication::quit();
         return true;
     }
 };

@@ -20,9 +20,8 @@ namespace tavolin {
 Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash trash)
     : m_mailbox(mailbox), m_listQueue("list", QualityOfService::UserInitiated, mailbox),
       m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
-      m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
-      m_trashQueue("trash", QualityOfService::UserInitiated, mailbox, WaitingJobs::Run),
-      m_screen(m_shell.view()), m_labels(m_shell.view()),
+      m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox), m_screen(m_shell.view()),
+      m_labels(m_shell.view()),
       m_loupe(m_screen, m_labels, m_loadQueue, reader,
               [this](const auto &use) { findLoupeSubject(use); }),
       m_browser(m_screen, m_labels, m_loupe, {m_listQueue, m_loadQueue}, reader,
@@ -34,9 +33,9 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
       m_folderDialog(m_browser, m_loupe, m_listQueue, m_shell.view()),
       m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
       m_cropMode({m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor}),
-      m_fileWork(m_browser, m_editor, m_cropMode, m_labels, m_trashQueue, reader, std::move(trash)),
-      m_selfTest(m_browser, m_cropMode, m_editor, m_fileWork, reader),
-      m_quitGuard({m_shell.window(), m_loupe, m_browser, m_search, m_editor, m_fileWork})
+      m_fileWork(m_browser, m_editor, m_cropMode, m_labels, mailbox, reader, std::move(trash)),
+      m_selfTest(m_browser, m_cropMode, m_editor, m_fileWork, m_loadQueue, reader),
+      m_quitGuard({m_shell.window(), m_loupe, m_browser, m_search, m_labels, m_editor, m_fileWork})
 {
     m_shell.view().setHandlers({
         .keyPressed = [this](const QKeyEvent &event) { return handleKey(event); },
@@ -49,6 +48,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
     });
     connect(&m_shell, &Shell::screenChanged, this, &Viewer::viewResized);
     connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
+    connect(&m_quitGuard, &QuitGuard::answered, this, &Viewer::quitQuestionAnswered);
 }
 
 Viewer::~Viewer()
@@ -84,10 +84,17 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
 {
     if (urls.empty())
         return;
-    if (m_isLaunched)
+    if (m_isLaunched && !m_quitGuard.isAsking())
         m_browser.openPath(urls.front());
     else
         m_pendingOpen = urls.front();
+}
+
+void Viewer::quitQuestionAnswered(bool staysForNow)
+{
+    const auto handedOver = std::exchange(m_pendingOpen, std::nullopt);
+    if (handedOver && staysForNow)
+        m_browser.openPath(*handedOver);
 }
 
 void Viewer::findLoupeSubject(const std::function<void(const LoupeSubject &)> &use)
@@ -102,6 +109,7 @@ void Viewer::findLoupeSubject(const std::function<void(const LoupeSubject &)> &u
 
 bool Viewer::handleKey(const QKeyEvent &event)
 {
+    m_labels.keyPressed();
     const auto key = keyCode(event);
     if (event.modifiers() & Qt::ControlModifier) {
         if (key != KeyCode::Z)
@@ -115,6 +123,9 @@ bool Viewer::handleKey(const QKeyEvent &event)
         return true;
     }
     const auto command = key ? commandForKey(*key) : std::nullopt;
+    // A held key is no second request.
+    if (command == Command::Leave && event.isAutoRepeat() && m_quitGuard.isWaiting())
+        return true;
     if (command)
         carryOut(*command);
     return command.has_value();

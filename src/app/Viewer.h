@@ -49,8 +49,8 @@ public:
     /// Shows the window and what @p options ask for.
     void applicationDidFinishLaunching(const LaunchOptions &options);
     /// Opens the first of the folders and files @p urls that the desktop hands over; the others
-    /// don't count. Before the start it is kept until then. The one function that may be called
-    /// earlier.
+    /// don't count. Before the start it is kept until then, which makes this the one function that
+    /// may be called earlier; during the question before quitting until that is answered.
     void applicationOpen(const std::vector<std::filesystem::path> &urls);
 
     /// Carries out the command of a key press; false when it has none.
@@ -67,21 +67,22 @@ public:
     [[nodiscard]] FilenameJump &search() { return m_search; }
     [[nodiscard]] CropMode &cropMode() { return m_cropMode; }
     [[nodiscard]] SelfTest &selfTest() { return m_selfTest; }
+    [[nodiscard]] const FileWork &fileWork() const { return m_fileWork; }
 
 private:
     void findLoupeSubject(const std::function<void(const LoupeSubject &)> &use);
     void carryOut(Command command);
     void carryOutInCrop(CropCommand command, KeyCode key, bool shift);
     void viewResized();
+    void quitQuestionAnswered(bool staysForNow);
 
     bool m_isLaunched = false;
-    std::optional<std::filesystem::path> m_pendingOpen; // handed over before the start
+    std::optional<std::filesystem::path> m_pendingOpen; // before the start, or during the question
     WheelState m_wheel;
     Mailbox &m_mailbox;
     BackgroundQueue m_listQueue;
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;
-    BackgroundQueue m_trashQueue;
     // Each knows only those above it in this list; it hears from later ones by signals and
     // callbacks.
     Shell m_shell;

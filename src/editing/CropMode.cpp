@@ -39,16 +39,19 @@ void CropMode::enterCrop()
     if (!canEnter())
         return;
     m_with.browser.whenSizeIsKnown([this, target = m_with.browser.targetIndex()] {
-        if (canEnter() && target == m_with.browser.targetIndex())
-            beginCrop();
+        if (target != m_with.browser.targetIndex())
+            return;
+        // While an undo is under way the picture is about to change.
+        m_with.editor.afterUndos([this] {
+            if (canEnter())
+                beginCrop();
+        });
     });
 }
 
 bool CropMode::canEnter() const
 {
-    // While an undo is under way the picture is about to change.
-    return !m_with.screen.isCropping() && m_with.browser.isCurrentShown() &&
-           !m_with.editor.isUndoing();
+    return !m_with.screen.isCropping() && m_with.browser.isCurrentShown();
 }
 
 void CropMode::beginCrop()

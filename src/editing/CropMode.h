@@ -46,8 +46,9 @@ class CropMode : public QObject
 public:
     explicit CropMode(const CropNeighbors &neighbors);
 
-    /// Lays a crop box over the picture on screen; does nothing without one. Where its size has to
-    /// be read first it is done then, unless the user has moved on.
+    /// Lays a crop box over the picture on screen, when the undos under way have ended; does
+    /// nothing without a picture. Where its size has to be read first it is done then, unless the
+    /// user has moved on.
     void enterCrop();
     /// Takes the box away; nothing is recorded. Does nothing outside crop mode.
     void exitCrop();

@@ -51,6 +51,7 @@ void Editor::resetEdits()
     m_editsUnsaved = false;
     ++m_pictureToken;
     m_undosUnderWay = 0;
+    m_afterUndos.clear();
     dropEditJobs();
     Q_EMIT editsDropped();
 }
@@ -125,7 +126,23 @@ void Editor::undoEdit()
 
 void Editor::undoFinished(const EditedPicture &picture, std::size_t stepsLeft)
 {
-    --m_undosUnderWay;
+    showUndone(picture, stepsLeft);
+    if (--m_undosUnderWay > 0)
+        return;
+    for (const auto &command : std::exchange(m_afterUndos, {}))
+        command();
+}
+
+void Editor::afterUndos(std::function<void()> command)
+{
+    if (m_undosUnderWay > 0)
+        m_afterUndos.push_back(std::move(command));
+    else
+        command();
+}
+
+void Editor::showUndone(const EditedPicture &picture, std::size_t stepsLeft)
+{
     if (picture.isNull()) {
         m_labels.showStatus(u"❌ ย้อนไม่สำเร็จ"_s, true);
         return;
@@ -142,6 +159,12 @@ void Editor::undoFinished(const EditedPicture &picture, std::size_t stepsLeft)
     showEdited(picture);
     m_labels.showStatus(u"↩️ กลับเป็นต้นฉบับแล้ว"_s,
                         true);
+}
+
+void Editor::markSaved(const Image &saved)
+{
+    if (m_editedImage.isSameAs(saved))
+        m_editsUnsaved = false;
 }
 
 std::optional<QSize> Editor::editSourceSize() const

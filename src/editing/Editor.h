@@ -35,6 +35,9 @@ public:
 
     /// Takes away the newest step; does nothing in crop mode.
     void undoEdit();
+    /// Does @p command: at once, or when the undos under way have ended. By then the edits must not
+    /// have been forgotten, or it is never done.
+    void afterUndos(std::function<void()> command);
     /// Forgets all edits: another picture takes the place of this one.
     void resetEdits();
 
@@ -48,15 +51,16 @@ public:
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);
 
-    /// Says that the edited picture, as it is, has been saved.
-    void markSaved() { m_editsUnsaved = false; }
+    /// Says that @p saved is on the disk. Counts only if that is still the edited picture.
+    void markSaved(const Image &saved);
     [[nodiscard]] bool editsUnsaved() const { return m_editsUnsaved && isEdited(); }
 
     /// At full size, with all steps; null without edits.
     [[nodiscard]] const Image &editedImage() const { return m_editedImage; }
     [[nodiscard]] bool isEdited() const { return !m_editedImage.isNull(); }
     [[nodiscard]] bool hasSteps() const { return !m_editOps.empty(); }
-    [[nodiscard]] bool isUndoing() const { return m_undosUnderWay > 0; }
+    /// Another number each time that the edits are forgotten.
+    [[nodiscard]] int pictureToken() const { return m_pictureToken; }
     /// Pixels of the picture that the next step works on; empty while unknown.
     [[nodiscard]] std::optional<QSize> editSourceSize() const;
 
@@ -68,6 +72,7 @@ private:
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
     void undoFinished(const EditedPicture &picture, std::size_t stepsLeft);
+    void showUndone(const EditedPicture &picture, std::size_t stepsLeft);
 
     Browser &m_browser;
     Screen &m_screen;
@@ -80,7 +85,8 @@ private:
     bool m_editsUnsaved = false;
     int m_pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
     int m_undosUnderWay = 0; // since then
-    std::stop_source m_jobs; // ends the crops and undos under way
+    std::vector<std::function<void()>> m_afterUndos; // what waits for their end
+    std::stop_source m_jobs;                         // ends the crops and undos under way
 };
 
 } // namespace tavolin

@@ -7,34 +7,67 @@
 #include "editing/Editor.h"
 #include "fileops/Saving.h"
 #include "pixels/PictureReader.h"
-#include "platform/Background.h"
 #include "platform/FileCopy.h"
 #include "screen/Labels.h"
 
 #include <algorithm>
-#include <optional>
-#include <system_error>
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 
 namespace tavolin {
 
+namespace {
+
+/// Work that is done by then says nothing before it is done.
+constexpr auto SLOW_TIME = 300ms;
+
+constexpr QStringView COPYING = u"⏳ กำลังคัดลอก...";
+constexpr QStringView SAVING = u"⏳ กำลังบันทึก...";
+constexpr QStringView DELETING = u"⏳ กำลังลบ...";
+
+QStringView textOf(FileJobKind kind)
+{
+    switch (kind) {
+    case FileJobKind::Pick:
+        return COPYING;
+    case FileJobKind::Save:
+        return SAVING;
+    case FileJobKind::Deletion:
+        return DELETING;
+    }
+    return {};
+}
+
+} // namespace
+
 FileWork::FileWork(Browser &browser, Editor &editor, CropMode &cropMode, Labels &labels,
-                   BackgroundQueue &trashQueue, const PictureReader &reader, Trash trash)
+                   Mailbox &mailbox, const PictureReader &reader, Trash trash)
     : m_browser(browser), m_editor(editor), m_cropMode(cropMode), m_labels(labels),
-      m_trashQueue(trashQueue), m_reader(reader), m_trash(std::move(trash))
-{}
+      m_reader(reader), m_trash(std::move(trash)), m_jobs(mailbox)
+{
+    m_slowness.setSingleShot(true);
+    m_slowness.setTimerType(Qt::PreciseTimer);
+    connect(&m_slowness, &QTimer::timeout, this, &FileWork::tellOfWork);
+}
 
 void FileWork::copyToHL()
 {
     if (!m_browser.isInList(m_browser.currentIndex()))
         return;
-    const auto &source = m_browser.currentUrl();
-    if (const Failure failure = copyIntoFolder(source, source.parent_path() / "HL"))
-        m_labels.showStatus(u"❌ Error: "_s + plainText(*failure), true);
-    else
-        m_labels.showStatus(u"✅ Auto Save to HL"_s, true);
+    add(
+        FileJobKind::Pick, {},
+        [source = m_browser.currentUrl()](const Progress &progress) {
+            return copyIntoFolder(source, source.parent_path() / "HL", progress);
+        },
+        [this, asked = Clock::now()](const Failure &failure) {
+            if (failure)
+                m_labels.showStatus(u"❌ Error: "_s + plainText(*failure), true);
+            else
+                tellSuccess(u"✅ Auto Save to HL"_s, asked);
+        });
 }
 
 void FileWork::deleteCurrent()
@@ -42,25 +75,26 @@ void FileWork::deleteCurrent()
     if (!m_browser.isInList(m_browser.currentIndex()))
         return;
     const auto &url = m_browser.currentUrl();
-    // A held key may ask again before the file has left the list.
-    if (!m_underWay.insert(url).second)
-        return;
-    // No answer means that memory did not suffice to ask.
-    m_trashQueue.run<std::optional<Failure>>(
-        this, {
-                  .work = [trash = m_trash, url](const std::stop_token &) { return trash(url); },
-                  .use =
-                      [this, url, opening = m_browser.opening()](const auto &answer) {
-                          const auto noMemory = std::make_error_code(std::errc::not_enough_memory);
-                          deletionFinished(answer.value_or(failureOf(noMemory)), url, opening);
-                      },
-              });
+    add(
+        FileJobKind::Deletion, {}, [trash = m_trash, url](const Progress &) { return trash(url); },
+        [this, url, opening = m_browser.opening()](const Failure &failure) {
+            if (m_areDeletionsHeld)
+                m_heldDeletions.push_back([=, this] { deletionFinished(failure, url, opening); });
+            else
+                deletionFinished(failure, url, opening);
+        });
+}
+
+void FileWork::letDeletionsGo()
+{
+    m_areDeletionsHeld = false;
+    for (const auto &finish : std::exchange(m_heldDeletions, {}))
+        finish();
 }
 
 void FileWork::deletionFinished(const Failure &failure, const std::filesystem::path &url,
                                 std::uint64_t opening)
 {
-    m_underWay.erase(url);
     if (failure) {
         m_labels.showStatus(u"❌ ลบไม่ได้: "_s + plainText(*failure), true);
         return;
@@ -82,26 +116,75 @@ void FileWork::deletionFinished(const Failure &failure, const std::filesystem::p
 
 void FileWork::saveEdited()
 {
-    if (!m_editor.isEdited()) {
-        m_labels.showStatus(u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s, true);
+    m_editor.afterUndos([this] {
+        if (!m_editor.isEdited()) {
+            m_labels.showStatus(u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s, true);
+            return;
+        }
+        const auto &source = m_browser.currentUrl();
+        const Image &edited = m_editor.editedImage();
+        add(
+            FileJobKind::Save, edited,
+            [&reader = m_reader, edited, source](const Progress &progress) {
+                return saveEdit(reader, edited, source, progress);
+            },
+            [this, edited, source, asked = Clock::now(),
+             token = m_editor.pictureToken()](const Failure &failure) {
+                if (!failure) {
+                    m_editor.markSaved(edited);
+                    tellSuccess(u"💾 บันทึกแล้ว → Edit/"_s + displayName(editedFile(source)), asked);
+                } else if (token == m_editor.pictureToken()) {
+                    m_labels.showStatus(u"❌ "_s + *failure, true);
+                } else { // the edit is lost, and nobody may be looking here any more
+                    m_labels.showStatusUntilKey(u"❌ "_s + *failure + u": "_s + displayName(source));
+                }
+            });
+    });
+}
+
+void FileWork::add(FileJobKind kind, Image edited, std::function<Failure(const Progress &)> work,
+                   std::function<void(const Failure &)> tellResult)
+{
+    m_jobs.add({kind, m_browser.currentUrl(), std::move(edited), std::move(work),
+                [this, kind, tellResult = std::move(tellResult)](const Failure &failure) {
+                    if (isStatusOfWork())
+                        m_labels.clearStatus();
+                    tellResult(failure);
+                    Q_EMIT ended(kind, !failure);
+                }});
+    if (!m_slowness.isActive())
+        m_slowness.start(SLOW_TIME);
+}
+
+/// Says what takes long, unless something newer is on the status line.
+void FileWork::tellOfWork()
+{
+    if (m_jobs.isEmpty())
+        return;
+    const auto asked = m_jobs.oldestTime();
+    const auto left = SLOW_TIME - (Clock::now() - asked);
+    if (left > 0ms) {
+        m_slowness.start(std::chrono::ceil<std::chrono::milliseconds>(left));
         return;
     }
-    const auto &source = m_browser.currentUrl();
-    const auto file = editedFile(source);
-    std::error_code error;
-    std::filesystem::create_directories(file.parent_path(), error);
-    if (error) {
-        m_labels.showStatus(u"❌ สร้างโฟลเดอร์ Edit ไม่ได้"_s, true);
-        return;
-    }
-    const Image &edited = m_editor.editedImage();
-    if (isSourceItself(file, source) || isInFolderOf(file, source) ||
-        !saveJPEG(edited, file, SAVED_QUALITY, m_reader.sourceMetadata(source, edited.size()))) {
-        m_labels.showStatus(u"❌ บันทึกไม่สำเร็จ"_s, true);
-        return;
-    }
-    m_editor.markSaved();
-    m_labels.showStatus(u"💾 บันทึกแล้ว → Edit/"_s + displayName(file), true);
+    if (m_labels.statusTime() <= asked || m_labels.statusText().isEmpty() || isStatusOfWork())
+        m_labels.showStatus(textOf(m_jobs.oldestKind()).toString(), false);
+    m_slowness.start(SLOW_TIME);
+}
+
+bool FileWork::isStatusOfWork() const
+{
+    const QString &text = m_labels.statusText();
+    return text == COPYING || text == SAVING || text == DELETING;
+}
+
+/// Says that what was asked for at the time @p asked has been done, unless the status line has come
+/// to tell of a state that lasts. A failure always takes its place.
+void FileWork::tellSuccess(const QString &text, Clock::time_point asked)
+{
+    if (m_labels.statusTime() <= asked || m_labels.statusText().isEmpty() ||
+        m_labels.isStatusTemporary())
+        m_labels.showStatus(text, true);
 }
 
 } // namespace tavolin

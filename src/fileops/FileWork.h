@@ -2,56 +2,81 @@
 // What becomes of the file of the picture on screen: a copy for the keepers, the Trash for the
 // rejected, and an edit saved beside it.
 
+#include "fileops/FileJobs.h"
 #include "platform/Failure.h"
 
 #include <QObject>
+#include <QTimer>
 
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <set>
+#include <vector>
 
 namespace tavolin {
 
-class BackgroundQueue;
 class Browser;
 class CropMode;
 class Editor;
 class Labels;
+class Mailbox;
 class PictureReader;
 
-/// Owns the deletions under way. What it does ends in a message on the status line.
+/// Owns the work that has been asked for. Each piece is done in the background and ends in a
+/// message on the status line.
 class FileWork : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Moves a file to the Trash, on the trash queue; moveToTrash() unless a test brings its own.
+    /// Moves a file to the Trash, in the background; moveToTrash() unless a test brings its own.
     using Trash = std::function<Failure(const std::filesystem::path &)>;
 
-    /// @p trashQueue finishes what waits in it before the program ends.
-    FileWork(Browser &browser, Editor &editor, CropMode &cropMode, Labels &labels,
-             BackgroundQueue &trashQueue, const PictureReader &reader, Trash trash);
+    /// @p mailbox carries results back to the main thread.
+    FileWork(Browser &browser, Editor &editor, CropMode &cropMode, Labels &labels, Mailbox &mailbox,
+             const PictureReader &reader, Trash trash);
 
-    /// Copies it, unchanged, to the folder "HL" beside it; waits for the disk.
+    /// Copies it, unchanged, to the folder "HL" beside it.
     void copyToHL();
-    /// Moves it to the Trash in the background; then it leaves the list.
+    /// Moves it to the Trash; then it leaves the list.
     void deleteCurrent();
-    /// Writes the edited picture into the folder "Edit" beside its source; waits for the disk.
+    /// Writes the edited picture, as it is when the undos under way have ended, into the folder
+    /// "Edit" beside its source.
     void saveEdited();
 
+    /// What has not ended.
+    [[nodiscard]] const FileJobs &jobs() const { return m_jobs; }
+
+    /// Lets deletions that end do nothing to the list until they are let go.
+    void holdDeletions() { m_areDeletionsHeld = true; }
+    /// Does what has been held back.
+    void letDeletionsGo();
+
+Q_SIGNALS:
+    /// Work of this kind has ended, and its message is there.
+    void ended(FileJobKind kind, bool isDone);
+
 private:
+    using Clock = FileJobs::Clock;
+
+    void add(FileJobKind kind, Image edited, std::function<Failure(const Progress &)> work,
+             std::function<void(const Failure &)> tellResult);
     void deletionFinished(const Failure &failure, const std::filesystem::path &url,
                           std::uint64_t opening);
+    void tellOfWork();
+    [[nodiscard]] bool isStatusOfWork() const;
+    void tellSuccess(const QString &text, Clock::time_point asked);
 
     Browser &m_browser;
     Editor &m_editor;
     CropMode &m_cropMode;
     Labels &m_labels;
-    BackgroundQueue &m_trashQueue;
     const PictureReader &m_reader;
     Trash m_trash;
-    std::set<std::filesystem::path> m_underWay; // asked for and not finished
+    QTimer m_slowness; // runs while work may turn out to take long
+    bool m_areDeletionsHeld = false;
+    std::vector<std::function<void()>> m_heldDeletions;
+    FileJobs m_jobs;
 };
 
 } // namespace tavolin

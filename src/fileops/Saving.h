@@ -4,11 +4,15 @@
 
 #include "pixels/Image.h"
 #include "pixels/JpegWriter.h"
+#include "platform/Failure.h"
+#include "platform/Progress.h"
 
 #include <filesystem>
 #include <optional>
 
 namespace tavolin {
+
+class PictureReader;
 
 /// libjpeg's 95 of 100.
 inline constexpr double SAVED_QUALITY = 0.95;
@@ -33,5 +37,12 @@ inline constexpr double SAVED_QUALITY = 0.95;
 [[nodiscard]] bool saveJPEG(const Image &image, const std::filesystem::path &url,
                             double quality = SAVED_QUALITY,
                             const std::optional<JpegMetadata> &metadata = {});
+
+/// Saves @p edited as editedFile() of @p source, with the metadata that @p reader finds there;
+/// without, where it finds none. All but writing is done before anything is asked of the disk that
+/// takes the file. A failure is one of two texts in the user's language. Says to @p progress how it
+/// gets on.
+[[nodiscard]] Failure saveEdit(const PictureReader &reader, const Image &edited,
+                               const std::filesystem::path &source, const Progress &progress = {});
 
 } // namespace tavolin

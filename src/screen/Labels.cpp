@@ -4,6 +4,7 @@
 #include "screen/TextLabel.h"
 
 #include <chrono>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -31,15 +32,32 @@ Labels::Labels(QWidget &view)
 
 void Labels::showStatus(const QString &text, bool autoClear)
 {
+    if (m_waitsForKey)
+        return;
     m_statusLabel->setText(text);
+    m_statusTime = std::chrono::steady_clock::now();
     m_statusTimer.stop();
     if (autoClear)
         m_statusTimer.start(STATUS_TIME);
 }
 
+void Labels::showStatusUntilKey(const QString &text)
+{
+    m_waitsForKey = false; // the newest counts
+    showStatus(text, false);
+    m_waitsForKey = true;
+}
+
+void Labels::keyPressed()
+{
+    if (std::exchange(m_waitsForKey, false))
+        clearStatus();
+}
+
 void Labels::clearStatus()
 {
-    m_statusLabel->setText({});
+    if (!m_waitsForKey)
+        m_statusLabel->setText({});
 }
 
 const QString &Labels::statusText() const

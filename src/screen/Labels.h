@@ -6,6 +6,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <chrono>
 #include <optional>
 
 class QWidget;
@@ -25,11 +26,17 @@ public:
 
     /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
     void showStatus(const QString &text, bool autoClear);
+    /// Shows @p text on the status line until a key is pressed; nothing takes its place before.
+    void showStatusUntilKey(const QString &text);
+    /// To be told of every key before its command is carried out.
+    void keyPressed();
     /// Empties the status line.
     void clearStatus();
     [[nodiscard]] const QString &statusText() const;
     /// Whether a message is going to be cleared by itself.
     [[nodiscard]] bool isStatusTemporary() const { return m_statusTimer.isActive(); }
+    /// When what is on the status line was put there.
+    [[nodiscard]] std::chrono::steady_clock::time_point statusTime() const { return m_statusTime; }
 
     /// Shows @p text on the info line, which stands at the top.
     void showInfo(const QString &text);
@@ -47,6 +54,8 @@ private:
     TextLabel *m_detailLabel;
     TextLabel *m_statusLabel;
     QTimer m_statusTimer;
+    std::chrono::steady_clock::time_point m_statusTime;
+    bool m_waitsForKey = false; // the status line
 };
 
 } // namespace tavolin

@@ -8,12 +8,14 @@
 #include "fileops/FileWork.h"
 #include "fileops/Saving.h"
 #include "pixels/PictureReader.h"
+#include "platform/Background.h"
 #include "selftest/BenchReport.h"
 
 #include <QCoreApplication>
 
 #include <chrono>
 #include <cstdio>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -43,12 +45,16 @@ void terminate()
 } // namespace
 
 SelfTest::SelfTest(Browser &browser, CropMode &cropMode, Editor &editor, FileWork &fileWork,
-                   const PictureReader &reader)
+                   BackgroundQueue &queue, const PictureReader &reader)
     : m_browser(browser), m_cropMode(cropMode), m_editor(editor), m_fileWork(fileWork),
-      m_reader(reader)
+      m_queue(queue), m_reader(reader)
 {
     m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, &SelfTest::benchStep);
+    connect(&fileWork, &FileWork::ended, this, [this](FileJobKind kind) {
+        if (kind == FileJobKind::Save && m_saving)
+            QTimer::singleShot(SAVE_TIME, this, &SelfTest::reportSave);
+    });
 }
 
 void SelfTest::runBench()
@@ -101,7 +107,7 @@ void SelfTest::runBenchEditTest()
     m_cropMode.applyCrop();
     QTimer::singleShot(CROP_TIME, this, [this] {
         if (m_editor.isEdited()) {
-            saveAndReport();
+            save();
             return;
         }
         print(u"BENCH EDIT FAIL: no editedImage"_s);
@@ -109,16 +115,40 @@ void SelfTest::runBenchEditTest()
     });
 }
 
-void SelfTest::saveAndReport()
+void SelfTest::save()
 {
+    m_saving = m_editor.editedImage().size();
     m_fileWork.saveEdited();
-    QTimer::singleShot(SAVE_TIME, this, [this, edited = m_editor.editedImage().size()] {
-        const auto file = editedFile(m_browser.currentUrl());
-        print(saveReport(m_reader.readPixelSize(file), edited));
-        const auto facts = m_reader.readPhotoFacts(file, Urgency::Now, {}).value_or(PhotoFacts());
-        print(metadataReport(facts.metadata.make, static_cast<int>(facts.orientation)));
-        runBenchRotateTest();
-    });
+}
+
+void SelfTest::reportSave()
+{
+    const auto edited = std::exchange(m_saving, std::nullopt);
+    if (!edited) // the user has saved, too
+        return;
+    struct Saved
+    {
+        std::optional<QSize> size;
+        PhotoFacts facts;
+    };
+    m_queue.run<Saved>(
+        this,
+        {
+            .work =
+                [&reader = m_reader,
+                 file = editedFile(m_browser.currentUrl())](const std::stop_token &stop) {
+                    return Saved{
+                        reader.readPixelSize(file),
+                        reader.readPhotoFacts(file, Urgency::Now, stop).value_or(PhotoFacts())};
+                },
+            .use =
+                [this, edited = *edited](const Saved &saved) {
+                    print(saveReport(saved.size, edited));
+                    print(metadataReport(saved.facts.metadata.make,
+                                         static_cast<int>(saved.facts.orientation)));
+                    runBenchRotateTest();
+                },
+        });
 }
 
 void SelfTest::runBenchRotateTest()

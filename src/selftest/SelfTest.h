@@ -1,15 +1,19 @@
 #pragma once
 // The self-test run: drives the viewer through a folder, a crop, a save and a rotation, and prints
-// what it finds. The pauses stand in for the ends of background work, which simply gets that time.
+// what it finds. The pauses stand in for the ends of background work, which simply gets that time;
+// that after a save begins when the save has ended.
 
 #include <QObject>
 #include <QRectF>
+#include <QSize>
 #include <QTimer>
 
+#include <optional>
 #include <set>
 
 namespace tavolin {
 
+class BackgroundQueue;
 class Browser;
 class CropMode;
 class Editor;
@@ -22,8 +26,9 @@ class SelfTest : public QObject
     Q_OBJECT
 
 public:
+    /// What was saved is looked at on @p queue.
     SelfTest(Browser &browser, CropMode &cropMode, Editor &editor, FileWork &fileWork,
-             const PictureReader &reader);
+             BackgroundQueue &queue, const PictureReader &reader);
 
     /// Begins the run, which ends the program, once what is being opened is there.
     void runBench();
@@ -32,17 +37,20 @@ private:
     void benchStep();
     void reportNavigation();
     void runBenchEditTest();
-    void saveAndReport();
+    void save();
+    void reportSave();
     void runBenchRotateTest();
 
     Browser &m_browser;
     CropMode &m_cropMode;
     Editor &m_editor;
     FileWork &m_fileWork;
+    BackgroundQueue &m_queue;
     const PictureReader &m_reader;
     QTimer m_timer;
     std::set<int> m_framesShown; // indices seen on screen
     int m_steps = 0;
+    std::optional<QSize> m_saving; // pixels of what is being saved
 };
 
 } // namespace tavolin

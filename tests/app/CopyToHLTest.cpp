@@ -23,7 +23,7 @@ TEST_F(CopyToHL, FirstPickMakesTheFolderAndTheCopy)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
     press(Qt::Key_A);
-    EXPECT_EQ(statusText(), "✅ Auto Save to HL");
+    ASSERT_TRUE(waitForStatus("✅ Auto Save to HL"));
     EXPECT_EQ(namesIn(picks()), Names{"001.jpg"});
     EXPECT_EQ(contentOf(picks() / "001.jpg"), contentOf(folder / "pictures" / "001.jpg"));
 }
@@ -32,10 +32,11 @@ TEST_F(CopyToHL, SecondPickReplacesTheCopyAndSaysTheSame)
 {
     ASSERT_TRUE(startOnPictures(1));
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     folder.write("pictures/HL/000.jpg", "something else");
     viewer->labels().showStatus({}, false);
     press(Qt::Key_A);
-    EXPECT_EQ(statusText(), "✅ Auto Save to HL");
+    ASSERT_TRUE(waitForStatus("✅ Auto Save to HL"));
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
     EXPECT_EQ(contentOf(picks() / "000.jpg"), contentOf(folder / "pictures" / "000.jpg"));
 }
@@ -48,6 +49,7 @@ TEST_F(CopyToHL, PickIsOfThePictureOnScreenNotOfTheTarget)
     press(Qt::Key_Right);
     ASSERT_EQ(infoText(), "3/4 | 002.jpg   [H=วิธีใช้]");
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
 }
 
@@ -58,6 +60,7 @@ TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
     decoder.closeGate();
     open(second / "101.jpg");
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
     EXPECT_FALSE(std::filesystem::exists(picks()));
 }
@@ -66,6 +69,7 @@ TEST_F(CopyToHL, PickLeavesThePositionAndTheSource)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(infoText(), "2/3 | 001.jpg   [H=วิธีใช้]");
     EXPECT_EQ(shownNumber(), 1);
     EXPECT_EQ(namesIn(folder / "pictures"), (Names{"000.jpg", "001.jpg", "002.jpg", "HL"}));
@@ -83,6 +87,7 @@ TEST_F(CopyToHL, PhysicalKeyPicksUnderAThaiLayout)
     constexpr int THAI_FO_FAN = 0xe1f; // what the key A writes in Thai
     ASSERT_TRUE(startOnPictures(1));
     EXPECT_TRUE(send(test::pressAt(30, 0, THAI_FO_FAN)));
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
 }
 
@@ -94,6 +99,7 @@ TEST_F(CopyToHL, ReadOnlyFolderIsReportedAndTheListStays)
     {
         const test::WithoutRoot withoutRoot;
         press(Qt::Key_A);
+        ASSERT_TRUE(waitForFileWork());
     }
     EXPECT_EQ(statusText(), "❌ Error: Permission denied");
     EXPECT_EQ(infoText(), "1/3 | 000.jpg   [H=วิธีใช้]");
@@ -105,6 +111,7 @@ TEST_F(CopyToHL, PictureThatHasGoneIsReportedAndTheListStays)
     ASSERT_TRUE(startOnPictures(3));
     std::filesystem::remove(folder / "pictures" / "000.jpg");
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(statusText(), "❌ Error: No such file or directory");
     EXPECT_EQ(infoText(), "1/3 | 000.jpg   [H=วิธีใช้]");
 }
@@ -115,6 +122,7 @@ TEST_F(CopyToHL, PickIntoTheFolderItselfIsReportedAndRemovesNothing)
     std::filesystem::create_directory_symlink(".", picks());
     const std::string content = contentOf(folder / "pictures" / "000.jpg");
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     EXPECT_EQ(statusText(), "❌ Error: ต้นฉบับกับสำเนาเป็นไฟล์เดียวกัน");
     EXPECT_EQ(contentOf(folder / "pictures" / "000.jpg"), content);
 }
@@ -123,6 +131,7 @@ TEST_F(CopyToHL, PicksAreNotListed)
 {
     ASSERT_TRUE(startOnPictures(2));
     press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
     open(folder / "pictures");
     EXPECT_EQ(infoText(), "1/2 | 000.jpg   [H=วิธีใช้]");
 }

@@ -32,11 +32,6 @@ protected:
         return waitFor([&] { return shownNumber() == number; });
     }
 
-    [[nodiscard]] bool waitForStatus(const std::string &text) const
-    {
-        return waitFor([&] { return statusText() == text; });
-    }
-
     /// Waits until so many moves to the Trash have begun.
     [[nodiscard]] bool waitForAsked(std::size_t count) const
     {
@@ -344,8 +339,10 @@ TEST_F(DeleteCurrent, QuittingWaitsForAllFilesThatAreOnTheirWay)
         press(Qt::Key_D);
         press(Qt::Key_Right);
     }
-    trash.openGate();
-    viewer.reset();
+    EXPECT_TRUE(test::endsTheApplication([this] {
+        press(Qt::Key_Escape);
+        trash.openGate();
+    }));
     EXPECT_EQ(trash.files(), (Names{"000.jpg", "001.jpg", "002.jpg", "003.jpg"}));
 }
 

@@ -75,11 +75,6 @@ testing::AssertionResult EditFixture::waitForFirst()
     return testing::AssertionSuccess();
 }
 
-bool EditFixture::waitForStatus(const std::string &text) const
-{
-    return waitFor([&] { return statusText() == text; });
-}
-
 bool EditFixture::waitForShown(QSize size) const
 {
     return waitFor([&] { return shownSize() == size; });

@@ -40,8 +40,6 @@ protected:
     /// The same as a user starts it, full screen and with the question before quitting.
     [[nodiscard]] testing::AssertionResult openPicturesAsUser();
 
-    /// Waits until the status line is @p text.
-    [[nodiscard]] bool waitForStatus(const std::string &text) const;
     /// Waits until the picture on screen has @p size pixels.
     [[nodiscard]] bool waitForShown(QSize size) const;
     [[nodiscard]] QSize shownSize() const;

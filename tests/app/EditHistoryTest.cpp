@@ -191,7 +191,7 @@ TEST_F(EditHistory, UndoForAViewerThatHasGoneIsDropped)
     EXPECT_TRUE(waitFor([&] { return mailbox.deliveries > seen; }));
 }
 
-TEST_F(EditHistory, CropModeWaitsForAnUndo)
+TEST_F(EditHistory, CropModeWaitsForAnUndoAndIsThenEntered)
 {
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
@@ -199,8 +199,53 @@ TEST_F(EditHistory, CropModeWaitsForAnUndo)
     press(Qt::Key_X);
     EXPECT_EQ(overlay(), nullptr);
     ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
-    press(Qt::Key_X);
     EXPECT_NE(overlay(), nullptr);
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
+TEST_F(EditHistory, HeldCropKeyDuringAnUndoEntersCropModeOnce)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    for (int i = 0; i < 3; ++i)
+        press(Qt::Key_X);
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    serveWaitingEvents();
+    EXPECT_NE(overlay(), nullptr); // a second time would have applied the box
+}
+
+TEST_F(EditHistory, CropModeThatWaitsForAnUndoIsForgottenWithThePicture)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    press(Qt::Key_X);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_EQ(overlay(), nullptr);
+}
+
+TEST_F(EditHistory, SaveDuringAnUndoWritesWhatTheUndoGives)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    undo();
+    press(Qt::Key_S);
+    ASSERT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
+    EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit" / "0.jpg")).size(), QSize(200, 300));
+}
+
+TEST_F(EditHistory, SaveDuringTheUndoOfTheOnlyStepHasNothingToWrite)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    press(Qt::Key_S);
+    ASSERT_TRUE(waitForStatus("ยังไม่มีการแก้ไข — X=ครอป/หมุน"));
+    EXPECT_FALSE(std::filesystem::exists(pictures / "Edit"));
 }
 
 TEST_F(EditHistory, ResultThatArrivesInTheLoupeEndsIt)
@@ -295,7 +340,7 @@ TEST_F(EditOfALargePhoto, IsSavedInFullWithTheMetadataOfItsSource)
 {
     ASSERT_TRUE(openAndCrop(pictures::fourQuarters(SIZE)));
     press(Qt::Key_S);
-    ASSERT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    ASSERT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
     const auto saved = pictures / "Edit" / "0.jpg";
     EXPECT_EQ(QImage(QString::fromStdString(saved)).size(), EDITED_SIZE);
     const auto file = SourceFile::open(saved);
@@ -325,7 +370,7 @@ TEST_F(SaveEdited, WritesAJpegBesideTheSource)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    ASSERT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
     const QImage saved(QString::fromStdString(pictures / "Edit" / "0.jpg"));
     ASSERT_EQ(saved.size(), QSize(200, 150));
     EXPECT_GT(qRed(saved.pixel(100, 75)), 250);
@@ -337,9 +382,10 @@ TEST_F(SaveEdited, TwiceReportsSuccessTwice)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
+    ASSERT_TRUE(waitForFileWork());
     viewer->labels().showStatus({}, false);
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    EXPECT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
 }
 
 TEST_F(SaveEdited, SavedPictureCanBeUndone)
@@ -347,6 +393,7 @@ TEST_F(SaveEdited, SavedPictureCanBeUndone)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
+    ASSERT_TRUE(waitForFileWork());
     press(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_TRUE(waitForStatus(BACK_TO_SOURCE));
 }
@@ -357,10 +404,10 @@ TEST_F(SaveEdited, FolderThatCannotBeMadeIsReportedAndTheEditKept)
     folder.write("pictures/Edit", "a file");
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "❌ สร้างโฟลเดอร์ Edit ไม่ได้");
+    ASSERT_TRUE(waitForStatus("❌ สร้างโฟลเดอร์ Edit ไม่ได้"));
     std::filesystem::remove(pictures / "Edit");
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    EXPECT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
 }
 
 TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
@@ -372,7 +419,7 @@ TEST_F(SaveEdited, DestinationThatIsTheSourceIsRefused)
     ASSERT_TRUE(waitForShown({200, 100}));
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_TRUE(waitForStatus("❌ บันทึกไม่สำเร็จ"));
     EXPECT_EQ(QImage(QString::fromStdString(source)).size(), QSize(200, 100));
 }
 
@@ -383,7 +430,7 @@ TEST_F(SaveEdited, PictureBesideTheSourceIsNotReplaced)
     std::filesystem::create_symlink(".", pictures / "Edit");
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_TRUE(waitForStatus("❌ บันทึกไม่สำเร็จ"));
     EXPECT_EQ(std::filesystem::file_size(neighbour), 15U);
 }
 
@@ -393,7 +440,7 @@ TEST_F(SaveEdited, DestinationThatCannotBeWrittenIsReported)
     std::filesystem::create_directories(pictures / "Edit" / "0.jpg" / "not empty");
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "❌ บันทึกไม่สำเร็จ");
+    EXPECT_TRUE(waitForStatus("❌ บันทึกไม่สำเร็จ"));
 }
 
 TEST_F(SaveEdited, SourceThatHasGoneIsSavedWithoutMetadata)
@@ -402,7 +449,7 @@ TEST_F(SaveEdited, SourceThatHasGoneIsSavedWithoutMetadata)
     ASSERT_TRUE(crop(TOP_LEFT_QUARTER));
     std::filesystem::remove(pictures / "0.png");
     press(Qt::Key_S);
-    EXPECT_EQ(statusText(), "💾 บันทึกแล้ว → Edit/0.jpg");
+    EXPECT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
     EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit" / "0.jpg")).size(), QSize(200, 150));
 }
 

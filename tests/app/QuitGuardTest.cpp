@@ -55,11 +55,13 @@ protected:
         return waitForStatus(CROPPED);
     }
 
-    /// Whether @p action ends the program, done while the event loop runs.
+    /// Whether @p action ends the program, done while the event loop runs, at the latest when work
+    /// on files has ended.
     [[nodiscard]] bool ends(const std::function<void()> &action) const
     {
         return endsTheApplication([&] {
             action();
+            EXPECT_TRUE(waitForFileWork());
             serveWaitingEvents();
             if (window->isVisible())
                 QCoreApplication::exit(1);
@@ -221,6 +223,7 @@ TEST_F(QuitGuard, AfterSavingThereIsNoQuestion)
 {
     ASSERT_TRUE(openAndCrop());
     press(Qt::Key_S);
+    ASSERT_TRUE(waitForFileWork());
     ASSERT_TRUE(isSaved());
     EXPECT_TRUE(ends([this] { press(Qt::Key_Escape); }));
 }

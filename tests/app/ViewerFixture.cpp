@@ -192,6 +192,16 @@ bool ViewerFixture::waitForLoads(int count) const
     return waitFor([&] { return mailbox.deliveries == count; });
 }
 
+bool ViewerFixture::waitForStatus(const std::string &text) const
+{
+    return waitFor([&] { return statusText() == text; });
+}
+
+bool ViewerFixture::waitForFileWork() const
+{
+    return waitFor([&] { return viewer->fileWork().jobs().isEmpty(); });
+}
+
 bool ViewerFixture::resizeTo(QSize size) const
 {
     window->resize(size);

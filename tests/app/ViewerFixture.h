@@ -144,6 +144,11 @@ protected:
     [[nodiscard]] bool waitForStarts(std::size_t count) const;
     [[nodiscard]] bool waitForLoads(int count) const;
 
+    /// Waits until the status line is @p text.
+    [[nodiscard]] bool waitForStatus(const std::string &text) const;
+    /// Waits until all work on files that has been asked for has ended.
+    [[nodiscard]] bool waitForFileWork() const;
+
     /// Gives the window @p size and waits until the view has it.
     [[nodiscard]] bool resizeTo(QSize size) const;
 

@@ -331,6 +331,48 @@ TEST(SourceMetadata, WithoutItThePictureIsSavedAllTheSame)
     EXPECT_FALSE(loadFullImage(folder / "saved.jpg").isNull());
 }
 
+TEST(SaveEdit, WritesThePictureBesideItsSourceWithItsMetadata)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo(6));
+    const Image edited = noiseImage({60, 40});
+    int told = 0;
+    EXPECT_EQ(saveEdit(InProcessReader(), edited, source, [&] { ++told; }), Failure());
+    EXPECT_GT(told, 0);
+    const auto saved = editedFile(source);
+    EXPECT_EQ(readPixelSize(saved), QSize(60, 40));
+    EXPECT_EQ(readPhotoFacts(saved)->metadata.make, QStringLiteral("TestMake"));
+    EXPECT_EQ(contentOf(source), photo(6));
+}
+
+TEST(SaveEdit, NamesAFolderThatCannotBeMade)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    folder.write("Edit", "a file");
+    EXPECT_EQ(saveEdit(InProcessReader(), noiseImage({60, 40}), source),
+              QStringLiteral("สร้างโฟลเดอร์ Edit ไม่ได้"));
+}
+
+TEST(SaveEdit, ReplacesNothingWhereEditLeadsToTheSource)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    std::filesystem::create_directory_symlink(".", folder / "Edit");
+    EXPECT_EQ(saveEdit(InProcessReader(), noiseImage({60, 40}), source),
+              QStringLiteral("บันทึกไม่สำเร็จ"));
+    EXPECT_EQ(contentOf(source), photo());
+}
+
+TEST(SaveEdit, AsksNothingOfTheDiskForAPictureThatIsTooLarge)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    EXPECT_EQ(saveEdit(InProcessReader(), flatImage({70'000, 2}, GREY), source),
+              QStringLiteral("บันทึกไม่สำเร็จ"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "Edit"));
+}
+
 } // namespace
 
 } // namespace tavolin
