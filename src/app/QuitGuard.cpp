@@ -116,6 +116,7 @@ void QuitGuard::askToQuit()
 {
     if (isAsking())
         return;
+    m_progressCheck.stop(); // the answer begins another wait
     m_with.loupe.zoomEnd(); // the question would keep the release of the mouse from us
     const QString name = m_with.browser.isInList(m_with.browser.currentIndex())
                              ? displayName(m_with.browser.currentUrl())
@@ -165,8 +166,8 @@ void QuitGuard::answerSessionEnd(QSessionManager &session)
 {
     if (areEditsSafe() && m_with.fileWork.jobs().isEmpty())
         return;
-    const bool mayAsk =
-        areEditsSafe() || session.allowsInteraction(); // waits for the desktop's leave
+    // Waits for the desktop's leave; a session can only be cancelled by one who has it.
+    const bool mayAsk = session.allowsInteraction() || areEditsSafe();
     if (applicationShouldTerminate())
         return;
     bool ends = false;
@@ -176,6 +177,11 @@ void QuitGuard::answerSessionEnd(QSessionManager &session)
         connect(this, &QuitGuard::decided, &untilDecided, [&](bool isEnd) {
             ends = isEnd;
             untilDecided.quit();
+        });
+        // A save that was to follow an undo is off when the picture is left.
+        connect(&m_with.editor, &Editor::editsDropped, &untilDecided, [&] {
+            if (!isAsking() && !isWaiting())
+                untilDecided.quit();
         });
         untilDecided.exec();
     }

@@ -208,6 +208,30 @@ TEST_F(QuitDuringWork, SaveAndQuitWaitsForTheUndoUnderWay)
     EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit/0.jpg")).size(), QSize(200, 300));
 }
 
+TEST_F(QuitDuringWork, SaveAndQuitIsWaitedForAlsoAfterAnEarlierWait)
+{
+    ASSERT_TRUE(openPicturesAsUser());
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForSecond());
+    trash.closeGate();
+    slow.closeGate();
+    EXPECT_TRUE(endsTheApplication([this] {
+        press(Qt::Key_D);
+        press(Qt::Key_Escape);
+        press(Qt::Key_Left);
+        ASSERT_TRUE(waitFor([this] { return infoText().starts_with("1/3 | 0.png"); }));
+        ASSERT_TRUE(crop(LEFT_HALF));
+        press(Qt::Key_Escape);
+        answer(u"บันทึกแล้วออก"_s);
+        serveWaitingEvents();
+        EXPECT_TRUE(window->isVisible());
+        slow.openGate();
+        trash.openGate();
+    }));
+    EXPECT_TRUE(isSaved());
+    EXPECT_EQ(trash.files(), Names{"1.png"});
+}
+
 TEST_F(QuitDuringWork, GivingUpTheEditsStillWaitsForTheDeletion)
 {
     ASSERT_TRUE(openAndCrop());

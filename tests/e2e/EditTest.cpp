@@ -2,8 +2,12 @@
 
 #include "e2e/DesktopSession.h"
 #include "e2e/ViewerTest.h"
+#include "e2e/WatchedFolder.h"
 
+#include <chrono>
 #include <cmath>
+#include <fstream>
+#include <optional>
 
 #include <linux/input-event-codes.h>
 
@@ -273,6 +277,69 @@ TEST_F(SessionEndTest, GoesOnOnceTheEditsAreGivenUp)
     EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
     EXPECT_FALSE(m_session.isCancelled());
     EXPECT_FALSE(fs::exists(pathOf("Edit")));
+}
+
+TEST_F(SessionEndTest, IsStoppedWhenTheSaveFails)
+{
+    ASSERT_TRUE(crop());
+    std::ofstream(pathOf("Edit")) << "a file";
+    m_session.logOut();
+    ASSERT_TRUE(waitForQuestion());
+    tap(KEY_ENTER);
+    EXPECT_TRUE(waitFor([this] { return m_session.isCancelled(); }));
+    EXPECT_TRUE(m_viewer->isRunning());
+    EXPECT_TRUE(isCroppedToTheMiddle());
+}
+
+/// The same with a folder whose disk can be made to hang.
+class StuckSessionEndTest : public SessionEndTest
+{
+protected:
+    void SetUp() override
+    {
+        m_watched.emplace(fs::canonical(m_folder.path().toStdString()));
+        m_additions = m_watched->environment();
+        SessionEndTest::SetUp();
+    }
+
+    void TearDown() override
+    {
+        m_watched->release();
+        SessionEndTest::TearDown();
+    }
+
+    std::optional<WatchedFolder> m_watched;
+};
+
+TEST_F(StuckSessionEndTest, WaitsForASaveUnderWay)
+{
+    ASSERT_TRUE(crop());
+    m_watched->hang({"rename"});
+    tap(KEY_S);
+    ASSERT_TRUE(m_watched->waitUntilStuck());
+    m_session.logOut();
+    const auto goesOn = [this] {
+        m_session.serve();
+        return !m_session.isOver() && !m_session.isCancelled() && m_viewer->isRunning();
+    };
+    EXPECT_TRUE(staysTrue(goesOn, std::chrono::milliseconds(700)));
+    EXPECT_EQ(m_client->windows().size(), 1U);
+    m_watched->release();
+    EXPECT_TRUE(waitFor([this] { return !m_viewer->isRunning(); }));
+    EXPECT_EQ(waitForExit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_FALSE(m_session.isCancelled());
+    EXPECT_EQ(savedSize(), QSize(960, 640));
+}
+
+TEST_F(StuckSessionEndTest, IsStoppedWhenTheDiskDoesNotGetOnWithASave)
+{
+    ASSERT_TRUE(crop());
+    m_watched->hang({"rename"});
+    tap(KEY_S);
+    ASSERT_TRUE(m_watched->waitUntilStuck());
+    m_session.logOut();
+    EXPECT_TRUE(waitFor([this] { return m_session.isCancelled(); }));
+    EXPECT_TRUE(m_viewer->isRunning());
 }
 
 } // namespace
