@@ -241,7 +241,9 @@ TEST_F(StuckFileWorkTest, UndoLeavesTheKeysAlone)
     tap(KEY_RIGHT);
     EXPECT_TRUE(waitForPicture(2));
     EXPECT_EQ(m_watched->callsOnMainThread(), "");
-    m_watched->release();
+    const auto start = Clock::now();
+    EXPECT_EQ(quit(), 0) << m_viewer->standardError().toStdString();
+    EXPECT_LT(Clock::now() - start, END_TIME);
 }
 
 } // namespace
