@@ -20,13 +20,14 @@ namespace tavolin {
 Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash trash)
     : m_mailbox(mailbox), m_listQueue("list", QualityOfService::UserInitiated, mailbox),
       m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
-      m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox), m_screen(m_shell.view()),
-      m_labels(m_shell.view()),
-      m_loupe(m_screen, m_labels, m_loadQueue, reader,
-              [this](const auto &use) { findLoupeSubject(use); }),
+      m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
+      m_readAheadQueue("readahead", QualityOfService::Utility, mailbox), m_screen(m_shell.view()),
+      m_labels(m_shell.view()), m_loupe(m_screen, m_labels, m_loadQueue, reader,
+                                        [this](const auto &use) { findLoupeSubject(use); }),
       m_browser(m_screen, m_labels, m_loupe, {m_listQueue, m_loadQueue}, reader,
                 [this] { return m_editor.hasSteps(); }),
       m_prefetch(m_browser, m_screen, m_prefetchQueue, reader),
+      m_readAhead(m_browser, m_readAheadQueue, reader),
       m_photoLine(m_browser, m_screen, m_labels, m_prefetchQueue, reader,
                   [this] { return m_editor.isEdited(); }),
       m_search(m_browser, m_shell.view()),
@@ -47,6 +48,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
         .paint = std::bind_front(&Screen::paint, &m_screen),
     });
     connect(&m_shell, &Shell::screenChanged, this, &Viewer::viewResized);
+    connect(&m_prefetch, &Prefetch::rested, &m_readAhead, &ReadAhead::resume);
     connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
     connect(&m_quitGuard, &QuitGuard::answered, this, &Viewer::quitQuestionAnswered);
 }
@@ -55,7 +57,7 @@ Viewer::~Viewer()
 {
     m_shell.view().setHandlers({}); // the window goes last
     // Together, as one may keep the end waiting for a moment.
-    for (BackgroundQueue *queue : {&m_listQueue, &m_loadQueue, &m_prefetchQueue})
+    for (BackgroundQueue *queue : {&m_listQueue, &m_loadQueue, &m_prefetchQueue, &m_readAheadQueue})
         queue->requestStop();
 }
 

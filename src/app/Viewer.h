@@ -11,6 +11,7 @@
 #include "browse/FolderDialog.h"
 #include "browse/PhotoLine.h"
 #include "browse/Prefetch.h"
+#include "browse/ReadAhead.h"
 #include "browse/WheelSteps.h"
 #include "editing/CropMode.h"
 #include "editing/Editor.h"
@@ -83,6 +84,7 @@ private:
     BackgroundQueue m_listQueue;
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;
+    BackgroundQueue m_readAheadQueue;
     // Each knows only those above it in this list; it hears from later ones by signals and
     // callbacks.
     Shell m_shell;
@@ -91,6 +93,7 @@ private:
     Loupe m_loupe;
     Browser m_browser;
     Prefetch m_prefetch;
+    ReadAhead m_readAhead;
     PhotoLine m_photoLine;
     FilenameJump m_search;
     FolderDialog m_folderDialog;

@@ -19,6 +19,7 @@ namespace {
 constexpr auto PREFETCH_DELAY = 150ms;
 /// From the target, in this order.
 constexpr std::array OFFSETS{+1, -1, +2, -2};
+static_assert(OFFSETS.size() == std::size_t{2} * Prefetch::REACH);
 
 } // namespace
 
@@ -60,6 +61,8 @@ void Prefetch::prefetchNeighbors()
             },
             dropped);
     }
+    if (m_inflight.empty())
+        Q_EMIT rested();
 }
 
 void Prefetch::dropFarOnes()
@@ -82,6 +85,8 @@ void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)
 {
     m_inflight.erase(index);
     m_browser.keep(index, picture);
+    if (m_inflight.empty())
+        Q_EMIT rested();
 }
 
 } // namespace tavolin

@@ -22,8 +22,15 @@ class Prefetch : public QObject
     Q_OBJECT
 
 public:
+    /// Neighbours on each side that are decoded.
+    static constexpr int REACH = 2;
+
     Prefetch(Browser &browser, const Screen &screen, BackgroundQueue &queue,
              const PictureReader &reader);
+
+Q_SIGNALS:
+    /// Nothing more is to be decoded around the target.
+    void rested();
 
 private:
     void prefetchNeighbors();

@@ -85,6 +85,15 @@ public:
     /// @p image in sRGB, the same where it is already. Null for a null image too.
     [[nodiscard]] virtual Image toSrgb(const Image &image, std::stop_token stop) const = 0;
 
+    /// Has the system read up to @p most bytes of the file at @p url into its memory, so that the
+    /// other calls need not wait for the disk. How many there are; 0 where the file can't be read,
+    /// or the reader doesn't care.
+    virtual std::int64_t readAhead(const std::filesystem::path & /*url*/, std::int64_t /*most*/,
+                                   const std::stop_token & /*stop*/) const
+    {
+        return 0;
+    }
+
     /// Pixel width and height of the picture at @p url as seen upright, from its headers: what its
     /// display picture tells, too.
     [[nodiscard]] virtual std::optional<QSize>

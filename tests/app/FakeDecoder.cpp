@@ -155,6 +155,33 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
             told == m_pixelSizes.end() ? readPixelSize(url) : told->second};
 }
 
+std::int64_t FakeDecoder::readAhead(const std::filesystem::path &url, std::int64_t most,
+                                    const std::stop_token &stop) const
+{
+    std::unique_lock lock(m_mutex);
+    m_readAheads.push_back(numberIn(url.stem().native()));
+    m_changed.wait(lock, stop, [this] { return !m_isReadAheadHeld; });
+    return std::min(most, m_readAheadBytes);
+}
+
+void FakeDecoder::setReadAheadBytes(std::int64_t bytes)
+{
+    const std::lock_guard lock(m_mutex);
+    m_readAheadBytes = bytes;
+}
+
+void FakeDecoder::holdReadAhead()
+{
+    const std::lock_guard lock(m_mutex);
+    m_isReadAheadHeld = true;
+}
+
+std::vector<int> FakeDecoder::readAheads() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_readAheads;
+}
+
 std::optional<int> numberOf(QRgb pixel)
 {
     const int number = qRed(pixel);

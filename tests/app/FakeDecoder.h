@@ -7,6 +7,7 @@
 #include <QSize>
 
 #include <condition_variable>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -27,6 +28,9 @@ public:
                                                     const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override;
 
+    std::int64_t readAhead(const std::filesystem::path &url, std::int64_t most,
+                           const std::stop_token &stop) const override;
+
     /// Makes every decode wait from now on, until it is let through or asked to stop.
     void closeGate();
     /// Lets through the decode that is waiting, or the next one.
@@ -46,6 +50,13 @@ public:
 
     /// The files whose decode has begun, in that order.
     [[nodiscard]] std::vector<int> started() const;
+    /// How many bytes each file that is read ahead has; 0 if not said.
+    void setReadAheadBytes(std::int64_t bytes);
+    /// Makes reading ahead wait until it is asked to stop.
+    void holdReadAhead();
+    /// The files that were read ahead, in that order.
+    [[nodiscard]] std::vector<int> readAheads() const;
+
     /// The files whose decode was told to stop before it had come to an end, in that order.
     [[nodiscard]] std::vector<int> stopped() const;
     /// How many decodes have come to an end, well or not.
@@ -67,6 +78,9 @@ private:
     std::map<int, std::optional<QSize>> m_pixelSizes;
     mutable std::vector<int> m_started;
     mutable std::vector<int> m_stopped;
+    mutable std::vector<int> m_readAheads;
+    std::int64_t m_readAheadBytes = 0;
+    bool m_isReadAheadHeld = false;
     mutable int m_finishedCount = 0;
     mutable DisplayTarget m_lastTarget;
     mutable Urgency m_lastUrgency{};

@@ -208,7 +208,7 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
     // A disk that no longer answers is not asked for what nobody wants.
     if (errand.stop.stop_requested())
         return Result();
-    const auto file = openRegularFile(url);
+    const auto file = m_files.open(url);
     if (!file)
         return Result();
     errand.folder = url.parent_path();
@@ -281,6 +281,16 @@ Image WorkerReader::toSrgb(const Image &image, std::stop_token stop) const
             return image.withProfile({});
         return exchange.convertRows(image).toImage(image.alpha());
     });
+}
+
+std::int64_t WorkerReader::readAhead(const std::filesystem::path &url, std::int64_t most,
+                                     const std::stop_token &stop) const
+{
+    try {
+        return m_files.readAhead(url, most, stop);
+    } catch (...) { // lack of memory
+        return 0;
+    }
 }
 
 std::optional<QSize> WorkerReader::readPixelSize(const std::filesystem::path &url) const

@@ -2,6 +2,7 @@
 // Reads pictures in workers: no file's content is looked at in this process.
 
 #include "pixels/PictureReader.h"
+#include "worker/client/OpenedFiles.h"
 #include "worker/client/WorkerPool.h"
 #include "worker/Protocol.h"
 
@@ -30,6 +31,8 @@ public:
     [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
                                       std::stop_token stop) const override;
     [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop) const override;
+    std::int64_t readAhead(const std::filesystem::path &url, std::int64_t most,
+                           const std::stop_token &stop) const override;
     [[nodiscard]] std::optional<QSize>
     readPixelSize(const std::filesystem::path &url) const override;
     [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
@@ -59,6 +62,7 @@ private:
                    const Talk &talk) const;
 
     mutable worker::WorkerPool m_pool;
+    mutable worker::OpenedFiles m_files;
     mutable std::once_flag m_wallTold;
     mutable std::once_flag m_failureTold;
 };
