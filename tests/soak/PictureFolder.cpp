@@ -7,6 +7,7 @@
 #include <QImage>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <iterator>
 #include <utility>
@@ -326,6 +327,17 @@ QStringList PictureFolder::findFaults(const std::set<QByteArray> &trashed)
     findFaultsOfCopies(faults);
     findFaultsOfEdits(faults);
     return faults;
+}
+
+bool PictureFolder::hasUnfinished() const
+{
+    const auto isUnfinished = [](const fs::directory_entry &entry) {
+        return entry.path().filename().native().starts_with(".tavolin-");
+    };
+    return std::ranges::any_of(std::array{"HL", "Edit"}, [&](const char *name) {
+        std::error_code none;
+        return std::ranges::any_of(fs::directory_iterator(m_path / name, none), isUnfinished);
+    });
 }
 
 void PictureFolder::findFaultsOfCopies(QStringList &faults) const

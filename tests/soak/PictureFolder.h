@@ -61,6 +61,8 @@ public:
     /// @p since at least.
     [[nodiscard]] bool isSteady(const std::string &name, Clock::time_point since) const;
 
+    /// Whether the viewer has a copy or an edit here of which it has not written all.
+    [[nodiscard]] bool hasUnfinished() const;
     /// Every difference between what lies in the folder and what may lie there, as lines for the
     /// reader: an original must be the file that was written last, or that file must be among the
     /// hashes @p trashed; in HL lie copies, in Edit pictures of the right colour, nowhere anything

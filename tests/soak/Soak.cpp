@@ -40,7 +40,7 @@ constexpr auto REST_LIMIT = IS_SANITIZED ? 120s : 20s;
 /// And how long it is looked at from then on.
 constexpr auto LOOK = 300ms;
 
-/// Longer than that the main thread must not be away, outside picking and saving.
+/// Longer than that the main thread must not be away.
 constexpr auto STALL_LIMIT = 1'000ms;
 
 /// Memory is taken for settled after this, and must not grow by more than that from then on.
@@ -234,8 +234,7 @@ void Soak::report(std::chrono::seconds since)
                         << " rests of which " << m_judged << " judged, memory "
                         << memoryKiB().value_or(0) << " KiB, " << m_killer->killed()
                         << " workers killed, longest wait " << waits.longest.count() << " ms of "
-                        << waits.answers << " (picking and saving " << waits.longestAtWork.count()
-                        << "), " << m_faults << " faults" << Qt::endl;
+                        << waits.answers << ", " << m_faults << " faults" << Qt::endl;
 }
 
 void Soak::act()
@@ -250,13 +249,13 @@ void Soak::act()
         break;
     case 3:
     case 4:
-        m_stalls->work([this] { m_client.tapKey(KEY_A); });
+        m_client.tapKey(KEY_A);
         break;
     case 5:
         reject();
         break;
     case 6:
-        m_stalls->work([this] { m_client.tapKey(KEY_S); });
+        m_client.tapKey(KEY_S);
         break;
     case 7:
         m_client.tapKey(KEY_Z, {KEY_LEFTCTRL});
@@ -397,15 +396,9 @@ void Soak::actOnBox()
     }
     default: {
         const int key = CROP_KEYS[chance(0, std::size(CROP_KEYS) - 1)];
-        const auto hold = [&] {
-            m_client.pressKey(key);
-            std::this_thread::sleep_for(std::chrono::milliseconds(chance(0, 400)));
-            m_client.releaseKey(key);
-        };
-        if (key == KEY_A || key == KEY_S) // which work once a button has ended crop mode
-            m_stalls->work(hold);
-        else
-            hold();
+        m_client.pressKey(key);
+        std::this_thread::sleep_for(std::chrono::milliseconds(chance(0, 400)));
+        m_client.releaseKey(key);
     }
     }
 }
@@ -651,6 +644,8 @@ void Soak::findFaults()
             m_trashed.insert(hashOf(contentOf(entry.path())));
     }
     for (PictureFolder &folder : m_folders) {
+        // What is still being written is none of them; what stays so is.
+        (void)waitUntil([&] { return !folder.hasUnfinished(); }, REST_LIMIT);
         for (const QString &text : folder.findFaults(m_trashed))
             fault(text);
     }

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -19,11 +18,10 @@ class StallWatch
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// The longest waits for an answer.
+    /// How long it has waited for answers.
     struct Waits
     {
-        std::chrono::milliseconds longest{0};       ///< Outside picking and saving.
-        std::chrono::milliseconds longestAtWork{0}; ///< While the main thread picked or saved.
+        std::chrono::milliseconds longest{0};
         int answers = 0;
     };
 
@@ -32,22 +30,14 @@ public:
     StallWatch(const StallWatch &) = delete;
     StallWatch &operator=(const StallWatch &) = delete;
 
-    /// Has @p askForWork ask the viewer to pick or to save, which the main thread does itself, and
-    /// returns when it is done: then the main thread has answered again, or has gone.
-    void work(const std::function<void()> &askForWork);
-
     [[nodiscard]] Waits waits() const;
 
 private:
     void run();
-    void note(std::chrono::milliseconds waited);
 
     QString m_busAddress;
     std::atomic<bool> m_isEnding = false;
-    mutable std::mutex m_mutex; // guards the fields below
-    bool m_isWorking = false;
-    Clock::time_point m_asked;    ///< The question that is open, or was last.
-    Clock::time_point m_answered; ///< When the last answer came, or was given up.
+    mutable std::mutex m_mutex; // guards m_waits
     Waits m_waits;
     std::thread m_thread; // last: it uses the others
 };
