@@ -39,6 +39,7 @@ ReadAhead::ReadAhead(Browser &browser, BackgroundQueue &queue, const PictureRead
 
 void ReadAhead::pause()
 {
+    m_left = m_browser.targetIndex();
     std::exchange(m_reading, std::stop_source()).request_stop();
     m_isReading = false;
     m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
@@ -48,7 +49,7 @@ void ReadAhead::forget()
 {
     pause();
     m_read.clear();
-    m_target = m_browser.targetIndex();
+    m_left.reset();
     m_direction = 1;
     m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
 }
@@ -56,8 +57,8 @@ void ReadAhead::forget()
 void ReadAhead::resume()
 {
     const int target = m_browser.targetIndex();
-    if (const int moved = target - std::exchange(m_target, target); moved != 0)
-        m_direction = moved > 0 ? 1 : -1;
+    if (m_left && *m_left != target)
+        m_direction = *m_left < target ? 1 : -1;
     std::erase_if(m_read,
                   [&](const auto &file) { return (file.first - target) * m_direction < 0; });
     if (!m_isReading)
@@ -66,7 +67,7 @@ void ReadAhead::resume()
 
 int ReadAhead::nextIndex() const
 {
-    int index = m_target + m_direction * (Prefetch::REACH + 1);
+    int index = m_browser.targetIndex() + m_direction * (Prefetch::REACH + 1);
     while (m_read.contains(index))
         index += m_direction;
     return index;

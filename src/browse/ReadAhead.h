@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <stop_token>
 
 namespace tavolin {
@@ -40,7 +41,7 @@ private:
     Browser &m_browser;
     BackgroundQueue &m_queue;
     const PictureReader &m_reader;
-    int m_target = 0; // when it was last looked at
+    std::optional<int> m_left; // the target before the last step
     int m_direction = 1;
     bool m_isReading = false;
     std::stop_source m_reading;

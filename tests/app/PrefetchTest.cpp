@@ -297,7 +297,7 @@ TEST_F(Prefetch, ResultOfAnEarlierFolderIsNotCached)
     ASSERT_TRUE(waitForStarts(2));
     open(second);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 100; }));
-    EXPECT_EQ(decoder.stopped(), Numbers{1});
+    EXPECT_TRUE(waitFor([this] { return decoder.stopped() == Numbers{1}; }));
     press(Qt::Key_Right);
     ASSERT_TRUE(waitFor([this] { return shownNumber() == 101; }));
     EXPECT_EQ(decoder.started(), (Numbers{0, 1, 100, 101}));

@@ -39,6 +39,11 @@ protected:
     /// Lets the pause before the neighbours end.
     [[nodiscard]] bool rest() { return pauses.end(test::PREFETCH_PAUSE); }
 
+    [[nodiscard]] bool waitForPicture(int number)
+    {
+        return waitFor([&] { return shownNumber() == number; });
+    }
+
     [[nodiscard]] bool isReadAhead(const Numbers &files)
     {
         return waitFor([&] { return decoder.readAheads() == files; });
@@ -71,7 +76,7 @@ TEST_F(ReadAhead, GoesTheWayTheUserWent)
     decoder.setReadAheadBytes(MIBIBYTE);
     ASSERT_TRUE(startOnPictures(12, 6));
     press(Qt::Key_Left);
-    ASSERT_TRUE(waitForTarget(5));
+    ASSERT_TRUE(waitForPicture(5));
     ASSERT_TRUE(rest());
     EXPECT_TRUE(isReadAhead({2, 1, 0}));
 }
@@ -93,7 +98,7 @@ TEST_F(ReadAhead, AStepReadsOnAndNothingTwice)
     ASSERT_TRUE(rest());
     ASSERT_TRUE(isReadAhead({3, 4, 5}));
     press(Qt::Key_Right);
-    ASSERT_TRUE(waitForTarget(1));
+    ASSERT_TRUE(waitForPicture(1));
     ASSERT_TRUE(rest());
     std::this_thread::sleep_for(50ms);
     EXPECT_EQ(decoder.readAheads(), (Numbers{3, 4, 5}));
@@ -107,7 +112,7 @@ TEST_F(ReadAhead, AJumpGivesItUp)
     ASSERT_TRUE(rest());
     ASSERT_TRUE(isReadAhead({3}));
     viewer->browser().jumpTo(20);
-    ASSERT_TRUE(waitForTarget(20));
+    ASSERT_TRUE(waitForPicture(20));
     ASSERT_TRUE(rest());
     EXPECT_TRUE(isReadAhead({3, 23}));
 }
@@ -119,7 +124,7 @@ TEST_F(ReadAhead, AFileThatCannotBeReadEndsItUntilTheNextStep)
     ASSERT_TRUE(isReadAhead({3}));
     decoder.setReadAheadBytes(MIBIBYTE);
     press(Qt::Key_Right);
-    ASSERT_TRUE(waitForTarget(1));
+    ASSERT_TRUE(waitForPicture(1));
     ASSERT_TRUE(rest());
     EXPECT_TRUE(isReadAhead({3, 4, 5, 6, 7, 8}));
 }
