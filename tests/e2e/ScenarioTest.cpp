@@ -207,7 +207,7 @@ TEST_F(Scenario, FolderIsChosenInTheDialogAndSteppedThrough)
     ASSERT_TRUE(waitFor(Role::Button, u"เปิด"_s));
     ASSERT_TRUE(waitUntil([&] { return m_client->windows().back().hasKeyboard; }));
     m_client->type(m_folder.path());
-    ASSERT_TRUE(waitForField(u"Directory:"_s, m_folder.path()));
+    ASSERT_TRUE(waitForField(u"โฟลเดอร์:"_s, m_folder.path()));
     tap(KEY_ENTER);
     ASSERT_TRUE(waitForInfo(u"1/3 | IMG_1001.jpg   [H=วิธีใช้]"_s));
     EXPECT_TRUE(waitForPicture(1));

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -64,6 +66,21 @@ std::int64_t readIntoCache(int descriptor, std::int64_t bytes, const std::stop_t
 
 } // namespace
 
+OpenedFiles::~OpenedFiles()
+{
+    close(std::move(m_files));
+}
+
+void OpenedFiles::close(Files files) noexcept
+{
+    if (files.empty())
+        return;
+    try {
+        std::thread([held = std::move(files)]() mutable { held.clear(); }).detach();
+    } catch (const std::system_error &) { // no more threads to be had: they have been closed here
+    }
+}
+
 std::shared_ptr<const RegularFile> OpenedFiles::open(const std::filesystem::path &url)
 {
     std::shared_ptr<const RegularFile> kept;
@@ -95,16 +112,23 @@ void OpenedFiles::keep(const std::filesystem::path &url, std::shared_ptr<const R
 {
     const std::lock_guard lock(m_mutex);
     closeOtherFolders(url);
-    std::erase_if(m_files, [&](const Kept &kept) { return kept.url == url; });
-    if (m_files.size() == MOST)
+    const auto found = std::ranges::find(m_files, url, &Kept::url);
+    Files old;
+    if (found != m_files.end()) {
+        old.push_back(std::move(*found));
+        m_files.erase(found);
+    } else if (m_files.size() == MOST) {
+        old.push_back(std::move(m_files.front()));
         m_files.pop_front();
+    }
     m_files.push_back({url, std::move(file)});
+    close(std::move(old));
 }
 
 void OpenedFiles::closeOtherFolders(const std::filesystem::path &url)
 {
     if (!m_files.empty() && m_files.front().url.parent_path() != url.parent_path())
-        m_files.clear();
+        close(std::exchange(m_files, {}));
 }
 
 } // namespace tavolin::worker

@@ -18,6 +18,11 @@ namespace tavolin::worker {
 class OpenedFiles
 {
 public:
+    OpenedFiles() = default;
+    ~OpenedFiles();
+    OpenedFiles(const OpenedFiles &) = delete;
+    OpenedFiles &operator=(const OpenedFiles &) = delete;
+
     /// The file at @p url: one that is kept, if it is still that file as it was, or opened. Null
     /// when it can't be opened. Those of another folder are closed.
     [[nodiscard]] std::shared_ptr<const RegularFile> open(const std::filesystem::path &url);
@@ -36,12 +41,16 @@ private:
         std::shared_ptr<const RegularFile> file;
     };
 
+    using Files = std::deque<Kept>; // oldest first
+
+    /// Closes @p files without waiting for their disk.
+    static void close(Files files) noexcept;
     void keep(const std::filesystem::path &url, std::shared_ptr<const RegularFile> file);
     /// With the lock held.
     void closeOtherFolders(const std::filesystem::path &url);
 
     std::mutex m_mutex;
-    std::deque<Kept> m_files; // oldest first
+    Files m_files;
 };
 
 } // namespace tavolin::worker
