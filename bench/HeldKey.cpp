@@ -7,7 +7,7 @@
 #include "e2e/XClient.h"
 #include "e2e/XServer.h"
 #include "pictures/Picture.h"
-#include "pictures/Writing.h"
+#include "Stepping.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -18,12 +18,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <set>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -34,21 +32,6 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-using Milliseconds = std::chrono::duration<double, std::milli>;
-
-/// 24 megapixels in the proportions of a photograph.
-constexpr QSize PICTURE_SIZE{6000, 4000};
-
-/// Where such a picture is on the screen.
-constexpr QRect PICTURE_RECT{150, 0, 1620, 1080};
-
-/// Bits of a picture's index bar, and the row of pixels through the bar's middle: each bit a 40th
-/// of the width, the bar's centre in the middle at 7/8 of the height. A row is all that has to be
-/// fetched to tell pictures apart, so watching takes next to nothing from the viewer.
-constexpr int BAR_BITS = 16;
-constexpr QRect BAR_ROW{636, 945, 648, 1};
 
 /// A picture of a few pixels is all of one grey, by its index.
 constexpr QSize TINY_SIZE{64, 64};
@@ -85,18 +68,6 @@ struct Change
     Clock::time_point when;
     Value value;
 };
-
-/// The number that the index bar on the screen shows. Any number when no picture is there.
-int barIndex(const XClient &client)
-{
-    const QImage row = client.screen(BAR_ROW);
-    int index = 0;
-    for (int bit = 0; bit < BAR_BITS; ++bit) {
-        const int x = (2 * bit + 1) * BAR_ROW.width() / (2 * BAR_BITS);
-        index = 2 * index + (qGray(row.pixel(x, 0)) > 127 ? 1 : 0);
-    }
-    return index;
-}
 
 int tinyIndex(const XClient &client)
 {
@@ -159,41 +130,13 @@ private:
 /// Writes the pictures that are missing, with the index 1 to @p count.
 bool makePictures(const std::filesystem::path &folder, int count, bool tiny)
 {
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    std::atomic<int> next = 1;
-    std::atomic<bool> ok = true;
-    const auto work = [&] {
-        for (int index = next++; index <= count && ok; index = next++) {
-            const auto file = folder / ("IMG_" + std::to_string(10000 + index) + ".jpg");
-            if (std::filesystem::exists(file))
-                continue;
-            if (tiny) {
-                QImage picture(TINY_SIZE, QImage::Format_RGB32);
-                picture.fill(QColor::fromRgb(0x010101 * LEVELS_PER_INDEX * index));
-                if (!picture.save(QString::fromStdString(file)))
-                    ok = false;
-                continue;
-            }
-            const pictures::PictureSpec spec{.size = PICTURE_SIZE,
-                                             .index = index,
-                                             .count = count,
-                                             .seed = static_cast<quint32>(index)};
-            if (!pictures::writePicture(pictures::drawPicture(spec), spec, file))
-                ok = false;
-        }
-    };
-    {
-        const std::jthread other(work);
-        work();
-    }
-    return ok;
-}
-
-double toMs(Clock::duration duration)
-{
-    // Tenths: the samples are milliseconds apart.
-    return std::round(Milliseconds(duration).count() * 10) / 10;
+    return writeMissing(folder, count, [&](int index, const std::filesystem::path &file) {
+        if (!tiny)
+            return writeLargePicture(index, count, file);
+        QImage picture(TINY_SIZE, QImage::Format_RGB32);
+        picture.fill(QColor::fromRgb(0x010101 * LEVELS_PER_INDEX * index));
+        return picture.save(QString::fromStdString(file));
+    });
 }
 
 bool waitForPicture(const XClient &client, int index)
@@ -243,32 +186,17 @@ std::optional<QJsonObject> holdKey(XClient &client, const QByteArray &displayNam
     };
 }
 
-/// Time from pressing @p key to picture @p index being on the screen. Empty when it does not come.
-std::optional<Clock::duration> timeStep(XClient &client, int key, int index, bool tiny)
-{
-    const auto start = Clock::now();
-    client.tapKey(key);
-    while ((tiny ? tinyIndex(client) : barIndex(client)) != index) {
-        if (Clock::now() - start > WAIT_LIMIT)
-            return {};
-        std::this_thread::sleep_for(500us);
-    }
-    return Clock::now() - start;
-}
-
-QJsonObject summary(std::vector<Clock::duration> times)
-{
-    std::sort(times.begin(), times.end());
-    return {{u"medianMs"_s, toMs(times[times.size() / 2])}, {u"maxMs"_s, toMs(times.back())}};
-}
-
 /// Steps forward, waiting for each picture, then to and fro between two pictures that the viewer
 /// has at hand. Empty when a picture does not come.
 std::optional<QJsonObject> stepSingly(XClient &client, bool tiny)
 {
+    const auto timeStepTo = [&](int index, int key) {
+        return timeStep(client, key,
+                        [&] { return (tiny ? tinyIndex(client) : barIndex(client)) == index; });
+    };
     std::vector<Clock::duration> forward;
     for (int step = 1; step <= SINGLE_STEPS; ++step) {
-        const auto time = timeStep(client, KEY_RIGHT, 1 + step, tiny);
+        const auto time = timeStepTo(1 + step, KEY_RIGHT);
         if (!time)
             return {};
         forward.push_back(*time);
@@ -277,8 +205,8 @@ std::optional<QJsonObject> stepSingly(XClient &client, bool tiny)
     for (int step = 0; step < SINGLE_STEPS; ++step) {
         std::this_thread::sleep_for(QUIET_TIME);
         const bool back = step % 2 == 0;
-        const auto time = timeStep(client, back ? KEY_LEFT : KEY_RIGHT,
-                                   back ? SINGLE_STEPS : SINGLE_STEPS + 1, tiny);
+        const auto time =
+            timeStepTo(back ? SINGLE_STEPS : SINGLE_STEPS + 1, back ? KEY_LEFT : KEY_RIGHT);
         if (!time)
             return {};
         alternate.push_back(*time);
