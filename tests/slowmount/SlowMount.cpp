@@ -3,6 +3,8 @@
 // again, as with any disk; a new mount begins with nothing kept.
 //
 // A call that hangs is given up when whoever waits for it is being killed, as on a network disk.
+// Names in the same folder are looked up one after the other: libfuse 3.14 never tells the kernel
+// that they need not be.
 
 #define FUSE_USE_VERSION 312
 
