@@ -11,6 +11,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// As long as someone waits for a program that has been told to end.
+constexpr auto ESCAPE_LIMIT = 2s;
+
 class SlowDiskTest : public ViewerTest
 {
 protected:
@@ -52,6 +55,22 @@ TEST_F(SlowDiskTest, FolderOpensAndSteps)
     for (int press = 1; press < LAST; ++press)
         tap(KEY_LEFT);
     EXPECT_TRUE(waitForPicture(1));
+}
+
+TEST_F(SlowDiskTest, EscapeEndsTheViewerWhileTheDiskHangs)
+{
+    constexpr int COUNT = 12;
+    constexpr int PRESSES = 8; // to a picture that has not been read ahead
+    addPictures(COUNT);
+    ASSERT_TRUE(openSlowFolder());
+    ASSERT_TRUE(waitForDetails());
+    m_disk->hang();
+    for (int press = 0; press < PRESSES; ++press)
+        ASSERT_TRUE(tapMovesCounter(KEY_RIGHT));
+    ASSERT_TRUE(staysTrue([&] { return shownIndex() != 1 + PRESSES; }, 400ms));
+    tap(KEY_ESC);
+    EXPECT_TRUE(waitUntil([&] { return !m_viewer->isRunning(); }, ESCAPE_LIMIT));
+    EXPECT_EQ(m_viewer->exitCode(), 0) << m_viewer->standardError().toStdString();
 }
 
 } // namespace
