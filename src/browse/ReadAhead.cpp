@@ -86,10 +86,12 @@ void ReadAhead::readNext()
         this,
         {
             .work =
-                [&reader = m_reader, url = m_browser.imageList()[static_cast<std::size_t>(index)]](
+                [&reader = m_reader, read,
+                 url = m_browser.imageList()[static_cast<std::size_t>(index)]](
                     const std::stop_token &stop) {
                     const std::int64_t limit = readAheadLimit(availableMemory());
-                    return Reading{limit > 0 ? reader.readAhead(url, limit, stop) : 0, limit};
+                    return Reading{limit > read ? reader.readAhead(url, limit - read, stop) : 0,
+                                   limit};
                 },
             .stillApplies = [stop = m_reading.get_token()] { return !stop.stop_requested(); },
             .use =

@@ -1,8 +1,9 @@
-// Copies and moves to the Trash that are killed at any moment lose nothing. TAVOLIN_KILLS says how
-// many are killed.
+// Copies, saves and moves to the Trash that are killed at any moment lose nothing. TAVOLIN_KILLS
+// says how many are killed.
 
 #include "logic/TemporaryFolder.h"
 #include "platform/FileCopy.h"
+#include "platform/FileReplacement.h"
 #include "platform/FileSystems.h"
 #include "platform/Trash.h"
 
@@ -15,6 +16,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <span>
 #include <thread>
 
 #include <signal.h>
@@ -31,7 +33,7 @@ using test::namesIn;
 constexpr int DEFAULT_KILLS = 20;
 constexpr int PICTURES = 6;
 constexpr std::size_t BYTES = 2'000'000;
-constexpr auto EARLIER = "an earlier pick";
+constexpr auto EARLIER = "an earlier pick or save";
 
 int killCount()
 {
@@ -39,8 +41,8 @@ int killCount()
     return text ? std::atoi(text) : DEFAULT_KILLS;
 }
 
-/// A folder with pictures and earlier picks, beside a home folder, and a process that picks and
-/// throws them away.
+/// A folder with pictures, earlier picks and saves, beside a home folder, and a process that picks
+/// them, saves others of their names, and throws them away.
 class Round
 {
 public:
@@ -48,6 +50,7 @@ public:
     {
         fs::create_directory(m_folder / "pictures");
         fs::create_directory(picks());
+        fs::create_directory(saves());
         fs::create_directory(m_folder / "home");
         for (int i = 1; i <= PICTURES; ++i) {
             std::string content(BYTES, '\0');
@@ -56,17 +59,20 @@ public:
             const std::string name = std::to_string(i) + ".jpg";
             m_folder.write("pictures/" + name, QByteArray::fromStdString(content));
             m_folder.write("pictures/HL/" + name, EARLIER);
+            m_folder.write("pictures/Edit/" + name, EARLIER);
             m_contents.emplace(name, std::move(content));
         }
     }
 
-    /// Picks each picture twice and throws it away, in a process of its own.
+    /// Picks each picture twice, saves its content and throws it away, in a process of its own.
     [[nodiscard]] pid_t start() const
     {
         return run([this] {
             for (const auto &[name, content] : m_contents) {
                 if (copyIntoFolder(pictures() / name, picks()) ||
-                    copyIntoFolder(pictures() / name, picks()) || moveToTrash(pictures() / name))
+                    copyIntoFolder(pictures() / name, picks()) ||
+                    !replaceFile(saves() / name, std::as_bytes(std::span(content))) ||
+                    moveToTrash(pictures() / name))
                     return false;
             }
             return true;
@@ -92,17 +98,20 @@ public:
         }
     }
 
-    /// Of every picture there is a whole pick, the earlier one or the new.
-    void expectNoPickLost() const
+    /// Of every picture there is a whole pick and a whole save, the earlier ones or the new.
+    void expectNoCopyLost() const
     {
         for (const auto &[name, content] : m_contents) {
-            const std::string pick = contentOf(picks() / name);
-            EXPECT_TRUE(pick == EARLIER || pick == content) << name;
+            for (const fs::path &folder : {picks(), saves()}) {
+                const std::string copy = contentOf(folder / name);
+                EXPECT_TRUE(copy == EARLIER || copy == content) << folder / name;
+            }
         }
     }
 
     [[nodiscard]] fs::path pictures() const { return m_folder / "pictures"; }
     [[nodiscard]] fs::path picks() const { return pictures() / "HL"; }
+    [[nodiscard]] fs::path saves() const { return pictures() / "Edit"; }
     [[nodiscard]] fs::path trashed() const { return m_folder / "home/Trash/files"; }
     [[nodiscard]] std::size_t count() const { return m_contents.size(); }
 
@@ -123,7 +132,7 @@ private:
     std::map<std::string, std::string> m_contents;
 };
 
-TEST(NothingLost, WhenCopiesAndMovesAreKilledAtAnyMoment)
+TEST(NothingLost, WhenCopiesSavesAndMovesAreKilledAtAnyMoment)
 {
     const unsigned seed = std::random_device()();
     SCOPED_TRACE("seed " + std::to_string(seed));
@@ -140,6 +149,8 @@ TEST(NothingLost, WhenCopiesAndMovesAreKilledAtAnyMoment)
         ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
         EXPECT_EQ(namesIn(undisturbed.picks()).size(), undisturbed.count());
         EXPECT_EQ(namesIn(undisturbed.trashed()).size(), undisturbed.count());
+        for (const std::string &name : namesIn(undisturbed.saves()))
+            EXPECT_NE(contentOf(undisturbed.saves() / name), EARLIER) << name;
         undisturbed.expectNothingLost();
     }
 
@@ -154,7 +165,7 @@ TEST(NothingLost, WhenCopiesAndMovesAreKilledAtAnyMoment)
         waitpid(child, &status, 0);
         killed += WIFSIGNALED(status);
         disturbed.expectNothingLost();
-        disturbed.expectNoPickLost();
+        disturbed.expectNoCopyLost();
         EXPECT_TRUE(disturbed.pickAnother());
         for (const std::string &name : namesIn(disturbed.picks()))
             EXPECT_FALSE(name.starts_with('.')) << name << " is left behind";
