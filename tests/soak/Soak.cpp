@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include <linux/input-event-codes.h>
@@ -134,11 +135,12 @@ bool Soak::start()
         }
     }
     fillFolders();
+    m_disk.emplace(fs::canonical(m_temporary.path().toStdString()));
     m_current = &m_folders.front();
     m_opened = Clock::now();
     m_viewer.emplace(QStringLiteral(TAVOLIN_VIEWER_PROGRAM),
                      QStringList{QString::fromStdString(m_current->path())}, m_server.displayName(),
-                     QString(), m_bus.address());
+                     QString(), m_bus.address(), m_disk->environment());
     if (!waitUntil([this] { return infoLine().has_value(); }, REST_LIMIT)) {
         QTextStream(stdout) << "the viewer does not start: " << m_viewer->standardError()
                             << Qt::endl;
@@ -233,14 +235,17 @@ void Soak::report(std::chrono::seconds since)
     QTextStream(stdout) << since.count() << " s: " << m_actions << " actions, " << m_rests
                         << " rests of which " << m_judged << " judged, memory "
                         << memoryKiB().value_or(0) << " KiB, " << m_killer->killed()
-                        << " workers killed, longest wait " << waits.longest.count() << " ms of "
-                        << waits.answers << ", " << m_faults << " faults" << Qt::endl;
+                        << " workers killed, " << m_hangs << " times no disk, longest wait "
+                        << waits.longest.count() << " ms of " << waits.answers << ", " << m_faults
+                        << " faults" << Qt::endl;
 }
 
 void Soak::act()
 {
     ++m_actions;
-    switch (chance(1, 24)) {
+    if (m_hangsUntil && Clock::now() > *m_hangsUntil)
+        letDiskAnswer();
+    switch (chance(1, 25)) {
     case 1:
         m_client.tapKey(KEY_F);
         break;
@@ -286,6 +291,9 @@ void Soak::act()
     case 19:
     case 20:
         turnWheel();
+        break;
+    case 21:
+        hangDisk();
         break;
     default:
         step();
@@ -466,8 +474,24 @@ void Soak::tryToQuit()
     leaveModes();
 }
 
+void Soak::hangDisk()
+{
+    if (m_hangsUntil)
+        return;
+    ++m_hangs;
+    m_hangsUntil = Clock::now() + std::chrono::milliseconds(chance(100, 4000));
+    m_disk->hang();
+}
+
+void Soak::letDiskAnswer()
+{
+    if (std::exchange(m_hangsUntil, std::nullopt))
+        m_disk->release();
+}
+
 void Soak::leaveModes()
 {
+    letDiskAnswer(); // work under way ends then
     // Escape without a mode to leave quits, so that each mode must have ended before the next one
     // is looked for. Work under way might end one, and begin another, at any moment.
     if (!waitUntil([this] { return !isAnyShown(isBusy); }, REST_LIMIT))
@@ -493,6 +517,7 @@ void Soak::leaveModes()
 void Soak::rest()
 {
     ++m_rests;
+    letDiskAnswer();
     if (m_current->comeBack())
         open(*m_current);
     leaveModes();

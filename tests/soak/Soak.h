@@ -1,10 +1,12 @@
 #pragma once
 // A user who does anything, at random, in folders of good and broken pictures where another program
-// is at work and workers of the viewer die, and who looks closely whenever the viewer rests.
+// is at work, disks do not answer for a while and workers of the viewer die, and who looks closely
+// whenever the viewer rests.
 
 #include "e2e/Accessibility.h"
 #include "e2e/SessionBus.h"
 #include "e2e/ViewerProcess.h"
+#include "e2e/WatchedFolder.h"
 #include "e2e/XClient.h"
 #include "e2e/XServer.h"
 #include "soak/PictureFolder.h"
@@ -57,6 +59,8 @@ private:
     void actOnBox();
     void askForFolder();
     void tryToQuit();
+    void hangDisk();
+    void letDiskAnswer();
 
     void expectFolder(PictureFolder &folder);
     void open(PictureFolder &folder);
@@ -91,7 +95,10 @@ private:
     AssistiveTool m_tool;
     std::deque<PictureFolder> m_folders; ///< The first is left in peace, for measuring memory.
     PictureFolder *m_current = nullptr;
-    Clock::time_point m_opened; ///< When m_current was opened.
+    Clock::time_point m_opened;          ///< When m_current was opened.
+    std::optional<WatchedFolder> m_disk; ///< Of all folders.
+    std::optional<Clock::time_point> m_hangsUntil;
+    int m_hangs = 0;
     std::optional<ViewerProcess> m_viewer;
     std::optional<StallWatch> m_stalls;
     std::optional<WorkerKiller> m_killer;
