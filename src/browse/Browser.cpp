@@ -220,6 +220,7 @@ void Browser::jumpTo(int index)
     if (m_screen.isCropping() || !isInList(index) || index == m_targetIndex)
         return;
     Q_EMIT leaving();
+    dropSizeRead(); // the next picture must not wait for it
     m_targetIndex = index;
     dropLateLoad();
     updateInfoText();

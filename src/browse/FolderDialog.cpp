@@ -37,7 +37,6 @@ void FolderDialog::openDialog()
     // A held key asks again before the dialog has the keyboard.
     if (m_dialog || m_isAsking)
         return;
-    m_loupe.zoomEnd(); // the dialog would keep the release of the mouse from us
     if (m_browser.imageList().empty()) {
         show(std::nullopt);
         return;
@@ -79,15 +78,16 @@ void FolderDialog::ask(const std::filesystem::path &folder, const std::function<
 
 void FolderDialog::show(const std::optional<std::filesystem::path> &folder)
 {
-    auto *dialog = new QFileDialog(m_view.window());
+    m_loupe.zoomEnd(); // the dialog would keep the release of the mouse from us
+    // Without a folder it would begin by looking at the working directory, which may not answer.
+    const QString begin = folder ? QFile::decodeName(folder->c_str()) : QDir::homePath();
+    auto *dialog = new QFileDialog(m_view.window(), u"เปิดโฟลเดอร์"_s, begin);
     m_dialog = dialog;
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::Directory);
     dialog->setOption(QFileDialog::ShowDirsOnly);
-    dialog->setWindowTitle(u"เปิดโฟลเดอร์"_s);
     dialog->setLabelText(QFileDialog::Accept, u"เปิด"_s);
     dialog->setLabelText(QFileDialog::Reject, u"ยกเลิก"_s);
-    dialog->setDirectory(folder ? QFile::decodeName(folder->c_str()) : QDir::homePath());
     connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &chosen) {
         m_browser.openFolder(QFile::encodeName(chosen).toStdString(), std::nullopt);
     });

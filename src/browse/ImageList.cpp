@@ -10,6 +10,8 @@ namespace tavolin {
 
 FolderList listForPath(const std::filesystem::path &url, const std::stop_token &stop)
 {
+    if (stop.stop_requested())
+        return {};
     std::error_code error;
     const auto path = std::filesystem::absolute(url, error);
     const auto status = std::filesystem::status(path, error);
@@ -24,6 +26,8 @@ FolderList listForFolder(const std::filesystem::path &folder,
                          const std::optional<std::filesystem::path> &startAt,
                          const std::stop_token &stop)
 {
+    if (stop.stop_requested())
+        return {};
     FolderList list{.exists = true};
     if (auto names = listFolder(folder, stop)) {
         list.images = makeImageList(folder, std::move(*names));

@@ -61,7 +61,14 @@ void Prefetch::prefetchNeighbors()
             },
             dropped);
     }
-    if (m_inflight.empty())
+    tellIfRested();
+}
+
+void Prefetch::tellIfRested()
+{
+    const bool isTargetShown =
+        m_browser.isCurrentShown() && m_browser.currentIndex() == m_browser.targetIndex();
+    if (m_inflight.empty() && !m_prefetchTimer.isActive() && isTargetShown)
         Q_EMIT rested();
 }
 
@@ -85,8 +92,7 @@ void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)
 {
     m_inflight.erase(index);
     m_browser.keep(index, picture);
-    if (m_inflight.empty())
-        Q_EMIT rested();
+    tellIfRested();
 }
 
 } // namespace tavolin

@@ -35,6 +35,7 @@ Q_SIGNALS:
 private:
     void prefetchNeighbors();
     void prefetchFinished(const DisplayPicture &picture, int index);
+    void tellIfRested();
     void dropFarOnes();
     void dropAll();
 

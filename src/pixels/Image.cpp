@@ -67,23 +67,31 @@ public:
 
     void giveBack(Block block) noexcept
     {
-        const std::lock_guard lock(m_mutex);
-        if (block.memory == m_lent.memory) {
-            m_isLentFree = true;
-            return;
-        }
-        if (block.bytes > MAX_BLOCK_BYTES) {
-            munmap(block.memory, block.bytes);
-            return;
-        }
-        if (m_blocks.size() == MAX_BLOCKS) { // the oldest is the least likely to be wanted
-            munmap(m_blocks.front().memory, m_blocks.front().bytes);
-            m_blocks.erase(m_blocks.begin());
-        }
-        m_blocks.push_back(block);
+        // Giving it to the system takes time, for which nobody is to wait.
+        if (const Block old = keep(block); old.memory)
+            munmap(old.memory, old.bytes);
     }
 
 private:
+    /// The block that is too much then; null if none is.
+    Block keep(Block block) noexcept
+    {
+        const std::lock_guard lock(m_mutex);
+        if (block.memory == m_lent.memory) {
+            m_isLentFree = true;
+            return {};
+        }
+        if (block.bytes > MAX_BLOCK_BYTES)
+            return block;
+        Block old;
+        if (m_blocks.size() == MAX_BLOCKS) { // the oldest is the least likely to be wanted
+            old = m_blocks.front();
+            m_blocks.erase(m_blocks.begin());
+        }
+        m_blocks.push_back(block);
+        return old;
+    }
+
     static constexpr std::size_t MAX_BLOCKS = 2; // a display picture and its rendition
     static constexpr std::size_t MAX_BLOCK_BYTES = std::size_t{32} << 20;
 

@@ -62,6 +62,8 @@ void BackgroundQueue::leaveBehind(Errand &errand)
         return;
     m_queue.leaveBehind();
     m_mailbox.post(std::exchange(errand.deliver, nullptr));
+    // The next one may have been asked to stop, too, and wait for the same disk.
+    leaveBehindUnlessEnded(DROP_PATIENCE);
 }
 
 } // namespace tavolin

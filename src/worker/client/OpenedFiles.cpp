@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -77,7 +77,7 @@ void OpenedFiles::close(Files files) noexcept
         return;
     try {
         std::thread([held = std::move(files)]() mutable { held.clear(); }).detach();
-    } catch (const std::system_error &) { // no more threads to be had: they have been closed here
+    } catch (const std::exception &) { // no more threads to be had: they have been closed here
     }
 }
 
@@ -85,11 +85,13 @@ std::shared_ptr<const RegularFile> OpenedFiles::open(const std::filesystem::path
 {
     std::shared_ptr<const RegularFile> kept;
     {
-        const std::lock_guard lock(m_mutex);
-        closeOtherFolders(url);
+        std::unique_lock lock(m_mutex);
+        Files others = takeOtherFolders(url);
         const auto found = std::ranges::find(m_files, url, &Kept::url);
         if (found != m_files.end())
             kept = found->file;
+        lock.unlock();
+        close(std::move(others));
     }
     // Without the lock: the disk may not answer.
     if (kept && isStill(*kept, url))
@@ -101,8 +103,9 @@ std::shared_ptr<const RegularFile> OpenedFiles::open(const std::filesystem::path
 std::int64_t OpenedFiles::readAhead(const std::filesystem::path &url, std::int64_t most,
                                     const std::stop_token &stop)
 {
-    const auto file = open(url);
-    if (!file)
+    const auto file = stop.stop_requested() ? nullptr : open(url);
+    // A disk may have taken so long that another folder is open by now.
+    if (!file || stop.stop_requested())
         return 0;
     keep(url, file);
     return readIntoCache(file->descriptor.get(), std::min(most, file->size), stop);
@@ -110,10 +113,9 @@ std::int64_t OpenedFiles::readAhead(const std::filesystem::path &url, std::int64
 
 void OpenedFiles::keep(const std::filesystem::path &url, std::shared_ptr<const RegularFile> file)
 {
-    const std::lock_guard lock(m_mutex);
-    closeOtherFolders(url);
+    std::unique_lock lock(m_mutex);
+    Files old = takeOtherFolders(url);
     const auto found = std::ranges::find(m_files, url, &Kept::url);
-    Files old;
     if (found != m_files.end()) {
         old.push_back(std::move(*found));
         m_files.erase(found);
@@ -122,13 +124,15 @@ void OpenedFiles::keep(const std::filesystem::path &url, std::shared_ptr<const R
         m_files.pop_front();
     }
     m_files.push_back({url, std::move(file)});
+    lock.unlock();
     close(std::move(old));
 }
 
-void OpenedFiles::closeOtherFolders(const std::filesystem::path &url)
+OpenedFiles::Files OpenedFiles::takeOtherFolders(const std::filesystem::path &url)
 {
     if (!m_files.empty() && m_files.front().url.parent_path() != url.parent_path())
-        close(std::exchange(m_files, {}));
+        return std::exchange(m_files, {});
+    return {};
 }
 
 } // namespace tavolin::worker

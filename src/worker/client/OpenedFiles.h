@@ -46,8 +46,8 @@ private:
     /// Closes @p files without waiting for their disk.
     static void close(Files files) noexcept;
     void keep(const std::filesystem::path &url, std::shared_ptr<const RegularFile> file);
-    /// With the lock held.
-    void closeOtherFolders(const std::filesystem::path &url);
+    /// Takes out those of other folders than that of @p url. With the lock held.
+    [[nodiscard]] Files takeOtherFolders(const std::filesystem::path &url);
 
     std::mutex m_mutex;
     Files m_files;

@@ -9,12 +9,12 @@
 #include <array>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <iterator>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <span>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -195,7 +195,7 @@ bool Decode::run()
         for (std::size_t i = FEEDER + 1; i < m_cores.size(); ++i) {
             try {
                 helpers.emplace_back(&Decode::workGuarded, this, i);
-            } catch (const std::system_error &) { // no more threads to be had
+            } catch (const std::exception &) { // no more threads or memory to be had
                 break;
             }
         }
