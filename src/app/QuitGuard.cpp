@@ -42,6 +42,8 @@ QuitGuard::QuitGuard(const QuitNeighbors &neighbors) : m_with(neighbors)
     connect(&m_with.editor, &Editor::editsDropped, this, [this] {
         if (m_quitQuestion)
             m_quitQuestion->close(); // it asks about these edits
+        else
+            letDeletionsGo(); // a save that was to follow an undo is off
     });
     connect(&m_with.fileWork, &FileWork::ended, this,
             [this](FileJobKind, bool isDone) { workEnded(isDone); });
@@ -61,8 +63,15 @@ bool QuitGuard::eventFilter(QObject *watched, QEvent *event)
 
 bool QuitGuard::areEditsSafe() const
 {
-    return !m_with.editor.editsUnsaved() || m_isQuitAllowed || m_areEditsGivenUp ||
-           m_with.fileWork.jobs().isSaving(m_with.editor.editedImage());
+    const Image &edited = m_with.editor.editedImage();
+    return !m_with.editor.editsUnsaved() || m_isQuitAllowed ||
+           (!m_givenUp.isNull() && m_givenUp.isSameAs(edited)) ||
+           m_with.fileWork.jobs().isSaving(edited);
+}
+
+bool QuitGuard::isIdle() const
+{
+    return m_with.fileWork.jobs().isEmpty() && !m_with.editor.hasWaitingCommands();
 }
 
 bool QuitGuard::applicationShouldTerminate()
@@ -71,7 +80,7 @@ bool QuitGuard::applicationShouldTerminate()
         askToQuit();
         return false;
     }
-    if (m_with.fileWork.jobs().isEmpty() || isWaiting()) // a second request is an order
+    if (isIdle() || isWaiting()) // a second request is an order
         return true;
     m_waitBegin = std::chrono::steady_clock::now();
     m_progressCheck.start(CHECK_INTERVAL);
@@ -81,11 +90,15 @@ bool QuitGuard::applicationShouldTerminate()
 
 void QuitGuard::workEnded(bool isDone)
 {
-    if (!isWaiting())
+    if (!isWaiting()) {
+        if (isDone)
+            letDeletionsGo(); // where they were held for a save that had failed before
         return;
+    }
+    m_hasSaveFailed = !isDone;
     if (!isDone) // its message is to be read
         stay();
-    else if (m_with.fileWork.jobs().isEmpty())
+    else if (isIdle())
         QCoreApplication::quit(); // asks if there are new edits
     else
         m_with.labels.showStatus(WAITING.toString(), false);
@@ -93,6 +106,12 @@ void QuitGuard::workEnded(bool isDone)
 
 void QuitGuard::checkProgress()
 {
+    if (isIdle()) { // what waited for an undo was nothing
+        QCoreApplication::quit();
+        return;
+    }
+    if (m_with.labels.statusText().isEmpty()) // something else was said meanwhile
+        m_with.labels.showStatus(WAITING.toString(), false);
     const auto last = std::max(m_waitBegin, m_with.fileWork.jobs().lastProgress());
     if (std::chrono::steady_clock::now() - last < PATIENCE)
         return;
@@ -107,9 +126,21 @@ void QuitGuard::checkProgress()
 void QuitGuard::stay()
 {
     m_progressCheck.stop();
-    m_areEditsGivenUp = false;
-    m_with.fileWork.letDeletionsGo();
+    m_givenUp = {};
+    if (m_with.labels.statusText() == WAITING)
+        m_with.labels.clearStatus();
+    letDeletionsGo();
     Q_EMIT decided(false);
+}
+
+void QuitGuard::letDeletionsGo()
+{
+    // From the event loop: what drops the edits may be changing the list just now.
+    const auto let = [this] {
+        if (!isAsking() && !isWaiting() && !(m_hasSaveFailed && m_with.editor.editsUnsaved()))
+            m_with.fileWork.letDeletionsGo();
+    };
+    QMetaObject::invokeMethod(this, let, Qt::QueuedConnection);
 }
 
 void QuitGuard::askToQuit()
@@ -134,6 +165,7 @@ void QuitGuard::askToQuit()
     auto *cancel = question->addButton(u"ยกเลิก"_s, QMessageBox::RejectRole);
     question->setDefaultButton(save);
     question->setEscapeButton(cancel);
+    m_hasSaveFailed = false;
     m_with.fileWork.holdDeletions(); // one that ends would drop these edits
     connect(question, &QDialog::finished, this, [this, question, save, discard] {
         m_with.search.restoreFocus();
@@ -151,7 +183,7 @@ void QuitGuard::takeAnswer(bool quits, bool saves)
         return;
     }
     if (!saves) {
-        m_areEditsGivenUp = true;
+        m_givenUp = m_with.editor.editedImage();
         QCoreApplication::quit();
         return;
     }
@@ -164,11 +196,12 @@ void QuitGuard::takeAnswer(bool quits, bool saves)
 
 void QuitGuard::answerSessionEnd(QSessionManager &session)
 {
-    if (areEditsSafe() && m_with.fileWork.jobs().isEmpty())
+    if (areEditsSafe() && isIdle())
         return;
     // Waits for the desktop's leave; a session can only be cancelled by one who has it.
     const bool mayAsk = session.allowsInteraction() || areEditsSafe();
-    if (applicationShouldTerminate())
+    // Where the user waits already, it is no second request of theirs.
+    if (!isWaiting() && applicationShouldTerminate())
         return;
     bool ends = false;
     if (mayAsk) {

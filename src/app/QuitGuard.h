@@ -2,6 +2,8 @@
 // Before the program ends, whichever way it is asked to, unsaved edits are asked about and work on
 // files is waited for.
 
+#include "pixels/Image.h"
+
 #include <QMessageBox>
 #include <QObject>
 #include <QPointer>
@@ -62,6 +64,9 @@ private:
     [[nodiscard]] bool applicationShouldTerminate();
     bool eventFilter(QObject *watched, QEvent *event) override;
     [[nodiscard]] bool areEditsSafe() const;
+    /// Whether nothing is under way that the end must wait for.
+    [[nodiscard]] bool isIdle() const;
+    void letDeletionsGo();
     void askToQuit();
     void takeAnswer(bool quits, bool saves);
     void workEnded(bool isDone);
@@ -71,9 +76,10 @@ private:
 
     QuitNeighbors m_with;
     QPointer<QMessageBox> m_quitQuestion;
-    bool m_isQuitAllowed = false;   // a self-test run
-    bool m_areEditsGivenUp = false; // by the user
-    QTimer m_progressCheck;         // runs while work is waited for
+    bool m_isQuitAllowed = false; // a self-test run
+    bool m_hasSaveFailed = false; // or other work that was waited for: the edits are still wanted
+    Image m_givenUp;              // the edited picture that the user does not want
+    QTimer m_progressCheck;       // runs while work is waited for
     std::chrono::steady_clock::time_point m_waitBegin;
 };
 

@@ -1,6 +1,7 @@
 #include "app/QuitKey.h"
 
 #include "platform/KeyCodes.h"
+#include "platform/KeyRepeat.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>
@@ -49,10 +50,13 @@ public:
         const auto &press = *static_cast<QKeyEvent *>(event);
         if (!(press.modifiers() & Qt::ControlModifier) || !isQ(press))
             return false;
-        if (!press.isAutoRepeat()) // a held key asks once
+        if (!m_repeat.isRepeat(press.isAutoRepeat())) // a held key asks once
             QCoreApplication::quit();
         return true;
     }
+
+private:
+    KeyRepeat m_repeat;
 };
 
 } // namespace

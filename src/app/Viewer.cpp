@@ -126,7 +126,8 @@ bool Viewer::handleKey(const QKeyEvent &event)
     }
     const auto command = key ? commandForKey(*key) : std::nullopt;
     // A held key is no second request.
-    if (command == Command::Leave && event.isAutoRepeat() && m_quitGuard.isWaiting())
+    const bool isLeave = command == Command::Leave;
+    if (isLeave && m_leaveRepeat.isRepeat(event.isAutoRepeat()) && m_quitGuard.isWaiting())
         return true;
     if (command)
         carryOut(*command);

@@ -17,6 +17,7 @@
 #include "editing/Editor.h"
 #include "fileops/FileWork.h"
 #include "platform/Background.h"
+#include "platform/KeyRepeat.h"
 #include "platform/Trash.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
@@ -80,6 +81,7 @@ private:
     bool m_isLaunched = false;
     std::optional<std::filesystem::path> m_pendingOpen; // before the start, or during the question
     WheelState m_wheel;
+    KeyRepeat m_leaveRepeat;
     Mailbox &m_mailbox;
     BackgroundQueue m_listQueue;
     BackgroundQueue m_loadQueue;

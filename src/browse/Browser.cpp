@@ -83,6 +83,7 @@ void Browser::install(FolderList list)
     }
     Q_EMIT aboutToOpen();
     m_imageList = std::move(*list.images);
+    m_isBetweenLists = !m_screen.currentThumb().isNull();
     ++m_opening;
     if (m_load)
         m_load->stop.request_stop(); // what comes of it is not shown
@@ -129,6 +130,7 @@ void Browser::changeList()
 
 void Browser::showNothing(const QString &info)
 {
+    m_isBetweenLists = false;
     m_labels.showInfo(info);
     m_screen.showNothing();
 }
@@ -311,6 +313,7 @@ void Browser::display(const DisplayPicture &picture, int index)
 {
     m_currentIndex = index;
     m_isShown = true;
+    m_isBetweenLists = false;
     dropSizeRead();
     m_screen.setCurrentPixelSize(picture.pixelSize);
     m_loupe.dropFullImage(); // of another picture: it must not take this one's place

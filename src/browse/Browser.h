@@ -85,6 +85,9 @@ public:
     [[nodiscard]] const std::filesystem::path &currentUrl() const;
     /// Whether the picture on screen is that of the file at currentIndex().
     [[nodiscard]] bool isCurrentShown() const;
+    /// Whether the picture on screen is one of a list that another has taken the place of: what is
+    /// seen is not what currentUrl() says.
+    [[nodiscard]] bool isBetweenLists() const { return m_isBetweenLists; }
     /// How many lists have been opened.
     [[nodiscard]] std::uint64_t opening() const { return m_opening; }
     /// How many lists there have been: results for an older one don't apply.
@@ -148,6 +151,7 @@ private:
     std::uint64_t m_generation = 0;
     int m_targetIndex = 0;
     int m_currentIndex = 0;
+    bool m_isBetweenLists = false;
     bool m_isShown = false;
     std::optional<Load> m_load;                       // under way
     QTimer m_patience;                                // runs until that is late

@@ -66,7 +66,7 @@ void PhotoLine::loadExif()
                 },
             .use =
                 [this](const PhotoInfo &info) {
-                    if (info.pixelSize && !m_isEdited())
+                    if (!m_isEdited())
                         m_screen.setCurrentPixelSize(info.pixelSize);
                     m_labels.showDetail(infoLine(info.segments));
                 },

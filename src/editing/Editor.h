@@ -38,6 +38,8 @@ public:
     /// Does @p command: at once, or when the undos under way have ended. By then the edits must not
     /// have been forgotten, or it is never done.
     void afterUndos(std::function<void()> command);
+    /// Whether there is such a command that has not been done.
+    [[nodiscard]] bool hasWaitingCommands() const { return !m_afterUndos.empty(); }
     /// Forgets all edits: another picture takes the place of this one.
     void resetEdits();
 

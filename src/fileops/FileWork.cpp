@@ -53,9 +53,14 @@ FileWork::FileWork(Browser &browser, Editor &editor, CropMode &cropMode, Labels 
     connect(&m_slowness, &QTimer::timeout, this, &FileWork::tellOfWork);
 }
 
+bool FileWork::canAct() const
+{
+    return m_browser.isInList(m_browser.currentIndex()) && !m_browser.isBetweenLists();
+}
+
 void FileWork::copyToHL()
 {
-    if (!m_browser.isInList(m_browser.currentIndex()))
+    if (!canAct())
         return;
     add(
         FileJobKind::Pick, {},
@@ -72,7 +77,7 @@ void FileWork::copyToHL()
 
 void FileWork::deleteCurrent()
 {
-    if (!m_browser.isInList(m_browser.currentIndex()))
+    if (!canAct())
         return;
     const auto &url = m_browser.currentUrl();
     add(

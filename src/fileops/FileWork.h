@@ -59,6 +59,8 @@ Q_SIGNALS:
 private:
     using Clock = FileJobs::Clock;
 
+    /// Whether there is a file to act on, and no picture of another list on screen.
+    [[nodiscard]] bool canAct() const;
     void add(FileJobKind kind, Image edited, std::function<Failure(const Progress &)> work,
              std::function<void(const Failure &)> tellResult);
     void deletionFinished(const Failure &failure, const std::filesystem::path &url,

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <span>
 #include <system_error>
 
@@ -61,22 +62,26 @@ bool saveJPEG(const Image &image, const std::filesystem::path &url, double quali
 Failure saveEdit(const PictureReader &reader, const Image &edited,
                  const std::filesystem::path &source, const Progress &progress)
 {
-    const auto metadata = reader.sourceMetadata(source, edited.size());
-    tell(progress);
-    const QByteArray jpeg = compressed(edited, SAVED_QUALITY, metadata);
-    if (jpeg.isEmpty())
+    try {
+        const auto metadata = reader.sourceMetadata(source, edited.size());
+        tell(progress);
+        const QByteArray jpeg = compressed(edited, SAVED_QUALITY, metadata);
+        if (jpeg.isEmpty())
+            return FAILED.toString();
+        tell(progress);
+        const auto file = editedFile(source);
+        std::error_code error;
+        std::filesystem::create_directories(file.parent_path(), error);
+        if (error)
+            return NO_FOLDER.toString();
+        tell(progress);
+        if (isSourceItself(file, source) || isInFolderOf(file, source) ||
+            !writeCompressed(jpeg, file, progress))
+            return FAILED.toString();
+        return {};
+    } catch (const std::exception &) { // lack of memory
         return FAILED.toString();
-    tell(progress);
-    const auto file = editedFile(source);
-    std::error_code error;
-    std::filesystem::create_directories(file.parent_path(), error);
-    if (error)
-        return NO_FOLDER.toString();
-    tell(progress);
-    if (isSourceItself(file, source) || isInFolderOf(file, source) ||
-        !writeCompressed(jpeg, file, progress))
-        return FAILED.toString();
-    return {};
+    }
 }
 
 } // namespace tavolin

@@ -53,7 +53,7 @@ TEST_F(CopyToHL, PickIsOfThePictureOnScreenNotOfTheTarget)
     EXPECT_EQ(namesIn(picks()), Names{"000.jpg"});
 }
 
-TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
+TEST_F(CopyToHL, NothingIsPickedWhileThePictureOfAnotherFolderIsOnScreen)
 {
     const auto second = makePictures("second", 100, 102);
     ASSERT_TRUE(startOnPictures(3));
@@ -61,8 +61,13 @@ TEST_F(CopyToHL, PickRightAfterOpeningIsOfTheNewFolder)
     open(second / "101.jpg");
     press(Qt::Key_A);
     ASSERT_TRUE(waitForFileWork());
-    EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
+    EXPECT_FALSE(std::filesystem::exists(second / "HL"));
     EXPECT_FALSE(std::filesystem::exists(picks()));
+    decoder.openGate();
+    ASSERT_TRUE(test::waitFor([this] { return shownNumber() == 101; }));
+    press(Qt::Key_A);
+    ASSERT_TRUE(waitForFileWork());
+    EXPECT_EQ(namesIn(second / "HL"), Names{"101.jpg"});
 }
 
 TEST_F(CopyToHL, PickLeavesThePositionAndTheSource)

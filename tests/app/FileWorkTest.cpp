@@ -52,7 +52,8 @@ TEST_F(FileWorkInTheBackground, SlowDeletionOfTheOnlyPictureLeavesNoMessage)
     std::filesystem::remove(pictures / "1.png");
     std::filesystem::remove(pictures / "2.png");
     viewer->browser().openPath(pictures);
-    ASSERT_TRUE(waitFor([this] { return infoText().starts_with("1/1"); }));
+    ASSERT_TRUE(waitFor(
+        [this] { return infoText().starts_with("1/1") && viewer->browser().isCurrentShown(); }));
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitForStatus("⏳ กำลังลบ..."));

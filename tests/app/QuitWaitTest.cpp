@@ -140,6 +140,69 @@ TEST_F(QuitDuringWork, HeldEscapeIsNoSecondOne)
     EXPECT_TRUE(isSaved());
 }
 
+TEST_F(QuitDuringWork, UnmarkedRepeatOfAHeldEscapeIsNoSecondOne)
+{
+    ASSERT_TRUE(openAndCrop());
+    ASSERT_TRUE(startSave());
+    EXPECT_TRUE(endsTheApplication([this] {
+        press(Qt::Key_Escape);
+        repeat(Qt::Key_Escape, Qt::NoModifier, view);
+        press(Qt::Key_Escape);
+        EXPECT_TRUE(window->isVisible());
+        slow.openGate();
+    }));
+    EXPECT_TRUE(isSaved());
+}
+
+TEST_F(QuitDuringWork, WaitsForASaveThatWaitsForAnUndo)
+{
+    ASSERT_TRUE(openAndCrop());
+    ASSERT_TRUE(crop(TOP_HALF));
+    press(Qt::Key_S);
+    ASSERT_TRUE(waitForFileWork());
+    EXPECT_TRUE(endsTheApplication([this] {
+        press(Qt::Key_Z, Qt::ControlModifier);
+        press(Qt::Key_S);
+        press(Qt::Key_Escape);
+    }));
+    EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit/0.jpg")).size(), QSize(200, 300));
+}
+
+TEST_F(QuitDuringWork, DeletionsGoOnWhenASaveBeforeTheEndIsOff)
+{
+    ASSERT_TRUE(openAndCrop());
+    ASSERT_TRUE(crop(TOP_HALF));
+    EXPECT_TRUE(stays([this] {
+        press(Qt::Key_Z, Qt::ControlModifier);
+        press(Qt::Key_Escape);
+        answer(u"บันทึกแล้วออก"_s);
+        press(Qt::Key_Right); // before the undo has ended
+        ASSERT_TRUE(waitForSecond());
+    }));
+    press(Qt::Key_D);
+    EXPECT_TRUE(waitForStatus(DELETED));
+    EXPECT_EQ(trash.files(), Names{"1.png"});
+}
+
+TEST_F(QuitDuringWork, DeletionDoesNotCostAnEditWhoseSaveFails)
+{
+    ASSERT_TRUE(openAndCrop());
+    folder.write("pictures/Edit", "a file");
+    trash.closeGate();
+    EXPECT_TRUE(stays([this] {
+        press(Qt::Key_D);
+        press(Qt::Key_Escape);
+        answer(u"บันทึกแล้วออก"_s);
+        trash.openGate();
+        ASSERT_TRUE(waitForStatus("❌ สร้างโฟลเดอร์ Edit ไม่ได้"));
+        ASSERT_TRUE(waitForFileWork());
+        serveWaitingEvents();
+    }));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    press(Qt::Key_Right);
+    EXPECT_TRUE(waitForStatus(DELETED));
+}
+
 TEST_F(QuitDuringWork, KeysWorkWhileItWaits)
 {
     ASSERT_TRUE(openPicturesAsUser());
