@@ -19,6 +19,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -168,16 +170,24 @@ void onDescriptor(std::string_view call, int descriptor)
     errno = kept;
 }
 
+/// @p path for good: another thread may be reading it whatever becomes of its descriptor.
+const char *kept(const std::string &path)
+{
+    static std::mutex mutex;
+    static auto &paths = *new std::set<std::string>;
+    const std::lock_guard lock(mutex);
+    return paths.insert(path).first->c_str();
+}
+
 /// From now on @p opened is known to be open at @p path.
 void note(int opened, int descriptor, const char *path)
 {
     if (opened < 0 || opened >= Watch::DESCRIPTORS)
         return;
-    const int kept = errno;
+    const int before = errno;
     const std::string whole = absolutePath(descriptor, path);
-    watch().paths[static_cast<std::size_t>(opened)] =
-        isBelow(whole) ? strdup(whole.c_str()) : nullptr;
-    errno = kept;
+    watch().paths[static_cast<std::size_t>(opened)] = isBelow(whole) ? kept(whole) : nullptr;
+    errno = before;
 }
 
 void forget(int descriptor)
