@@ -135,6 +135,8 @@ void QuitGuard::stay()
 
 void QuitGuard::letDeletionsGo()
 {
+    if (!m_with.fileWork.holdsDeletions())
+        return;
     // From the event loop: what drops the edits may be changing the list just now.
     const auto let = [this] {
         if (!isAsking() && !isWaiting() && !(m_hasSaveFailed && m_with.editor.editsUnsaved()))

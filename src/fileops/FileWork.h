@@ -49,6 +49,7 @@ public:
 
     /// Lets deletions that end do nothing to the list until they are let go.
     void holdDeletions() { m_areDeletionsHeld = true; }
+    [[nodiscard]] bool holdsDeletions() const { return m_areDeletionsHeld; }
     /// Does what has been held back.
     void letDeletionsGo();
 

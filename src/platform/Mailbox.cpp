@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QEvent>
 
-#include <memory>
 #include <utility>
 
 namespace tavolin {
@@ -17,16 +16,12 @@ constexpr QEvent::Type WAKE_UP = QEvent::User;
 void Mailbox::post(std::function<void()> closure)
 {
     Q_ASSERT(closure);
-    std::unique_lock lock(m_mutex);
+    const std::lock_guard lock(m_mutex);
     m_closures.push_back(std::move(closure));
-    // One event serves all closures that come before it is seen. Making it under the lock makes the
-    // event itself, too, change threads in a way that thread sanitizers can follow.
-    if (m_closures.size() > 1)
-        return;
-    auto wakeUp = std::make_unique<QEvent>(WAKE_UP);
-    // Whoever wakes up would wait for this thread, which may be at idle priority.
-    lock.unlock();
-    QCoreApplication::postEvent(this, wakeUp.release());
+    // One event serves all closures that come before it is seen. Posting it under the lock makes
+    // the event itself, too, change threads in a way that thread sanitizers can follow.
+    if (m_closures.size() == 1)
+        QCoreApplication::postEvent(this, new QEvent(WAKE_UP));
 }
 
 bool Mailbox::deliver()
