@@ -331,9 +331,10 @@ TEST_F(LoadPump, ResultForAnEarlierListIsFollowedByThePresentTarget)
     for (int i = 0; i < 7; ++i)
         press(Qt::Key_Right);
     decoder.openGate();
-    ASSERT_TRUE(waitForLoads(2));
-    EXPECT_EQ(shownNumber(), 107);
-    EXPECT_EQ(decoder.started(), (Numbers{0, 107}));
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 107; }));
+    // The first of the new list is begun where the earlier decode ends before the steps.
+    const Numbers started = decoder.started();
+    EXPECT_TRUE(started == (Numbers{0, 107}) || started == (Numbers{0, 100, 107}));
 }
 
 TEST_F(LoadPump, ResultForAnEarlierListDoesNotFillAnEmptyOne)
