@@ -1,7 +1,7 @@
 // Disks that are slow or no longer answer: what the viewer asks of them, and on which thread.
 
 #include "e2e/ViewerTest.h"
-#include "e2e/WatchedFolder.h"
+#include "e2e/WatchedFolderTest.h"
 
 #include <algorithm>
 #include <chrono>
@@ -16,27 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class FolderCallsTest : public ViewerTest
-{
-protected:
-    void SetUp() override
-    {
-        ViewerTest::SetUp();
-        if (IsSkipped() || HasFatalFailure())
-            return;
-        m_watched.emplace(fs::canonical(m_folder.path().toStdString()));
-        m_additions = m_watched->environment();
-    }
-
-    void TearDown() override
-    {
-        if (m_watched)
-            m_watched->release();
-        ViewerTest::TearDown();
-    }
-
-    std::optional<WatchedFolder> m_watched;
-};
+class FolderCallsTest : public WatchedFolderTest<ViewerTest>
+{};
 
 TEST_F(FolderCallsTest, ListingAndOpeningAreSeen)
 {

@@ -3,7 +3,7 @@
 
 #include "e2e/SessionBus.h"
 #include "e2e/ViewerTest.h"
-#include "e2e/WatchedFolder.h"
+#include "e2e/WatchedFolderTest.h"
 #include "pictures/Writing.h"
 
 #include <chrono>
@@ -26,16 +26,14 @@ constexpr auto SOON = 2s;
 /// it.
 constexpr QRect UNDER_THE_BAR{760, 1000, 400, 60};
 
-class HangingDiskTest : public ViewerTest
+class HangingDiskTest : public WatchedFolderTest<ViewerTest>
 {
 protected:
     void SetUp() override
     {
-        ViewerTest::SetUp();
+        WatchedFolderTest::SetUp();
         if (IsSkipped() || HasFatalFailure())
             return;
-        m_watched.emplace(fs::canonical(m_folder.path().toStdString()));
-        m_additions = m_watched->environment();
         ASSERT_TRUE(pictures::writePicture(
             pictures::drawPicture({.size = QSize(1200, 800), .index = 7, .count = 9}),
             {.size = QSize(1200, 800)}, elsewhere()));
@@ -44,9 +42,7 @@ protected:
 
     void TearDown() override
     {
-        if (m_watched)
-            m_watched->release();
-        ViewerTest::TearDown();
+        WatchedFolderTest::TearDown();
         m_bus.reset();
     }
 
@@ -108,7 +104,6 @@ protected:
         return testing::AssertionSuccess();
     }
 
-    std::optional<WatchedFolder> m_watched;
     QTemporaryDir m_elsewhere;
     std::optional<SessionBus> m_bus;
 };

@@ -2,7 +2,7 @@
 // it waits for, and can be quit.
 
 #include "e2e/SessionTest.h"
-#include "e2e/WatchedFolder.h"
+#include "e2e/WatchedFolderTest.h"
 
 #include <algorithm>
 #include <chrono>
@@ -29,25 +29,9 @@ constexpr auto END_TIME = 2s;
 /// Where the left edge of the default box is in crop mode.
 constexpr QRect BOX_EDGE{401, 498, 5, 5};
 
-class StuckFileWorkTest : public SessionTest
+class StuckFileWorkTest : public WatchedFolderTest<SessionTest>
 {
 protected:
-    void SetUp() override
-    {
-        SessionTest::SetUp();
-        if (IsSkipped() || HasFatalFailure())
-            return;
-        m_watched.emplace(fs::canonical(m_folder.path().toStdString()));
-        m_additions = m_watched->environment();
-    }
-
-    void TearDown() override
-    {
-        if (m_watched)
-            m_watched->release();
-        SessionTest::TearDown();
-    }
-
     /// Shows the first of three pictures, waits until nothing more is read and forgets what was.
     [[nodiscard]] testing::AssertionResult openThree()
     {
@@ -121,8 +105,6 @@ protected:
     {
         return QImage(QString::fromStdString(pathOf("Edit") / "IMG_1001.jpg")).size();
     }
-
-    std::optional<WatchedFolder> m_watched;
 };
 
 TEST_F(StuckFileWorkTest, PickLeavesTheKeysAlone)
