@@ -28,9 +28,12 @@ inline constexpr std::size_t SLOT_BYTES = std::size_t{1} << 20;
 inline constexpr std::size_t RING_BYTES = SLOTS * SLOT_BYTES;
 static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
 
-/// What both map: the ring, and behind it room for a picture for the screen, of which the system
-/// gives as much as is used.
-inline constexpr std::size_t PICTURE_BYTES =
+/// What both map: the ring, and behind it room for a picture, of which the system gives as much as
+/// is used. Most cameras' full pictures fit in; larger ones go through the ring.
+inline constexpr std::int64_t MAX_PIXELS_IN_PLACE = 64'000'000;
+inline constexpr std::size_t PICTURE_BYTES = sizeof(std::uint32_t) * MAX_PIXELS_IN_PLACE;
+/// What of it a picture for the screen may take.
+inline constexpr std::size_t DISPLAY_BYTES =
     sizeof(std::uint32_t) * MAX_DISPLAY_PIXELS * MAX_DISPLAY_PIXELS;
 inline constexpr std::size_t MEMORY_BYTES = RING_BYTES + PICTURE_BYTES;
 

@@ -318,7 +318,7 @@ private:
             m_picture = m_size;
             reply.isInPlace = m_isInPlace ? 1 : 0;
             if (m_isInPlace)
-                std::ranges::fill(place(), m_color);
+                std::ranges::fill(place(m_size), m_color);
             [[fallthrough]];
         case Task::PixelSize:
             reply.width = m_size.width;
@@ -412,11 +412,14 @@ private:
                 static_cast<std::size_t>(width) * static_cast<std::size_t>(request.rowCount)};
     }
 
-    [[nodiscard]] std::span<std::uint32_t> place() const
+    /// Where a picture of @p size lies, as far as there is room.
+    [[nodiscard]] std::span<std::uint32_t> place(Size size) const
     {
         const auto behind = m_memory.subspan(RING_BYTES, PICTURE_BYTES);
+        const auto pixels = static_cast<std::size_t>(
+            std::max(std::int64_t{0}, std::int64_t{size.width} * size.height));
         return {reinterpret_cast<std::uint32_t *>(behind.data()),
-                behind.size() / sizeof(std::uint32_t)};
+                std::min(pixels, behind.size() / sizeof(std::uint32_t))};
     }
 
     std::span<std::byte> m_memory;

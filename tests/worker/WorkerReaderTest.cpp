@@ -210,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
         Misdeed{"ProfileAboveTheLimit", "send block0=16777217"},
         Misdeed{"LargestProfile", "lie block0=9223372036854775807"},
         Misdeed{"ProfileThatIsNotForRgb", "send block0=200"},
-        Misdeed{"MoreInPlaceThanThereIsRoom", "in place\nsize 2561 2560"},
+        Misdeed{"MoreInPlaceThanThereIsRoom", "in place\nsize 8001 8000"},
         Misdeed{"FailureAtTheRows", "rows fail"}, Misdeed{"CrashAtTheRows", "rows crash"},
         Misdeed{"CrashAtTheLastRows", "size 600 600\nrows crash"},
         Misdeed{"FailureAtTheLastRows", "size 600 600\nrows fail"},
@@ -271,6 +271,7 @@ TEST_F(HostileWorker, PictureInPlaceIsTaken)
     EXPECT_TRUE(isPainted(thumbnail(file("in place\nsize 1000 700")), {1000, 700}));
     EXPECT_TRUE(isPainted(full(file("in place\nsize 2560 2560")), {2560, 2560}));
     EXPECT_TRUE(isPainted(full(file("in place\nsize 65536 100")), {65536, 100}));
+    EXPECT_TRUE(isPainted(full(file("in place\nsize 8000 8000")), {8000, 8000}));
     EXPECT_TRUE(isPainted(thumbnail(file()), {16, 16}));
 }
 

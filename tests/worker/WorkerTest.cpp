@@ -217,6 +217,37 @@ TEST(Worker, ReadsPicturesAtAll)
     }
 }
 
+/// How much of the memory that this process shares with its workers is there, in bytes (proc(5)).
+std::int64_t sharedBytes()
+{
+    std::istringstream maps(procFile(getpid(), "smaps"));
+    std::int64_t sum = 0;
+    bool isShared = false;
+    for (std::string line; std::getline(maps, line);) {
+        // The head of a mapping ends with a name or an inode, its other lines with a unit.
+        if (line.find('-') < line.find(' '))
+            isShared = line.find("tavolin-pixels") != std::string::npos;
+        else if (isShared && line.starts_with("Rss:"))
+            sum += std::atoll(line.c_str() + 4) * 1024;
+    }
+    return sum;
+}
+
+TEST(Worker, HandsAFullPictureOverWhereItDecodedItAndGivesTheMemoryBackWhenItRests)
+{
+    const TemporaryFolder folder;
+    constexpr QSize LARGE(3000, 2000);
+    const pictures::PictureSpec spec{.size = LARGE};
+    const fs::path path =
+        folder.write("a.jpg", pictures::encodePicture(pictures::drawPicture(spec), spec, ".jpg"));
+    const WorkerReader reader(WORKER);
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(reader.loadFullImage(path, FullColors::Kept, {}).size(), LARGE);
+        EXPECT_GE(sharedBytes(), pixelCount(LARGE) * std::int64_t{sizeof(Pixel)});
+        EXPECT_TRUE(waitUntil([] { return sharedBytes() == 0; }));
+    }
+}
+
 TEST(Worker, ReadsNoFileThatIsMissing)
 {
     const TemporaryFolder folder;

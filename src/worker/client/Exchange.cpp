@@ -28,10 +28,6 @@ constexpr auto STOP_GRACE = 50ms;
 constexpr auto TIME_FOR_MEGAPIXEL = 10ms;
 constexpr std::int64_t MEGAPIXEL = 1'000'000;
 
-/// The largest picture whose place is made ready before it is there: most cameras make smaller
-/// ones, and what a header says beyond that may be a lie that costs memory.
-constexpr std::int64_t MAX_READY_PIXELS = 64 * MEGAPIXEL;
-
 /// Below this many rows a second thread costs more than it saves.
 constexpr int LEAST_BAND_ROWS = 256;
 
@@ -164,7 +160,7 @@ std::optional<Reply> Exchange::receive(bool isFull)
         const QSize size(reply->width, reply->height);
         if (isWithinLimits(size))
             m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
-        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_READY_PIXELS)
+        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_PIXELS_IN_PLACE)
             m_room = touched(size);
         reply = receiveAny();
     }
@@ -228,39 +224,39 @@ PixelBuffer Exchange::receiveRows(const Reply &reply)
                              ? std::move(*room).reshaped(size)
                              : PixelBuffer::recycled(size);
     room.reset();
-    if (reply.isInPlace != 0)
-        return takePicture(reply, std::move(pixels));
-    const bool isComplete =
-        !pixels.isNull() && passRows(
-                                Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
-                                [&](std::span<std::byte> slot, int firstRow, int rows) {
-                                    takePixels(reinterpret_cast<const Pixel *>(slot.data()), rows,
-                                               firstRow, static_cast<Alpha>(reply.alpha), pixels);
-                                });
-    if (isComplete)
-        return pixels;
-    if (!m_isBroken) { // let the worker forget the picture
+    const bool isInPlace = reply.isInPlace != 0;
+    const auto take = [&] {
+        return isInPlace ? takePicture(reply, pixels)
+                         : passRows(
+                               Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
+                               [&](std::span<std::byte> slot, int firstRow, int rows) {
+                                   takePixels(reinterpret_cast<const Pixel *>(slot.data()), rows,
+                                              firstRow, static_cast<Alpha>(reply.alpha), pixels);
+                               });
+    };
+    const bool isComplete = !pixels.isNull() && take();
+    if (!m_isBroken && (isInPlace || !isComplete)) { // let the worker forget the picture
         send({.task = Task::Rows});
         if (!receive())
             breakOff();
     }
-    return PixelBuffer(QSize());
+    return isComplete ? std::move(pixels) : PixelBuffer(QSize());
 }
 
-PixelBuffer Exchange::takePicture(const Reply &reply, PixelBuffer pixels)
+bool Exchange::takePicture(const Reply &reply, PixelBuffer &pixels)
 {
     const std::span<std::byte> place = m_worker.process->picture();
     const auto bytes = pixelCount(pixels.size()) * std::int64_t{sizeof(Pixel)};
     if (bytes > static_cast<std::int64_t>(place.size())) {
         breakOff();
-        return PixelBuffer(QSize());
+        return false;
     }
     forBands(pixels.size().height(), LEAST_BAND_ROWS, [&](int begin, int end) {
         const auto *from = reinterpret_cast<const Pixel *>(place.data()) +
                            std::ptrdiff_t{pixels.size().width()} * begin;
         takePixels(from, end - begin, begin, static_cast<Alpha>(reply.alpha), pixels);
     });
-    return pixels;
+    return true;
 }
 
 PixelBuffer Exchange::convertRows(const Image &image)

@@ -66,8 +66,8 @@ private:
     /// the exchange breaks or a stop is requested.
     [[nodiscard]] bool passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use);
 
-    /// Copies the picture that @p reply says is in its place to @p pixels; null where it can't be.
-    [[nodiscard]] PixelBuffer takePicture(const Reply &reply, PixelBuffer pixels);
+    /// Copies the picture that @p reply says is in its place to @p pixels; false where it can't be.
+    [[nodiscard]] bool takePicture(const Reply &reply, PixelBuffer &pixels);
 
     [[nodiscard]] std::optional<Reply> receive(bool isFull);
     [[nodiscard]] std::optional<Reply> receiveAny();

@@ -13,6 +13,8 @@
 #include <array>
 #include <utility>
 
+#include <sys/mman.h>
+
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -55,7 +57,7 @@ ThumbnailRule ruleOf(const Request &request)
 Service::Service(Role role, std::span<std::byte> memory)
     : m_role(role), m_ring(memory.first(RING_BYTES)), m_place(memory.subspan(RING_BYTES))
 {
-    PixelBuffer::lend(m_place);
+    PixelBuffer::lend(role == Role::Full ? m_place : m_place.first(DISPLAY_BYTES));
 }
 
 Service::~Service() = default;
@@ -126,6 +128,15 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
     if (isInPlace())
         trimHeap();
     return isSent;
+}
+
+void Service::rest()
+{
+#ifdef MADV_REMOVE
+    // Until then the next full picture finds it there: such memory is dear when it is new.
+    if (m_role == Role::Full && m_picture.isNull())
+        madvise(m_place.data(), m_place.size(), MADV_REMOVE);
+#endif
 }
 
 bool Service::isInPlace() const

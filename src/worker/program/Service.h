@@ -33,6 +33,9 @@ public:
     /// gone.
     [[nodiscard]] bool answer(const Request &request, Descriptor file, const std::stop_token &stop);
 
+    /// Gives memory back, when nobody has asked for anything for some time.
+    void rest();
+
 private:
     [[nodiscard]] bool answerPicture(const Request &request, const SourceFile &file);
     [[nodiscard]] bool answerSize(const Request &request, const SourceFile &file) const;

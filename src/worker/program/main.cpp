@@ -5,12 +5,14 @@
 #include "worker/program/Service.h"
 #include "worker/program/Wall.h"
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <stop_token>
 #include <thread>
 #include <utility>
 
+#include <poll.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -40,6 +42,7 @@ extern "C" const char *__tsan_default_options()
 }
 #endif
 
+using namespace std::chrono_literals;
 using namespace tavolin;
 using namespace tavolin::worker;
 
@@ -87,6 +90,16 @@ void listen(Stops &stops)
     _exit(0);
 }
 
+/// Without a request for so long, a worker gives memory back.
+constexpr std::chrono::milliseconds REST = 3s;
+
+/// Whether the channel is silent for as long as that.
+bool hasNothingToDo()
+{
+    pollfd channel{.fd = CHANNEL_DESCRIPTOR, .events = POLLIN, .revents = 0};
+    return poll(&channel, 1, static_cast<int>(REST.count())) == 0;
+}
+
 /// The request that comes next, and its file. False when the viewer is gone.
 bool receive(Request &request, Descriptor &file)
 {
@@ -132,6 +145,8 @@ int main()
     Service service(request.role, {static_cast<std::byte *>(memory), MEMORY_BYTES});
     bool isViewerThere = true;
     while (isViewerThere) {
+        if (hasNothingToDo())
+            service.rest();
         Descriptor file(-1);
         isViewerThere = receive(request, file) &&
                         service.answer(request, std::move(file), stops.begin(request.number));
