@@ -10,7 +10,7 @@
 #include <utility>
 
 #include <pthread.h>
-#include <sched.h>
+#include <sys/resource.h>
 
 namespace tavolin {
 
@@ -40,13 +40,9 @@ void setQualityOfThisThread(QualityOfService qualityOfService)
                                       : QOS_CLASS_USER_INITIATED,
                                   0);
 #elif defined(Q_OS_LINUX)
-    // Niceness is not enough: a thread of the load queue that wakes up waits for a nice one's turn
-    // to end, which made a display decode on two cores a fifth slower; an idle one gives way at
-    // once. The price is that it gets next to nothing while other programs keep every core busy.
-    if (qualityOfService == QualityOfService::Utility) {
-        const sched_param none{};
-        pthread_setschedparam(pthread_self(), SCHED_IDLE, &none);
-    }
+    // Linux keeps niceness for each thread (setpriority(2)).
+    if (qualityOfService == QualityOfService::Utility)
+        setpriority(PRIO_PROCESS, 0, UTILITY_NICENESS);
 #endif
 }
 

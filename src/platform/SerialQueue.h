@@ -1,6 +1,8 @@
 #pragma once
 // Background work, one job after the other: a named worker thread and the jobs that wait for it.
 
+#include "platform/QualityOfService.h"
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -10,12 +12,6 @@
 #include <thread>
 
 namespace tavolin {
-
-/// How much the user waits for what a queue does.
-enum class QualityOfService : std::uint8_t {
-    UserInitiated, ///< Somebody is waiting: normal priority.
-    Utility,       ///< Nobody is: runs on what processor time others leave.
-};
 
 /// What becomes of the jobs that have not started when their queue is destroyed.
 enum class WaitingJobs : std::uint8_t {

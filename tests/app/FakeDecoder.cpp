@@ -5,7 +5,7 @@
 #include <utility>
 
 #ifdef Q_OS_LINUX
-#include <sched.h>
+#include <sys/resource.h>
 #endif
 
 namespace tavolin::test {
@@ -119,10 +119,10 @@ Urgency FakeDecoder::lastUrgency() const
     return m_lastUrgency;
 }
 
-int FakeDecoder::lastPolicy() const
+int FakeDecoder::lastNiceness() const
 {
     const std::lock_guard lock(m_mutex);
-    return m_lastPolicy;
+    return m_lastNiceness;
 }
 
 DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
@@ -135,7 +135,7 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     m_lastTarget = target;
     m_lastUrgency = urgency;
 #ifdef Q_OS_LINUX
-    m_lastPolicy = sched_getscheduler(0); // of the calling thread
+    m_lastNiceness = getpriority(PRIO_PROCESS, 0); // of the calling thread
 #endif
     m_changed.wait(lock, stop, [this, number] {
         return !m_held.contains(number) && (!m_isGateClosed || m_permits > 0);

@@ -64,8 +64,8 @@ public:
     /// What the newest decode was asked for.
     [[nodiscard]] DisplayTarget lastTarget() const;
     [[nodiscard]] Urgency lastUrgency() const;
-    /// The scheduling policy (sched.h) of the thread that it began on; -1 but on Linux.
-    [[nodiscard]] int lastPolicy() const;
+    /// The niceness of the thread that it began on; -1 but on Linux.
+    [[nodiscard]] int lastNiceness() const;
 
 private:
     mutable std::mutex m_mutex; // guards everything below
@@ -84,7 +84,7 @@ private:
     mutable int m_finishedCount = 0;
     mutable DisplayTarget m_lastTarget;
     mutable Urgency m_lastUrgency{};
-    mutable int m_lastPolicy = -1;
+    mutable int m_lastNiceness = -1;
 };
 
 /// The number whose picture has the colour @p pixel; none for any other colour.

@@ -4,6 +4,7 @@
 #include "e2e/ChildProcess.h"
 #include "e2e/Processes.h"
 #include "e2e/SessionTest.h"
+#include "platform/QualityOfService.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,7 +22,7 @@
 #include <vector>
 
 #include <linux/input-event-codes.h>
-#include <sched.h>
+#include <sys/resource.h>
 
 namespace tavolin {
 
@@ -89,7 +90,7 @@ protected:
     /// Whether @p worker gives way to everything else.
     [[nodiscard]] static bool worksAhead(const Process &worker)
     {
-        return sched_getscheduler(worker.pid) == SCHED_IDLE;
+        return getpriority(PRIO_PROCESS, static_cast<id_t>(worker.pid)) == UTILITY_NICENESS;
     }
 
     /// The worker that has taken the most of the processors since @p before, but for one that works

@@ -676,6 +676,73 @@ TEST_F(HostileWorker, KeepsNoOtherKindOfWorkWaiting)
     EXPECT_TRUE(isPainted(thumbnail(good), {16, 16}));
 }
 
+/// One that works ahead on what takes long, until its end.
+class WorkerAhead : public HostileWorker
+{
+protected:
+    /// A thread that waits for a picture which takes until @p stop.
+    [[nodiscard]] std::jthread work(Urgency urgency, const std::string &orders,
+                                    const std::stop_source &stop)
+    {
+        const std::string name = urgency == Urgency::Now ? "now" : "ahead";
+        const fs::path path = file(note(name) + orders, name + ".jpg");
+        std::jthread thread([this, path, urgency, stop] {
+            EXPECT_TRUE(reader().loadThumbnail(path, LIMIT, urgency, stop.get_token()).isNull());
+        });
+        EXPECT_TRUE(isNoted(name));
+        return thread;
+    }
+
+    [[nodiscard]] bool pauses(bool wanted = true) const
+    {
+        return waitUntil(
+            [&] { return (statusOf(noted("ahead").back(), "State:") == "T") == wanted; });
+    }
+
+    std::stop_source now;
+    std::stop_source ahead;
+};
+
+TEST_F(WorkerAhead, PausesWhileAPictureIsWaitedFor)
+{
+    const std::jthread behind = work(Urgency::Ahead, "wait", ahead);
+    EXPECT_TRUE(pauses(false));
+    {
+        const std::jthread waited = work(Urgency::Now, "wait", now);
+        EXPECT_TRUE(pauses());
+        now.request_stop();
+    }
+    EXPECT_TRUE(pauses(false));
+    ahead.request_stop();
+}
+
+TEST_F(WorkerAhead, GoesOnWhenThatPictureTakesLong)
+{
+    const std::jthread behind = work(Urgency::Ahead, "wait", ahead);
+    const std::jthread waited = work(Urgency::Now, "wait", now);
+    EXPECT_TRUE(pauses());
+    EXPECT_TRUE(pauses(false));
+    now.request_stop();
+    ahead.request_stop();
+}
+
+TEST_F(WorkerAhead, HearsOfAStopWhileItPauses)
+{
+    const fs::path good = file();
+    bool isKept = false; // the moment that it has can be too short, as above
+    for (int attempt = 0; attempt < 10 && !isKept; ++attempt) {
+        now = ahead = std::stop_source();
+        std::jthread behind = work(Urgency::Ahead, "wait", ahead);
+        const std::jthread waited = work(Urgency::Now, "wait", now);
+        EXPECT_TRUE(pauses());
+        ahead.request_stop();
+        behind.join();
+        isKept = pidForFacts(good) == noted("ahead").back();
+        now.request_stop();
+    }
+    EXPECT_TRUE(isKept);
+}
+
 TEST_F(HostileWorker, AnswersManyThreads)
 {
     std::vector<std::jthread> threads;

@@ -97,6 +97,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
             idle.pop_back();
             if (isUsable(worker, folder)) {
                 noteFile(worker, folder);
+                noteBegin(role, worker);
                 return worker;
             }
             worker.process->kill();
@@ -107,6 +108,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
             m_spares.pop_back();
             begin(worker, role);
             noteFile(worker, folder);
+            noteBegin(role, worker);
             return worker;
         }
         const auto fits = [role](const Order &order) { return !order || *order == role; };
@@ -122,6 +124,7 @@ std::optional<Worker> WorkerPool::take(Role role, const std::filesystem::path &f
 void WorkerPool::giveBack(Role role, Worker worker)
 {
     const std::lock_guard lock(m_mutex);
+    noteEnd(role, worker);
     auto &idle = m_idle[static_cast<std::size_t>(role)];
     if (idle.empty())
         idle.push_back(std::move(worker));
@@ -130,11 +133,36 @@ void WorkerPool::giveBack(Role role, Worker worker)
     orderSpare();
 }
 
-void WorkerPool::discard(Worker worker)
+void WorkerPool::discard(Role role, Worker worker)
 {
     worker.process->kill();
     const std::lock_guard lock(m_mutex);
+    noteEnd(role, worker);
     orderSpare();
+}
+
+void WorkerPool::noteBegin(Role role, const Worker &worker)
+{
+    if (role == Role::Ahead) {
+        m_ahead.push_back(worker.process);
+        worker.process->allowPauses();
+        if (m_awaited > 0)
+            worker.process->pause();
+    } else if (m_awaited++ == 0) {
+        for (const auto &process : m_ahead)
+            process->pause();
+    }
+}
+
+void WorkerPool::noteEnd(Role role, const Worker &worker)
+{
+    if (role == Role::Ahead) {
+        std::erase(m_ahead, worker.process);
+        worker.process->resume();
+    } else if (--m_awaited == 0) {
+        for (const auto &process : m_ahead)
+            process->resume();
+    }
 }
 
 void WorkerPool::orderSpare()

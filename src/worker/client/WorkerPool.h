@@ -28,8 +28,9 @@ struct Worker
     std::optional<Reply> begun;   ///< What it has told of its wall.
 };
 
-/// Starts workers, hands them out and reaps them, on a thread of its own. The other functions may
-/// be called from any thread.
+/// Starts workers, hands them out and reaps them, on a thread of its own. While one is out that
+/// somebody waits for, those that work ahead pause: sharing the cores with them, or the caches, it
+/// would take a quarter longer. The other functions may be called from any thread.
 class WorkerPool
 {
 public:
@@ -48,13 +49,15 @@ public:
     /// Takes @p worker back, which is ready for another request.
     void giveBack(Role role, Worker worker);
     /// Kills @p worker and has a spare ready.
-    void discard(Worker worker);
+    void discard(Role role, Worker worker);
 
 private:
     /// A worker to be started: for a role, or as the spare.
     using Order = std::optional<Role>;
     using Processes = std::vector<std::shared_ptr<WorkerProcess>>;
 
+    void noteBegin(Role role, const Worker &worker);
+    void noteEnd(Role role, const Worker &worker);
     void orderSpare();
     void keep(const std::stop_token &stop);
     void startOrdered(Processes &started);
@@ -72,6 +75,8 @@ private:
     std::array<std::vector<Worker>, ROLES> m_idle;
     std::vector<Worker> m_spares; // one, unless several were wanted at once
     int m_failures = 0;           // starts that the system refused
+    int m_awaited = 0;            // workers at work that somebody waits for
+    Processes m_ahead;            // those at work ahead, which pause meanwhile
 
     std::jthread m_keeper; // last: ends before what it works with
 };

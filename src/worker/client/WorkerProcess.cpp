@@ -176,10 +176,44 @@ std::span<std::byte> WorkerProcess::picture() const
     return {m_memory + RING_BYTES, PICTURE_BYTES};
 }
 
-void WorkerProcess::requestStop(std::uint32_t number) const
+void WorkerProcess::requestStop(std::uint32_t number)
 {
     // So few bytes fit in, unless the process has let a thousand pass.
     send(m_lifeline.get(), &number, sizeof number, SEND_FLAGS | MSG_DONTWAIT);
+    {
+        const std::lock_guard lock(m_mutex);
+        m_mayPause = false;
+    }
+    resume();
+}
+
+void WorkerProcess::allowPauses()
+{
+    const std::lock_guard lock(m_mutex);
+    m_mayPause = true;
+}
+
+void WorkerProcess::pause()
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_isReaped || !m_mayPause || m_pausedSince)
+        return;
+    m_pausedSince = std::chrono::steady_clock::now();
+    ::kill(m_pid, SIGSTOP);
+}
+
+void WorkerProcess::resume()
+{
+    resumeAfter(std::chrono::milliseconds(0));
+}
+
+void WorkerProcess::resumeAfter(std::chrono::milliseconds most)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_isReaped || !m_pausedSince || std::chrono::steady_clock::now() - *m_pausedSince < most)
+        return;
+    m_pausedSince.reset();
+    ::kill(m_pid, SIGCONT);
 }
 
 std::chrono::nanoseconds WorkerProcess::processorTime() const

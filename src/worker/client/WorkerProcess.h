@@ -41,8 +41,16 @@ public:
     /// PICTURE_BYTES where a picture may lie, which the process may change at any time too.
     [[nodiscard]] std::span<std::byte> picture() const;
 
-    /// Asks the process to give up request @p number.
-    void requestStop(std::uint32_t number) const;
+    /// Asks the process to give up request @p number. It does not pause any more.
+    void requestStop(std::uint32_t number);
+
+    /// Lets pause() have an effect, until a stop is asked for.
+    void allowPauses();
+    /// Has the process do nothing until resume().
+    void pause();
+    void resume();
+    /// The same where it has paused for longer than @p most.
+    void resumeAfter(std::chrono::milliseconds most);
     /// What the process has taken of the processors, on all cores; 0 where the system doesn't tell.
     [[nodiscard]] std::chrono::nanoseconds processorTime() const;
 
@@ -74,6 +82,8 @@ private:
 
     std::mutex m_mutex; // guards what follows: a number that was reaped may be another's by now
     bool m_isReaped = false;
+    bool m_mayPause = false;
+    std::optional<std::chrono::steady_clock::time_point> m_pausedSince;
     std::optional<int> m_status; // as waitpid told
 };
 

@@ -173,13 +173,14 @@ auto WorkerReader::run(const Errand &errand, const Talk &talk) const
             struct Discarding
             {
                 WorkerPool &pool;
+                Role role;
                 std::optional<Worker> &worker;
                 ~Discarding()
                 {
                     if (worker)
-                        pool.discard(std::move(*worker));
+                        pool.discard(role, std::move(*worker));
                 }
-            } const discarding{m_pool, worker};
+            } const discarding{m_pool, errand.role, worker};
             Exchange exchange(*worker, errand.limit, errand.stop);
             if (exchange.begun())
                 std::call_once(m_wallTold, tellWhatLacks, *exchange.begun());

@@ -1,5 +1,7 @@
 #include "worker/program/Wall.h"
 
+#include "platform/QualityOfService.h"
+
 #include <csignal>
 #include <cstddef>
 #include <initializer_list>
@@ -158,10 +160,8 @@ Wall closeWall(Role role)
             wall.parts |= static_cast<std::uint32_t>(part);
     };
 #ifdef __linux__
-    if (role == Role::Ahead) {
-        const sched_param none{};
-        sched_setscheduler(0, SCHED_IDLE, &none);
-    }
+    if (role == Role::Ahead)
+        setpriority(PRIO_PROCESS, 0, UTILITY_NICENESS);
 #endif
     // A sanitizer reserves terabytes.
     const auto memory =

@@ -221,7 +221,7 @@ bool Decode::isOver() const
 }
 
 /// Threads that share a core are told apart: the system leaves them there for tens of milliseconds
-/// while others are idle or run what is at idle priority only. What never sleeps is seldom moved.
+/// while others are idle or run what gives way. What never sleeps is seldom moved.
 void Decode::spread(Lock &lock, std::size_t thread)
 {
     const int core = currentCore();
