@@ -2,6 +2,7 @@
 
 #include "decoding/codecs/jpeg/JpegParts.h"
 #include "JpegReference.h"
+#include "pictures/Jpeg.h"
 #include "Samples.h"
 
 #include <algorithm>
@@ -161,6 +162,49 @@ TEST_P(JpegDecoder, GuessedPartsFallIntoStep)
         EXPECT_TRUE(isSound);
         before = std::move(guess);
     }
+}
+
+/// How many guesses of @p jpeg's parts of @p partBytes never fall into step.
+int missesOf(const QByteArray &jpeg, std::size_t partBytes)
+{
+    const Headers headers = headersOf(jpeg);
+    const auto scan = JpegScan::read(SourceFile::fromBytes(jpeg), headers.scan, jpeg.size(), false);
+    const auto reader = JpegBlockReader::make(*headers.frame);
+    const std::int64_t blocks = layoutOf(*headers.frame, 8).blocks();
+    const JpegParts parts(*scan, *reader, *headers.frame, blocks, partBytes);
+    int misses = 0;
+    JpegPartResult before;
+    parts.decode(parts.part(0), before);
+    for (std::size_t i = 1; i < parts.count(); ++i) {
+        JpegPartResult guess;
+        parts.decode(parts.part(i), guess);
+        JpegBlocks gap;
+        bool isSound = false;
+        const bool isMet =
+            parts.decodeUntilMet(parts.part(i), &guess, blocks, before.end, gap, isSound)
+                .has_value();
+        misses += isMet ? 0 : 1;
+        if (isMet)
+            before = std::move(guess);
+    }
+    return misses;
+}
+
+// Every MCU of a flat picture is the same few bits, which are codes from another bit on, too.
+TEST(JpegDecoderOfFlatPictures, PartsThatNeverFallIntoStepChangeNothing)
+{
+    QImage flat(QSize(1600, 1200), QImage::Format_RGB32);
+    flat.fill(QColor(90, 120, 60));
+    const QByteArray jpeg = pictures::encodeJpeg(flat);
+    int most = 0;
+    for (std::size_t partBytes = 101; partBytes < 120; ++partBytes) {
+        most = std::max(most, missesOf(jpeg, partBytes));
+        for (const int scale : SCALES)
+            ASSERT_TRUE(isSame(ourRows(jpeg, scale, {.threads = 3, .partBytes = partBytes}),
+                               referenceRows(jpeg, scale)))
+                << scale << "/8, parts of " << partBytes;
+    }
+    EXPECT_GT(most, 100);
 }
 
 /// @p jpeg's scan begins here.
