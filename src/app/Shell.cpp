@@ -53,11 +53,9 @@ void Shell::activate()
 {
     m_window->setWindowState(m_window->windowState() & ~Qt::WindowMinimized);
     m_window->raise();
-    // Under the window, a dialog would keep the keys from it without being seen. The desktop's own
-    // folder dialog is not Qt's to raise.
+    // Under the window, a dialog would keep the keys from it without being seen.
     QWidget *dialog = QApplication::activeModalWidget();
-    const bool isOurs = dialog && !dialog->testAttribute(Qt::WA_DontShowOnScreen);
-    QWidget *front = isOurs ? dialog : m_window.get();
+    QWidget *front = dialog ? dialog : m_window.get();
     front->raise();
     front->activateWindow();
 }

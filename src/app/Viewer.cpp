@@ -21,7 +21,8 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
     : m_mailbox(mailbox), m_listQueue("list", QualityOfService::UserInitiated, mailbox),
       m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
       m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
-      m_readAheadQueue("readahead", QualityOfService::Utility, mailbox), m_screen(m_shell.view()),
+      m_readAheadQueue("readahead", QualityOfService::Utility, mailbox),
+      m_foldersQueue("folders", QualityOfService::UserInitiated, mailbox), m_screen(m_shell.view()),
       m_labels(m_shell.view()), m_loupe(m_screen, m_labels, m_loadQueue, reader,
                                         [this](const auto &use) { findLoupeSubject(use); }),
       m_browser(m_screen, m_labels, m_loupe, {m_listQueue, m_loadQueue}, reader,
@@ -31,7 +32,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
       m_photoLine(m_browser, m_screen, m_labels, m_prefetchQueue, reader,
                   [this] { return m_editor.isEdited(); }),
       m_search(m_browser, m_shell.view()),
-      m_folderDialog(m_browser, m_loupe, m_listQueue, m_shell.view()),
+      m_folderDialog(m_browser, m_loupe, m_foldersQueue, m_shell.view()),
       m_editor(m_browser, m_screen, m_labels, m_loupe, m_loadQueue, reader),
       m_cropMode({m_shell.view(), m_screen, m_labels, m_loupe, m_browser, m_search, m_editor}),
       m_fileWork(m_browser, m_editor, m_cropMode, m_labels, mailbox, reader, std::move(trash)),
@@ -57,7 +58,8 @@ Viewer::~Viewer()
 {
     m_shell.view().setHandlers({}); // the window goes last
     // Together, as one may keep the end waiting for a moment.
-    for (BackgroundQueue *queue : {&m_listQueue, &m_loadQueue, &m_prefetchQueue, &m_readAheadQueue})
+    for (BackgroundQueue *queue :
+         {&m_listQueue, &m_loadQueue, &m_prefetchQueue, &m_readAheadQueue, &m_foldersQueue})
         queue->requestStop();
 }
 
@@ -87,7 +89,7 @@ void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
     if (urls.empty())
         return;
     if (m_isLaunched && !m_quitGuard.isAsking())
-        m_browser.openPath(urls.front());
+        openHandedOver(urls.front());
     else
         m_pendingOpen = urls.front();
 }
@@ -96,7 +98,13 @@ void Viewer::quitQuestionAnswered(bool staysForNow)
 {
     const auto handedOver = std::exchange(m_pendingOpen, std::nullopt);
     if (handedOver && staysForNow)
-        m_browser.openPath(*handedOver);
+        openHandedOver(*handedOver);
+}
+
+void Viewer::openHandedOver(const std::filesystem::path &url)
+{
+    m_folderDialog.closeDialog();
+    m_browser.openPath(url);
 }
 
 void Viewer::findLoupeSubject(const std::function<void(const LoupeSubject &)> &use)

@@ -52,7 +52,8 @@ public:
     void applicationDidFinishLaunching(const LaunchOptions &options);
     /// Opens the first of the folders and files @p urls that the desktop hands over; the others
     /// don't count. Before the start it is kept until then, which makes this the one function that
-    /// may be called earlier; during the question before quitting until that is answered.
+    /// may be called earlier; during the question before quitting until that is answered. What is
+    /// opened takes the place of a folder that is being chosen.
     void applicationOpen(const std::vector<std::filesystem::path> &urls);
 
     /// Carries out the command of a key press; false when it has none.
@@ -76,6 +77,7 @@ private:
     void carryOut(Command command);
     void carryOutInCrop(CropCommand command, KeyCode key, bool shift);
     void viewResized();
+    void openHandedOver(const std::filesystem::path &url);
     void quitQuestionAnswered(bool staysForNow);
 
     bool m_isLaunched = false;
@@ -87,6 +89,7 @@ private:
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;
     BackgroundQueue m_readAheadQueue;
+    BackgroundQueue m_foldersQueue;
     // Each knows only those above it in this list; it hears from later ones by signals and
     // callbacks.
     Shell m_shell;

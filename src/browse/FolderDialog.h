@@ -1,15 +1,8 @@
 #pragma once
 // Choosing a folder to open.
 
-#include "browse/FolderDialogTexts.h"
-
-#include <QFileDialog>
 #include <QObject>
 #include <QPointer>
-
-#include <filesystem>
-#include <functional>
-#include <optional>
 
 class QWidget;
 
@@ -17,33 +10,30 @@ namespace tavolin {
 
 class BackgroundQueue;
 class Browser;
+class FolderChooser;
 class Loupe;
 
-/// Owns the folder dialog over the window of @p view, which gets the keyboard when it closes.
+/// Owns the folder chooser over the window of @p view, which gets the keyboard when it closes.
 class FolderDialog : public QObject
 {
     Q_OBJECT
 
 public:
-    FolderDialog(Browser &browser, Loupe &loupe, BackgroundQueue &listQueue, QWidget &view);
+    /// The chooser asks the disk on @p queue, which nobody else waits for.
+    FolderDialog(Browser &browser, Loupe &loupe, BackgroundQueue &queue, QWidget &view);
 
-    /// Lets the user choose a folder, and opens it. The dialog begins in the folder that is open,
-    /// unless that does not answer, which it is asked first: Qt's dialog looks at what it shows on
-    /// the main thread. Does nothing while the dialog is open.
+    /// Lets the user choose a folder, and opens it. The chooser begins in the folder that is open
+    /// if that answers soon. Does nothing while there is a chooser.
     void openDialog();
+    /// Closes the chooser, if there is one, as if the user had cancelled it.
+    void closeDialog();
 
 private:
-    /// Tells @p use whether @p folder is there, or soon that it isn't if it does not answer.
-    void ask(const std::filesystem::path &folder, const std::function<void(bool isThere)> &use);
-    void show(const std::optional<std::filesystem::path> &folder);
-
     Browser &m_browser;
     Loupe &m_loupe;
-    BackgroundQueue &m_listQueue;
+    BackgroundQueue &m_queue;
     QWidget &m_view;
-    FolderDialogTexts m_texts;
-    QPointer<QFileDialog> m_dialog;
-    bool m_isAsking = false; // where the dialog is to begin
+    QPointer<FolderChooser> m_chooser; // the window's
 };
 
 } // namespace tavolin

@@ -1,12 +1,10 @@
 #include "app/ViewerFixture.h"
 
+#include "browse/FolderChooser.h"
 #include "screen/ViewerView.h"
 
-#include <QAbstractItemModel>
-#include <QDir>
-#include <QFileDialog>
-#include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMainWindow>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -14,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -29,7 +28,7 @@ class FolderOpening : public test::ViewerFixture
 {
 protected:
     /// Opens the folder dialog with its key.
-    [[nodiscard]] QFileDialog *openWithKey()
+    [[nodiscard]] FolderChooser *openWithKey()
     {
         press(Qt::Key_O);
         const bool isOpen = waitFor([] { return openDialogs().size() == 1; });
@@ -39,7 +38,7 @@ protected:
     /// Waits until no dialog is left, hidden or not.
     [[nodiscard]] bool waitUntilClosed() const
     {
-        return waitFor([this] { return !window->findChild<QFileDialog *>(); });
+        return waitFor([this] { return !window->findChild<FolderChooser *>(); });
     }
 
     /// Gives the window the keyboard, as window managers do when a dialog has gone, and waits until
@@ -50,8 +49,16 @@ protected:
         return waitFor([this] { return view->hasFocus(); });
     }
 
+    /// Writes @p path into the field of @p dialog.
+    static void type(const FolderChooser &dialog, const std::filesystem::path &path)
+    {
+        auto *field = dialog.findChild<QLineEdit *>();
+        field->selectAll();
+        QTest::keyClicks(field, QString::fromStdString(path.native()));
+    }
+
     /// Presses the button of @p dialog that has @p text; false if there is none.
-    [[nodiscard]] static bool click(const QFileDialog &dialog, const QString &text)
+    [[nodiscard]] static bool click(const FolderChooser &dialog, const QString &text)
     {
         for (QPushButton *button : dialog.findChildren<QPushButton *>()) {
             if (button->text() != text || !button->isEnabled())
@@ -224,7 +231,7 @@ TEST_F(FolderOpening, HeldKeyOpensOneDialog)
 TEST_F(FolderOpening, DialogOpensAgainAfterItWasClosed)
 {
     start({"--bench"});
-    QFileDialog *dialog = openWithKey();
+    FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     QTest::keyClick(dialog, Qt::Key_Escape);
     ASSERT_TRUE(waitUntilClosed());
@@ -242,41 +249,40 @@ TEST_F(FolderOpening, PhysicalKeyOpensTheDialogUnderAThaiLayout)
 TEST_F(FolderOpening, DialogBeginsInTheFolderOnScreen)
 {
     ASSERT_TRUE(startOnPictures(3));
-    const QFileDialog *dialog = openWithKey();
+    const FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->directory().absolutePath().toStdString(), (folder / "pictures").native());
+    EXPECT_EQ(dialog->shownFolder(), folder / "pictures");
 }
 
 TEST_F(FolderOpening, DialogBeginsAtHomeWhereTheFolderHasGone)
 {
     ASSERT_TRUE(startOnPictures(3));
     std::filesystem::remove_all(folder / "pictures");
-    const QFileDialog *dialog = openWithKey();
+    const FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->directory().absolutePath(), QDir::homePath());
+    EXPECT_EQ(dialog->shownFolder(), std::getenv("HOME"));
 }
 
 TEST_F(FolderOpening, DialogBeginsAtHomeWithoutAFolder)
 {
     start({"--bench"});
-    const QFileDialog *dialog = openWithKey();
+    const FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(dialog->directory().absolutePath(), QDir::homePath());
+    EXPECT_EQ(dialog->shownFolder(), std::getenv("HOME"));
 }
 
 TEST_F(FolderOpening, DialogSpeaksThai)
 {
     ASSERT_TRUE(startOnPictures(3));
-    const QFileDialog *dialog = openWithKey();
+    const FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     QStringList texts{dialog->windowTitle()};
     for (const QLabel *label : dialog->findChildren<QLabel *>())
         texts << label->text();
     for (const QAbstractButton *button : dialog->findChildren<QAbstractButton *>())
         texts << button->text() << button->toolTip();
-    for (const QHeaderView *header : dialog->findChildren<QHeaderView *>())
-        for (int column = 0; header->model() && column < header->count(); ++column)
-            texts << header->model()->headerData(column, header->orientation()).toString();
+    for (const QWidget *widget : dialog->findChildren<QWidget *>())
+        texts << widget->accessibleName();
     EXPECT_TRUE(texts.contains(u"เปิด"_s));
     for (const QString &text : texts)
         EXPECT_FALSE(text.contains(QRegularExpression(u"[A-Za-z]"_s))) << text.toStdString();
@@ -285,7 +291,7 @@ TEST_F(FolderOpening, DialogSpeaksThai)
 TEST_F(FolderOpening, CancellingTheDialogChangesNothing)
 {
     ASSERT_TRUE(startOnPictures(3, 1));
-    const QFileDialog *dialog = openWithKey();
+    const FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     ASSERT_TRUE(click(*dialog, u"ยกเลิก"_s));
     ASSERT_TRUE(waitUntilClosed());
@@ -298,7 +304,7 @@ TEST_F(FolderOpening, CancellingTheDialogChangesNothing)
 TEST_F(FolderOpening, KeysWorkAfterTheDialogWasCancelled)
 {
     ASSERT_TRUE(startOnPictures(3));
-    QFileDialog *dialog = openWithKey();
+    FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     QTest::keyClick(dialog, Qt::Key_Escape);
     ASSERT_TRUE(waitUntilClosed());
@@ -311,10 +317,10 @@ TEST_F(FolderOpening, ChosenFolderIsOpened)
 {
     ASSERT_TRUE(startOnPictures(3, 2));
     const auto second = makePictures("second", 100, 104);
-    QFileDialog *dialog = openWithKey();
+    FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
-    dialog->setDirectory(QString::fromStdString(second.native()));
-    ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
+    type(*dialog, second);
+    ASSERT_TRUE(click(*dialog, u"เปิด"_s));
     EXPECT_TRUE(waitFor([this] { return shownNumber() == 100; }));
     EXPECT_EQ(infoText(), "1/5 | 100.jpg   [H=วิธีใช้]");
     EXPECT_TRUE(waitForKeyboard());
@@ -324,12 +330,12 @@ TEST_F(FolderOpening, ChosenFolderEndsCropMode)
 {
     ASSERT_TRUE(startOnPictures(3));
     const auto empty = makePictures("empty", 0, -1);
-    QFileDialog *dialog = openWithKey();
+    FolderChooser *dialog = openWithKey();
     ASSERT_NE(dialog, nullptr);
     viewer->cropMode().enterCrop(); // as the crop demo does, whatever is open
     ASSERT_LT(viewer->screen().imageAreaRect().width(), view->width());
-    dialog->setDirectory(QString::fromStdString(empty.native()));
-    ASSERT_TRUE(waitFor([dialog] { return click(*dialog, u"เปิด"_s); }));
+    type(*dialog, empty);
+    ASSERT_TRUE(click(*dialog, u"เปิด"_s));
     ASSERT_TRUE(waitUntilClosed());
     ASSERT_TRUE(waitUntilOpened());
     EXPECT_EQ(infoText(), "ไม่พบรูปในโฟลเดอร์นี้ — กด O เปิดใหม่");

@@ -1,5 +1,7 @@
 #include "app/ViewerFixture.h"
 
+#include "screen/ViewerView.h"
+
 #include <QMainWindow>
 
 #include <gtest/gtest.h>
@@ -79,6 +81,31 @@ TEST_F(HandOver, WhatIsNotThereChangesNothing)
     viewer->applicationOpen({});
     EXPECT_EQ(infoText(), "3/3 | 002.jpg   [H=วิธีใช้]");
     EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(HandOver, FolderThatIsBeingChosenIsGivenUp)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    press(Qt::Key_O);
+    ASSERT_TRUE(test::waitFor([] { return openDialogs().size() == 1; }));
+    viewer->applicationOpen({makePictures("second", 100, 104)});
+    EXPECT_TRUE(openDialogs().empty());
+    EXPECT_TRUE(test::waitFor([this] { return shownNumber() == 100; }));
+    window->activateWindow();
+    EXPECT_TRUE(test::waitFor([this] { return view->hasFocus(); }));
+}
+
+TEST_F(HandOver, FolderDialogThatHasNotOpenedYetNeverDoes)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    press(Qt::Key_O);
+    ASSERT_TRUE(openDialogs().empty()); // it waits for the folder
+    viewer->applicationOpen({makePictures("second", 100, 104)});
+    EXPECT_TRUE(test::waitFor([this] { return shownNumber() == 100; }));
+    test::serveWaitingEvents();
+    EXPECT_TRUE(openDialogs().empty());
+    press(Qt::Key_O);
+    EXPECT_TRUE(test::waitFor([] { return openDialogs().size() == 1; }));
 }
 
 TEST_F(HandOver, MinimizedWindowComesBack)

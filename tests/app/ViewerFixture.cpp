@@ -1,10 +1,10 @@
 #include "app/ViewerFixture.h"
 
+#include "browse/FolderChooser.h"
 #include "screen/TextLabel.h"
 #include "screen/ViewerView.h"
 
 #include <QApplication>
-#include <QFileDialog>
 #include <QMainWindow>
 #include <QPixmap>
 
@@ -239,11 +239,11 @@ std::string ViewerFixture::statusText() const
     return statusLabel->text().toStdString();
 }
 
-std::vector<QFileDialog *> ViewerFixture::openDialogs()
+std::vector<FolderChooser *> ViewerFixture::openDialogs()
 {
-    std::vector<QFileDialog *> dialogs;
+    std::vector<FolderChooser *> dialogs;
     for (QWidget *widget : QApplication::topLevelWidgets()) {
-        auto *dialog = qobject_cast<QFileDialog *>(widget);
+        auto *dialog = qobject_cast<FolderChooser *>(widget);
         if (dialog && dialog->isVisible())
             dialogs.push_back(dialog);
     }

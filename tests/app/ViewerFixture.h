@@ -26,11 +26,11 @@
 #include <thread>
 #include <vector>
 
-class QFileDialog;
 class QMainWindow;
 
 namespace tavolin {
 
+class FolderChooser;
 class TextLabel;
 class ViewerView;
 
@@ -162,7 +162,7 @@ protected:
     [[nodiscard]] std::string infoText() const;
     [[nodiscard]] std::string detailText() const;
     [[nodiscard]] std::string statusText() const;
-    [[nodiscard]] static std::vector<QFileDialog *> openDialogs();
+    [[nodiscard]] static std::vector<FolderChooser *> openDialogs();
 
     test::TemporaryFolder folder;
     test::FakeDecoder decoder;

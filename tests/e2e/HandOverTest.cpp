@@ -41,6 +41,13 @@ protected:
         return waitUntil([this] { return m_bus->hasViewer(); });
     }
 
+    /// Whether the window is under a dialog, which has the keyboard.
+    [[nodiscard]] bool isDialogInFront() const
+    {
+        const auto windows = m_client->windows();
+        return windows.size() == 2 && windows.back().hasKeyboard;
+    }
+
     /// The URI of @p name, which needs no encoding, in the folder.
     [[nodiscard]] QString uriOf(const QString &name) const
     {
@@ -105,16 +112,28 @@ TEST_F(HandOverTest, DialogStaysBeforeTheWindowThatComesToTheFront)
     ASSERT_TRUE(waitForPicture(1));
     ASSERT_TRUE(waitForName());
     tap(KEY_O);
-    const auto isDialogInFront = [&] {
-        const auto windows = m_client->windows();
-        return windows.size() == 2 && windows.back().hasKeyboard;
-    };
-    ASSERT_TRUE(waitUntil(isDialogInFront));
+    ASSERT_TRUE(waitUntil([this] { return isDialogInFront(); }));
     const auto dialog = m_client->windows().back().id;
+    EXPECT_TRUE(m_bus->activate());
+    EXPECT_TRUE(waitUntil([this] { return isDialogInFront(); }));
+    EXPECT_EQ(m_client->windows().back().id, dialog);
+}
+
+TEST_F(HandOverTest, FolderDialogMakesWayForWhatIsHandedOver)
+{
+    startViewer({m_folder.path()});
+    ASSERT_TRUE(waitForPicture(1));
+    ASSERT_TRUE(waitForName());
+    tap(KEY_O);
+    ASSERT_TRUE(waitUntil([this] { return isDialogInFront(); }));
     EXPECT_TRUE(m_bus->open({uriOf(u"IMG_1002.jpg"_s)}));
     EXPECT_TRUE(waitForPicture(2));
-    EXPECT_TRUE(waitUntil(isDialogInFront));
-    EXPECT_EQ(m_client->windows().back().id, dialog);
+    EXPECT_TRUE(waitUntil([this] {
+        const auto windows = m_client->windows();
+        return windows.size() == 1 && windows[0].hasKeyboard;
+    }));
+    tap(KEY_RIGHT);
+    EXPECT_TRUE(waitForPicture(3));
 }
 
 TEST_F(HandOverTest, WhatIsNoTextIsRefused)

@@ -104,6 +104,43 @@ protected:
         return testing::AssertionSuccess();
     }
 
+    /// Waits until the folder dialog has the keyboard.
+    [[nodiscard]] bool waitForDialog()
+    {
+        return waitUntil(
+            [this] {
+                const auto windows = m_client->windows();
+                return windows.size() == 2 && windows.back().hasKeyboard;
+            },
+            SOON);
+    }
+
+    /// Whether Escape closes the folder dialog soon, and nothing else.
+    [[nodiscard]] bool escapeLeavesDialog()
+    {
+        tap(KEY_ESC);
+        return waitUntil([this] { return m_client->windows().size() == 1; }, SOON);
+    }
+
+    /// The dialog on the folder of the pictures, whose only sub-folder is being entered and does
+    /// not answer.
+    [[nodiscard]] testing::AssertionResult enterAFolderThatHangs()
+    {
+        fs::create_directory(pathOf("trip"));
+        if (const auto opened = openFolder(); !opened)
+            return opened;
+        tap(KEY_O);
+        if (!waitForDialog())
+            return testing::AssertionFailure() << "no dialog";
+        m_watched->hang({"trip"});
+        tap(KEY_DOWN);
+        tap(KEY_ENTER);
+        if (!m_watched->waitUntilStuck())
+            return testing::AssertionFailure() << "nobody enters it";
+        m_watched->hang();
+        return testing::AssertionSuccess();
+    }
+
     QTemporaryDir m_elsewhere;
     std::optional<SessionBus> m_bus;
 };
@@ -287,13 +324,87 @@ TEST_F(HangingDiskTest, DialogOpensAtHomeAndEscapeLeavesItAndThenTheProgram)
 {
     ASSERT_TRUE(openAndHang());
     tap(KEY_O);
-    const auto dialogHasKeyboard = [this] {
+    ASSERT_TRUE(waitForDialog());
+    EXPECT_TRUE(escapeLeavesDialog());
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, EscapeLeavesTheDialogThatIsOpenThereAndThenTheProgram)
+{
+    ASSERT_TRUE(openFolder());
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    m_watched->hang();
+    EXPECT_TRUE(escapeLeavesDialog());
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, EscapeLeavesTheDialogWhileAFolderIsEnteredAndThenTheProgram)
+{
+    ASSERT_TRUE(enterAFolderThatHangs());
+    EXPECT_TRUE(escapeLeavesDialog());
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, AnotherFolderIsChosenWhileOneIsEntered)
+{
+    ASSERT_TRUE(enterAFolderThatHangs());
+    m_client->type(m_elsewhere.path());
+    tap(KEY_ENTER);
+    tap(KEY_ENTER);
+    EXPECT_TRUE(waitUntil([this] { return shownIndex() == 7; }, SOON));
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, AnotherFolderIsChosenWhereThePicturesHang)
+{
+    ASSERT_TRUE(openAndHang());
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    m_client->type(m_elsewhere.path());
+    tap(KEY_ENTER);
+    tap(KEY_ENTER);
+    EXPECT_TRUE(waitUntil([this] { return shownIndex() == 7; }, SOON));
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, EscapeLeavesTheDialogWithAPathTypedThereAndThenTheProgram)
+{
+    m_watched->hang();
+    startViewer({});
+    ASSERT_TRUE(waitUntil([this] {
         const auto windows = m_client->windows();
-        return windows.size() == 2 && windows.back().hasKeyboard;
-    };
-    ASSERT_TRUE(waitUntil(dialogHasKeyboard, SOON));
-    tap(KEY_ESC);
-    ASSERT_TRUE(waitUntil([this] { return m_client->windows().size() == 1; }));
+        return windows.size() == 1 && windows[0].hasKeyboard;
+    }));
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    m_client->type(m_folder.path());
+    tap(KEY_ENTER);
+    ASSERT_TRUE(m_watched->waitUntilStuck());
+    EXPECT_TRUE(escapeLeavesDialog());
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
+TEST_F(HangingDiskTest, LinkToOneKeepsNothingFromBeingListed)
+{
+    fs::create_directory_symlink("/", pathOf("share"));
+    fs::create_directory(pathOf("trip"));
+    addPicture("trip/a.jpg", 8, 9);
+    ASSERT_TRUE(openFolder());
+    m_watched->hang({"share"}); // as what is behind it does
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    ASSERT_TRUE(m_watched->waitUntilStuck());
+    tap(KEY_DOWN); // the only one that is known
+    tap(KEY_ENTER);
+    tap(KEY_ENTER);
+    EXPECT_TRUE(waitUntil([this] { return shownIndex() == 8; }, SOON));
     EXPECT_TRUE(escapeEnds());
     EXPECT_EQ(m_watched->callsOnMainThread(), "");
 }

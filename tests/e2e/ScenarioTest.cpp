@@ -208,7 +208,8 @@ TEST_F(Scenario, FolderIsChosenInTheDialogAndSteppedThrough)
     ASSERT_TRUE(waitUntil([&] { return m_client->windows().back().hasKeyboard; }));
     m_client->type(m_folder.path());
     ASSERT_TRUE(waitForField(u"โฟลเดอร์:"_s, m_folder.path()));
-    tap(KEY_ENTER);
+    tap(KEY_ENTER); // goes there
+    tap(KEY_ENTER); // and opens it
     ASSERT_TRUE(waitForInfo(u"1/3 | IMG_1001.jpg   [H=วิธีใช้]"_s));
     EXPECT_TRUE(waitForPicture(1));
     tap(KEY_RIGHT);

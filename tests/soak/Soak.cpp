@@ -448,7 +448,8 @@ void Soak::askForFolder()
         return leaveModes();
     expectFolder(anyFolder());
     m_client.type(QString::fromStdString(m_current->path()));
-    m_client.tapKey(KEY_ENTER);
+    m_client.tapKey(KEY_ENTER); // goes there
+    m_client.tapKey(KEY_ENTER); // and opens it
     if (!waitUntil([this] { return m_client.windows().size() == 1; }, REST_LIMIT))
         fault(u"the dialog stays"_s);
 }
