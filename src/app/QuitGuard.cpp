@@ -3,8 +3,10 @@
 #include "browse/Browser.h"
 #include "browse/FilenameJump.h"
 #include "browse/InfoLine.h"
+#include "browse/PlainText.h"
 #include "editing/Editor.h"
 #include "fileops/FileWork.h"
+#include "screen/DarkPalette.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
 
@@ -157,8 +159,10 @@ void QuitGuard::askToQuit()
     auto *question = new QMessageBox(&m_with.window);
     m_quitQuestion = question;
     question->setAttribute(Qt::WA_DeleteOnClose);
+    question->setPalette(darkPalette());
     question->setText(u"มีการแก้ไขที่ยังไม่ได้บันทึก"_s);
-    question->setInformativeText(name + u" ถูกครอป/หมุนแล้ว แต่ยังไม่ได้บันทึกลงโฟลเดอร์ Edit"_s);
+    question->setInformativeText(wrappableText(name) +
+                                 u" ถูกครอป/หมุนแล้ว แต่ยังไม่ได้บันทึกลงโฟลเดอร์ Edit"_s);
     // A file may be called anything, and the box has no word for how this text is to be read.
     if (auto *label = question->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s))
         label->setTextFormat(Qt::PlainText);

@@ -55,7 +55,9 @@ QIcon folderIcon()
     painter.drawRoundedRect(QRectF(3, 4.5, 8, 6), 1.5, 1.5);
     painter.drawRoundedRect(QRectF(3, 6.5, 16, 11), 1.5, 1.5);
     painter.end();
-    return pixmap;
+    QIcon icon(pixmap);
+    icon.addPixmap(pixmap, QIcon::Selected); // the style would tint it
+    return icon;
 }
 
 std::filesystem::path homeFolder()

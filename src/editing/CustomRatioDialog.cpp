@@ -1,7 +1,10 @@
 #include "editing/CustomRatioDialog.h"
 
+#include "screen/DarkPalette.h"
+
 #include <QBoxLayout>
 #include <QDialogButtonBox>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -12,8 +15,10 @@ namespace tavolin {
 
 namespace {
 
-/// In points.
+// In points.
 constexpr QSize FIELD_SIZE(140, 24);
+/// Beside a window's title: an icon and three buttons, as desktops make them.
+constexpr int TITLE_BAR_EXTRAS = 150;
 
 } // namespace
 
@@ -21,12 +26,17 @@ CustomRatioDialog::CustomRatioDialog(QWidget *parent) : QDialog(parent)
 {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(u"Custom Ratio"_s);
+    setPalette(darkPalette());
 
     auto *message = new QLabel(u"Custom Ratio"_s, this);
     QFont bold = message->font();
     bold.setBold(true);
     message->setFont(bold);
     auto *explanation = new QLabel(u"Enter as width:height, e.g. 16:10"_s, this);
+
+    // Narrower, its title would be cut, to which Qt adds the program's name.
+    const QString title = windowTitle() + u" — "_s + QGuiApplication::applicationDisplayName();
+    explanation->setMinimumWidth(QFontMetrics(bold).horizontalAdvance(title) + TITLE_BAR_EXTRAS);
 
     m_field = new QLineEdit(u"16:10"_s, this);
     m_field->setFixedSize(FIELD_SIZE);

@@ -60,6 +60,14 @@ TEST_F(CustomRatioDialogTest, SaysWhatToEnter)
               (std::vector<std::string>{"Custom Ratio", "Enter as width:height, e.g. 16:10"}));
 }
 
+TEST_F(CustomRatioDialogTest, IsWideEnoughForItsTitle)
+{
+    QFont bold = dialog->font();
+    bold.setBold(true);
+    const QString title = u"Custom Ratio — "_s + QGuiApplication::applicationDisplayName();
+    EXPECT_GT(dialog->width(), QFontMetrics(bold).horizontalAdvance(title) + 100); // for buttons
+}
+
 TEST_F(CustomRatioDialogTest, FieldIsFilledAndReadyToBeReplaced)
 {
     EXPECT_EQ(field->size(), QSize(140, 24));

@@ -128,6 +128,22 @@ TEST_F(QuitGuard, NameThatLooksLikeMarkupIsShownAsItIs)
     EXPECT_TRUE(label->text().startsWith(u"<b>0<b>.png "_s));
 }
 
+TEST_F(QuitGuard, LongNameIsWrapped)
+{
+    ASSERT_TRUE(openPicturesAsUser());
+    const std::string name(240, '0');
+    const auto file = (pictures / name).concat(".png");
+    std::filesystem::rename(pictures / "0.png", file);
+    open(file);
+    ASSERT_TRUE(cropWhenShown());
+    EXPECT_FALSE(ends([this] { press(Qt::Key_Escape); }));
+    const auto *label = question()->findChild<QLabel *>(u"qt_msgbox_informativelabel"_s);
+    ASSERT_NE(label, nullptr);
+    EXPECT_LE(label->minimumSizeHint().width(), label->width());
+    EXPECT_LE(label->heightForWidth(label->width()), label->height());
+    EXPECT_LE(question()->width(), 700);
+}
+
 TEST_F(QuitGuard, CancelKeepsTheProgramAndTheEdit)
 {
     ASSERT_TRUE(openAndCrop());
