@@ -238,6 +238,15 @@ TEST_F(FolderOpening, DialogOpensAgainAfterItWasClosed)
     EXPECT_NE(openWithKey(), nullptr);
 }
 
+TEST_F(FolderOpening, DialogEndsTheLoupe)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    QTest::mousePress(view, Qt::LeftButton, {}, view->rect().center());
+    ASSERT_TRUE(waitFor([this] { return viewer->loupe().isZooming(); }));
+    ASSERT_NE(openWithKey(), nullptr);
+    EXPECT_FALSE(viewer->loupe().isZooming());
+}
+
 TEST_F(FolderOpening, PhysicalKeyOpensTheDialogUnderAThaiLayout)
 {
     constexpr int THAI_NO_NU = 0xe19; // what the key O writes in Thai
