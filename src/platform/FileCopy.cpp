@@ -1,28 +1,27 @@
 #include "platform/FileCopy.h"
 
-#include "platform/Descriptor.h"
+#include "platform/Folder.h"
+#include "platform/NewFile.h"
+#include "platform/RegularFile.h"
 
-#include <QCryptographicHash>
-#include <QRandomGenerator>
-#include <QSysInfo>
 #include <QtGlobal>
 
-#include <atomic>
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
-#include <fcntl.h>
-#include <signal.h>
-#include <unistd.h>
 #ifdef Q_OS_MACOS
 #include <copyfile.h>
 #else
-#include "platform/Gio.h"
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/sendfile.h>
+#include <sys/xattr.h>
 #endif
 
 using namespace Qt::StringLiterals;
@@ -33,34 +32,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Begins the name of a copy that is being written; the number of the process, a dash and another
-/// number follow. Different where that process can't be asked for: on other machines and in other
-/// containers, which may share the folder. In a container it changes with every start.
-std::string unfinishedPrefix()
-{
-    std::error_code none;
-    const std::string numbering = fs::read_symlink("/proc/self/ns/pid", none).native();
-    const QByteArray place = QCryptographicHash::hash( // a machine's identity is not for everybody
-        QSysInfo::machineUniqueId() + QByteArray::fromStdString(numbering),
-        QCryptographicHash::Sha256);
-    return ".tavolin-copy-" + place.first(8).toHex().toStdString() + '-';
-}
-
-/// Whether @p a and @p b are one place, also where the ways to its folder differ. Two hard links
-/// are two places.
-bool isSamePlace(const fs::path &a, const fs::path &b)
-{
-    std::error_code error;
-    return a.filename() == b.filename() && fs::equivalent(a.parent_path(), b.parent_path(), error);
-}
-
-/// Whether what is at @p place is needed to reach the content of @p file: it is the file itself, or
-/// a file or link that the symbolic link @p file leads to.
-bool leadsThrough(fs::path file, const fs::path &place)
+/// Whether what is called @p name in the open @p folder is needed to reach the content of @p file:
+/// it is the file itself, or a file or link that the symbolic link @p file leads to. A hard link is
+/// not.
+bool leadsThrough(fs::path file, int folder, const fs::path &name)
 {
     constexpr int MAX_LINKS = 40; // as many as Linux follows
     for (int links = 0; links <= MAX_LINKS; ++links) {
-        if (isSamePlace(file, place))
+        if (file.filename() == name && isFolderAt(folder, file.parent_path()))
             return true;
         std::error_code error;
         const fs::path target = fs::read_symlink(file, error);
@@ -71,161 +50,175 @@ bool leadsThrough(fs::path file, const fs::path &place)
     return false;
 }
 
-/// The numbers of the copies that this process has begun: one after the other, from one that
-/// another process of its number has not had.
-class CopyNumbers
+struct stat statusOf(int file)
 {
-public:
-    [[nodiscard]] std::uint32_t next() { return m_first + m_count++; }
-    [[nodiscard]] bool hasGiven(std::uint32_t number) const { return number - m_first < m_count; }
-
-private:
-    const std::uint32_t m_first = QRandomGenerator::system()->generate();
-    std::atomic<std::uint32_t> m_count = 0;
-};
-
-CopyNumbers &copyNumbers()
-{
-    static CopyNumbers numbers;
-    return numbers;
+    struct stat status
+    {};
+    fstat(file, &status);
+    return status;
 }
 
-/// A name that nobody else takes, even where two places were taken for one.
-std::string unfinishedName(const std::string &prefix)
-{
-    return prefix + std::to_string(getpid()) + '-' + std::to_string(copyNumbers().next());
-}
-
-/// Takes a number off the beginning of @p text; nothing where there is none.
-template <typename Number>
-std::optional<Number> takeNumber(std::string_view &text)
-{
-    Number number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc())
-        return {};
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return number;
-}
-
-/// Whether @p name is that of an unfinished copy that nobody is writing any more. The number of our
-/// process may be that of an earlier one, too.
-bool isLeftBehind(std::string_view name, std::string_view prefix)
-{
-    if (!name.starts_with(prefix))
-        return false;
-    name.remove_prefix(prefix.size());
-    const auto process = takeNumber<pid_t>(name);
-    if (!process || *process <= 0 || !name.starts_with('-'))
-        return false;
-    name.remove_prefix(1);
-    const auto number = takeNumber<std::uint32_t>(name);
-    if (!number || !name.empty())
-        return false;
-    if (*process == getpid())
-        return !copyNumbers().hasGiven(*number);
-    return kill(*process, 0) != 0 && errno == ESRCH;
-}
-
-void removeLeftovers(const fs::path &folder, const std::string &prefix)
-{
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        std::error_code ignored;
-        if (isLeftBehind(entry->path().filename().native(), prefix))
-            fs::remove(entry->path(), ignored);
-    }
-}
-
-/// Copies @p source to @p target, which is not there.
-Failure copyAll(const fs::path &source, const fs::path &target,
-                [[maybe_unused]] const Progress &progress)
+/// The times of last access and modification.
+std::array<timespec, 2> timesOf(const struct stat &status)
 {
 #ifdef Q_OS_MACOS
-    std::error_code error;
-    const fs::path file = fs::canonical(source, error); // clones don't follow links
-    if (!error &&
-        copyfile(file.c_str(), target.c_str(), nullptr, COPYFILE_ALL | COPYFILE_CLONE) != 0)
-        error.assign(errno, std::generic_category());
-    return error ? failureOf(error) : Failure();
+    return {status.st_atimespec, status.st_mtimespec};
 #else
-    std::error_code noFolder;
-    const GioFile from = gioFile(source, noFolder);
-    const GioFile to = from ? gioFile(target, noFolder) : nullptr;
-    if (!to)
-        return failureOf(noFolder);
-    GError *error = nullptr;
-    const auto copied = [](goffset, goffset, gpointer listener) {
-        tell(*static_cast<const Progress *>(listener));
-    };
-    Progress listener = progress;
-    if (!g_file_copy(from.get(), to.get(), G_FILE_COPY_ALL_METADATA, nullptr, copied, &listener,
-                     &error))
-        return takeFailure(error);
-    // GIO sets the permissions first, and a file that is read-only takes no attributes any more.
-    std::error_code ignored;
-    const fs::perms permissions = fs::status(source, ignored).permissions();
-    if ((permissions & fs::perms::owner_write) == fs::perms::none) {
-        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, ignored);
-        constexpr auto ALL_BUT_PERMISSIONS = static_cast<GFileCopyFlags>(
-            G_FILE_COPY_ALL_METADATA | G_FILE_COPY_TARGET_DEFAULT_PERMS);
-        g_file_copy_attributes(from.get(), to.get(), ALL_BUT_PERMISSIONS, nullptr, nullptr);
-        fs::permissions(target, permissions, ignored);
-    }
-    return {};
+    return {status.st_atim, status.st_mtim};
 #endif
 }
 
-/// Makes sure that the disk has the content of @p file.
-Failure flushFile(const fs::path &file, const Progress &progress)
+/// Whether a file that was as @p before has not been written to when it is as @p after.
+bool isUnchanged(const struct stat &before, const struct stat &after)
 {
-    const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (descriptor.get() >= 0 && flush(descriptor.get(), progress))
-        return {};
-    return failureOf({errno, std::generic_category()});
+    const timespec earlier = timesOf(before)[1];
+    const timespec later = timesOf(after)[1];
+    return before.st_size == after.st_size && earlier.tv_sec == later.tv_sec &&
+           earlier.tv_nsec == later.tv_nsec;
 }
 
-/// Gives @p file the name @p name in place of what has it, unless that is a folder with something
-/// in it.
-Failure moveOver(const fs::path &file, const fs::path &name)
+/// Copies what @p from has to @p to, which is empty: @p bytes, where that is not more by now, as
+/// what grows could be followed for ever. errno says why not.
+bool copyContent(int from, int to, [[maybe_unused]] off_t bytes, const Progress &progress)
 {
-    std::error_code error;
-    fs::rename(file, name, error);
-    if (error == std::errc::is_a_directory) {
-        fs::remove(name, error);
-        if (!error)
-            fs::rename(file, name, error);
+#ifdef Q_OS_MACOS
+    const bool isCopied = fcopyfile(from, to, nullptr, COPYFILE_DATA) == 0;
+    tell(progress);
+    return isCopied;
+#else
+    if (ioctl(to, FICLONE, from) == 0) {
+        tell(progress);
+        return true;
     }
+    const auto copyWith = [&](auto copySome) {
+        constexpr off_t PIECE = 4 << 20; // bytes that a slow disk takes within a second or two
+        while (bytes > 0) {
+            const ssize_t count = copySome(static_cast<std::size_t>(std::min(bytes, PIECE)));
+            if (count < 0 && errno == EINTR)
+                continue;
+            if (count <= 0)
+                return count == 0;
+            bytes -= count;
+            tell(progress);
+        }
+        return true;
+    };
+    // The first does not work everywhere; the second goes on where that has stopped.
+    return copyWith([&](std::size_t some) {
+               return copy_file_range(from, nullptr, to, nullptr, some, 0);
+           }) ||
+           copyWith([&](std::size_t some) { return sendfile(to, from, nullptr, some); });
+#endif
+}
+
+/// Gives @p to what @p from has beside its content, as far as the file system of @p to knows it and
+/// the user may; @p status is that of @p from.
+void copyAttributes(int from, int to, const struct stat &status)
+{
+    if (fchown(to, status.st_uid, status.st_gid) != 0 &&
+        fchown(to, static_cast<uid_t>(-1), status.st_gid) != 0)
+        errno = 0; // it is the user's own, then
+#ifdef Q_OS_MACOS
+    fcopyfile(from, to, nullptr, COPYFILE_METADATA);
+#else
+    // Before the permissions: a file that is read-only takes none any more.
+    std::vector<char> names(XATTR_LIST_MAX);
+    const auto namesSize = std::max<ssize_t>(0, flistxattr(from, names.data(), names.size()));
+    std::string_view left(names.data(), static_cast<std::size_t>(namesSize));
+    std::vector<char> value(XATTR_SIZE_MAX);
+    while (!left.empty()) {
+        const char *name = left.data(); // each ends with a NUL
+        const ssize_t size = fgetxattr(from, name, value.data(), value.size());
+        if (size >= 0)
+            fsetxattr(to, name, value.data(), static_cast<std::size_t>(size), 0);
+        left.remove_prefix(left.find('\0') + 1);
+    }
+#endif
+    constexpr mode_t PERMISSIONS = 0777;
+    fchmod(to, status.st_mode & PERMISSIONS);
+    futimens(to, timesOf(status).data());
+}
+
+/// Gives @p copy the @p name in @p folder; an empty folder of that name gives way to it.
+std::error_code place(NewFile &copy, int folder, const std::string &name, Earlier earlier)
+{
+    const std::error_code error = copy.place(name, earlier);
+    if (error != std::errc::is_a_directory)
+        return error;
+    if (unlinkat(folder, name.c_str(), AT_REMOVEDIR) != 0)
+        return lastError();
+    return copy.place(name, earlier);
+}
+
+/// Copies @p source as @p name into the open @p folder; nothing when it has been written to in the
+/// meantime.
+std::optional<Failure> copyUnlessWritten(const fs::path &source, int folder,
+                                         const std::string &name, Earlier earlier,
+                                         const Progress &progress)
+{
+    errno = 0;
+    // Others than regular files would be waited for (a pipe) or never end (a device).
+    const auto from = openRegularFile(source);
+    if (!from)
+        return failureOf(errno != 0 ? lastError() : std::make_error_code(std::errc::not_supported));
+    const struct stat before = statusOf(from->descriptor.get());
+    NewFile copy(folder);
+    if (copy.get() < 0 ||
+        !copyContent(from->descriptor.get(), copy.get(), before.st_size, progress))
+        return failureOf(lastError());
+    copyAttributes(from->descriptor.get(), copy.get(), before);
+    const auto copiedBytes = statusOf(copy.get()).st_size;
+    if (const auto error = copy.complete(progress))
+        return failureOf(error);
+    if (copiedBytes != before.st_size || !isUnchanged(before, statusOf(from->descriptor.get())))
+        return std::nullopt;
+    // An earlier copy may be the last there is: it stays until the disk has the new one.
+    const auto error = place(copy, folder, name, earlier);
     return error ? failureOf(error) : Failure();
+}
+
+/// Whether the file @p name in the open @p folder has the content of @p source.
+bool hasContentOf(const fs::path &source, int folder, const std::string &name)
+{
+    const auto here = openRegularFile(source);
+    const Descriptor there = openRegularFileIn(folder, name);
+    if (!here || there.get() < 0 || statusOf(there.get()).st_size != here->size)
+        return false;
+    constexpr std::size_t PIECE = 1 << 20;
+    std::vector<char> mine(PIECE);
+    std::vector<char> theirs(PIECE);
+    for (off_t at = 0; at < here->size;) {
+        const ssize_t count = pread(here->descriptor.get(), mine.data(), PIECE, at);
+        if (count <= 0 || pread(there.get(), theirs.data(), PIECE, at) != count ||
+            !std::equal(mine.begin(), mine.begin() + count, theirs.begin()))
+            return false;
+        at += count;
+    }
+    return true;
 }
 
 } // namespace
 
-Failure copyIntoFolder(const fs::path &source, const fs::path &folder, const Progress &progress)
+Failure copyIntoFolder(const fs::path &source, const fs::path &path, const Progress &progress)
 {
     std::error_code error;
-    fs::create_directories(folder, error);
+    const Descriptor folder = openFolder(path, error);
     if (error)
         return failureOf(error);
-    const fs::path copy = folder / source.filename();
-    if (leadsThrough(source, copy))
+    const std::string name = source.filename();
+    if (leadsThrough(source, folder.get(), name))
         return u"ต้นฉบับกับสำเนาเป็นไฟล์เดียวกัน"_s;
-    // Others would be waited for (a pipe) or never end (a device).
-    if (!fs::is_regular_file(fs::status(source, error)))
-        return failureOf(error ? error : std::make_error_code(std::errc::not_supported));
-    const std::string prefix = unfinishedPrefix();
-    removeLeftovers(folder, prefix);
-    const fs::path unfinished = folder / unfinishedName(prefix);
-    Failure failure = copyAll(source, unfinished, progress);
-    // An earlier copy may be the last there is: it stays until the disk has the new one.
-    if (!failure)
-        failure = flushFile(unfinished, progress);
-    if (!failure)
-        failure = moveOver(unfinished, copy);
-    if (failure)
-        fs::remove(unfinished, error);
-    return failure;
+    const bool leadsOut = !isWithin(folder.get(), source.parent_path());
+    if (leadsOut && hasName(folder.get(), name))
+        return hasContentOf(source, folder.get(), name)
+                   ? Failure()
+                   : failureOf(std::make_error_code(std::errc::file_exists));
+    const Earlier earlier = leadsOut ? Earlier::Kept : Earlier::Replaced;
+    constexpr int ATTEMPTS = 3;
+    for (int attempt = 0; attempt < ATTEMPTS; ++attempt)
+        if (const auto result = copyUnlessWritten(source, folder.get(), name, earlier, progress))
+            return *result;
+    return u"ต้นฉบับกำลังถูกเขียนอยู่"_s;
 }
 
 } // namespace tavolin

@@ -11,9 +11,8 @@ namespace tavolin {
 
 /// Makes @p content the content of @p file, whose folder exists; an earlier file of that name is
 /// replaced as a whole, and whatever happens (a full disk, a crash, lost power) either the old or
-/// the new content is there. What is written on the way bears a name beginning with ".tavolin-" in
-/// the same folder, and is removed again on failure. False when it can't be written. Says to
-/// @p progress how that gets on.
+/// the new content is there: see NewFile. False when it can't be written. Says to @p progress how
+/// that gets on.
 bool replaceFile(const std::filesystem::path &file, std::span<const std::byte> content,
                  const Progress &progress = {});
 

@@ -106,7 +106,7 @@ TEST_F(CopyToHL, ReadOnlyFolderIsReportedAndTheListStays)
         press(Qt::Key_A);
         ASSERT_TRUE(waitForFileWork());
     }
-    EXPECT_EQ(statusText(), "❌ Error: Permission denied");
+    EXPECT_EQ(statusText(), "❌ Error: ไม่มีสิทธิ์");
     EXPECT_EQ(infoText(), "1/3 | 000.jpg   [H=วิธีใช้]");
     EXPECT_EQ(namesIn(folder / "pictures").size(), 3U);
 }

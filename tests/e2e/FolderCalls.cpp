@@ -9,8 +9,9 @@
 // call and the path.
 //
 // The functions stand in for the system's under other names, as its headers have their own idea of
-// how these are declared; a pair such as open and open64 is one here. Calls that the C library
-// makes by itself, as realpath() does, are not seen: the function that makes them stands for them.
+// how these are declared; a pair such as open and open64 is one here, and so are the ways to
+// rename. Calls that the C library makes by itself, as realpath() does, are not seen: the function
+// that makes them stands for them.
 
 #include <array>
 #include <atomic>
@@ -134,6 +135,8 @@ void undergo(std::string_view call, const std::string &path)
 {
     if (call.ends_with("64"))
         call.remove_suffix(2);
+    if (call.starts_with("rename"))
+        call = "rename";
     const std::string line =
         (gettid() == getpid() ? "main " : "other ") + std::string(call) + ' ' + path + '\n';
     [[maybe_unused]] const auto written = watch().write(watch().log, line.data(), line.size());

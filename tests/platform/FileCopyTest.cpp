@@ -3,6 +3,7 @@
 #include "logic/TemporaryFolder.h"
 #include "platform/FileSystems.h"
 #include "platform/Mount.h"
+#include "platform/Syncs.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -386,8 +388,7 @@ TEST_F(CopyIntoFolder, ReadOnlyFolderIsReportedInWords)
     const auto source = folder.write("pictures/1.jpg", "picture");
     const test::ReadOnly readOnly(source.parent_path());
     const test::WithoutRoot withoutRoot;
-    EXPECT_EQ(copyIntoFolder(source, source.parent_path() / "picks"),
-              QStringLiteral("Permission denied"));
+    EXPECT_EQ(copyIntoFolder(source, source.parent_path() / "picks"), QStringLiteral("ไม่มีสิทธิ์"));
     EXPECT_EQ(namesIn(source.parent_path()), Names{"1.jpg"});
 }
 
@@ -399,9 +400,7 @@ TEST_F(CopyIntoFolder, SourceThatMayNotBeReadLeavesAnEarlierCopyAlone)
     fs::permissions(source, fs::perms::none);
     fs::permissions(target, fs::perms::all);
     const test::WithoutRoot withoutRoot;
-    const Failure failure = copyIntoFolder(source, target);
-    ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->contains(QStringLiteral("Permission denied"))) << failure->toStdString();
+    EXPECT_EQ(copyIntoFolder(source, target), QStringLiteral("ไม่มีสิทธิ์"));
     expectEarlierCopyAlone();
 }
 
@@ -412,10 +411,153 @@ TEST_F(CopyIntoFolder, FullFileSystemLeavesAnEarlierCopyAlone)
     if (!mount.error().empty())
         GTEST_SKIP() << mount.error();
     makeEarlierCopy();
-    const Failure failure = copyIntoFolder(folder.write("1.jpg", randomBytes(2 << 20)), target);
-    ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->contains(QStringLiteral("No space left"))) << failure->toStdString();
+    EXPECT_EQ(copyIntoFolder(folder.write("1.jpg", randomBytes(2 << 20)), target),
+              QStringLiteral("พื้นที่เต็ม"));
     expectEarlierCopyAlone();
+}
+
+/// Adds something to @p file.
+void append(const fs::path &file)
+{
+    std::ofstream(file, std::ios::binary | std::ios::app) << "more";
+}
+
+TEST_F(CopyIntoFolder, SourceThatGrowsMeanwhileIsCopiedAgain)
+{
+    const auto source = folder.write("1.jpg", "half a pict");
+    bool hasGrown = false;
+    EXPECT_EQ(copyIntoFolder(source, target,
+                             [&] {
+                                 if (!std::exchange(hasGrown, true))
+                                     append(source);
+                             }),
+              Failure());
+    EXPECT_EQ(contentOf(target / "1.jpg"), "half a pictmore");
+    EXPECT_EQ(namesIn(target), Names{"1.jpg"});
+}
+
+TEST_F(CopyIntoFolder, SourceThatIsWrittenToAtTheSameLengthIsCopiedAgain)
+{
+    const auto source = folder.write("1.jpg", "old");
+    fs::last_write_time(source, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    bool hasChanged = false;
+    EXPECT_EQ(copyIntoFolder(source, target,
+                             [&] {
+                                 if (!std::exchange(hasChanged, true))
+                                     folder.write("1.jpg", "new");
+                             }),
+              Failure());
+    EXPECT_EQ(contentOf(target / "1.jpg"), "new");
+}
+
+TEST_F(CopyIntoFolder, SourceThatGoesOnGrowingIsRefused)
+{
+    const auto source = folder.write("1.jpg", "half a pict");
+    makeEarlierCopy();
+    EXPECT_EQ(copyIntoFolder(source, target, [&] { append(source); }),
+              QStringLiteral("ต้นฉบับกำลังถูกเขียนอยู่"));
+    expectEarlierCopyAlone();
+}
+
+TEST_F(CopyIntoFolder, DiskHasTheNameAndTheFoldersThatWereMade)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    target = folder / "a" / "picks";
+    const test::Syncs syncs(target / "1.jpg");
+    copy(source);
+    EXPECT_TRUE(syncs.has(folder.path()));
+    EXPECT_TRUE(syncs.has(folder / "a"));
+    EXPECT_TRUE(syncs.hasPlaced(target));
+}
+
+TEST_F(CopyIntoFolder, GoesIntoTheFolderThatWasLookedAt)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    fs::create_directory(folder / "originals");
+    folder.write("originals/1.jpg", "somebody's");
+    bool isSwapped = false;
+    EXPECT_EQ(copyIntoFolder(source, target,
+                             [&] {
+                                 if (std::exchange(isSwapped, true))
+                                     return;
+                                 fs::rename(target, folder / "moved");
+                                 fs::create_directory_symlink("originals", target);
+                             }),
+              Failure());
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "somebody's");
+    EXPECT_EQ(contentOf(folder / "moved/1.jpg"), "picture");
+}
+
+/// A folder of pictures in which the one for picks is a link to somebody's originals.
+class CopyThatLeadsOut : public CopyIntoFolder
+{
+protected:
+    CopyThatLeadsOut()
+    {
+        fs::create_directory(folder / "pictures");
+        fs::create_directory(folder / "originals");
+        target = folder / "pictures/picks";
+        fs::create_directory_symlink("../originals", target);
+    }
+
+    /// What a copy over another file ends with.
+    const QString refusal = QStringLiteral("มีไฟล์อื่นชื่อนี้อยู่แล้ว");
+};
+
+TEST_F(CopyThatLeadsOut, IsMadeWhereNothingHasItsName)
+{
+    copy(folder.write("pictures/1.jpg", "picture"));
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "picture");
+}
+
+TEST_F(CopyThatLeadsOut, ReplacesNoOtherFile)
+{
+    folder.write("originals/1.jpg", "another");
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/1.jpg", "picture"), target), refusal);
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "another");
+}
+
+TEST_F(CopyThatLeadsOut, ReplacesNoOtherFileOfTheSameLength)
+{
+    const QByteArray content = randomBytes(1'500'000);
+    QByteArray other = content;
+    other.back() = static_cast<char>(other.back() + 1);
+    folder.write("originals/1.jpg", other);
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/1.jpg", content), target), refusal);
+    EXPECT_TRUE(contentOf(folder / "originals/1.jpg") == other.toStdString());
+}
+
+TEST_F(CopyThatLeadsOut, IsDoneWhereTheSameIsThere)
+{
+    folder.write("originals/1.jpg", "picture");
+    copy(folder.write("pictures/1.jpg", "picture"));
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "picture");
+}
+
+TEST_F(CopyThatLeadsOut, ReplacesNoLink)
+{
+    fs::create_symlink("elsewhere.jpg", folder / "originals/1.jpg");
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/1.jpg", "picture"), target), refusal);
+    EXPECT_TRUE(fs::is_symlink(folder / "originals/1.jpg"));
+}
+
+TEST_F(CopyThatLeadsOut, ReplacesNoFileThatAppearsMeanwhile)
+{
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/1.jpg", "picture"), target,
+                             [&] { folder.write("originals/1.jpg", "another"); }),
+              refusal);
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "another");
+    EXPECT_EQ(namesIn(folder / "originals"), Names{"1.jpg"});
+}
+
+TEST_F(CopyThatLeadsOut, IsNoneThroughALinkWithinTheFolder)
+{
+    fs::remove(target);
+    fs::create_directories(folder / "pictures/deep/below");
+    fs::create_directory_symlink("deep/below", target);
+    folder.write("pictures/deep/below/1.jpg", "an earlier copy");
+    copy(folder.write("pictures/1.jpg", "picture"));
+    EXPECT_EQ(contentOf(target / "1.jpg"), "picture");
 }
 
 class CopyBesideUnfinishedOnes : public CopyIntoFolder

@@ -1,6 +1,7 @@
 #include "platform/FileReplacement.h"
 
 #include "logic/TemporaryFolder.h"
+#include "platform/Syncs.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,8 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace tavolin {
 
@@ -143,6 +146,30 @@ TEST(ReplaceFile, FailsWhereAFolderHasTheName)
     EXPECT_FALSE(replaceWith(folder / "file", "content"));
     EXPECT_TRUE(std::filesystem::is_directory(folder / "file"));
     EXPECT_EQ(filesIn(folder), 1);
+}
+
+TEST(ReplaceFile, ClearsAwayWhatAKilledWriterHasLeft)
+{
+    const TemporaryFolder folder;
+    const pid_t writer = fork();
+    if (writer == 0) {
+        const std::string content(5'000'000, 'x');
+        replaceFile(folder / "file", std::as_bytes(std::span(content)), [] { raise(SIGKILL); });
+        _exit(0);
+    }
+    waitpid(writer, nullptr, 0);
+    ASSERT_EQ(filesIn(folder), 1);
+    ASSERT_FALSE(std::filesystem::exists(folder / "file"));
+    ASSERT_TRUE(replaceWith(folder / "other", "content"));
+    EXPECT_EQ(filesIn(folder), 1);
+}
+
+TEST(ReplaceFile, TheDiskHasTheName)
+{
+    const TemporaryFolder folder;
+    const test::Syncs syncs(folder / "file");
+    ASSERT_TRUE(replaceWith(folder / "file", "content"));
+    EXPECT_TRUE(syncs.hasPlaced(folder.path()));
 }
 
 TEST(ReplaceFile, NewFilesObeyTheMask)

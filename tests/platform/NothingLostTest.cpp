@@ -17,6 +17,7 @@
 #include <map>
 #include <random>
 #include <span>
+#include <string_view>
 #include <thread>
 
 #include <signal.h>
@@ -86,6 +87,13 @@ public:
         int status = 0;
         waitpid(run([&] { return !copyIntoFolder(another, picks()); }), &status, 0);
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+
+    /// Saves one more; false when that fails.
+    [[nodiscard]] bool saveAnother() const
+    {
+        static constexpr std::string_view CONTENT = "edited";
+        return replaceFile(saves() / "another.jpg", std::as_bytes(std::span(CONTENT)));
     }
 
     /// Every picture is whole in its place or in the Trash.
@@ -167,8 +175,10 @@ TEST(NothingLost, WhenCopiesSavesAndMovesAreKilledAtAnyMoment)
         disturbed.expectNothingLost();
         disturbed.expectNoCopyLost();
         EXPECT_TRUE(disturbed.pickAnother());
-        for (const std::string &name : namesIn(disturbed.picks()))
-            EXPECT_FALSE(name.starts_with('.')) << name << " is left behind";
+        EXPECT_TRUE(disturbed.saveAnother());
+        for (const fs::path &folder : {disturbed.picks(), disturbed.saves()})
+            for (const std::string &name : namesIn(folder))
+                EXPECT_FALSE(name.starts_with('.')) << folder / name << " is left behind";
         if (HasFailure())
             break;
     }
