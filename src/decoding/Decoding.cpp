@@ -134,4 +134,17 @@ std::optional<JpegMetadata> InProcessReader::sourceMetadata(const std::filesyste
     return guarded([&] { return tavolin::sourceMetadata(url, newSize); });
 }
 
+bool InProcessReader::isSavedByViewer(int file) const
+{
+    return guarded([file] {
+        struct stat status
+        {};
+        if (fstat(file, &status) != 0)
+            return false;
+        const auto source =
+            SourceFile::fromDescriptor(Descriptor(fcntl(file, F_DUPFD_CLOEXEC, 0)), status.st_size);
+        return source && tavolin::isSavedByViewer(*source);
+    });
+}
+
 } // namespace tavolin

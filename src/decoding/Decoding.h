@@ -60,6 +60,7 @@ public:
                                                            std::stop_token stop) const override;
     [[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
                                                              QSize newSize) const override;
+    [[nodiscard]] bool isSavedByViewer(int file) const override;
 };
 
 } // namespace tavolin

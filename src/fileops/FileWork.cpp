@@ -130,8 +130,8 @@ void FileWork::saveEdited()
         const Image &edited = m_editor.editedImage();
         add(
             FileJobKind::Save, edited,
-            [&reader = m_reader, edited, source](const Progress &progress) {
-                return saveEdit(reader, edited, source, progress);
+            [&reader = m_reader, &saves = m_saves, edited, source](const Progress &progress) {
+                return saveEdit(reader, saves, edited, source, progress);
             },
             [this, edited, source, asked = Clock::now(),
              token = m_editor.pictureToken()](const Failure &failure) {

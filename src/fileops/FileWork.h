@@ -3,6 +3,7 @@
 // rejected, and an edit saved beside it.
 
 #include "fileops/FileJobs.h"
+#include "fileops/SavedFiles.h"
 #include "platform/Failure.h"
 
 #include <QObject>
@@ -79,6 +80,7 @@ private:
     QTimer m_slowness; // runs while work may turn out to take long
     bool m_areDeletionsHeld = false;
     std::vector<std::function<void()>> m_heldDeletions;
+    SavedFiles m_saves; // the jobs use it
     FileJobs m_jobs;
 };
 

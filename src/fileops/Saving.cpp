@@ -1,14 +1,19 @@
 #include "fileops/Saving.h"
 
+#include "fileops/SavedFiles.h"
 #include "pixels/Geometry.h"
 #include "pixels/PictureReader.h"
 #include "platform/FileReplacement.h"
+#include "platform/Folder.h"
+#include "platform/NewFile.h"
 
 #include <algorithm>
 #include <cmath>
 #include <exception>
 #include <span>
 #include <system_error>
+
+using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
@@ -24,12 +29,71 @@ QByteArray compressed(const Image &image, double quality,
     return writeJpeg(image, clamped(percent, 1, 100), metadata.value_or(JpegMetadata()));
 }
 
-bool writeCompressed(const QByteArray &jpeg, const std::filesystem::path &url,
-                     const Progress &progress = {})
+std::span<const std::byte> bytesOf(const QByteArray &jpeg)
 {
-    const auto bytes =
-        std::as_bytes(std::span(jpeg.constData(), static_cast<std::size_t>(jpeg.size())));
-    return !jpeg.isEmpty() && replaceFile(url, bytes, progress);
+    return std::as_bytes(std::span(jpeg.constData(), static_cast<std::size_t>(jpeg.size())));
+}
+
+/// @p text with the reason where we have a word for @p error.
+Failure because(QStringView text, const std::error_code &error)
+{
+    const Failure reason = knownReason(error);
+    return text.toString() + (reason ? u" ("_s + *reason + u')' : QString());
+}
+
+/// Where a saved file goes.
+struct Place
+{
+    int folder; ///< Open.
+    std::string name;
+    Earlier earlier;
+};
+
+/// What becomes of an earlier file @p name in the open @p folder; nothing where it must not be
+/// touched.
+std::optional<Earlier> ruleFor(const PictureReader &reader, const SavedFiles &saves, int folder,
+                               const std::string &name, const std::filesystem::path &source)
+{
+    if (isWithin(folder, source.parent_path()))
+        return Earlier::Replaced;
+    if (!hasName(folder, name))
+        return Earlier::Kept;
+    const Descriptor earlier = openRegularFileIn(folder, name);
+    const bool isOurs = earlier.get() >= 0 &&
+                        (saves.contains(earlier.get()) || reader.isSavedByViewer(earlier.get()));
+    return isOurs ? std::optional(Earlier::Replaced) : std::nullopt;
+}
+
+/// Whether what is called @p name in the open @p folder is @p source, or leads to it.
+bool isSource(int folder, const std::string &name, const std::filesystem::path &source)
+{
+    struct stat there
+    {};
+    struct stat here
+    {};
+    return fstatat(folder, name.c_str(), &there, 0) == 0 && stat(source.c_str(), &here) == 0 &&
+           isSameFile(there, here);
+}
+
+/// Writes @p content to @p place, with the permissions of @p source.
+std::error_code writeTo(const Place &place, std::span<const std::byte> content,
+                        const std::filesystem::path &source, const Progress &progress)
+{
+    struct stat status
+    {};
+    const bool isSourceThere = stat(source.c_str(), &status) == 0;
+    constexpr mode_t PERMISSIONS = 0777;
+    NewFile file(place.folder, isSourceThere ? 0600 : 0666);
+    if (file.get() < 0)
+        return lastError();
+    if (const auto error = file.write(content, progress))
+        return error;
+    // Some file systems have no permissions to set.
+    if (isSourceThere && fchmod(file.get(), status.st_mode & PERMISSIONS) != 0)
+        errno = 0;
+    if (const auto error = file.complete(progress))
+        return error;
+    return file.place(place.name, place.earlier);
 }
 
 } // namespace
@@ -47,19 +111,14 @@ bool isSourceItself(const std::filesystem::path &destination, const std::filesys
     return std::filesystem::equivalent(destination, source, missing);
 }
 
-bool isInFolderOf(const std::filesystem::path &destination, const std::filesystem::path &source)
-{
-    std::error_code missing;
-    return std::filesystem::equivalent(destination.parent_path(), source.parent_path(), missing);
-}
-
 bool saveJPEG(const Image &image, const std::filesystem::path &url, double quality,
               const std::optional<JpegMetadata> &metadata)
 {
-    return writeCompressed(compressed(image, quality, metadata), url);
+    const QByteArray jpeg = compressed(image, quality, metadata);
+    return !jpeg.isEmpty() && replaceFile(url, bytesOf(jpeg));
 }
 
-Failure saveEdit(const PictureReader &reader, const Image &edited,
+Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &edited,
                  const std::filesystem::path &source, const Progress &progress)
 {
     try {
@@ -70,14 +129,23 @@ Failure saveEdit(const PictureReader &reader, const Image &edited,
             return FAILED.toString();
         tell(progress);
         const auto file = editedFile(source);
+        const std::string name = file.filename();
         std::error_code error;
-        std::filesystem::create_directories(file.parent_path(), error);
+        const Descriptor folder = openFolder(file.parent_path(), error);
         if (error)
-            return NO_FOLDER.toString();
+            return because(NO_FOLDER, error);
         tell(progress);
-        if (isSourceItself(file, source) || isInFolderOf(file, source) ||
-            !writeCompressed(jpeg, file, progress))
+        // Where "Edit" is a link to the folder that it stands in, an edit could replace a neighbour
+        // too, as the JPEG that a camera wrote beside its raw file.
+        if (isSource(folder.get(), name, source) || isFolderAt(folder.get(), source.parent_path()))
             return FAILED.toString();
+        const auto earlier = ruleFor(reader, saves, folder.get(), name, source);
+        if (!earlier)
+            return because(FAILED, std::make_error_code(std::errc::file_exists));
+        error = writeTo({folder.get(), name, *earlier}, bytesOf(jpeg), source, progress);
+        if (error)
+            return because(FAILED, error);
+        saves.add(folder.get(), name);
         return {};
     } catch (const std::exception &) { // lack of memory
         return FAILED.toString();

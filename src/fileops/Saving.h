@@ -13,6 +13,7 @@
 namespace tavolin {
 
 class PictureReader;
+class SavedFiles;
 
 /// libjpeg's 95 of 100.
 inline constexpr double SAVED_QUALITY = 0.95;
@@ -26,12 +27,6 @@ inline constexpr double SAVED_QUALITY = 0.95;
 [[nodiscard]] bool isSourceItself(const std::filesystem::path &destination,
                                   const std::filesystem::path &source);
 
-/// Whether @p destination is to lie in the very folder of @p source, as where "Edit" is a link to
-/// the folder that it stands in: an edit could then replace the source or a neighbour of that name,
-/// as the JPEG that a camera wrote beside its raw file. Both paths have a folder.
-[[nodiscard]] bool isInFolderOf(const std::filesystem::path &destination,
-                                const std::filesystem::path &source);
-
 /// Writes @p image as a JPEG to @p url, whose folder exists, replacing an earlier file as a whole;
 /// on failure (false) that one is as it was. @p quality is from 0 to 1.
 [[nodiscard]] bool saveJPEG(const Image &image, const std::filesystem::path &url,
@@ -39,10 +34,13 @@ inline constexpr double SAVED_QUALITY = 0.95;
                             const std::optional<JpegMetadata> &metadata = {});
 
 /// Saves @p edited as editedFile() of @p source, with the metadata that @p reader finds there;
-/// without, where it finds none. All but writing is done before anything is asked of the disk that
-/// takes the file. A failure is one of two texts in the user's language. Says to @p progress how it
-/// gets on.
-[[nodiscard]] Failure saveEdit(const PictureReader &reader, const Image &edited,
+/// without, where it finds none. The file may be read and written by those who may the source. All
+/// but writing is done before anything is asked of the disk that takes the file. Where "Edit" is a
+/// link that leads out of the source's folder, an earlier file there is only replaced when it is
+/// one of @p saves, to which this one is added, or says that this program has written it; in the
+/// source's folder itself none is. A failure is one of two texts in the user's language, with the
+/// reason where we have a word for it. Says to @p progress how it gets on.
+[[nodiscard]] Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &edited,
                                const std::filesystem::path &source, const Progress &progress = {});
 
 } // namespace tavolin

@@ -108,6 +108,10 @@ public:
     /// Empty when the file or its metadata can't be read.
     [[nodiscard]] virtual std::optional<JpegMetadata>
     sourceMetadata(const std::filesystem::path &url, QSize newSize) const = 0;
+
+    /// Whether the picture that @p file is open at, for reading, says that this program has saved
+    /// it. False when it can't be read.
+    [[nodiscard]] virtual bool isSavedByViewer(int file) const = 0;
 };
 
 } // namespace tavolin

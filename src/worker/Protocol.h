@@ -65,13 +65,14 @@ enum class Task : std::uint32_t {
     PixelSize,   ///< Width and height as seen upright.
     Facts,       ///< What the picture says of itself.
     Metadata,    ///< What an edited copy of the given size carries.
+    IsSaved,     ///< Done where the picture says that this program has saved it.
     Rows,        ///< Some rows of the last picture, into a slot.
     Convert,     ///< The profile of the pixels that ConvertRows will bring.
     ConvertRows, ///< The pixels in a slot, into sRGB in place.
 };
 
-/// From the viewer. With Display, Full, PixelSize, Facts and Metadata comes the file's descriptor,
-/// open for reading only.
+/// From the viewer. With Display, Full, PixelSize, Facts, Metadata and IsSaved comes the file's
+/// descriptor, open for reading only.
 struct Request
 {
     Task task = Task::Begin;

@@ -4,11 +4,13 @@
 #include "decoding/Decoding.h"
 #include "decoding/TestPictures.h"
 #include "decoding/TestProfiles.h"
+#include "fileops/SavedFiles.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "pictures/Tiff.h"
 #include "pictures/Writing.h"
+#include "platform/FileSystems.h"
 #include "Printing.h"
 #include "TemporaryFolder.h"
 
@@ -29,8 +31,7 @@ using namespace test;
 
 QByteArray contentOf(const std::filesystem::path &file)
 {
-    std::ifstream in(file, std::ios::binary);
-    return QByteArray::fromStdString({std::istreambuf_iterator<char>(in), {}});
+    return QByteArray::fromStdString(test::contentOf(file));
 }
 
 QByteArray photo(int orientation = 1)
@@ -81,23 +82,6 @@ TEST(IsSourceItself, NotForAnotherFileOrNone)
     EXPECT_FALSE(isSourceItself(editedFile(source), source));
     folder.write("Edit/picture.jpg", "same content");
     EXPECT_FALSE(isSourceItself(editedFile(source), source));
-}
-
-TEST(IsInFolderOf, WhereEditIsALinkToTheSameFolder)
-{
-    const TemporaryFolder folder;
-    const auto source = folder.write("picture.nef", "source");
-    std::filesystem::create_directory_symlink(".", folder / "Edit");
-    EXPECT_TRUE(isInFolderOf(editedFile(source), source));
-}
-
-TEST(IsInFolderOf, NotWhereEditIsAFolderOrMissing)
-{
-    const TemporaryFolder folder;
-    const auto source = folder.write("picture.nef", "source");
-    EXPECT_FALSE(isInFolderOf(editedFile(source), source));
-    std::filesystem::create_directory(folder / "Edit");
-    EXPECT_FALSE(isInFolderOf(editedFile(source), source));
 }
 
 TEST(SaveJPEG, SavingTwiceWritesTheSameFileTwice)
@@ -331,13 +315,21 @@ TEST(SourceMetadata, WithoutItThePictureIsSavedAllTheSame)
     EXPECT_FALSE(loadFullImage(folder / "saved.jpg").isNull());
 }
 
+/// Saves @p edited as the first save of a run.
+Failure save(const Image &edited, const std::filesystem::path &source,
+             const Progress &progress = {})
+{
+    SavedFiles saves;
+    return saveEdit(InProcessReader(), saves, edited, source, progress);
+}
+
 TEST(SaveEdit, WritesThePictureBesideItsSourceWithItsMetadata)
 {
     const TemporaryFolder folder;
     const auto source = folder.write("picture.jpg", photo(6));
     const Image edited = noiseImage({60, 40});
     int told = 0;
-    EXPECT_EQ(saveEdit(InProcessReader(), edited, source, [&] { ++told; }), Failure());
+    EXPECT_EQ(save(edited, source, [&] { ++told; }), Failure());
     EXPECT_GT(told, 0);
     const auto saved = editedFile(source);
     EXPECT_EQ(readPixelSize(saved), QSize(60, 40));
@@ -350,8 +342,7 @@ TEST(SaveEdit, NamesAFolderThatCannotBeMade)
     const TemporaryFolder folder;
     const auto source = folder.write("picture.jpg", photo());
     folder.write("Edit", "a file");
-    EXPECT_EQ(saveEdit(InProcessReader(), noiseImage({60, 40}), source),
-              QStringLiteral("สร้างโฟลเดอร์ Edit ไม่ได้"));
+    EXPECT_EQ(save(noiseImage({60, 40}), source), QStringLiteral("สร้างโฟลเดอร์ Edit ไม่ได้"));
 }
 
 TEST(SaveEdit, ReplacesNothingWhereEditLeadsToTheSource)
@@ -359,17 +350,157 @@ TEST(SaveEdit, ReplacesNothingWhereEditLeadsToTheSource)
     const TemporaryFolder folder;
     const auto source = folder.write("picture.jpg", photo());
     std::filesystem::create_directory_symlink(".", folder / "Edit");
-    EXPECT_EQ(saveEdit(InProcessReader(), noiseImage({60, 40}), source),
-              QStringLiteral("บันทึกไม่สำเร็จ"));
+    EXPECT_EQ(save(noiseImage({60, 40}), source), QStringLiteral("บันทึกไม่สำเร็จ"));
     EXPECT_EQ(contentOf(source), photo());
+}
+
+TEST(SaveEdit, ReplacesNoNeighbourWhereEditLeadsToTheFolder)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.nef", photo());
+    folder.write("picture.jpg", "of the camera");
+    std::filesystem::create_directory_symlink(".", folder / "Edit");
+    EXPECT_EQ(save(noiseImage({60, 40}), source), QStringLiteral("บันทึกไม่สำเร็จ"));
+    EXPECT_EQ(contentOf(folder / "picture.jpg"), "of the camera");
+}
+
+TEST(SaveEdit, NamesTheReasonWhereWeHaveAWordForIt)
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder / "pictures");
+    const auto source = folder.write("pictures/picture.jpg", photo());
+    {
+        const ReadOnly readOnly(source.parent_path());
+        const WithoutRoot withoutRoot;
+        EXPECT_EQ(save(noiseImage({60, 40}), source),
+                  QStringLiteral("สร้างโฟลเดอร์ Edit ไม่ได้ (ไม่มีสิทธิ์)"));
+    }
+    std::filesystem::create_directory(folder / "pictures/Edit");
+    const ReadOnly readOnly(source.parent_path() / "Edit");
+    const WithoutRoot withoutRoot;
+    EXPECT_EQ(save(noiseImage({60, 40}), source), QStringLiteral("บันทึกไม่สำเร็จ (ไม่มีสิทธิ์)"));
+}
+
+TEST(SaveEdit, TheFileHasThePermissionsOfItsSource)
+{
+    using std::filesystem::perms;
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    for (const perms permissions : {perms(0600), perms(0644), perms(0440)}) {
+        std::filesystem::permissions(source, permissions);
+        EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
+        EXPECT_EQ(std::filesystem::status(editedFile(source)).permissions(), permissions);
+    }
+}
+
+/// A folder of pictures whose "Edit" is a link to somebody's originals.
+class EditLeadsOut : public testing::Test
+{
+protected:
+    EditLeadsOut()
+    {
+        std::filesystem::create_directory(folder / "pictures");
+        std::filesystem::create_directory(folder / "originals");
+        std::filesystem::create_directory_symlink("../originals", folder / "pictures/Edit");
+        folder.write("pictures/picture.jpg", photo());
+    }
+
+    test::TemporaryFolder folder;
+    const std::filesystem::path source = folder / "pictures/picture.jpg";
+    const std::filesystem::path there = folder / "originals/picture.jpg";
+    const QString refusal = QStringLiteral("บันทึกไม่สำเร็จ (มีไฟล์อื่นชื่อนี้อยู่แล้ว)");
+};
+
+TEST_F(EditLeadsOut, AFileThatIsSomebodysStays)
+{
+    folder.write("originals/picture.jpg", photo(3));
+    EXPECT_EQ(save(noiseImage({60, 40}), source), refusal);
+    EXPECT_EQ(contentOf(there), photo(3));
+}
+
+TEST_F(EditLeadsOut, ANewFileIsWritten)
+{
+    EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
+    EXPECT_EQ(readPixelSize(there), QSize(60, 40));
+}
+
+TEST_F(EditLeadsOut, AnEditOfAnEarlierRunIsReplaced)
+{
+    ASSERT_EQ(save(noiseImage({60, 40}), source), Failure());
+    EXPECT_EQ(save(noiseImage({80, 40}), source), Failure());
+    EXPECT_EQ(readPixelSize(there), QSize(80, 40));
+}
+
+TEST_F(EditLeadsOut, AnEditThatDoesNotSayWhoMadeItIsReplacedByTheRunThatSavedIt)
+{
+    folder.write("pictures/picture.jpg", pictures::encodeJpeg(pictures::fourQuarters({64, 48})));
+    SavedFiles saves;
+    ASSERT_EQ(saveEdit(InProcessReader(), saves, noiseImage({60, 40}), source), Failure());
+    EXPECT_EQ(save(noiseImage({80, 40}), source), refusal);
+    EXPECT_EQ(saveEdit(InProcessReader(), saves, noiseImage({80, 40}), source), Failure());
+    EXPECT_EQ(readPixelSize(there), QSize(80, 40));
+}
+
+TEST_F(EditLeadsOut, AnEditThatSomebodyHasWrittenToSinceStays)
+{
+    folder.write("pictures/picture.jpg", pictures::encodeJpeg(pictures::fourQuarters({64, 48})));
+    SavedFiles saves;
+    ASSERT_EQ(saveEdit(InProcessReader(), saves, noiseImage({60, 40}), source), Failure());
+    folder.write("originals/picture.jpg", "retouched");
+    EXPECT_EQ(saveEdit(InProcessReader(), saves, noiseImage({80, 40}), source), refusal);
+    EXPECT_EQ(contentOf(there), "retouched");
+}
+
+TEST_F(EditLeadsOut, ALinkOfThatNameStays)
+{
+    ASSERT_EQ(save(noiseImage({60, 40}), source), Failure());
+    std::filesystem::rename(there, folder / "originals/edited.jpg");
+    std::filesystem::create_symlink("edited.jpg", there);
+    EXPECT_EQ(save(noiseImage({80, 40}), source), refusal);
+    EXPECT_TRUE(std::filesystem::is_symlink(there));
+}
+
+TEST_F(EditLeadsOut, AFileThatAppearsMeanwhileStays)
+{
+    bool isThere = false;
+    const Failure failure = save(noiseImage({60, 40}), source, [&] {
+        // Being written.
+        if (!isThere &&
+            std::distance(std::filesystem::directory_iterator(folder / "originals"), {}))
+            isThere = !folder.write("originals/picture.jpg", photo(3)).empty();
+    });
+    ASSERT_TRUE(isThere);
+    EXPECT_EQ(failure, refusal);
+    EXPECT_EQ(contentOf(there), photo(3));
+    EXPECT_EQ(namesIn(folder / "originals"), std::set<std::string>{"picture.jpg"});
+}
+
+TEST(SaveEdit, GoesIntoTheFolderThatWasLookedAt)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    std::filesystem::create_directory(folder / "originals");
+    folder.write("originals/picture.jpg", photo(3));
+    bool isSwapped = false;
+    EXPECT_EQ(save(noiseImage({60, 40}), source,
+                   [&] {
+                       if (isSwapped || !std::filesystem::exists(folder / "Edit"))
+                           return;
+                       isSwapped = true;
+                       std::filesystem::rename(folder / "Edit", folder / "moved");
+                       std::filesystem::create_directory_symlink("originals", folder / "Edit");
+                   }),
+              Failure());
+    ASSERT_TRUE(isSwapped);
+    EXPECT_EQ(contentOf(folder / "originals/picture.jpg"), photo(3));
+    EXPECT_EQ(readPixelSize(folder / "moved/picture.jpg"), QSize(60, 40));
 }
 
 TEST(SaveEdit, AsksNothingOfTheDiskForAPictureThatIsTooLarge)
 {
     const TemporaryFolder folder;
     const auto source = folder.write("picture.jpg", photo());
-    EXPECT_EQ(saveEdit(InProcessReader(), flatImage({70'000, 2}, GREY), source),
-              QStringLiteral("บันทึกไม่สำเร็จ"));
+    EXPECT_EQ(save(flatImage({70'000, 2}, GREY), source), QStringLiteral("บันทึกไม่สำเร็จ"));
     EXPECT_FALSE(std::filesystem::exists(folder / "Edit"));
 }
 

@@ -338,6 +338,8 @@ private:
         case Task::Metadata:
             blocks = {"exif", "xmp", "photoshop", "profile"};
             break;
+        case Task::IsSaved:
+            break;
         case Task::Convert:
             m_rowWidth = request.width;
             break;

@@ -3,6 +3,7 @@
 // Each picture is read in every way, then "ready" is written. After that the program ends (once),
 // does nothing (idle) or reads on (busy) until it is killed.
 
+#include "platform/RegularFile.h"
 #include "worker/client/WorkerReader.h"
 
 #include <cstdio>
@@ -25,6 +26,8 @@ void readInEveryWay(const WorkerReader &reader, const std::filesystem::path &pat
     (void)reader.readPhotoFacts(path, Urgency::Ahead, {});
     (void)reader.readPixelSize(path);
     (void)reader.sourceMetadata(path, {100, 100});
+    if (const auto file = openRegularFile(path))
+        (void)reader.isSavedByViewer(file->descriptor.get());
     (void)reader.toSrgb(reader.loadFullImage(path, FullColors::Kept, {}), {});
 }
 

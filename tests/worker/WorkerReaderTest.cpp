@@ -5,6 +5,7 @@
 #include "e2e/WaitUntil.h"
 #include "logic/Printing.h"
 #include "logic/TemporaryFolder.h"
+#include "platform/RegularFile.h"
 #include "Processes.h"
 
 #include <gtest/gtest.h>
@@ -562,6 +563,17 @@ TEST_F(HostileWorker, MetadataThatNoSegmentHoldsAreNone)
           "lie block3=9223372036854775807", "truncate block", "crash", "fail", "lie number=0"})
         EXPECT_FALSE(reader().sourceMetadata(file(lie), {10, 10})) << lie;
     EXPECT_TRUE(reader().sourceMetadata(file(), {10, 10}));
+}
+
+TEST_F(HostileWorker, PictureIsNoneOfOursUnlessItSaysSo)
+{
+    const auto isSaved = [this](const char *orders) {
+        const auto opened = openRegularFile(file(orders));
+        return opened && reader().isSavedByViewer(opened->descriptor.get());
+    };
+    EXPECT_TRUE(isSaved(""));
+    for (const char *lie : {"fail", "crash", "lie number=0", "truncate reply", "lie outcome=7"})
+        EXPECT_FALSE(isSaved(lie)) << lie;
 }
 
 // --- Colours

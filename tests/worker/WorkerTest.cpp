@@ -13,7 +13,9 @@
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
+#include "pictures/Tiff.h"
 #include "pictures/Writing.h"
+#include "platform/RegularFile.h"
 #include "Processes.h"
 #include "Samples.h"
 #include "worker/client/WorkerReader.h"
@@ -255,6 +257,25 @@ TEST(Worker, ReadsNoFileThatIsMissing)
     EXPECT_TRUE(worker.loadThumbnail(folder / "absent.jpg", 100).isNull());
     EXPECT_TRUE(worker.loadThumbnail(folder.path(), 100).isNull());
     EXPECT_FALSE(worker.readPixelSize(folder / "absent.jpg"));
+}
+
+TEST(Worker, TellsWhichPicturesThisProgramHasSaved)
+{
+    const TemporaryFolder folder;
+    const WorkerReader worker(WORKER);
+    const auto isSaved = [&](const char *name, const QByteArray &bytes) {
+        const auto file = openRegularFile(folder.write(name, bytes));
+        return file && worker.isSavedByViewer(file->descriptor.get());
+    };
+    const auto jpegBy = [](const char *software) {
+        return pictures::encodeJpeg(
+            fourQuarters(SIZE),
+            {.exif = pictures::tiffBlock({pictures::asciiField(0x0131, software)})});
+    };
+    EXPECT_TRUE(isSaved("saved.jpg", jpegBy("Tavolin Viewer")));
+    EXPECT_FALSE(isSaved("other.jpg", jpegBy("Tavolin Viewer 2")));
+    EXPECT_FALSE(isSaved("text.jpg", "Tavolin Viewer"));
+    EXPECT_FALSE(worker.isSavedByViewer(-1));
 }
 
 TEST(Worker, ConvertsAsThisProcessDoes)

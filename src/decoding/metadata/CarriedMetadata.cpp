@@ -300,6 +300,17 @@ bool isCarried(std::string_view key)
     return !isSmallPicture && std::ranges::none_of(LEFT_BEHIND, begins);
 }
 
+bool isSavedByViewer(const SniffedFile &file)
+{
+    bool isOurs = false;
+    if (file.type == FileType::Jpeg)
+        withMetadata(file.source, [&isOurs](const Exiv2::Image &image) {
+            const auto software = image.exifData().findKey(Exiv2::ExifKey("Exif.Image.Software"));
+            isOurs = software != image.exifData().end() && software->toString() == SOFTWARE;
+        });
+    return isOurs;
+}
+
 std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSize)
 {
     // Of these raw files the JPEG is the picture that is seen, and says more than what is around

@@ -22,6 +22,9 @@ namespace tavolin {
 /// until it does. Empty when the file can't be read; a file without metadata has empty blocks.
 [[nodiscard]] std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSize);
 
+/// Whether @p file says that this program has saved it: a JPEG with its name as the software.
+[[nodiscard]] bool isSavedByViewer(const SniffedFile &file);
+
 /// Whether the value with Exiv2's @p key is carried over. Not: how the pixels of a TIFF or raw file
 /// lie in it, small pictures for previewing (they would show what was cropped away), and where in
 /// the file such pictures are.

@@ -324,6 +324,18 @@ std::optional<JpegMetadata> WorkerReader::sourceMetadata(const std::filesystem::
         [](Exchange &exchange, const RegularFile &) { return receiveMetadata(exchange); });
 }
 
+bool WorkerReader::isSavedByViewer(int file) const
+{
+    struct stat status
+    {};
+    if (fstat(file, &status) != 0)
+        return false;
+    return run({Role::Full, FACTS_TIME}, [&](Exchange &exchange) {
+        exchange.send({.task = Task::IsSaved, .fileBytes = status.st_size}, file);
+        return exchange.receive().has_value();
+    });
+}
+
 std::string WorkerReader::aboutWall() const
 {
     return run({Role::Display, DISPLAY_TIME}, [](const Exchange &exchange) {

@@ -40,6 +40,7 @@ public:
                                                            std::stop_token stop) const override;
     [[nodiscard]] std::optional<JpegMetadata> sourceMetadata(const std::filesystem::path &url,
                                                              QSize newSize) const override;
+    [[nodiscard]] bool isSavedByViewer(int file) const override;
 
     /// The picture at @p url, upright and in sRGB, its longest side at most @p maxPixel. Null on
     /// failure.

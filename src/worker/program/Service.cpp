@@ -88,6 +88,9 @@ bool Service::answer(const Request &request, Descriptor file, const std::stop_to
         return answerFacts(request, *source);
     case Task::Metadata:
         return answerMetadata(request, *source);
+    case Task::IsSaved:
+        return send(guarded([&] { return isSavedByViewer(*source); }) ? success(request)
+                                                                      : failure(request));
     default:
         return send(failure(request));
     }
