@@ -30,10 +30,20 @@ using GioFile = std::unique_ptr<GFile, GObjectDeleter>;
               : g_vfs_get_file_for_path(g_vfs_get_local(), (folder / path.filename()).c_str()));
 }
 
-/// The message of @p error, which is freed.
+/// What @p error says, which is freed: a reason that we have a word for, or its message.
 [[nodiscard]] inline Failure takeFailure(GError *error)
 {
-    Failure failure = QString::fromUtf8(error->message);
+    std::errc reason{};
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NO_SPACE))
+        reason = std::errc::no_space_on_device;
+    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_PERMISSION_DENIED))
+        reason = std::errc::permission_denied;
+    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_READ_ONLY))
+        reason = std::errc::read_only_file_system;
+    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_FILENAME_TOO_LONG))
+        reason = std::errc::filename_too_long;
+    const Failure known = knownReason(std::make_error_code(reason));
+    Failure failure = known ? known : QString::fromUtf8(error->message);
     g_error_free(error);
     return failure;
 }

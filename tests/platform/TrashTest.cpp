@@ -7,8 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <set>
+#include <string>
 #include <thread>
+
+#include <sys/resource.h>
 
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
@@ -133,8 +138,7 @@ TEST_F(MoveToTrash, FileInAReadOnlyFolderStays)
     const __lsan::ScopedDisabler disabler;
 #endif
     const Failure failure = moveToTrash(file);
-    ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->contains(QStringLiteral("Permission denied"))) << failure->toStdString();
+    EXPECT_EQ(failure, QStringLiteral("ไม่มีสิทธิ์"));
     EXPECT_EQ(contentOf(file), "picture");
 }
 
@@ -144,10 +148,55 @@ TEST_F(MoveToTrash, FileStaysWhereThereCanBeNoTrash)
     if (!mount.error().empty())
         GTEST_SKIP() << mount.error();
     const auto file = folder.write("1.jpg", "picture");
-    const Failure failure = moveToTrash(file);
-    ASSERT_TRUE(failure);
-    EXPECT_TRUE(failure->contains(QStringLiteral("not supported"))) << failure->toStdString();
+    EXPECT_EQ(moveToTrash(file), QStringLiteral("ดิสก์นี้ไม่มีถังขยะ"));
     EXPECT_EQ(contentOf(file), "picture");
+}
+
+TEST_F(MoveToTrash, LongestNameThatCanBeRestoredIs)
+{
+    const std::string name(238, 'x');
+    move(folder.write(name, "picture"));
+    EXPECT_EQ(contentOf(files() / name), "picture");
+    EXPECT_NE(infoOf(name).find("/" + name + "\n"), std::string::npos);
+}
+
+TEST_F(MoveToTrash, FileStaysWhoseNameIsTooLongToBeWrittenDown)
+{
+    for (const std::size_t length : {239U, 245U, 246U, 255U}) {
+        const auto file = folder.write(std::string(length, 'x'), "picture");
+        EXPECT_EQ(moveToTrash(file), QStringLiteral("ชื่อไฟล์ยาวเกินไป")) << length;
+        EXPECT_EQ(contentOf(file), "picture") << length;
+    }
+    EXPECT_FALSE(fs::exists(files()) && !namesIn(files()).empty());
+}
+
+TEST_F(MoveToTrash, FileComesBackWhosePlaceIsNotWrittenDown)
+{
+    const auto file = folder.write("1.jpg", "picture");
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    rlimit none = limit;
+    none.rlim_cur = 0; // as on a full disk
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &none);
+    const Failure failure = moveToTrash(file);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_EQ(failure, QStringLiteral("ถังขยะจดที่เดิมของไฟล์ไม่ได้"));
+    EXPECT_EQ(contentOf(file), "picture");
+    EXPECT_TRUE(namesIn(files()).empty());
+    EXPECT_TRUE(namesIn(test::OwnHome::trash() / "info").empty());
+}
+
+TEST_F(MoveToTrash, SecondOfALongNameComesBackOrCanBeRestored)
+{
+    // The Trash gives it a longer one.
+    const std::string name(238, 'x');
+    move(folder.write(name, "first"));
+    const auto second = folder.write(name, "second");
+    EXPECT_TRUE(moveToTrash(second));
+    EXPECT_EQ(contentOf(second), "second");
+    EXPECT_EQ(namesIn(files()), std::set<std::string>{name});
 }
 
 TEST_F(MoveToTrash, OtherFileSystemHasATrashOfItsOwn)
