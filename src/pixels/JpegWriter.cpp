@@ -142,10 +142,15 @@ bool Compressor::run(const Image &image, int quality, const JpegMetadata &metada
     }
     // EXIF 2.32, 4.7.2, wants its segment to be the first.
     m_info.write_JFIF_header = metadata.exif.isEmpty() ? TRUE : FALSE;
+    m_info.density_unit = metadata.density.unit;
+    m_info.X_density = metadata.density.x;
+    m_info.Y_density = metadata.density.y;
     jpeg_start_compress(&m_info, TRUE);
     writeSegment(JPEG_APP0 + 1, EXIF_HEADER, metadata.exif);
     writeSegment(JPEG_APP0 + 1, XMP_HEADER, metadata.xmp);
     writeSegment(JPEG_APP0 + 13, PHOTOSHOP_HEADER, metadata.photoshop);
+    for (const QByteArray &comment : metadata.comments)
+        writeSegment(JPEG_COM, {}, comment);
     const QByteArray &profile =
         image.iccProfile().isEmpty() ? metadata.defaultProfile : image.iccProfile();
     if (!profile.isEmpty() && profile.size() <= JpegMetadata::MAX_PROFILE_BYTES)

@@ -5,7 +5,26 @@
 
 #include <QByteArray>
 
+#include <cstdint>
+#include <vector>
+
 namespace tavolin {
+
+/// How many pixels there are to a length, or where that is not known what shape they have (JFIF
+/// 1.02, units and densities).
+struct PixelDensity
+{
+    // The units.
+    static constexpr std::uint8_t NONE = 0; ///< The shape alone.
+    static constexpr std::uint8_t PER_INCH = 1;
+    static constexpr std::uint8_t PER_CENTIMETRE = 2;
+
+    std::uint8_t unit = NONE;
+    std::uint16_t x = 1;
+    std::uint16_t y = 1;
+
+    friend bool operator==(const PixelDensity &, const PixelDensity &) = default;
+};
 
 /// What a JPEG file carries beside its pixels and their profile, each as one segment holds it;
 /// empty where there is none.
@@ -15,6 +34,9 @@ struct JpegMetadata
     static constexpr int MAX_EXIF_BYTES = 65533 - 6;
     static constexpr int MAX_XMP_BYTES = 65533 - 29;
     static constexpr int MAX_PHOTOSHOP_BYTES = 65533 - 14;
+    static constexpr int MAX_COMMENT_BYTES = 65533;
+    /// More than any camera or program writes.
+    static constexpr int MAX_COMMENTS = 4;
     /// The most bytes of a profile, which is split over segments that are counted in one byte.
     static constexpr int MAX_PROFILE_BYTES = 255 * 65519;
 
@@ -24,6 +46,8 @@ struct JpegMetadata
     /// For a picture without a profile of its own; empty unless it must say that it is sRGB, as
     /// where the EXIF data say that such colours are Adobe RGB.
     QByteArray defaultProfile;
+    std::vector<QByteArray> comments; ///< Each in a segment of its own; MAX_COMMENTS at most.
+    PixelDensity density;             ///< Without EXIF, which has a place of its own for it.
 };
 
 /// @p image as a JPEG file with full chroma resolution, and restart markers, between which all

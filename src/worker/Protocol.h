@@ -5,6 +5,7 @@
 // on: the worker that wrote it may be a file's by now.
 
 #include "pixels/DisplayPicture.h"
+#include "pixels/JpegWriter.h"
 #include "pixels/Limits.h"
 
 #include <array>
@@ -122,8 +123,10 @@ struct FactsFields
 };
 
 /// The blocks that follow a reply. Facts: make, model, lens, time, as UTF-8. Metadata: EXIF, XMP,
-/// Photoshop's, the default profile. A full picture: its profile.
-inline constexpr int BLOCKS = 4;
+/// Photoshop's, the default profile, comments. A full picture: its profile.
+inline constexpr int BLOCKS = 8;
+inline constexpr int FIRST_COMMENT = 4;
+static_assert(FIRST_COMMENT + JpegMetadata::MAX_COMMENTS == BLOCKS);
 
 /// From the worker.
 struct Reply
@@ -141,6 +144,9 @@ struct Reply
     std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are as good as sRGB.
     std::uint32_t isInPlace = 0;      ///< Display, Full: 1 where the rows lie behind the ring, one
                                       ///< after the other. They stay until the next request.
+    std::uint32_t densityUnit = 0;    ///< Metadata: as in PixelDensity.
+    std::uint32_t densityX = 1;
+    std::uint32_t densityY = 1;
     FactsFields facts;
     std::array<std::int64_t, BLOCKS> blockBytes{};
 };

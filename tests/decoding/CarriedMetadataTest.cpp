@@ -13,10 +13,13 @@
 #include "pictures/Writing.h"
 #include "TestPictures.h"
 
+#include <QCryptographicHash>
+
 #include <algorithm>
 #include <limits>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <exiv2/exiv2.hpp>
 
@@ -280,6 +283,216 @@ TEST(CarriedMetadata, IptcSurvives)
     const auto values = carriedFrom(jpeg);
     EXPECT_EQ(values.at("Iptc.Application2.Caption"), "sunrise");
     EXPECT_EQ(values.at("Iptc.Application2.City"), "Chiang Mai");
+}
+
+/// A resource of Photoshop's without a name.
+QByteArray resource(char high, char low, const QByteArray &content)
+{
+    QByteArray bytes = "8BIM";
+    bytes += high;
+    bytes += low;
+    bytes += QByteArray(4, '\0');
+    bytes += static_cast<char>(content.size() / 256);
+    bytes += static_cast<char>(content.size() % 256);
+    bytes += content;
+    if (content.size() % 2 != 0)
+        bytes += '\0';
+    return bytes;
+}
+
+/// A data set of IPTC's second record.
+QByteArray dataSet(int number, const QByteArray &value)
+{
+    QByteArray bytes("\x1c\2");
+    bytes += static_cast<char>(number);
+    bytes += static_cast<char>(value.size() / 256);
+    bytes += static_cast<char>(value.size() % 256);
+    return bytes + value;
+}
+
+QByteArray jpegWithResources(const QByteArray &resources)
+{
+    return writeJpeg(flatImage({16, 16}, GREY), 95, {.photoshop = resources});
+}
+
+QByteArray resourcesCarriedFrom(const QByteArray &file)
+{
+    const auto metadata = carriedMetadata(fileOf(file), NEW_SIZE);
+    return metadata ? metadata->photoshop : QByteArray("no metadata");
+}
+
+/// A date, a time of day without a zone, a set twice that there should be once, and a caption.
+QByteArray unusualIptc()
+{
+    return dataSet(55, "20240501") + dataSet(60, "140329") + dataSet(5, "one") + dataSet(5, "two") +
+           dataSet(120, "sunrise");
+}
+
+TEST(CarriedMetadata, IptcGoesOverByteForByte)
+{
+    const QByteArray iptc = resource(4, 4, unusualIptc());
+    EXPECT_EQ(resourcesCarriedFrom(jpegWithResources(iptc)), iptc);
+}
+
+TEST(CarriedMetadata, IptcOfATiffGoesOverByteForByte)
+{
+    const auto tiff = [](quint16 tag, const QByteArray &content) {
+        return pictures::tiffBlock({pictures::asciiField(0x010f, "TestMake"),
+                                    pictures::longField(0x0100, 16),
+                                    pictures::longField(0x0101, 16),
+                                    pictures::bytesField(tag, pictures::TiffType::Byte, content)});
+    };
+    const QByteArray iptc = resource(4, 4, unusualIptc());
+    EXPECT_EQ(resourcesCarriedFrom(tiff(0x83bb, unusualIptc())), iptc);
+    EXPECT_EQ(resourcesCarriedFrom(tiff(0x8649, iptc)), iptc);
+}
+
+TEST(CarriedMetadata, IptcsPreviewIsLeftBehindAndTheRestIsAsItWas)
+{
+    const QByteArray preview = dataSet(200, "1") + dataSet(201, "1") + dataSet(202, "a picture");
+    EXPECT_EQ(resourcesCarriedFrom(jpegWithResources(
+                  resource(4, 4, dataSet(60, "140329") + preview + dataSet(5, "one")))),
+              resource(4, 4, dataSet(60, "140329") + dataSet(5, "one")));
+}
+
+TEST(CarriedMetadata, PhotoshopsResourcesSurviveButForThoseOfTheOldPixels)
+{
+    const QByteArray resolution = resource(0x03, char(0xed), QByteArray(16, '\1'));
+    const QByteArray copyright = resource(0x04, 0x0a, "\1");
+    const QByteArray thumbnail = resource(0x04, 0x0c, "a picture");
+    const QByteArray path = resource(0x07, char(0xd0), "a path");
+    EXPECT_EQ(resourcesCarriedFrom(jpegWithResources(resolution + thumbnail + path + copyright)),
+              resolution + copyright);
+}
+
+TEST(CarriedMetadata, CommentsSurvive)
+{
+    const std::vector<QByteArray> comments{"first", QByteArray("second\0", 7)};
+    const QByteArray jpeg = writeJpeg(flatImage({16, 16}, GREY), 95, {.comments = comments});
+    EXPECT_EQ(carriedMetadata(fileOf(jpeg), NEW_SIZE)->comments, comments);
+}
+
+TEST(CarriedMetadata, CommentsThatAreTooManyAreLeftOut)
+{
+    const QByteArray jpeg = writeJpeg(flatImage({16, 16}, GREY), 95,
+                                      {.comments = std::vector<QByteArray>(100, "comment")});
+    EXPECT_EQ(carriedMetadata(fileOf(jpeg), NEW_SIZE)->comments,
+              std::vector<QByteArray>(JpegMetadata::MAX_COMMENTS, "comment"));
+}
+
+TEST(CarriedMetadata, DensityOfAJpegSurvives)
+{
+    for (const PixelDensity &density :
+         {PixelDensity{1, 300, 300}, PixelDensity{2, 118, 119}, PixelDensity{0, 2, 1}}) {
+        const QByteArray jpeg = writeJpeg(flatImage({16, 16}, GREY), 95, {.density = density});
+        EXPECT_EQ(carriedMetadata(fileOf(jpeg), NEW_SIZE)->density, density);
+    }
+}
+
+TEST(CarriedMetadata, DensityOfAPngBecomesPixelsAnInch)
+{
+    // 11811 a metre, 299.9994 an inch.
+    const QByteArray physical("\0\0\x2e\x23\0\0\x2e\x23\1", 9);
+    const QByteArray file = png(16, 16, pngChunk("pHYs", physical) + pngChunk("IDAT", "?"));
+    EXPECT_EQ(carriedMetadata(fileOf(file), NEW_SIZE)->density, (PixelDensity{1, 300, 300}));
+}
+
+TEST(CarriedMetadata, DensityBesideExifThatSaysNoneGoesThere)
+{
+    QByteArray jpeg = writeJpeg(flatImage({16, 16}, GREY), 95, {.density = {1, 240, 250}});
+    const QByteArray exif = "Exif" + QByteArray(2, '\0') +
+                            pictures::tiffBlock({pictures::asciiField(0x010f, "TestMake")});
+    QByteArray segment("\xff\xe1");
+    segment += static_cast<char>((exif.size() + 2) / 256);
+    segment += static_cast<char>((exif.size() + 2) % 256);
+    constexpr qsizetype BEHIND_JFIF = 20;
+    jpeg.insert(BEHIND_JFIF, segment + exif);
+    const auto values = carriedFrom(jpeg);
+    EXPECT_EQ(values.at("Exif.Image.XResolution"), "240/1");
+    EXPECT_EQ(values.at("Exif.Image.YResolution"), "250/1");
+    EXPECT_EQ(values.at("Exif.Image.ResolutionUnit"), "2");
+}
+
+QByteArray bigEndian32(qsizetype number)
+{
+    QByteArray bytes(4, '\0');
+    for (int i = 0; i < 4; ++i)
+        bytes[i] = static_cast<char>(number >> (24 - 8 * i));
+    return bytes;
+}
+
+/// A packet with @p properties of its description.
+QByteArray xmpPacket(const QByteArray &properties)
+{
+    return "<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF "
+           "xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about='' "
+           "xmlns:xmp='http://ns.adobe.com/xap/1.0/' xmlns:dc='http://purl.org/dc/elements/1.1/' "
+           "xmlns:GDepth='http://ns.google.com/photos/1.0/depthmap/' "
+           "xmlns:xmpNote='http://ns.adobe.com/xmp/note/' " +
+           properties + "/></rdf:RDF></x:xmpmeta>";
+}
+
+/// A JPEG with a rating of 4 in its packet, and a further one with @p properties in segments of at
+/// most @p most bytes, of which @p count are there.
+QByteArray jpegWithMoreXmp(const QByteArray &properties, qsizetype most = 60'000, int count = 99)
+{
+    const QByteArray further = xmpPacket(properties);
+    const QByteArray digest =
+        QCryptographicHash::hash(further, QCryptographicHash::Md5).toHex().toUpper();
+    QByteArray jpeg =
+        writeJpeg(flatImage({16, 16}, GREY), 95,
+                  {.xmp = xmpPacket("xmp:Rating='4' xmpNote:HasExtendedXMP='" + digest + "'")});
+    constexpr qsizetype BEHIND_JFIF = 20;
+    QByteArray segments;
+    for (qsizetype at = 0; at < further.size() && count > 0; at += most, --count) {
+        const QByteArray content = QByteArray("http://ns.adobe.com/xmp/extension/\0", 35) + digest +
+                                   bigEndian32(further.size()) + bigEndian32(at) +
+                                   further.mid(at, most);
+        segments += "\xff\xe1" + bigEndian32(content.size() + 2).mid(2) + content;
+    }
+    jpeg.insert(BEHIND_JFIF, segments);
+    return jpeg;
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsGoesIntoTheOnePacket)
+{
+    for (const qsizetype most : {60'000, 100}) {
+        const auto values = carriedFrom(jpegWithMoreXmp("xmp:Label='Red'", most));
+        EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+        EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
+        EXPECT_FALSE(values.contains("Xmp.xmpNote.HasExtendedXMP"));
+    }
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsIsLeftOutWhereItIsNotWhole)
+{
+    const auto values = carriedFrom(jpegWithMoreXmp("xmp:Label='Red'", 100, 2));
+    EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+    EXPECT_FALSE(values.contains("Xmp.xmp.Label"));
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsIsLeftOutWhereItIsAnother)
+{
+    QByteArray jpeg = jpegWithMoreXmp("xmp:Label='Red'");
+    const auto values = carriedFrom(jpeg.replace("Label='Red'", "Label='Bed'"));
+    EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+    EXPECT_FALSE(values.contains("Xmp.xmp.Label"));
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsIsLeftOutWhereItDoesNotFit)
+{
+    const auto values = carriedFrom(
+        jpegWithMoreXmp("xmp:Label='Red' dc:source='" + QByteArray(100'000, 'x') + '\''));
+    EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+    EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
+    EXPECT_FALSE(values.contains("Xmp.dc.source"));
+}
+
+TEST(CarriedMetadata, DepthMapsInFurtherSegmentsAreLeftBehind)
+{
+    const auto values = carriedFrom(jpegWithMoreXmp("xmp:Label='Red' GDepth:Data='a map'"));
+    EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
+    EXPECT_FALSE(hasGroup(values, "Xmp.GDepth."));
 }
 
 TEST(CarriedMetadata, ExifThatIsTooLargeLosesItsLargestValues)

@@ -214,6 +214,24 @@ TEST(WriteJpeg, WithoutExifItIsAPlainJfif)
     EXPECT_TRUE(contentOf(writeJpeg(gradient(), 95), 0xe1, {}).isEmpty());
 }
 
+TEST(WriteJpeg, CommentsStandInSegmentsOfTheirOwn)
+{
+    std::vector<QByteArray> found;
+    for (const auto &segment :
+         segmentsOf(writeJpeg(gradient(), 95, {.comments = {"first", "second"}})))
+        if (segment.marker == 0xfe)
+            found.push_back(segment.content);
+    EXPECT_EQ(found, (std::vector<QByteArray>{"first", "second"}));
+}
+
+TEST(WriteJpeg, DensityStandsInTheJfifHeader)
+{
+    const auto segments = segmentsOf(writeJpeg(gradient(), 95, {.density = {1, 300, 250}}));
+    ASSERT_FALSE(segments.empty());
+    // Behind the name and the version (JFIF 1.02).
+    EXPECT_EQ(segments[0].content.mid(7, 5), QByteArray("\1\x01\x2c\0\xfa", 5));
+}
+
 TEST(WriteJpeg, TheLargestBlocksFitAndLargerOnesAreLeftOut)
 {
     const auto sizeOf = [](int marker, const QByteArray &header, const JpegMetadata &metadata) {

@@ -169,6 +169,12 @@ void tell(Reply &reply, const std::string &lie)
         reply.changesNothing = positive;
     else if (field == "isInPlace")
         reply.isInPlace = positive;
+    else if (field == "densityUnit")
+        reply.densityUnit = positive;
+    else if (field == "densityX")
+        reply.densityX = positive;
+    else if (field == "densityY")
+        reply.densityY = positive;
     else if (field == "focalLength")
         facts.focalLength = real;
     else if (field == "fNumber")

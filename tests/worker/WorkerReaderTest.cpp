@@ -553,6 +553,10 @@ TEST_F(HostileWorker, MetadataComeInFull)
     EXPECT_EQ(metadata->xmp, QByteArray(65504, 'x'));
     EXPECT_EQ(metadata->photoshop, QByteArray(65519, 'x'));
     EXPECT_EQ(metadata->defaultProfile, QByteArray("profile"));
+    EXPECT_TRUE(metadata->comments.empty());
+    const auto commented = reader().sourceMetadata(file("send block7=65533"), {10, 10});
+    ASSERT_TRUE(commented);
+    EXPECT_EQ(commented->comments, std::vector<QByteArray>{QByteArray(65533, 'x')});
 }
 
 TEST_F(HostileWorker, MetadataThatNoSegmentHoldsAreNone)
@@ -560,9 +564,20 @@ TEST_F(HostileWorker, MetadataThatNoSegmentHoldsAreNone)
     for (const char *lie :
          {"send block0=65528", "send block1=65505", "send block2=65520", "send block3=16777217",
           "lie block0=-1", "lie block1=-1", "lie block2=-1", "lie block3=-9223372036854775808",
-          "lie block3=9223372036854775807", "truncate block", "crash", "fail", "lie number=0"})
+          "lie block3=9223372036854775807", "send block4=65534", "lie block7=-1", "truncate block",
+          "crash", "fail", "lie number=0"})
         EXPECT_FALSE(reader().sourceMetadata(file(lie), {10, 10})) << lie;
     EXPECT_TRUE(reader().sourceMetadata(file(), {10, 10}));
+}
+
+TEST_F(HostileWorker, DensityThatMakesNoSenseIsNone)
+{
+    const auto density = [this](const char *orders) {
+        return reader().sourceMetadata(file(orders), {10, 10}).value_or(JpegMetadata()).density;
+    };
+    EXPECT_EQ(density("lie densityUnit=2\nlie densityX=65535"), (PixelDensity{2, 65535, 1}));
+    for (const char *lie : {"lie densityUnit=3", "lie densityX=0", "lie densityY=65536"})
+        EXPECT_EQ(density(lie), PixelDensity()) << lie;
 }
 
 TEST_F(HostileWorker, PictureIsNoneOfOursUnlessItSaysSo)

@@ -146,6 +146,8 @@ void expectSameMetadata(const std::optional<JpegMetadata> &actual,
     EXPECT_EQ(actual->xmp, expected->xmp) << path;
     EXPECT_EQ(actual->photoshop, expected->photoshop) << path;
     EXPECT_EQ(actual->defaultProfile, expected->defaultProfile) << path;
+    EXPECT_EQ(actual->comments, expected->comments) << path;
+    EXPECT_EQ(actual->density, expected->density) << path;
 }
 
 // --- What it reads
@@ -276,6 +278,18 @@ TEST(Worker, TellsWhichPicturesThisProgramHasSaved)
     EXPECT_FALSE(isSaved("other.jpg", jpegBy("Tavolin Viewer 2")));
     EXPECT_FALSE(isSaved("text.jpg", "Tavolin Viewer"));
     EXPECT_FALSE(worker.isSavedByViewer(-1));
+}
+
+TEST(Worker, TellsOfCommentsAndDensity)
+{
+    const TemporaryFolder folder;
+    const auto path = folder.write(
+        "1.jpg", writeJpeg(noiseImage({16, 16}), 95,
+                           {.comments = {"first", "second"}, .density = {2, 118, 119}}));
+    const auto metadata = WorkerReader(WORKER).sourceMetadata(path, {16, 16});
+    ASSERT_TRUE(metadata);
+    EXPECT_EQ(metadata->comments, (std::vector<QByteArray>{"first", "second"}));
+    EXPECT_EQ(metadata->density, (PixelDensity{2, 118, 119}));
 }
 
 TEST(Worker, ConvertsAsThisProcessDoes)

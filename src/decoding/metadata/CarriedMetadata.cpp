@@ -5,6 +5,8 @@
 #include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
+#include "decoding/metadata/Photoshop.h"
+#include "decoding/metadata/StoredMetadata.h"
 
 #include <algorithm>
 #include <array>
@@ -26,7 +28,7 @@ namespace {
 constexpr const char *SOFTWARE = "Tavolin Viewer";
 
 /// Beginnings of keys that are not carried over.
-constexpr std::array<std::string_view, 69> LEFT_BEHIND{
+constexpr std::array<std::string_view, 70> LEFT_BEHIND{
     // Directories of other pictures in the file: IFD1, which is the thumbnail, and further ones,
     // those below IFD0, and the list of pictures behind the first of a JPEG.
     "Exif.Thumbnail.",
@@ -88,6 +90,8 @@ constexpr std::array<std::string_view, 69> LEFT_BEHIND{
     "Xmp.tiff.SamplesPerPixel",
     "Xmp.tiff.PlanarConfiguration",
     "Xmp.tiff.YCbCrSubSampling",
+    // Where more XMP is: it is all in one packet then.
+    "Xmp.xmpNote.HasExtendedXMP",
     // Small pictures in XMP and IPTC.
     "Xmp.xmp.Thumbnails",
     "Xmp.xmpGImg.",
@@ -149,13 +153,28 @@ bool hasGroup(const Exiv2::ExifData &exif, const std::string &group)
     });
 }
 
-Exiv2::ExifData carriedExif(const Exiv2::ExifData &source, QSize newSize)
+/// Gives @p exif the density of pixels that @p stored says, unless it has its own.
+void addDensity(Exiv2::ExifData &exif, const std::optional<PixelDensity> &stored)
+{
+    if (!stored || stored->unit == PixelDensity::NONE ||
+        exif.findKey(Exiv2::ExifKey("Exif.Image.XResolution")) != exif.end())
+        return;
+    exif["Exif.Image.XResolution"] = Exiv2::URational(stored->x, 1);
+    exif["Exif.Image.YResolution"] = Exiv2::URational(stored->y, 1);
+    // 2 for inches, 3 for centimetres (EXIF 2.32, 4.6.4).
+    const bool isPerInch = stored->unit == PixelDensity::PER_INCH;
+    exif["Exif.Image.ResolutionUnit"] = static_cast<std::uint16_t>(isPerInch ? 2 : 3);
+}
+
+Exiv2::ExifData carriedExif(const Exiv2::ExifData &source, QSize newSize,
+                            const std::optional<PixelDensity> &density)
 {
     Exiv2::ExifData exif = source;
     leaveBehind(exif);
     if (hasGroup(exif, "Image")) {
         set(exif, "Exif.Image.Orientation", std::uint16_t{1});
         set(exif, "Exif.Image.Software", std::string(SOFTWARE));
+        addDensity(exif, density);
     }
     if (hasGroup(exif, "Photo")) {
         set(exif, "Exif.Photo.PixelXDimension", static_cast<std::uint32_t>(newSize.width()));
@@ -235,6 +254,52 @@ bool saysAdobeRgb(const Exiv2::ExifData &exif)
                                  index != exif.end() ? index->toString() : std::string());
 }
 
+/// The bytes of the value with @p key as they are in a TIFF stream of this byte @p order; none
+/// where there is no such value.
+QByteArray storedBytes(const Exiv2::ExifData &exif, const char *key, Exiv2::ByteOrder order)
+{
+    const auto found = exif.findKey(Exiv2::ExifKey(key));
+    if (found == exif.end() || found->size() <= 0)
+        return {};
+    QByteArray stored(found->size(), '\0');
+    found->copy(reinterpret_cast<Exiv2::byte *>(stored.data()), order);
+    return stored;
+}
+
+/// The Photoshop resources of @p image, among them its IPTC data: as they are stored, where
+/// @p stored or a TIFF stream has them. Exiv2 writes some of IPTC's values in its own way.
+QByteArray resourcesOf(const Exiv2::Image &image, const StoredMetadata &stored)
+{
+    QByteArray resources = stored.resources;
+    if (resources.isEmpty())
+        resources = storedBytes(image.exifData(), "Exif.Image.ImageResources", image.byteOrder());
+    if (hasIptc(resources))
+        return resources;
+    if (const QByteArray iptc =
+            storedBytes(image.exifData(), "Exif.Image.IPTCNAA", image.byteOrder());
+        !iptc.isEmpty())
+        return iptcResource(iptc) + resources;
+    if (image.iptcData().empty())
+        return resources;
+    const Exiv2::DataBuf iptc = Exiv2::IptcParser::encode(image.iptcData());
+    return iptcResource(bytes(iptc.pData_, static_cast<std::size_t>(iptc.size_))) + resources;
+}
+
+/// The XMP of @p image with that of @p extension, a further packet.
+Exiv2::XmpData wholeXmp(const Exiv2::Image &image, const QByteArray &extension)
+try {
+    Exiv2::XmpData whole = image.xmpData();
+    Exiv2::XmpData more;
+    if (!extension.isEmpty() && isTameXmp(extension) &&
+        Exiv2::XmpParser::decode(more, extension.toStdString()) == 0)
+        for (const Exiv2::Xmpdatum &datum : more)
+            if (whole.findKey(Exiv2::XmpKey(datum.key())) == whole.end())
+                whole.add(datum);
+    return whole;
+} catch (const Exiv2::AnyError &) { // at the further packet
+    return image.xmpData();
+}
+
 /// Adds the values of @p other with keys that @p exif has none of.
 void addMissing(Exiv2::ExifData &exif, const Exiv2::ExifData &other)
 {
@@ -246,7 +311,7 @@ void addMissing(Exiv2::ExifData &exif, const Exiv2::ExifData &other)
             exif.add(datum);
 }
 
-JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
+JpegMetadata encoded(const Exiv2::Image &image, const StoredMetadata &stored, QSize newSize)
 {
     const Exiv2::ByteOrder order =
         image.byteOrder() == Exiv2::bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian;
@@ -262,20 +327,18 @@ JpegMetadata encoded(const Exiv2::Image &image, QSize newSize)
             packet.clear();
         return bytes(packet.data(), packet.size());
     };
-    const auto encodeIptc = [](const Exiv2::IptcData &data) {
-        if (data.empty())
-            return QByteArray();
-        const Exiv2::DataBuf block = Exiv2::Photoshop::setIptcIrb(nullptr, 0, data);
-        return bytes(block.pData_, static_cast<std::size_t>(block.size_));
-    };
-    const Exiv2::ExifData exif = carriedExif(image.exifData(), newSize);
-    Exiv2::IptcData iptc = image.iptcData();
-    leaveBehind(iptc);
+    const Exiv2::ExifData exif = carriedExif(image.exifData(), newSize, stored.density);
+    std::vector<QByteArray> comments = stored.comments;
+    if (comments.size() > JpegMetadata::MAX_COMMENTS)
+        comments.resize(JpegMetadata::MAX_COMMENTS);
     return {.exif = encodedWithin(exif, JpegMetadata::MAX_EXIF_BYTES, encodeExif),
-            .xmp = encodedWithin(carriedXmp(image.xmpData(), newSize), JpegMetadata::MAX_XMP_BYTES,
-                                 encodeXmp),
-            .photoshop = encodedWithin(iptc, JpegMetadata::MAX_PHOTOSHOP_BYTES, encodeIptc),
-            .defaultProfile = saysAdobeRgb(exif) ? srgbProfile() : QByteArray()};
+            .xmp = encodedWithin(carriedXmp(wholeXmp(image, stored.extendedXmp), newSize),
+                                 JpegMetadata::MAX_XMP_BYTES, encodeXmp),
+            .photoshop =
+                carriedResources(resourcesOf(image, stored), JpegMetadata::MAX_PHOTOSHOP_BYTES),
+            .defaultProfile = saysAdobeRgb(exif) ? srgbProfile() : QByteArray(),
+            .comments = std::move(comments),
+            .density = stored.density.value_or(PixelDensity())};
 }
 
 /// Exiv2 finds nothing in some HEIF files, as in those with a broken profile: what libheif finds,
@@ -318,10 +381,11 @@ std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSi
     Exiv2::ExifData inJpeg;
     if (const auto jpeg = embeddedJpeg(file))
         withMetadata(*jpeg, [&inJpeg](const Exiv2::Image &image) { inJpeg = image.exifData(); });
+    const StoredMetadata stored = readStoredMetadata(file);
     std::optional<JpegMetadata> result;
     const auto carry = [&](Exiv2::Image &image) {
         addMissing(image.exifData(), inJpeg);
-        result = encoded(image, newSize);
+        result = encoded(image, stored, newSize);
     };
     withMetadata(file.source, carry);
     if ((!result || result->exif.isEmpty()) && file.type == FileType::Heif)

@@ -17,9 +17,12 @@ namespace tavolin {
 /// size in XMP only where they stand there). What describes the pixels as they were stored, or
 /// shows them (see isCarried), is left out.
 /// Where EXIF says that colours without a profile are Adobe RGB, sRGB's is the default profile.
-/// Of XMP only the packet counts, not what a JPEG adds to it in further segments.
-/// A block that would not fit into a JPEG's segment loses its largest values, the largest first,
-/// until it does. Empty when the file can't be read; a file without metadata has empty blocks.
+/// Photoshop's resources with IPTC, and comments, go over byte for byte, as far as a JPEG or TIFF
+/// stores them (see Photoshop.h); of other files IPTC is written anew. What a JPEG adds to its XMP
+/// in further segments goes into the one packet. The density of pixels goes into EXIF, where there
+/// is some without it. A block that would not fit into a JPEG's segment loses its largest values,
+/// the largest first, until it does. Empty when the file can't be read; a file without metadata has
+/// empty blocks.
 [[nodiscard]] std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSize);
 
 /// Whether @p file says that this program has saved it: a JPEG with its name as the software.

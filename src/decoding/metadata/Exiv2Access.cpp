@@ -38,7 +38,7 @@ using Bytes = std::span<Exiv2::byte>;
 
 /// Whether @p block is XMP with too many properties, each of which takes a "<" or a "=" in any
 /// encoding. Nearly all that is no text has fewer: one of 128 bytes is one of the two by chance.
-bool hasTooManyProperties(Bytes block)
+bool hasTooManyProperties(std::span<const Exiv2::byte> block)
 {
     const auto marks =
         std::ranges::count_if(block, [](Exiv2::byte byte) { return byte == '<' || byte == '='; });
@@ -244,6 +244,13 @@ bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image 
     } catch (...) {
         return false;
     }
+}
+
+bool isTameXmp(const QByteArray &packet)
+{
+    const std::span block(reinterpret_cast<const Exiv2::byte *>(packet.constData()),
+                          static_cast<std::size_t>(packet.size()));
+    return block.size() <= MAX_BLOCK_BYTES && !hasTooManyProperties(block);
 }
 
 QByteArray largestEmbeddedPreview(const SourceFile &file)

@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -107,6 +108,18 @@ std::optional<PhotoFacts> receiveFacts(Exchange &exchange)
     return facts;
 }
 
+/// The density as a worker tells it; none where it makes no sense.
+PixelDensity checkedDensity(const Reply &reply)
+{
+    constexpr std::uint32_t MOST = std::numeric_limits<std::uint16_t>::max();
+    const auto isCount = [](std::uint32_t count) { return count > 0 && count <= MOST; };
+    if (reply.densityUnit > PixelDensity::PER_CENTIMETRE || !isCount(reply.densityX) ||
+        !isCount(reply.densityY))
+        return {};
+    return {static_cast<std::uint8_t>(reply.densityUnit),
+            static_cast<std::uint16_t>(reply.densityX), static_cast<std::uint16_t>(reply.densityY)};
+}
+
 std::optional<JpegMetadata> receiveMetadata(Exchange &exchange)
 {
     const auto reply = exchange.receive();
@@ -118,6 +131,11 @@ std::optional<JpegMetadata> receiveMetadata(Exchange &exchange)
     metadata.photoshop =
         exchange.receiveBlock(reply->blockBytes[2], JpegMetadata::MAX_PHOTOSHOP_BYTES);
     metadata.defaultProfile = exchange.receiveBlock(reply->blockBytes[3], MAX_PROFILE_BYTES);
+    for (std::size_t i = FIRST_COMMENT; i < reply->blockBytes.size(); ++i)
+        metadata.comments.push_back(
+            exchange.receiveBlock(reply->blockBytes[i], JpegMetadata::MAX_COMMENT_BYTES));
+    std::erase_if(metadata.comments, &QByteArray::isEmpty);
+    metadata.density = checkedDensity(*reply);
     return metadata;
 }
 

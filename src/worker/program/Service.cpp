@@ -242,8 +242,13 @@ bool Service::answerMetadata(const Request &request, const SourceFile &file) con
     });
     if (!metadata)
         return send(failure(request));
-    return send(success(request),
-                {metadata->exif, metadata->xmp, metadata->photoshop, metadata->defaultProfile});
+    Reply reply = success(request);
+    reply.densityUnit = metadata->density.unit;
+    reply.densityX = metadata->density.x;
+    reply.densityY = metadata->density.y;
+    Blocks blocks{metadata->exif, metadata->xmp, metadata->photoshop, metadata->defaultProfile};
+    std::ranges::copy(metadata->comments, blocks.begin() + FIRST_COMMENT);
+    return send(reply, blocks);
 }
 
 bool Service::answerConvert(const Request &request)
