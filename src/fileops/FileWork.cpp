@@ -138,10 +138,10 @@ void FileWork::saveEdited()
                 if (!failure) {
                     m_editor.markSaved(edited);
                     tellSuccess(u"💾 บันทึกแล้ว → Edit/"_s + displayName(editedFile(source)), asked);
-                } else if (token == m_editor.pictureToken()) {
+                } else if (token == m_editor.pictureToken() && !m_labels.isStatusUntilKey()) {
                     m_labels.showStatus(u"❌ "_s + *failure, true);
                 } else { // the edit is lost, and nobody may be looking here any more
-                    m_labels.showStatusUntilKey(u"❌ "_s + *failure + u": "_s + displayName(source));
+                    tellOfLostSave(*failure, source);
                 }
             });
     });
@@ -175,6 +175,25 @@ void FileWork::tellOfWork()
     if (m_labels.statusTime() <= asked || m_labels.statusText().isEmpty() || isStatusOfWork())
         m_labels.showStatus(textOf(m_jobs.oldestKind()).toString(), false);
     m_slowness.start(SLOW_TIME);
+}
+
+/// Says until a key that the edit of @p source could not be saved, together with those of which
+/// that is being said.
+void FileWork::tellOfLostSave(const QString &failure, const std::filesystem::path &source)
+{
+    if (!m_labels.isStatusUntilKey())
+        m_lostSaves.clear();
+    std::erase_if(m_lostSaves, [&source](const LostSave &lost) { return lost.source == source; });
+    m_lostSaves.push_back({failure, source});
+    const bool isOneReason = std::ranges::all_of(
+        m_lostSaves, [&failure](const LostSave &lost) { return lost.failure == failure; });
+    QString names = displayName(m_lostSaves.front().source);
+    if (m_lostSaves.size() == 2)
+        names += u", "_s + displayName(source);
+    else if (m_lostSaves.size() > 2) // the line has no room for more
+        names = QString::number(m_lostSaves.size()) + u" ภาพ"_s;
+    m_labels.showStatusUntilKey(u"❌ "_s + (isOneReason ? failure : NOT_SAVED.toString()) + u": "_s +
+                                names);
 }
 
 bool FileWork::isStatusOfWork() const

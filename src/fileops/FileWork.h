@@ -7,6 +7,7 @@
 #include "platform/Failure.h"
 
 #include <QObject>
+#include <QString>
 #include <QTimer>
 
 #include <cstdint>
@@ -67,6 +68,7 @@ private:
              std::function<void(const Failure &)> tellResult);
     void deletionFinished(const Failure &failure, const std::filesystem::path &url,
                           std::uint64_t opening);
+    void tellOfLostSave(const QString &failure, const std::filesystem::path &source);
     void tellOfWork();
     [[nodiscard]] bool isStatusOfWork() const;
     void tellSuccess(const QString &text, Clock::time_point asked);
@@ -80,7 +82,14 @@ private:
     QTimer m_slowness; // runs while work may turn out to take long
     bool m_areDeletionsHeld = false;
     std::vector<std::function<void()>> m_heldDeletions;
-    SavedFiles m_saves; // the jobs use it
+    /// A save that failed after its picture had been left.
+    struct LostSave
+    {
+        QString failure;
+        std::filesystem::path source;
+    };
+    std::vector<LostSave> m_lostSaves; // those that the status line speaks of until a key
+    SavedFiles m_saves;                // the jobs use it
     FileJobs m_jobs;
 };
 

@@ -20,7 +20,6 @@ namespace tavolin {
 namespace {
 
 constexpr QStringView NO_FOLDER = u"สร้างโฟลเดอร์ Edit ไม่ได้";
-constexpr QStringView FAILED = u"บันทึกไม่สำเร็จ";
 
 QByteArray compressed(const Image &image, double quality,
                       const std::optional<JpegMetadata> &metadata)
@@ -126,7 +125,7 @@ Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &ed
         tell(progress);
         const QByteArray jpeg = compressed(edited, SAVED_QUALITY, metadata);
         if (jpeg.isEmpty())
-            return FAILED.toString();
+            return NOT_SAVED.toString();
         tell(progress);
         const auto file = editedFile(source);
         const std::string name = file.filename();
@@ -138,17 +137,17 @@ Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &ed
         // Where "Edit" is a link to the folder that it stands in, an edit could replace a neighbour
         // too, as the JPEG that a camera wrote beside its raw file.
         if (isSource(folder.get(), name, source) || isFolderAt(folder.get(), source.parent_path()))
-            return FAILED.toString();
+            return NOT_SAVED.toString();
         const auto earlier = ruleFor(reader, saves, folder.get(), name, source);
         if (!earlier)
-            return because(FAILED, std::make_error_code(std::errc::file_exists));
+            return because(NOT_SAVED, std::make_error_code(std::errc::file_exists));
         error = writeTo({folder.get(), name, *earlier}, bytesOf(jpeg), source, progress);
         if (error)
-            return because(FAILED, error);
+            return because(NOT_SAVED, error);
         saves.add(folder.get(), name);
         return {};
     } catch (const std::exception &) { // lack of memory
-        return FAILED.toString();
+        return NOT_SAVED.toString();
     }
 }
 

@@ -7,6 +7,8 @@
 #include "platform/Failure.h"
 #include "platform/Progress.h"
 
+#include <QStringView>
+
 #include <filesystem>
 #include <optional>
 
@@ -17,6 +19,9 @@ class SavedFiles;
 
 /// libjpeg's 95 of 100.
 inline constexpr double SAVED_QUALITY = 0.95;
+
+/// That a picture could not be saved, whatever the reason.
+inline constexpr QStringView NOT_SAVED = u"บันทึกไม่สำเร็จ";
 
 /// Where the edited picture of @p source is saved: in the folder "Edit" beside it, under its name
 /// with ".jpg" in place of the last extension.

@@ -28,6 +28,8 @@ public:
     void showStatus(const QString &text, bool autoClear);
     /// Shows @p text on the status line until a key is pressed; nothing takes its place before.
     void showStatusUntilKey(const QString &text);
+    /// Whether such a message is there.
+    [[nodiscard]] bool isStatusUntilKey() const { return m_waitsForKey; }
     /// To be told of every key before its command is carried out.
     void keyPressed();
     /// Empties the status line.

@@ -217,6 +217,41 @@ TEST_F(FileWorkInTheBackground, FailureOfASaveOfAPictureThatWasLeftStaysUntilAKe
     EXPECT_EQ(statusText(), "");
 }
 
+TEST_F(FileWorkInTheBackground, FailuresOfTwoSavesOfPicturesThatWereLeftNameBoth)
+{
+    ASSERT_TRUE(openAndCrop());
+    ASSERT_TRUE(startSave());
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForSecond());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_S);
+    press(Qt::Key_Right);
+    folder.write("pictures/Edit", "a file");
+    slow.openGate();
+    EXPECT_TRUE(waitForStatus("❌ สร้างโฟลเดอร์ Edit ไม่ได้: 0.png, 1.png"));
+    press(Qt::Key_F10); // has no command
+    EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(FileWorkInTheBackground, FailuresOfManySavesOfPicturesThatWereLeftAreCounted)
+{
+    ASSERT_TRUE(openAndCrop());
+    ASSERT_TRUE(startSave());
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForSecond());
+    for (const int next : {2, 1}) {
+        for (const QRectF &area : {LEFT_HALF, TOP_HALF}) { // each is saved twice
+            ASSERT_TRUE(crop(area));
+            press(Qt::Key_S);
+        }
+        press(next == 2 ? Qt::Key_Right : Qt::Key_Left);
+        ASSERT_TRUE(waitFor([&] { return viewer->browser().currentIndex() == next; }));
+    }
+    folder.write("pictures/Edit", "a file");
+    slow.openGate();
+    EXPECT_TRUE(waitForStatus("❌ สร้างโฟลเดอร์ Edit ไม่ได้: 3 ภาพ"));
+}
+
 TEST_F(FileWorkInTheBackground, NewerMessageOfAStateIsNotWipedBySuccess)
 {
     ASSERT_TRUE(openAndCrop());
