@@ -2,6 +2,7 @@
 
 #include "decoding/color/Color.h"
 #include "decoding/metadata/Exiv2Access.h"
+#include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Properties.h"
 #include "FileBytes.h"
 #include "HeicFile.h"
@@ -189,7 +190,8 @@ TEST(CarriedMetadata, TheThumbnailIsLeftBehind)
     image->writeMetadata();
     image->io().open();
     const Exiv2::DataBuf written = image->io().read(static_cast<long>(image->io().size()));
-    jpeg = QByteArray(reinterpret_cast<const char *>(written.pData_), written.size_);
+    jpeg = QByteArray(reinterpret_cast<const char *>(exiv2::bytesOf(written)),
+                      static_cast<qsizetype>(exiv2::sizeOf(written)));
     ASSERT_TRUE(jpeg.contains(small));
 
     const auto metadata = carriedMetadata(fileOf(jpeg), NEW_SIZE);
@@ -279,7 +281,8 @@ TEST(CarriedMetadata, IptcSurvives)
     const Exiv2::DataBuf block = Exiv2::Photoshop::setIptcIrb(nullptr, 0, iptc);
     const QByteArray jpeg =
         writeJpeg(flatImage({16, 16}, GREY), 95,
-                  {.photoshop = {reinterpret_cast<const char *>(block.pData_), block.size_}});
+                  {.photoshop = {reinterpret_cast<const char *>(exiv2::bytesOf(block)),
+                                 static_cast<qsizetype>(exiv2::sizeOf(block))}});
     const auto values = carriedFrom(jpeg);
     EXPECT_EQ(values.at("Iptc.Application2.Caption"), "sunrise");
     EXPECT_EQ(values.at("Iptc.Application2.City"), "Chiang Mai");

@@ -145,7 +145,7 @@ TEST(Thumbnail, FileThatIsCutWhileItIsOpenDoesNoHarm)
         const std::filesystem::path path =
             folder.filePath(QString::fromStdString("cut" + extension)).toStdString();
         if (extension == ".heic" && !canEncodeHeic())
-            continue;
+            GTEST_SKIP() << "no HEIC: this libheif has no encoder for HEVC";
         ASSERT_FALSE(bytes.isEmpty()) << extension;
         for (const qsizetype left : {bytes.size() - 1, bytes.size() / 2, qsizetype{20}}) {
             QFile writer(QString::fromStdString(path));

@@ -28,8 +28,7 @@ protected:
         if (IsSkipped() || HasFatalFailure())
             return;
         m_weston.emplace(*m_server);
-        if (!m_weston->error().isEmpty())
-            GTEST_SKIP() << m_weston->error().toStdString();
+        ASSERT_TRUE(m_weston->error().isEmpty()) << m_weston->error().toStdString();
         addPictures(4);
         startViewer({m_folder.path()}, m_weston->socket());
         ASSERT_TRUE(waitForPicture(1, FULL_SCREEN_PICTURE));

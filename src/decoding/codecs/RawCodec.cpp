@@ -1,6 +1,7 @@
 #include "decoding/codecs/RawCodec.h"
 
 #include "decoding/codecs/JpegCodec.h"
+#include "decoding/codecs/RawSeam.h"
 #include "decoding/Guarded.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "pixels/Geometry.h"
@@ -13,8 +14,6 @@
 #include <cstring>
 #include <memory>
 #include <utility>
-
-#include <libraw/libraw.h>
 
 #ifdef Q_OS_MACOS
 #include <malloc/malloc.h>
@@ -42,7 +41,7 @@ std::size_t allocatedBytes(void *memory)
 }
 
 /// A SourceFile as LibRaw reads it: byte by byte in places, hence the buffer.
-class RawStream : public LibRaw_abstract_datastream
+class RawStream : public libraw::Stream
 {
 public:
     explicit RawStream(const SourceFile &file) : m_file(file) {}
@@ -114,7 +113,6 @@ public:
         return std::sscanf(word.data(), format, value);
     }
     int eof() override { return m_position >= m_file.size() ? 1 : 0; }
-    void *make_jas_stream() override { return nullptr; }
 
     /// What bytes that the file does not have are read as from now on; 0 at first.
     void fillWith(std::byte filler) { m_filler = filler; }
@@ -164,9 +162,9 @@ class RawFile
 {
 public:
     explicit RawFile(const SourceFile &file)
-        : m_stream(file), m_raw(std::make_unique<LibRaw>(LIBRAW_OPIONS_NO_DATAERR_CALLBACK))
+        : m_stream(file), m_raw(std::make_unique<LibRaw>(libraw::NO_DATA_ERROR_CALLBACK))
     {
-        m_raw->imgdata.params.max_raw_memory_mb = unsigned(MAX_DECODER_BYTES >> 20);
+        libraw::limitMemory(*m_raw, unsigned(MAX_DECODER_BYTES >> 20));
         m_raw->set_progress_handler(
             [](void *source, LibRaw_progress, int, int) {
                 return static_cast<const SourceFile *>(source)->stopToken().stop_requested() ? 1

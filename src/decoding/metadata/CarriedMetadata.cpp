@@ -4,6 +4,7 @@
 #include "decoding/color/Color.h"
 #include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
+#include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/metadata/Metadata.h"
 #include "decoding/metadata/Photoshop.h"
 #include "decoding/metadata/StoredMetadata.h"
@@ -18,8 +19,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <exiv2/exiv2.hpp>
 
 namespace tavolin {
 
@@ -208,7 +207,7 @@ void removeLargest(Data &data, double size, double limit)
 {
     std::vector<std::int64_t> sizes;
     for (const auto &datum : data)
-        sizes.push_back(datum.size());
+        sizes.push_back(static_cast<std::int64_t>(datum.size()));
     std::ranges::sort(sizes, std::greater());
     // Values may take more room in the block than on their own: all of them so much more.
     const double total = std::accumulate(sizes.begin(), sizes.end(), 0.0);
@@ -218,7 +217,9 @@ void removeLargest(Data &data, double size, double limit)
         smallest = *next;
         excess -= static_cast<double>(*next);
     }
-    eraseIf(data, [smallest](const auto &datum) { return datum.size() >= smallest; });
+    eraseIf(data, [smallest](const auto &datum) {
+        return static_cast<std::int64_t>(datum.size()) >= smallest;
+    });
 }
 
 /// What @p encode makes of @p data, at most @p limit bytes; values that don't fit are removed.
@@ -232,7 +233,7 @@ try {
         block = encode(data);
     }
     return block;
-} catch (const Exiv2::AnyError &) {
+} catch (const exiv2::Error &) {
     return {};
 }
 
@@ -249,8 +250,9 @@ bool saysAdobeRgb(const Exiv2::ExifData &exif)
     const bool hasColorSpace = colorSpace != exif.end() && colorSpace->count() > 0 &&
                                (colorSpace->typeId() == Exiv2::unsignedShort ||
                                 colorSpace->typeId() == Exiv2::unsignedLong);
-    return tavolin::saysAdobeRgb(hasColorSpace ? std::optional<std::uint64_t>(colorSpace->toLong())
-                                               : std::nullopt,
+    return tavolin::saysAdobeRgb(hasColorSpace
+                                     ? std::optional<std::uint64_t>(exiv2::wholeNumber(*colorSpace))
+                                     : std::nullopt,
                                  index != exif.end() ? index->toString() : std::string());
 }
 
@@ -315,7 +317,7 @@ JpegMetadata encoded(const Exiv2::Image &image, const StoredMetadata &stored, QS
 {
     const Exiv2::ByteOrder order =
         image.byteOrder() == Exiv2::bigEndian ? Exiv2::bigEndian : Exiv2::littleEndian;
-    const auto encodeExif = [order](const Exiv2::ExifData &data) {
+    const auto encodeExif = [order](Exiv2::ExifData data) { // which 0.28 changes
         Exiv2::Blob blob;
         if (!data.empty())
             Exiv2::ExifParser::encode(blob, order, data);

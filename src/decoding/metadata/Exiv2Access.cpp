@@ -1,5 +1,6 @@
 #include "decoding/metadata/Exiv2Access.h"
 
+#include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Tags.h"
 #include "decoding/TiffReader.h"
 #include "pixels/Limits.h"
@@ -8,10 +9,9 @@
 #include <array>
 #include <mutex>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
-
-#include <exiv2/exiv2.hpp>
 
 #include <zlib.h>
 
@@ -35,6 +35,8 @@ constexpr std::ptrdiff_t MAX_MARKS = 5000;
 constexpr uLong MAX_INFLATED_BYTES = 192 << 10;
 
 using Bytes = std::span<Exiv2::byte>;
+using exiv2::Count;
+using Exiv2::ErrorCode;
 
 /// Whether @p block is XMP with too many properties, each of which takes a "<" or a "=" in any
 /// encoding. Nearly all that is no text has fewer: one of 128 bytes is one of the two by chance.
@@ -78,34 +80,36 @@ public:
         return 0;
     }
     int close() override { return 0; }
-    long write(const Exiv2::byte *, long) override { return 0; }
-    long write(BasicIo &) override { return 0; }
+    Count write(const Exiv2::byte *, Count) override { return 0; }
+    Count write(BasicIo &) override { return 0; }
     int putb(Exiv2::byte) override { return EOF; }
-    Exiv2::DataBuf read(long count) override
+    Exiv2::DataBuf read(Count count) override
     {
         const std::int64_t left = std::max<std::int64_t>(0, m_file.size() - m_position);
-        const auto wanted = static_cast<long>(std::min<std::int64_t>(count, left));
+        const std::int64_t wanted = std::min(bounded(count), left);
         if (wanted > m_budget)
-            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
-        Exiv2::DataBuf buffer(wanted);
-        buffer.size_ = read(buffer.pData_, buffer.size_);
-        m_isAtEnd = m_isAtEnd || buffer.size_ < count;
+            throw Exiv2::Error(ErrorCode::kerInputDataReadFailed);
+        Exiv2::DataBuf buffer(static_cast<Count>(wanted));
+        const Count got = read(exiv2::bytesOf(buffer), static_cast<Count>(wanted));
+        exiv2::shorten(buffer, got);
+        m_isAtEnd = m_isAtEnd || got < count;
         return buffer;
     }
-    long read(Exiv2::byte *out, long count) override
+    Count read(Exiv2::byte *out, Count count) override
     {
-        if (count <= 0)
+        const std::int64_t wanted = bounded(count);
+        if (wanted <= 0)
             return 0;
-        m_budget -= count;
+        m_budget -= wanted;
         if (m_budget < 0)
-            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
-        const auto got = static_cast<long>(m_file.readAt(
-            m_position, std::as_writable_bytes(std::span(out, static_cast<std::size_t>(count)))));
-        if (!m_isTrusted && got > 1)
-            tame(Bytes(out, static_cast<std::size_t>(got)));
-        m_position += got;
-        m_isAtEnd = m_isAtEnd || got < count;
-        return got;
+            throw Exiv2::Error(ErrorCode::kerInputDataReadFailed);
+        const std::size_t got = m_file.readAt(
+            m_position, std::as_writable_bytes(std::span(out, static_cast<std::size_t>(wanted))));
+        if (!m_isTrusted && wanted > 1)
+            tame(Bytes(out, got));
+        m_position += static_cast<std::int64_t>(got);
+        m_isAtEnd = m_isAtEnd || static_cast<std::int64_t>(got) < wanted;
+        return static_cast<Count>(got);
     }
     int getb() override
     {
@@ -114,7 +118,7 @@ public:
     }
     void transfer(BasicIo &) override
     {
-        throw Exiv2::Error(Exiv2::kerFunctionNotSupported, "write");
+        throw Exiv2::Error(ErrorCode::kerFunctionNotSupported, "write");
     }
     int seek(std::int64_t offset, Position from) override
     {
@@ -128,11 +132,11 @@ public:
     Exiv2::byte *mmap(bool) override
     {
         if (m_file.size() > MAX_WHOLE_FILE_BYTES)
-            throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "large file");
+            throw Exiv2::Error(ErrorCode::kerFailedToMapFileForReadWrite, path(), "large file");
         if (m_contents.isEmpty())
             m_contents = m_file.bytesAt(0, m_file.size());
         if (m_contents.size() != m_file.size())
-            throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "short file");
+            throw Exiv2::Error(ErrorCode::kerFailedToMapFileForReadWrite, path(), "short file");
         const auto contents = Bytes(reinterpret_cast<Exiv2::byte *>(m_contents.data()),
                                     static_cast<std::size_t>(m_contents.size()));
         if (!m_isTrusted)
@@ -140,7 +144,7 @@ public:
         return contents.data();
     }
     int munmap() override { return 0; }
-    [[nodiscard]] long tell() const override { return m_position; }
+    [[nodiscard]] Count tell() const override { return static_cast<Count>(m_position); }
     [[nodiscard]] std::size_t size() const override
     {
         return static_cast<std::size_t>(m_file.size());
@@ -148,12 +152,20 @@ public:
     [[nodiscard]] bool isopen() const override { return true; }
     [[nodiscard]] int error() const override { return 0; }
     [[nodiscard]] bool eof() const override { return m_isAtEnd; }
-    [[nodiscard]] std::string path() const override { return "picture"; }
+    [[nodiscard]] exiv2::Path path() const noexcept override { return m_name; }
+    void populateFakeData() override {}
 
     /// Lets all bytes through from now on: what is read is no metadata any more.
     void trust() { m_isTrusted = true; }
 
 private:
+    /// @p count, which may be anything, as a number of this file's bytes.
+    [[nodiscard]] static std::int64_t bounded(Count count)
+    {
+        constexpr auto MOST = static_cast<Count>(SourceFile::MAX_BYTES);
+        return static_cast<std::int64_t>(std::min(count, MOST));
+    }
+
     /// Clears @p block where it is more than metadata can be.
     void tame(Bytes block)
     {
@@ -166,7 +178,7 @@ private:
         const std::string_view text(reinterpret_cast<const char *>(block.data()), block.size());
         if (text.substr(0, 64).find(PROFILE_MARK) != text.npos &&
             ++m_profileSegments > 2 * MAX_PROFILE_SEGMENTS) // each is read twice
-            throw Exiv2::Error(Exiv2::kerInputDataReadFailed);
+            throw Exiv2::Error(ErrorCode::kerInputDataReadFailed);
         const std::string_view type(m_chunkType.data(), m_chunkType.size());
         // Exiv2 inflates profiles too, which are none of its business here.
         const bool isDeflated =
@@ -195,7 +207,8 @@ private:
             for (const TiffEntry &entry : tiff->directory(first.find(pointer)).entries)
                 valueBytes += std::min<std::uint64_t>(entry.length(), contents.size());
         if (valueBytes > contents.size() + MAX_BLOCK_BYTES)
-            throw Exiv2::Error(Exiv2::kerFailedToMapFileForReadWrite, path(), "overlapping values");
+            throw Exiv2::Error(ErrorCode::kerFailedToMapFileForReadWrite, path(),
+                               "overlapping values");
         for (const TiffEntry &entry : first.entries) {
             const auto offset = static_cast<std::uint64_t>(entry.offset);
             if (entry.tag != tag::XMP || offset >= contents.size())
@@ -208,6 +221,7 @@ private:
     }
 
     const SourceFile &m_file;
+    const std::string m_name = "picture";
     bool m_isTrusted = false;
     int m_profileSegments = 0;
     std::array<char, 4> m_chunkType{};
@@ -220,7 +234,7 @@ private:
 void setUp()
 {
     Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-    Exiv2::enableBMFF(true);
+    exiv2::readBoxes();
     Exiv2::XmpParser::initialize();
 }
 
@@ -234,7 +248,7 @@ bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image 
     try {
         std::call_once(isSetUp, setUp);
         auto *const io = new SourceIo(file); // the image's
-        const auto image = Exiv2::ImageFactory::open(Exiv2::BasicIo::AutoPtr(io));
+        const auto image = Exiv2::ImageFactory::open(exiv2::IoPointer(io));
         if (!image.get())
             return false;
         image->readMetadata();

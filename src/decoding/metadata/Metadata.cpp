@@ -4,6 +4,7 @@
 #include "decoding/FieldReader.h"
 #include "decoding/FileType.h"
 #include "decoding/metadata/Exiv2Access.h"
+#include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Tags.h"
 #include "decoding/TiffReader.h"
 
@@ -15,8 +16,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-#include <exiv2/exiv2.hpp>
 
 namespace tavolin {
 
@@ -135,7 +134,7 @@ public:
         if (const auto *pairs = dynamic_cast<const Exiv2::RationalValue *>(value))
             return quotient(pairs->value_[0].first, pairs->value_[0].second);
         if (value->typeId() == Exiv2::unsignedShort || value->typeId() == Exiv2::unsignedLong)
-            return static_cast<double>(value->toLong());
+            return static_cast<double>(exiv2::wholeNumber(*value));
         return std::nullopt;
     }
 

@@ -1,0 +1,36 @@
+#pragma once
+// Where LibRaw 0.20 and its successors differ. Whatever is here means the same with all of them.
+
+#include <libraw/libraw.h>
+
+namespace tavolin::libraw {
+
+#if LIBRAW_COMPILE_CHECK_VERSION_NOTLESS(0, 21)
+
+inline constexpr unsigned NO_DATA_ERROR_CALLBACK = LIBRAW_OPTIONS_NO_DATAERR_CALLBACK;
+using Stream = LibRaw_abstract_datastream;
+
+inline void limitMemory(LibRaw &raw, unsigned megabytes)
+{
+    raw.imgdata.rawparams.max_raw_memory_mb = megabytes;
+}
+
+#else
+
+inline constexpr unsigned NO_DATA_ERROR_CALLBACK = LIBRAW_OPIONS_NO_DATAERR_CALLBACK;
+
+/// Without a stream for the library that reads JPEG 2000.
+class Stream : public LibRaw_abstract_datastream
+{
+public:
+    void *make_jas_stream() final { return nullptr; }
+};
+
+inline void limitMemory(LibRaw &raw, unsigned megabytes)
+{
+    raw.imgdata.params.max_raw_memory_mb = megabytes;
+}
+
+#endif
+
+} // namespace tavolin::libraw
