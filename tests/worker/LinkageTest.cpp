@@ -53,6 +53,47 @@ TEST(ViewerLinkage, HoldsNoDecoderOfOurOwn)
         EXPECT_EQ(symbols.find(symbol), std::string::npos) << symbol;
 }
 
+class HardenedProgram : public testing::TestWithParam<const char *>
+{
+protected:
+    void SetUp() override
+    {
+#ifndef TAVOLIN_IS_HARDENED
+        GTEST_SKIP() << "only release builds are hardened";
+#endif
+    }
+    [[nodiscard]] static QString program()
+    {
+        return QString::fromUtf8(GetParam());
+    }
+};
+
+TEST_P(HardenedProgram, IsAtNoKnownPlaceAndBindsAtOnce)
+{
+    EXPECT_NE(outputOf(u"readelf"_s, {u"-h"_s, program()}).find(" DYN ("), std::string::npos);
+    const std::string dynamic = outputOf(u"readelf"_s, {u"-d"_s, program()});
+    EXPECT_NE(dynamic.find("BIND_NOW"), std::string::npos);
+    EXPECT_NE(dynamic.find(" PIE"), std::string::npos);
+    const std::string segments = outputOf(u"readelf"_s, {u"-lW"_s, program()});
+    EXPECT_NE(segments.find("GNU_RELRO"), std::string::npos);
+    EXPECT_EQ(segments.find("RWE"), std::string::npos); // writable and executable
+}
+
+TEST_P(HardenedProgram, ChecksItsStackAndItsBuffers)
+{
+    const std::string symbols = outputOf(u"nm"_s, {u"-D"_s, u"-u"_s, program()});
+    EXPECT_NE(symbols.find(" __stack_chk_fail"), std::string::npos);
+    EXPECT_NE(symbols.find("_chk@"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Programs, HardenedProgram,
+                         testing::Values(VIEWER_PROGRAM, WORKER_PROGRAM, PROBE_PROGRAM),
+                         [](const auto &test) {
+                             std::string name = test.param;
+                             name.erase(0, name.rfind('-') + 1);
+                             return name;
+                         });
+
 } // namespace
 
 } // namespace tavolin
