@@ -21,8 +21,8 @@ namespace {
 
 using namespace test;
 
-/// Refused by the libraries of Debian 12: a tone-map item, lossless and 12-bit JPEG, and raw files
-/// that lack both raw data and previews.
+/// Refused by the libraries of Debian 12, while later ones show some of them: a tone-map item,
+/// lossless and 12-bit JPEG, and raw files that lack both raw data and previews.
 const std::set<std::string> REFUSED = {
     "formats/heic/iphone_tmap_gainmap_orient6.heic",
     "formats/jpeg/lossless_sof3.jpg",
@@ -128,7 +128,7 @@ TEST_F(SampleDecode, GoodFilesGiveAThumbnailOfTheRightSize)
     for (const char *folder : {"camera/", "formats/", "orientation/", "raw/"}) {
         for (const Sample &sample : samplesBelow(folder)) {
             const Image image = thumbnail(sample.path, LIMIT);
-            EXPECT_EQ(image.isNull(), REFUSED.contains(sample.path)) << sample.path;
+            EXPECT_TRUE(!image.isNull() || REFUSED.contains(sample.path)) << sample.path;
             const QSize full = sample.preview.isEmpty() ? sample.upright : sample.preview;
             if (image.isNull() || full.isEmpty())
                 continue;

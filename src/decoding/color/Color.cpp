@@ -56,8 +56,10 @@ Transform makeTransform(const Profile &from, cmsUInt32Number format)
     const Profile srgb(cmsCreate_sRGBProfile());
     if (!from || !srgb)
         return nullptr;
+    // LittleCMS 2.16 refuses to copy what is not there.
+    const cmsUInt32Number alpha = T_EXTRA(format) == T_EXTRA(SCREEN) ? cmsFLAGS_COPY_ALPHA : 0;
     return Transform(cmsCreateTransform(from.get(), format, srgb.get(), SCREEN, INTENT_PERCEPTUAL,
-                                        cmsFLAGS_NOCACHE | cmsFLAGS_COPY_ALPHA));
+                                        cmsFLAGS_NOCACHE | alpha));
 }
 
 /// Whether a grid of colours comes out of @p transform as it went in, within one level.
