@@ -261,9 +261,9 @@ bool saysAdobeRgb(const Exiv2::ExifData &exif)
 QByteArray storedBytes(const Exiv2::ExifData &exif, const char *key, Exiv2::ByteOrder order)
 {
     const auto found = exif.findKey(Exiv2::ExifKey(key));
-    if (found == exif.end() || found->size() <= 0)
+    if (found == exif.end() || found->size() == 0)
         return {};
-    QByteArray stored(found->size(), '\0');
+    QByteArray stored(static_cast<qsizetype>(found->size()), '\0');
     found->copy(reinterpret_cast<Exiv2::byte *>(stored.data()), order);
     return stored;
 }
@@ -284,7 +284,7 @@ QByteArray resourcesOf(const Exiv2::Image &image, const StoredMetadata &stored)
     if (image.iptcData().empty())
         return resources;
     const Exiv2::DataBuf iptc = Exiv2::IptcParser::encode(image.iptcData());
-    return iptcResource(bytes(iptc.pData_, static_cast<std::size_t>(iptc.size_))) + resources;
+    return iptcResource(bytes(exiv2::bytesOf(iptc), exiv2::sizeOf(iptc))) + resources;
 }
 
 /// The XMP of @p image with that of @p extension, a further packet.
@@ -298,7 +298,7 @@ try {
             if (whole.findKey(Exiv2::XmpKey(datum.key())) == whole.end())
                 whole.add(datum);
     return whole;
-} catch (const Exiv2::AnyError &) { // at the further packet
+} catch (const exiv2::Error &) { // at the further packet
     return image.xmpData();
 }
 
