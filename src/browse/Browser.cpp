@@ -316,7 +316,7 @@ void Browser::display(const DisplayPicture &picture, int index)
     m_isBetweenLists = false;
     dropSizeRead();
     m_screen.setCurrentPixelSize(picture.pixelSize);
-    m_loupe.dropFullImage(); // of another picture: it must not take this one's place
+    m_loupe.zoomEnd(); // it holds another picture, in a frame of that one's shape
     m_screen.showThumb(picture);
     if (const Image &rendition = m_screen.imageLayer().rendition;
         !rendition.isSameAs(picture.rendition))
