@@ -307,6 +307,17 @@ void Browser::loadFinished(const DisplayPicture &picture, int index)
     // One that was given up may be the target again.
     if (m_targetIndex != index || isGivenUp)
         pumpLoad();
+    else if (picture.isNull())
+        showUnedited();
+}
+
+/// Shows the picture of currentIndex() where the screen still has its edits, which are gone.
+void Browser::showUnedited()
+{
+    if (m_isShown)
+        return;
+    if (const auto picture = m_cache.get(m_currentIndex))
+        display(*picture, m_currentIndex);
 }
 
 void Browser::display(const DisplayPicture &picture, int index)

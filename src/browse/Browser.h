@@ -134,6 +134,7 @@ private:
     void dropLateLoad();
     void endLoad();
     void loadFinished(const DisplayPicture &picture, int index);
+    void showUnedited();
     void display(const DisplayPicture &picture, int index);
 
     Screen &m_screen;

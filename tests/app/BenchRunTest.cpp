@@ -90,9 +90,12 @@ TEST_F(BenchRun, GoesOnWhenNothingCanBeSaved)
 
 TEST_F(BenchRun, EndsWhenThereIsNothingToRotate)
 {
-    decoder.setCorrupt(0);
+    decoder.setCorrupt(100);
     ASSERT_TRUE(openPictures(1));
-    const std::string printed = run([this] { leaveOnceSaved(); });
+    const std::string printed = run([this] {
+        EXPECT_TRUE(waitFor([this] { return statusText().starts_with("💾"); }));
+        open(makePictures("others", 100, 101));
+    });
     EXPECT_TRUE(printed.ends_with("\nBENCH ROTATE FAIL: no overlay\n")) << printed;
 }
 
