@@ -87,7 +87,10 @@ void Browser::install(FolderList list)
     ++m_opening;
     if (m_load)
         m_load->stop.request_stop(); // what comes of it is not shown
-    changeList();
+    m_removed.clear();
+    ++m_generation;
+    leavePicture();
+    listHasChanged();
     m_loadQueue.leaveBehindUnlessEnded(DROP_PATIENCE);
     m_targetIndex = list.start;
     m_currentIndex = m_targetIndex;
@@ -103,28 +106,52 @@ void Browser::install(FolderList list)
 
 void Browser::removeFromList(int index)
 {
+    const bool isCurrent = index == m_currentIndex;
     m_imageList.erase(m_imageList.begin() + index);
-    changeList();
+    m_removed.push_back(index);
+    ++m_generation;
     const int last = static_cast<int>(m_imageList.size()) - 1;
     const auto moved = [&](int at) { return clamped(at > index ? at - 1 : at, 0, last); };
-    m_targetIndex = moved(index == m_currentIndex ? m_currentIndex : m_targetIndex);
+    m_targetIndex = moved(isCurrent ? m_currentIndex : m_targetIndex);
     m_currentIndex = moved(m_currentIndex);
+    if (isCurrent)
+        leavePicture();
+    listHasChanged();
     if (m_imageList.empty()) {
         showNothing(u"โฟลเดอร์ว่างแล้ว — กด O เปิดใหม่"_s);
         return;
     }
     updateInfoText();
-    pumpLoad();
+    if (!m_isShown || m_targetIndex != m_currentIndex)
+        pumpLoad();
 }
 
-void Browser::changeList()
+std::optional<int> Browser::indexNow(int index, std::uint64_t generation) const
 {
-    ++m_generation;
-    dropLateLoad();
+    const std::uint64_t opened = m_generation - m_removed.size();
+    if (generation < opened)
+        return {};
+    for (auto removed = m_removed.begin() + static_cast<std::ptrdiff_t>(generation - opened);
+         removed != m_removed.end(); ++removed) {
+        if (*removed == index)
+            return {};
+        index -= *removed < index ? 1 : 0;
+    }
+    return index;
+}
+
+/// What is on screen is no picture of this list.
+void Browser::leavePicture()
+{
     forgetShown();
-    m_cache.clear();
     m_loupe.dropFullImage();
     Q_EMIT leaving();
+}
+
+void Browser::listHasChanged()
+{
+    dropLateLoad();
+    m_cache.clear();
     Q_EMIT listChanged();
 }
 
@@ -258,9 +285,8 @@ void Browser::pumpLoad()
                     return reader.loadDisplayPicture(url, screen, Urgency::Now, stop);
                 },
             // A picture of an earlier list would stand under a wrong name.
-            .stillApplies = [this,
-                             generation = m_generation] { return generation == m_generation; },
-            .use = [this, target](const auto &picture) { loadFinished(picture, target); },
+            .stillApplies = [this] { return loadIndex().has_value(); },
+            .use = [this](const auto &picture) { loadFinished(picture, *loadIndex()); },
             .otherwise =
                 [this] {
                     endLoad();
@@ -270,12 +296,17 @@ void Browser::pumpLoad()
         m_load->stop);
 }
 
+std::optional<int> Browser::loadIndex() const
+{
+    return indexNow(m_load->index, m_load->generation);
+}
+
 void Browser::dropLateLoad()
 {
     if (!m_load || m_patience.isActive())
         return;
     // What comes for an earlier list is not shown.
-    const bool isWaitedFor = m_load->generation == m_generation && m_load->index == m_targetIndex;
+    const bool isWaitedFor = loadIndex() == m_targetIndex;
     if (isWaitedFor || m_load->stop.stop_requested())
         return;
     m_load->stop.request_stop();

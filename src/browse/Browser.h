@@ -64,7 +64,8 @@ public:
     /// Shows the target's picture: at once if it is ready, else when it has been decoded. Does
     /// nothing while a decode is under way, which calls this again when it ends.
     void pumpLoad();
-    /// Takes the entry @p index out; what was behind it moves up and takes its place.
+    /// Takes the entry @p index out; what was behind it moves up and takes its place. Another
+    /// picture on screen stays, with its edits.
     void removeFromList(int index);
     /// Records that what is on screen is no file's picture, until the next one is shown.
     void forgetShown();
@@ -90,8 +91,11 @@ public:
     [[nodiscard]] bool isBetweenLists() const { return m_isBetweenLists; }
     /// How many lists have been opened.
     [[nodiscard]] std::uint64_t opening() const { return m_opening; }
-    /// How many lists there have been: results for an older one don't apply.
+    /// How many lists there have been: an index means something in one of them only.
     [[nodiscard]] std::uint64_t generation() const { return m_generation; }
+    /// Where the file is now that had the index @p index in the list of @p generation; empty when
+    /// it has been taken out, or another list been opened since.
+    [[nodiscard]] std::optional<int> indexNow(int index, std::uint64_t generation) const;
     /// Whether the display picture of @p index is ready to be shown.
     [[nodiscard]] bool isReady(int index) const { return m_cache.get(index).has_value(); }
     /// How many display pictures are ready.
@@ -129,9 +133,11 @@ private:
     void open(std::function<FolderList(const std::stop_token &)> list, bool isPath);
     void install(FolderList list);
     void dropSizeRead();
-    void changeList();
+    void leavePicture();
+    void listHasChanged();
     void showNothing(const QString &info);
     void dropLateLoad();
+    [[nodiscard]] std::optional<int> loadIndex() const;
     void endLoad();
     void loadFinished(const DisplayPicture &picture, int index);
     void showUnedited();
@@ -150,6 +156,7 @@ private:
     int m_earlySteps = 0;       // before the first list
     std::uint64_t m_opening = 0;
     std::uint64_t m_generation = 0;
+    std::vector<int> m_removed; // since this list was opened, each one generation
     int m_targetIndex = 0;
     int m_currentIndex = 0;
     bool m_isBetweenLists = false;

@@ -8,6 +8,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 
 using namespace std::chrono_literals;
 
@@ -31,7 +32,7 @@ Prefetch::Prefetch(Browser &browser, const Screen &screen, BackgroundQueue &queu
     m_prefetchTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_prefetchTimer, &QTimer::timeout, this, &Prefetch::prefetchNeighbors);
     connect(&browser, &Browser::shown, this, [this] { m_prefetchTimer.start(PREFETCH_DELAY); });
-    connect(&browser, &Browser::listChanged, this, &Prefetch::dropAll);
+    connect(&browser, &Browser::listChanged, this, &Prefetch::followList);
 }
 
 void Prefetch::prefetchNeighbors()
@@ -52,12 +53,15 @@ void Prefetch::prefetchNeighbors()
                         const std::stop_token &stop) {
                         return reader.loadDisplayPicture(url, screen, Urgency::Ahead, stop);
                     },
-                // An index of an earlier list means another picture now.
+                // An index of an earlier list means another picture now, or none.
                 .stillApplies =
-                    [this, generation = m_browser.generation()] {
-                        return generation == m_browser.generation();
+                    [this, index, generation = m_generation] {
+                        return m_browser.indexNow(index, generation).has_value();
                     },
-                .use = [this, index](const auto &picture) { prefetchFinished(picture, index); },
+                .use =
+                    [this, index, generation = m_generation](const auto &picture) {
+                        prefetchFinished(picture, *m_browser.indexNow(index, generation));
+                    },
             },
             dropped);
     }
@@ -80,12 +84,19 @@ void Prefetch::dropFarOnes()
     m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
-void Prefetch::dropAll()
+void Prefetch::followList()
 {
-    for (auto &[index, stop] : m_inflight)
-        stop.request_stop();
-    m_inflight.clear();
+    const auto before = std::exchange(m_inflight, {});
+    for (auto [index, stop] : before) {
+        if (const auto now = m_browser.indexNow(index, m_generation))
+            m_inflight.emplace(*now, stop);
+        else
+            stop.request_stop();
+    }
+    m_generation = m_browser.generation();
     m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
+    if (m_browser.isCurrentShown()) // as it was before
+        m_prefetchTimer.start(PREFETCH_DELAY);
 }
 
 void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)

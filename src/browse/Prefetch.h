@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QTimer>
 
+#include <cstdint>
 #include <map>
 #include <stop_token>
 
@@ -37,15 +38,15 @@ private:
     void prefetchFinished(const DisplayPicture &picture, int index);
     void tellIfRested();
     void dropFarOnes();
-    void dropAll();
+    void followList();
 
     Browser &m_browser;
     const Screen &m_screen;
     BackgroundQueue &m_queue;
     const PictureReader &m_reader;
     QTimer m_prefetchTimer;
-    std::map<int, std::stop_source>
-        m_inflight; // what ends the prefetches under way, by the index in the present list
+    std::uint64_t m_generation = 0;             // of the list that these indices are in
+    std::map<int, std::stop_source> m_inflight; // what ends the prefetches under way
 };
 
 } // namespace tavolin

@@ -194,7 +194,7 @@ TEST_F(DeleteCurrent, TargetReturnsToThePlaceOfThePictureOnScreen)
     EXPECT_TRUE(waitForShown(1));
 }
 
-TEST_F(DeleteCurrent, PictureDecodedForTheOldListIsNeitherShownNorKept)
+TEST_F(DeleteCurrent, DecodeUnderWayIsShownAtTheNewPlaceOfItsFile)
 {
     ASSERT_TRUE(startOnPictures(4));
     decoder.closeGate();
@@ -202,13 +202,63 @@ TEST_F(DeleteCurrent, PictureDecodedForTheOldListIsNeitherShownNorKept)
     ASSERT_TRUE(waitForStarts(2)); // 001.jpg, at what is going to be the place of 002.jpg
     press(Qt::Key_D);
     ASSERT_TRUE(waitForInfo("1/3 | 001.jpg   [H=วิธีใช้]"));
-    decoder.letOneThrough();
-    ASSERT_TRUE(waitForStarts(3));
-    EXPECT_EQ(shownNumber(), 0);
     decoder.openGate();
     ASSERT_TRUE(waitForShown(1));
     press(Qt::Key_Right);
     EXPECT_TRUE(waitForShown(2));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2}));
+}
+
+TEST_F(DeleteCurrent, DecodeUnderWayOfWhatIsNoLongerTheTargetIsKept)
+{
+    ASSERT_TRUE(startOnPictures(4));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(2));
+    press(Qt::Key_Right);
+    press(Qt::Key_D); // 000.jpg, after which 001.jpg is the target
+    ASSERT_TRUE(waitForInfo("1/3 | 001.jpg   [H=วิธีใช้]"));
+    press(Qt::Key_Right);
+    decoder.openGate();
+    ASSERT_TRUE(waitForShown(2));
+    press(Qt::Key_Left);
+    EXPECT_EQ(shownNumber(), 1);
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2}));
+}
+
+TEST_F(DeleteCurrent, DecodeUnderWayOfTheFileThatGoesIsNotShown)
+{
+    ASSERT_TRUE(startOnPictures(3, 1));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    open(folder / "pictures"); // anew
+    ASSERT_TRUE(waitForShown(0));
+    decoder.closeGate();
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForStarts(3)); // 001.jpg
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("2/2 | 002.jpg   [H=วิธีใช้]"));
+    decoder.letOneThrough();
+    ASSERT_TRUE(waitForStarts(4));
+    EXPECT_EQ(shownNumber(), 0);
+    decoder.openGate();
+    EXPECT_TRUE(waitForShown(2));
+}
+
+TEST_F(DeleteCurrent, NeighbourThatIsBeingDecodedIsKept)
+{
+    ASSERT_TRUE(startOnPictures(4));
+    decoder.hold(2);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    ASSERT_TRUE(waitFor([this] { return decoder.started() == Numbers{0, 1, 2}; }));
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForShown(1));
+    decoder.release(2);
+    ASSERT_TRUE(waitFor([this] { return viewer->browser().isReady(1); }));
+    press(Qt::Key_Right);
+    EXPECT_EQ(shownNumber(), 2);
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 2, 1}));
 }
 
 TEST_F(DeleteCurrent, NeighboursOfTheOldListAreDecodedAnew)
