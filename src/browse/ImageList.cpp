@@ -79,4 +79,24 @@ int startIndex(const std::vector<std::filesystem::path> &imageList,
     return found == imageList.end() ? 0 : static_cast<int>(found - imageList.begin());
 }
 
+std::optional<int> indexOf(const std::filesystem::path &file,
+                           const std::vector<std::filesystem::path> &imageList, int expected)
+{
+    // Paths are compared once; they take time, as above.
+    if (imageList.empty() || imageList.front().parent_path() != file.parent_path())
+        return {};
+    const std::string name = '/' + file.filename().native();
+    const auto isAt = [&](int index) {
+        return index >= 0 && static_cast<std::size_t>(index) < imageList.size() &&
+               imageList[static_cast<std::size_t>(index)].native().ends_with(name);
+    };
+    const int size = static_cast<int>(imageList.size());
+    for (int distance = 0; distance <= std::max(expected, size - expected); ++distance) {
+        for (const int index : {expected - distance, expected + distance})
+            if (isAt(index))
+                return index;
+    }
+    return {};
+}
+
 } // namespace tavolin

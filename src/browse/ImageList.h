@@ -45,4 +45,10 @@ listFolder(const std::filesystem::path &folder, const std::stop_token &stop = {}
 [[nodiscard]] int startIndex(const std::vector<std::filesystem::path> &imageList,
                              const std::optional<std::filesystem::path> &startAt);
 
+/// Where @p file is in @p imageList, which is of one folder; empty when it isn't there. Looked for
+/// from @p expected in both directions, so that it is found at once near there in a long list.
+[[nodiscard]] std::optional<int> indexOf(const std::filesystem::path &file,
+                                         const std::vector<std::filesystem::path> &imageList,
+                                         int expected);
+
 } // namespace tavolin

@@ -31,6 +31,8 @@ PhotoLine::PhotoLine(const Browser &browser, Screen &screen, Labels &labels, Bac
     connect(&m_exifTimer, &QTimer::timeout, this, &PhotoLine::loadExif);
     connect(&browser, &Browser::shown, this, &PhotoLine::scheduleExif);
     connect(&browser, &Browser::listChanged, this, [this] {
+        if (m_browser.isCurrentShown()) // as before
+            return;
         m_reading.request_stop();
         m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
     });
@@ -46,8 +48,7 @@ void PhotoLine::scheduleExif()
 
 void PhotoLine::loadExif()
 {
-    const int index = m_browser.currentIndex();
-    if (!m_browser.isInList(index))
+    if (!m_browser.isCurrentShown())
         return;
     m_reading = std::stop_source();
     m_queue.run<PhotoInfo>(
@@ -60,9 +61,10 @@ void PhotoLine::loadExif()
             // Facts of another picture than the one on screen are of no use, nor are those of a
             // read that was ended.
             .stillApplies =
-                [this, index, generation = m_browser.generation(), reading = m_reading] {
-                    return !reading.stop_requested() && generation == m_browser.generation() &&
-                           index == m_browser.currentIndex();
+                [this, index = m_browser.currentIndex(), generation = m_browser.generation(),
+                 reading = m_reading] {
+                    return !reading.stop_requested() &&
+                           m_browser.indexNow(index, generation) == m_browser.currentIndex();
                 },
             .use =
                 [this](const PhotoInfo &info) {

@@ -1,6 +1,7 @@
 #include "fileops/FileWork.h"
 
 #include "browse/Browser.h"
+#include "browse/ImageList.h"
 #include "browse/InfoLine.h"
 #include "browse/PlainText.h"
 #include "editing/CropMode.h"
@@ -82,11 +83,12 @@ void FileWork::deleteCurrent()
     const auto &url = m_browser.currentUrl();
     add(
         FileJobKind::Deletion, {}, [trash = m_trash, url](const Progress &) { return trash(url); },
-        [this, url, opening = m_browser.opening()](const Failure &failure) {
+        [this, asked = Deletion{url, m_browser.currentIndex(), m_browser.opening()}](
+            const Failure &failure) {
             if (m_areDeletionsHeld)
-                m_heldDeletions.push_back([=, this] { deletionFinished(failure, url, opening); });
+                m_heldDeletions.push_back([=, this] { deletionFinished(failure, asked); });
             else
-                deletionFinished(failure, url, opening);
+                deletionFinished(failure, asked);
         });
 }
 
@@ -97,8 +99,7 @@ void FileWork::letDeletionsGo()
         finish();
 }
 
-void FileWork::deletionFinished(const Failure &failure, const std::filesystem::path &url,
-                                std::uint64_t opening)
+void FileWork::deletionFinished(const Failure &failure, const Deletion &asked)
 {
     if (failure) {
         m_labels.showStatus(u"❌ ลบไม่ได้: "_s + plainText(*failure), true);
@@ -106,14 +107,15 @@ void FileWork::deletionFinished(const Failure &failure, const std::filesystem::p
     }
     // Which picture is on screen by now is not asked, nor how many have been deleted since. A list
     // opened meanwhile loses no other picture for it, but may hold that one again.
-    const auto &list = m_browser.imageList();
-    const int index = opening == m_browser.opening()
-                          ? m_browser.currentIndex()
-                          : static_cast<int>(std::ranges::find(list, url) - list.begin());
-    if (m_browser.isInList(index)) {
+    const int current = m_browser.currentIndex();
+    const auto index = asked.opening == m_browser.opening()
+                           ? current
+                           : indexOf(asked.url, m_browser.imageList(), asked.index);
+    if (index && m_browser.isInList(*index)) {
         // Its box would be over a picture that has left, and cut the next one's file.
-        m_cropMode.exitCrop();
-        m_browser.removeFromList(index);
+        if (*index == current)
+            m_cropMode.exitCrop();
+        m_browser.removeFromList(*index);
     }
     if (!m_browser.imageList().empty())
         m_labels.showStatus(u"🗑 ลบแล้ว"_s, true);

@@ -62,12 +62,19 @@ Q_SIGNALS:
 private:
     using Clock = FileJobs::Clock;
 
+    /// A deletion as it was asked for.
+    struct Deletion
+    {
+        std::filesystem::path url;
+        int index = 0; // in the list of that time
+        std::uint64_t opening = 0;
+    };
+
     /// Whether there is a file to act on, and no picture of another list on screen.
     [[nodiscard]] bool canAct() const;
     void add(FileJobKind kind, Image edited, std::function<Failure(const Progress &)> work,
              std::function<void(const Failure &)> tellResult);
-    void deletionFinished(const Failure &failure, const std::filesystem::path &url,
-                          std::uint64_t opening);
+    void deletionFinished(const Failure &failure, const Deletion &asked);
     void tellOfLostSave(const QString &failure, const std::filesystem::path &source);
     void tellOfWork();
     [[nodiscard]] bool isStatusOfWork() const;

@@ -728,6 +728,28 @@ TEST_F(CropMode, DeletionThatFinishesMeanwhileLeavesIt)
     EXPECT_EQ(infoText(), "1/2 | 1.png   [H=วิธีใช้]");
 }
 
+TEST_F(CropMode, DeletionOfAnotherFileInAFolderOpenedAnewLeavesBoxAndEdits)
+{
+    ASSERT_TRUE(openPictures());
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitFor([this] { return trash.asked().size() == 1; }));
+    open(pictures / "1.png");
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_X);
+    setBox(TOP_HALF);
+    trash.openGate();
+    ASSERT_TRUE(waitForStatus("🗑 ลบแล้ว"));
+    EXPECT_EQ(infoText().substr(0, 11), "1/2 | 1.png");
+    ASSERT_NE(overlay(), nullptr);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 150));
+    EXPECT_EQ(viewer->browser().currentUrl(), pictures / "1.png");
+}
+
 TEST_F(CropMode, CropOfAnOlderPictureIsDroppedWhenAnotherIsOpened)
 {
     ASSERT_TRUE(openPictures());

@@ -135,6 +135,21 @@ TEST_F(PhotoInfoLine, StaysAsLongAsItsPictureDoes)
     EXPECT_EQ(detailText(), FIRST_LINE);
 }
 
+TEST_F(PhotoInfoLine, StaysWhenAnotherFileLeavesTheFolder)
+{
+    ASSERT_TRUE(startOnPhoto());
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitFor([this] { return trash.asked().size() == 1; }));
+    open(folder / "pictures" / "003.jpg"); // anew
+    ASSERT_TRUE(waitFor([this] { return shownNumber() == 3; }));
+    ASSERT_TRUE(waitForLine(FOURTH_LINE));
+    trash.openGate();
+    ASSERT_TRUE(waitForFileWork());
+    EXPECT_EQ(infoText(), "3/9 | 003.jpg   [H=วิธีใช้]");
+    EXPECT_EQ(detailText(), FOURTH_LINE);
+}
+
 TEST_F(PhotoInfoLine, IsThatOfThePictureOnScreenWhileTheNextIsLoaded)
 {
     ASSERT_TRUE(startOnPhoto());

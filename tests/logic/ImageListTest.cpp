@@ -167,6 +167,45 @@ TEST(StartIndex, DifferentSpellingOfThePathIsADifference)
     EXPECT_EQ(startIndex({"/f/a.jpg", "/f/b.jpg"}, "/f//b.jpg"), 0);
 }
 
+TEST(IndexOf, FindsTheFileBeforeAndBehindTheExpectedPlace)
+{
+    const Paths list{"/f/a.jpg", "/f/b.jpg", "/f/c.jpg", "/f/d.jpg"};
+    EXPECT_EQ(indexOf("/f/a.jpg", list, 2), 0);
+    EXPECT_EQ(indexOf("/f/c.jpg", list, 2), 2);
+    EXPECT_EQ(indexOf("/f/d.jpg", list, 0), 3);
+}
+
+TEST(IndexOf, ExpectedPlaceMayLieBehindTheList)
+{
+    EXPECT_EQ(indexOf("/f/a.jpg", {"/f/a.jpg", "/f/b.jpg"}, 100), 0);
+}
+
+TEST(IndexOf, NearestOfEquals)
+{
+    EXPECT_EQ(indexOf("/f/b.jpg", {"/f/b.jpg", "/f/a.jpg", "/f/a.jpg", "/f/b.jpg"}, 2), 3);
+}
+
+TEST(IndexOf, IsEmptyForAFileThatIsNotThere)
+{
+    EXPECT_EQ(indexOf("/f/c.jpg", {"/f/a.jpg", "/f/b.jpg"}, 1), std::nullopt);
+    EXPECT_EQ(indexOf("/f/c.jpg", {}, 0), std::nullopt);
+}
+
+TEST(IndexOf, EndOfANameIsAnotherName)
+{
+    EXPECT_EQ(indexOf("/f/a.jpg", {"/f/aa.jpg"}, 0), std::nullopt);
+}
+
+TEST(IndexOf, SameNameInAnotherFolderIsAnotherFile)
+{
+    EXPECT_EQ(indexOf("/g/a.jpg", {"/f/a.jpg"}, 0), std::nullopt);
+}
+
+TEST(IndexOf, SpellingOfTheFolderIsNoDifference)
+{
+    EXPECT_EQ(indexOf("/f//a.jpg", {"/f/a.jpg"}, 0), 0);
+}
+
 } // namespace
 
 } // namespace tavolin
