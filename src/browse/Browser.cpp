@@ -160,6 +160,7 @@ void Browser::showNothing(const QString &info)
     m_isBetweenLists = false;
     m_labels.showInfo(info);
     m_screen.showNothing();
+    Q_EMIT noneShown();
 }
 
 bool Browser::isInList(int index) const
@@ -340,6 +341,8 @@ void Browser::loadFinished(const DisplayPicture &picture, int index)
         pumpLoad();
     else if (picture.isNull())
         showUnedited();
+    if (m_isBetweenLists && !m_load)
+        Q_EMIT noneShown();
 }
 
 /// Shows the picture of currentIndex() where the screen still has its edits, which are gone.

@@ -119,6 +119,8 @@ Q_SIGNALS:
     void listChanged();
     /// A picture has been put on screen.
     void shown();
+    /// The screen shows no picture of this list, and none is coming.
+    void noneShown();
 
 private:
     /// A decode started by the pump.

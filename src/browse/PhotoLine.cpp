@@ -36,6 +36,7 @@ PhotoLine::PhotoLine(const Browser &browser, Screen &screen, Labels &labels, Bac
         m_reading.request_stop();
         m_queue.leaveBehindUnlessEnded(DROP_PATIENCE);
     });
+    connect(&browser, &Browser::noneShown, this, [this] { m_labels.showDetail({}); });
 }
 
 void PhotoLine::scheduleExif()

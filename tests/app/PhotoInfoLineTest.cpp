@@ -135,6 +135,43 @@ TEST_F(PhotoInfoLine, StaysAsLongAsItsPictureDoes)
     EXPECT_EQ(detailText(), FIRST_LINE);
 }
 
+TEST_F(PhotoInfoLine, IsEmptyWhenNothingIsShown)
+{
+    ASSERT_TRUE(startOnPhoto());
+    ASSERT_TRUE(waitForLine(FIRST_LINE));
+    open(makePictures("empty", 0, -1));
+    EXPECT_EQ(shownNumber(), std::nullopt);
+    EXPECT_EQ(detailText(), "");
+}
+
+TEST_F(PhotoInfoLine, IsEmptyWhenTheFirstFileOfANewFolderCanNotBeShown)
+{
+    ASSERT_TRUE(startOnPhoto());
+    ASSERT_TRUE(waitForLine(FIRST_LINE));
+    decoder.setCorrupt(100);
+    const int seen = mailbox.deliveries;
+    open(makePictures("others", 100, 101));
+    ASSERT_TRUE(waitForLoads(seen + 1));
+    EXPECT_EQ(shownNumber(), 0); // a failed decode leaves it
+    EXPECT_EQ(detailText(), "");
+}
+
+TEST_F(PhotoInfoLine, OfAFileThatCanNotBeShownNeverShows)
+{
+    ASSERT_TRUE(startOnPhoto()); // whose pause begins
+    decoder.setCorrupt(100);
+    decoder.setCorrupt(101);
+    int seen = mailbox.deliveries;
+    open(makePictures("others", 100, 101));
+    ASSERT_TRUE(waitForLoads(seen + 1));
+    ASSERT_TRUE(pauses.end(test::INFO_PAUSE));
+    seen = mailbox.deliveries;
+    press(Qt::Key_Right); // so that something comes in any case
+    ASSERT_TRUE(waitForLoads(seen + 1));
+    EXPECT_EQ(detailText(), "");
+    EXPECT_EQ(viewer->screen().currentPixelSize(), QSize(3, 2)); // of what is on screen
+}
+
 TEST_F(PhotoInfoLine, StaysWhenAnotherFileLeavesTheFolder)
 {
     ASSERT_TRUE(startOnPhoto());
