@@ -113,8 +113,8 @@ void Editor::undoEdit()
             // The edits of a picture that has been left are gone, and its pixels must not take the
             // place of another's.
             .stillApplies = [this, token = m_pictureToken] { return token == m_pictureToken; },
-            .use = [this, stepsLeft = m_editOps.size()](
-                       const EditedPicture &picture) { undoFinished(picture, stepsLeft); },
+            .use = [this, undo = Undo{m_editOps.size(), std::chrono::steady_clock::now()}](
+                       const EditedPicture &picture) { undoFinished(undo, picture); },
             .otherwise =
                 [this] {
                     if (m_labels.statusText() == UNDOING)
@@ -124,9 +124,9 @@ void Editor::undoEdit()
         m_jobs);
 }
 
-void Editor::undoFinished(const EditedPicture &picture, std::size_t stepsLeft)
+void Editor::undoFinished(const Undo &undo, const EditedPicture &picture)
 {
-    showUndone(picture, stepsLeft);
+    showUndone(undo, picture);
     if (--m_undosUnderWay > 0)
         return;
     for (const auto &command : std::exchange(m_afterUndos, {}))
@@ -141,24 +141,30 @@ void Editor::afterUndos(std::function<void()> command)
         command();
 }
 
-void Editor::showUndone(const EditedPicture &picture, std::size_t stepsLeft)
+void Editor::showUndone(const Undo &undo, const EditedPicture &picture)
 {
     if (picture.isNull()) {
         m_labels.showStatus(u"❌ ย้อนไม่สำเร็จ"_s, true);
         return;
     }
-    if (stepsLeft > 0) {
+    if (undo.stepsLeft > 0) {
         setEdited(picture);
-        m_labels.showStatus(
-            u"↩️ ย้อนแล้ว (เหลือ %1 ขั้น)"_s.arg(stepsLeft),
-            true);
+        tellUndone(undo, u"↩️ ย้อนแล้ว (เหลือ %1 ขั้น)"_s.arg(
+                             undo.stepsLeft));
         return;
     }
     m_editedImage = {};
     m_editsUnsaved = false;
     showEdited(picture);
-    m_labels.showStatus(u"↩️ กลับเป็นต้นฉบับแล้ว"_s,
-                        true);
+    tellUndone(undo, u"↩️ กลับเป็นต้นฉบับแล้ว"_s);
+}
+
+void Editor::tellUndone(const Undo &undo, const QString &text)
+{
+    if (m_labels.statusText() == UNDOING) // of the next one
+        m_labels.showStatus(text, true);
+    else
+        m_labels.showSuccess(text, undo.asked);
 }
 
 void Editor::markSaved(const Image &saved)

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QSize>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -71,10 +72,18 @@ Q_SIGNALS:
     void editsDropped();
 
 private:
+    /// An undo under way.
+    struct Undo
+    {
+        std::size_t stepsLeft = 0;
+        std::chrono::steady_clock::time_point asked;
+    };
+
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
-    void undoFinished(const EditedPicture &picture, std::size_t stepsLeft);
-    void showUndone(const EditedPicture &picture, std::size_t stepsLeft);
+    void undoFinished(const Undo &undo, const EditedPicture &picture);
+    void showUndone(const Undo &undo, const EditedPicture &picture);
+    void tellUndone(const Undo &undo, const QString &text);
 
     Browser &m_browser;
     Screen &m_screen;

@@ -72,7 +72,7 @@ void FileWork::copyToHL()
             if (failure)
                 m_labels.showStatus(u"❌ Error: "_s + plainText(*failure), true);
             else
-                tellSuccess(u"✅ Auto Save to HL"_s, asked);
+                m_labels.showSuccess(u"✅ Auto Save to HL"_s, asked);
         });
 }
 
@@ -139,7 +139,8 @@ void FileWork::saveEdited()
              token = m_editor.pictureToken()](const Failure &failure) {
                 if (!failure) {
                     m_editor.markSaved(edited);
-                    tellSuccess(u"💾 บันทึกแล้ว → Edit/"_s + displayName(editedFile(source)), asked);
+                    m_labels.showSuccess(u"💾 บันทึกแล้ว → Edit/"_s + displayName(editedFile(source)),
+                                         asked);
                 } else if (token == m_editor.pictureToken() && !m_labels.isStatusUntilKey()) {
                     m_labels.showStatus(u"❌ "_s + *failure, true);
                 } else { // the edit is lost, and nobody may be looking here any more
@@ -202,15 +203,6 @@ bool FileWork::isStatusOfWork() const
 {
     const QString &text = m_labels.statusText();
     return text == COPYING || text == SAVING || text == DELETING;
-}
-
-/// Says that what was asked for at the time @p asked has been done, unless the status line has come
-/// to tell of a state that lasts. A failure always takes its place.
-void FileWork::tellSuccess(const QString &text, Clock::time_point asked)
-{
-    if (m_labels.statusTime() <= asked || m_labels.statusText().isEmpty() ||
-        m_labels.isStatusTemporary())
-        m_labels.showStatus(text, true);
 }
 
 } // namespace tavolin

@@ -78,7 +78,6 @@ private:
     void tellOfLostSave(const QString &failure, const std::filesystem::path &source);
     void tellOfWork();
     [[nodiscard]] bool isStatusOfWork() const;
-    void tellSuccess(const QString &text, Clock::time_point asked);
 
     Browser &m_browser;
     Editor &m_editor;

@@ -41,6 +41,12 @@ void Labels::showStatus(const QString &text, bool autoClear)
         m_statusTimer.start(STATUS_TIME);
 }
 
+void Labels::showSuccess(const QString &text, std::chrono::steady_clock::time_point asked)
+{
+    if (m_statusTime <= asked || statusText().isEmpty() || isStatusTemporary())
+        showStatus(text, true);
+}
+
 void Labels::showStatusUntilKey(const QString &text)
 {
     m_waitsForKey = false; // the newest counts

@@ -26,6 +26,10 @@ public:
 
     /// Shows @p text on the status line, for 1.4 seconds if @p autoClear, else until replaced.
     void showStatus(const QString &text, bool autoClear);
+    /// Shows @p text, which says that what was asked for at the time @p asked has been done, for as
+    /// long, unless the status line has come to tell of a state that lasts. A failure takes the
+    /// place of that, too: showStatus().
+    void showSuccess(const QString &text, std::chrono::steady_clock::time_point asked);
     /// Shows @p text on the status line until a key is pressed; nothing takes its place before.
     void showStatusUntilKey(const QString &text);
     /// Whether such a message is there.

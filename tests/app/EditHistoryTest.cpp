@@ -21,6 +21,8 @@
 
 #include <exiv2/exiv2.hpp>
 
+using namespace Qt::StringLiterals;
+
 namespace tavolin {
 namespace {
 
@@ -187,6 +189,38 @@ TEST_F(EditHistory, UndoneEditOfAPictureThatWasLeftIsDropped)
     EXPECT_EQ(statusText(), "");
     press(Qt::Key_S);
     EXPECT_EQ(statusText(), "ยังไม่มีการแก้ไข — X=ครอป/หมุน");
+}
+
+TEST_F(EditHistory, EndOfAnUndoDoesNotWipeANewerMessageOfAState)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    viewer->labels().showStatus(u"a newer state"_s, false);
+    ASSERT_TRUE(waitForShown({400, 300}));
+    EXPECT_EQ(statusText(), "a newer state");
+}
+
+TEST_F(EditHistory, EndOfAnUndoThatWasLeftDoesNotWipeANewerMessage)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    press(Qt::Key_Right); // decoded behind the undo
+    viewer->labels().showStatus(u"newer"_s, false);
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_EQ(statusText(), "newer");
+}
+
+TEST_F(EditHistory, FailureOfAnUndoTakesThePlaceOfANewerMessage)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    std::filesystem::remove(pictures / "0.png");
+    undo();
+    viewer->labels().showStatus(u"a newer state"_s, false);
+    EXPECT_TRUE(waitForStatus("❌ ย้อนไม่สำเร็จ"));
 }
 
 TEST_F(EditHistory, UndoForAViewerThatHasGoneIsDropped)
