@@ -60,7 +60,6 @@ void CropMode::beginCrop()
     m_with.search.closeSearch(); // typing in it would change the picture
     m_with.browser.stayHere();   // what is seen is what is cropped
     m_with.screen.setMode(ViewMode::Cropping);
-    ++m_session;
     m_cropAngle = 0;
     m_cropBase = {m_with.screen.currentThumb(), m_with.screen.imageLayer().rendition};
     m_with.screen.refreshRendition();
@@ -119,7 +118,6 @@ void CropMode::endCrop()
     delete std::exchange(m_cropOverlay, nullptr);
     m_cropBar->hide();
     std::exchange(m_cropBar, nullptr)->deleteLater(); // one of its buttons may have called
-    m_with.editor.dropEditJobs();
     m_with.screen.setMode(ViewMode::Browsing);
     m_cropAngle = 0;
     m_cropBase = {};
@@ -139,22 +137,18 @@ void CropMode::applyCrop()
         return;
     }
     m_with.labels.showStatus(u"⏳ กำลังประมวลผล..."_s, false);
-    m_with.editor.crop(
-        {*sourceSize, m_cropAngle, *box},
-        // A crop that has been left, by Escape, by an earlier result or with its picture, is
-        // abandoned: what it was cut from is no longer what is on screen.
-        [this, session = m_session] { return m_with.screen.isCropping() && session == m_session; },
-        [this](const CropResult &result) {
-            if (result.picture.isNull()) {
-                m_with.labels.showStatus(u"❌ ไม่สำเร็จ"_s, true);
-                return;
-            }
+    m_with.editor.crop({*sourceSize, m_cropAngle, *box}, [this](const CropResult &result) {
+        if (result.picture.isNull()) {
+            m_with.labels.showStatus(u"❌ ไม่สำเร็จ"_s, true);
+            return;
+        }
+        if (m_with.screen.isCropping()) // not after Escape
             endCrop();
-            m_with.editor.record(result);
-            m_with.labels.showStatus(
-                u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s,
-                true);
-        });
+        m_with.editor.record(result);
+        m_with.labels.showStatus(
+            u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s,
+            true);
+    });
 }
 
 void CropMode::cropBarRatio(RatioPreset preset)

@@ -50,9 +50,11 @@ public:
     /// nothing without a picture. Where its size has to be read first it is done then, unless the
     /// user has moved on.
     void enterCrop();
-    /// Takes the box away; nothing is recorded. Does nothing outside crop mode.
+    /// Takes the box away; nothing is recorded but a crop that is being applied. Does nothing
+    /// outside crop mode.
     void exitCrop();
-    /// Rotates and crops the full picture in the background, then leaves crop mode.
+    /// Rotates and crops the full picture in the background, then leaves crop mode. Counts until
+    /// the picture or its edits change.
     void applyCrop();
 
     /// The commands of the crop bar, in crop mode only.
@@ -95,7 +97,6 @@ private:
     [[nodiscard]] std::optional<QSizeF> cropWorkingSize() const;
 
     CropNeighbors m_with;
-    int m_session = 0; // counts the times that crop mode was entered
     // Both while in crop mode, and the view's.
     CropOverlayView *m_cropOverlay = nullptr;
     CropBar *m_cropBar = nullptr;

@@ -50,6 +50,7 @@ void Editor::resetEdits()
     m_editOps.clear();
     m_editsUnsaved = false;
     ++m_pictureToken;
+    ++m_stepsToken;
     m_undosUnderWay = 0;
     m_afterUndos.clear();
     dropEditJobs();
@@ -63,8 +64,7 @@ void Editor::dropEditJobs()
     m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
-void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies,
-                  std::function<void(const CropResult &)> use)
+void Editor::crop(const CropRequest &request, std::function<void(const CropResult &)> use)
 {
     m_loadQueue.run<CropResult>(
         this,
@@ -78,7 +78,13 @@ void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies
                                            : edited,
                                        request, screen, stop);
                 },
-            .stillApplies = std::move(stillApplies),
+            // Of another picture, or of what has been edited or undone since, it is of no use.
+            .stillApplies =
+                [this, token = m_stepsToken, index = m_browser.currentIndex(),
+                 generation = m_browser.generation()] {
+                    return token == m_stepsToken && m_browser.isCurrentShown() &&
+                           m_browser.indexNow(index, generation) == m_browser.currentIndex();
+                },
             .use = std::move(use),
         },
         m_jobs);
@@ -86,6 +92,8 @@ void Editor::crop(const CropRequest &request, std::function<bool()> stillApplies
 
 void Editor::record(const CropResult &result)
 {
+    dropEditJobs();
+    ++m_stepsToken;
     m_editOps.insert(m_editOps.end(), result.steps.begin(), result.steps.end());
     setEdited(result.picture);
 }
@@ -99,6 +107,7 @@ void Editor::undoEdit()
         return;
     }
     m_editOps.pop_back();
+    ++m_stepsToken;
     ++m_undosUnderWay;
     m_labels.showStatus(UNDOING.toString(), false);
     m_loadQueue.run<EditedPicture>(

@@ -45,12 +45,9 @@ public:
     void resetEdits();
 
     /// Cuts what @p request says out of the picture, in the background, and hands the result, null
-    /// if that failed, to @p use, unless @p stillApplies says no. editSourceSize() must be
-    /// known.
-    void crop(const CropRequest &request, std::function<bool()> stillApplies,
-              std::function<void(const CropResult &)> use);
-    /// Cancels running crops and undos.
-    void dropEditJobs();
+    /// if that failed, to @p use, unless the picture or its edits have changed by then.
+    /// editSourceSize() must be known.
+    void crop(const CropRequest &request, std::function<void(const CropResult &)> use);
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);
 
@@ -84,6 +81,7 @@ private:
     void undoFinished(const Undo &undo, const EditedPicture &picture);
     void showUndone(const Undo &undo, const EditedPicture &picture);
     void tellUndone(const Undo &undo, const QString &text);
+    void dropEditJobs();
 
     Browser &m_browser;
     Screen &m_screen;
@@ -96,6 +94,7 @@ private:
     bool m_editsUnsaved = false;
     int m_pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
     int m_undosUnderWay = 0; // since then
+    int m_stepsToken = 0;    // raised when the steps change: crops of what was before don't apply
     std::vector<std::function<void()>> m_afterUndos; // what waits for their end
     std::stop_source m_jobs;                         // ends the crops and undos under way
 };

@@ -669,33 +669,62 @@ TEST_F(CropMode, JumpIsIgnored)
     EXPECT_EQ(infoText(), "1/3 | 0.png   [H=วิธีใช้]");
 }
 
-TEST_F(CropMode, EscapeAbandonsACropUnderWay)
+TEST_F(CropMode, CropUnderWayIsAppliedAfterEscape)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     setBox(LEFT_HALF);
-    const int seen = mailbox.deliveries;
     press(Qt::Key_Return);
     press(Qt::Key_Escape);
-    ASSERT_TRUE(waitForLoads(seen + 1));
-    EXPECT_EQ(shownSize(), QSize(400, 300));
-    EXPECT_EQ(statusText(), "");
+    EXPECT_EQ(overlay(), nullptr);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
     press(Qt::Key_Z, Qt::ControlModifier);
-    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+    EXPECT_TRUE(waitForStatus(BACK_TO_SOURCE));
 }
 
-TEST_F(CropMode, AbandonedCropSaysNothingToTheNextOne)
+TEST_F(CropMode, CropUnderWayEndsTheNextOneWithItsResult)
 {
     ASSERT_TRUE(openPictures());
     press(Qt::Key_X);
     setBox(LEFT_HALF);
-    const int seen = mailbox.deliveries;
     press(Qt::Key_Return);
     press(Qt::Key_Escape);
     press(Qt::Key_X);
-    ASSERT_TRUE(waitForLoads(seen + 1));
-    EXPECT_NE(overlay(), nullptr);
+    ASSERT_NE(overlay(), nullptr);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(overlay(), nullptr);
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+}
+
+TEST_F(CropMode, CropUnderWayIsDroppedWithItsPicture)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape);
+    press(Qt::Key_Right); // decoded behind the crop
+    ASSERT_TRUE(
+        waitFor([this] { return viewer->screen().imageLayer().contents.row(0)[0] == 0xff112233; }));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    EXPECT_EQ(infoText(), "2/3 | 1.png   [H=วิธีใช้]");
     EXPECT_EQ(statusText(), "");
+}
+
+TEST_F(CropMode, CropUnderWayIsDroppedWhenWhatItWasCutFromIsUndone)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    press(Qt::Key_X);
+    setBox(TOP_HALF);
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape);
+    press(Qt::Key_Z, Qt::ControlModifier);
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
 }
 
 TEST_F(CropMode, SecondReturnDoesNotCropTwice)
