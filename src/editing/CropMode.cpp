@@ -41,11 +41,18 @@ void CropMode::enterCrop()
     m_with.browser.whenSizeIsKnown([this, target = m_with.browser.targetIndex()] {
         if (target != m_with.browser.targetIndex())
             return;
-        // While an undo is under way the picture is about to change.
-        m_with.editor.afterUndos([this] {
-            if (canEnter())
-                beginCrop();
-        });
+        enterAfterUndos();
+    });
+}
+
+/// While an undo is under way, one asked for meanwhile too, the picture is about to change.
+void CropMode::enterAfterUndos()
+{
+    m_with.editor.afterUndos([this] {
+        if (m_with.editor.isUndoing())
+            enterAfterUndos();
+        else if (canEnter())
+            beginCrop();
     });
 }
 

@@ -84,6 +84,7 @@ Q_SIGNALS:
 
 private:
     [[nodiscard]] bool canEnter() const;
+    void enterAfterUndos();
     void beginCrop();
     void buildOverlay();
     void buildCropBar();

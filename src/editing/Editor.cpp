@@ -136,16 +136,20 @@ void Editor::undoEdit()
 void Editor::undoFinished(const Undo &undo, const EditedPicture &picture)
 {
     showUndone(undo, picture);
-    if (--m_undosUnderWay > 0)
-        return;
-    for (const auto &command : std::exchange(m_afterUndos, {}))
+    --m_undosUnderWay;
+    for (Waiting &waiting : m_afterUndos)
+        --waiting.undos;
+    while (!m_afterUndos.empty() && m_afterUndos.front().undos == 0) {
+        const auto command = std::move(m_afterUndos.front().command);
+        m_afterUndos.pop_front(); // what it does may forget the rest
         command();
+    }
 }
 
 void Editor::afterUndos(std::function<void()> command)
 {
-    if (m_undosUnderWay > 0)
-        m_afterUndos.push_back(std::move(command));
+    if (isUndoing())
+        m_afterUndos.push_back({m_undosUnderWay, std::move(command)});
     else
         command();
 }

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <stop_token>
@@ -36,9 +37,10 @@ public:
 
     /// Takes away the newest step; does nothing in crop mode.
     void undoEdit();
-    /// Does @p command: at once, or when the undos under way have ended. By then the edits must not
-    /// have been forgotten, or it is never done.
+    /// Does @p command: at once, or when the undos under way have ended, whatever is undone after
+    /// it was given. By then the edits must not have been forgotten, or it is never done.
     void afterUndos(std::function<void()> command);
+    [[nodiscard]] bool isUndoing() const { return m_undosUnderWay > 0; }
     /// Whether there is such a command that has not been done.
     [[nodiscard]] bool hasWaitingCommands() const { return !m_afterUndos.empty(); }
     /// Forgets all edits: another picture takes the place of this one.
@@ -83,6 +85,13 @@ private:
     void tellUndone(const Undo &undo, const QString &text);
     void dropEditJobs();
 
+    /// What waits for undos.
+    struct Waiting
+    {
+        int undos = 0; // that have not ended
+        std::function<void()> command;
+    };
+
     Browser &m_browser;
     Screen &m_screen;
     Labels &m_labels;
@@ -95,8 +104,8 @@ private:
     int m_pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
     int m_undosUnderWay = 0; // since then
     int m_stepsToken = 0;    // raised when the steps change: crops of what was before don't apply
-    std::vector<std::function<void()>> m_afterUndos; // what waits for their end
-    std::stop_source m_jobs;                         // ends the crops and undos under way
+    std::deque<Waiting> m_afterUndos; // as it was given
+    std::stop_source m_jobs;          // ends the crops and undos under way
 };
 
 } // namespace tavolin

@@ -42,8 +42,8 @@ public:
     void copyToHL();
     /// Moves it to the Trash; then it leaves the list.
     void deleteCurrent();
-    /// Writes the edited picture, as it is when the undos under way have ended, into the folder
-    /// "Edit" beside its source.
+    /// Writes the edited picture, as it is when the undos asked for so far have ended, into the
+    /// folder "Edit" beside its source.
     void saveEdited();
 
     /// What has not ended.

@@ -249,6 +249,20 @@ TEST_F(EditHistory, CropModeWaitsForAnUndoAndIsThenEntered)
     EXPECT_EQ(shownSize(), QSize(400, 300));
 }
 
+TEST_F(EditHistory, CropModeWaitsForAnUndoThatIsAskedForAfterIt)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    undo();
+    press(Qt::Key_X);
+    undo();
+    ASSERT_TRUE(waitForStatus(BACK_TO_SOURCE));
+    EXPECT_NE(overlay(), nullptr);
+    press(Qt::Key_Escape); // to what was there before
+    EXPECT_EQ(shownSize(), QSize(400, 300));
+}
+
 TEST_F(EditHistory, HeldCropKeyDuringAnUndoEntersCropModeOnce)
 {
     ASSERT_TRUE(openPictures());
@@ -282,6 +296,20 @@ TEST_F(EditHistory, SaveDuringAnUndoWritesWhatTheUndoGives)
     press(Qt::Key_S);
     ASSERT_TRUE(waitForStatus("💾 บันทึกแล้ว → Edit/0.jpg"));
     EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit" / "0.jpg")).size(), QSize(200, 300));
+}
+
+TEST_F(EditHistory, SaveBetweenTwoQuickUndosWritesWhatTheFirstGives)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(crop(LEFT_HALF));
+    ASSERT_TRUE(crop(TOP_HALF));
+    ASSERT_TRUE(crop(LEFT_HALF));
+    undo();
+    press(Qt::Key_S);
+    undo();
+    ASSERT_TRUE(waitForShown({200, 300}));
+    ASSERT_TRUE(waitForFileWork());
+    EXPECT_EQ(QImage(QString::fromStdString(pictures / "Edit" / "0.jpg")).size(), QSize(200, 150));
 }
 
 TEST_F(EditHistory, SaveDuringTheUndoOfTheOnlyStepHasNothingToWrite)
