@@ -330,6 +330,21 @@ TEST_F(DeleteCurrent, FolderOpenedAnewAtALaterPictureStaysThere)
     EXPECT_EQ(infoText(), "1/3 | 001.jpg   [H=วิธีใช้]");
 }
 
+TEST_F(DeleteCurrent, PictureOnScreenIsNotDecodedAgainWhenAnotherGoes)
+{
+    ASSERT_TRUE(startOnPictures(5));
+    trash.closeGate();
+    press(Qt::Key_D);
+    ASSERT_TRUE(waitForAsked(1));
+    open(folder / "pictures" / "002.jpg");
+    ASSERT_TRUE(waitForShown(2));
+    trash.openGate();
+    ASSERT_TRUE(waitForInfo("2/4 | 002.jpg   [H=วิธีใช้]"));
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitForShown(3));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 2, 3}));
+}
+
 TEST_F(DeleteCurrent, FolderOpenedAnewAtAnEarlierPictureStaysThere)
 {
     ASSERT_TRUE(startOnPictures(4, 3));

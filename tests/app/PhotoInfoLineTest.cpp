@@ -8,8 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <optional>
+#include <semaphore>
+#include <stop_token>
 #include <string>
+#include <utility>
 
 namespace tavolin {
 namespace {
@@ -172,19 +177,43 @@ TEST_F(PhotoInfoLine, OfAFileThatCanNotBeShownNeverShows)
     EXPECT_EQ(viewer->screen().currentPixelSize(), QSize(3, 2)); // of what is on screen
 }
 
-TEST_F(PhotoInfoLine, StaysWhenAnotherFileLeavesTheFolder)
+/// Reads the facts of a file when it is permitted.
+class SlowFactsReader : public InProcessReader
 {
-    ASSERT_TRUE(startOnPhoto());
+public:
+    [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
+                                                           Urgency urgency,
+                                                           std::stop_token stop) const override
+    {
+        begun = true;
+        permits.acquire();
+        return InProcessReader::readPhotoFacts(url, urgency, std::move(stop));
+    }
+
+    mutable std::atomic<bool> begun = false;
+    mutable std::counting_semaphore<> permits{0};
+};
+
+TEST_F(PhotoInfoLine, ThatIsBeingReadIsShownThoughAnotherFileLeavesTheFolder)
+{
+    SlowFactsReader slow;
+    makeViewer(slow);
+    const auto pictures = makePictures("pictures", 0, 2);
+    start({"--bench", pictures});
+    ASSERT_TRUE(waitForLoads(1));
     trash.closeGate();
     press(Qt::Key_D);
     ASSERT_TRUE(waitFor([this] { return trash.asked().size() == 1; }));
-    open(folder / "pictures" / "003.jpg"); // anew
-    ASSERT_TRUE(waitFor([this] { return shownNumber() == 3; }));
-    ASSERT_TRUE(waitForLine(FOURTH_LINE));
+    open(pictures / "001.jpg"); // anew
+    ASSERT_TRUE(waitForLoads(2));
+    ASSERT_TRUE(pauses.end(test::INFO_PAUSE));
+    ASSERT_TRUE(waitFor([&slow] { return slow.begun.load(); }));
     trash.openGate();
     ASSERT_TRUE(waitForFileWork());
-    EXPECT_EQ(infoText(), "3/9 | 003.jpg   [H=วิธีใช้]");
-    EXPECT_EQ(detailText(), FOURTH_LINE);
+    EXPECT_EQ(infoText(), "1/2 | 001.jpg   [H=วิธีใช้]");
+    slow.permits.release(2); // and whatever is read besides
+    EXPECT_TRUE(waitFor([this] { return detailText() == "3×2  |  0.0MB"; }));
+    viewer.reset(); // before its reader
 }
 
 TEST_F(PhotoInfoLine, IsThatOfThePictureOnScreenWhileTheNextIsLoaded)
