@@ -7,6 +7,7 @@
 #include "editing/CropOverlayView.h"
 #include "editing/CustomRatioDialog.h"
 #include "editing/Editor.h"
+#include "pixels/FileExtensions.h"
 #include "pixels/Resample.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
@@ -72,9 +73,25 @@ void CropMode::beginCrop()
     m_with.screen.refreshRendition();
     buildOverlay();
     buildCropBar();
+    findFullSize();
     m_with.labels.layout(cropBarTop());
     m_with.labels.raiseStatus();
     Q_EMIT entered();
+}
+
+void CropMode::findFullSize()
+{
+    m_isFullSizeAwaited = !m_with.editor.isEdited() && hasRawExtension(m_with.browser.currentUrl());
+    if (!m_isFullSizeAwaited)
+        return;
+    m_with.editor.findFullSize([this](QSize size) {
+        if (!m_cropOverlay)
+            return;
+        m_isFullSizeAwaited = false;
+        if (!size.isEmpty())
+            m_fullSize = size;
+        m_cropOverlay->update();
+    });
 }
 
 void CropMode::buildOverlay()
@@ -129,6 +146,7 @@ void CropMode::endCrop()
     m_cropAngle = 0;
     m_cropBase = {};
     m_previewBase = {};
+    m_fullSize.reset();
     m_with.labels.layout(std::nullopt);
     m_with.labels.clearStatus();
 }
@@ -246,7 +264,7 @@ double CropMode::neededPreviewScale() const
 
 std::optional<QSizeF> CropMode::appliedSize() const
 {
-    const auto size = m_with.editor.editSourceSize();
+    const auto size = m_fullSize ? m_fullSize : m_with.editor.editSourceSize();
     if (!size || m_cropBase.isNull())
         return size;
     return sizeInShapeOf(*size, m_cropBase.image.size());
@@ -260,6 +278,8 @@ std::optional<QSizeF> CropMode::cropWorkingSize() const
 
 std::optional<double> CropMode::imagePixelScale() const
 {
+    if (m_isFullSizeAwaited)
+        return {};
     const auto size = cropWorkingSize();
     const double width = m_with.screen.fitRect().width();
     return size && width > 0 ? std::optional(size->width() / width) : std::nullopt;

@@ -75,7 +75,7 @@ public:
     [[nodiscard]] std::optional<int> cropBarTop() const;
     /// Puts box and bar at their places for the view's current size.
     void layout();
-    /// Pixels of the picture that is cropped for each view point; empty while unknown.
+    /// Pixels of the picture that a crop cuts for each view point; empty while unknown.
     [[nodiscard]] std::optional<double> imagePixelScale() const;
 
 Q_SIGNALS:
@@ -86,6 +86,7 @@ private:
     [[nodiscard]] bool canEnter() const;
     void enterAfterUndos();
     void beginCrop();
+    void findFullSize();
     void buildOverlay();
     void buildCropBar();
     void endCrop();
@@ -105,6 +106,9 @@ private:
     DisplayPicture m_cropBase; // what was on screen, before any rotation
     Image m_previewBase;       // its image, no larger than rotating it for the screen needs
     double m_previewScale = 0; // its size relative to that image
+    // Of a raw file, whose headers tell of the raw picture, while what is cut is its preview.
+    bool m_isFullSizeAwaited = false;
+    std::optional<QSize> m_fullSize;
 };
 
 } // namespace tavolin

@@ -79,12 +79,31 @@ void Editor::crop(const CropRequest &request, std::function<void(const CropResul
                                        request, screen, stop);
                 },
             // Of another picture, or of what has been edited or undone since, it is of no use.
-            .stillApplies =
-                [this, token = m_stepsToken, index = m_browser.currentIndex(),
-                 generation = m_browser.generation()] {
-                    return token == m_stepsToken && m_browser.isCurrentShown() &&
-                           m_browser.indexNow(index, generation) == m_browser.currentIndex();
+            .stillApplies = whileUnchanged(),
+            .use = std::move(use),
+        },
+        m_jobs);
+}
+
+std::function<bool()> Editor::whileUnchanged() const
+{
+    return [this, token = m_stepsToken, index = m_browser.currentIndex(),
+            generation = m_browser.generation()] {
+        return token == m_stepsToken && m_browser.isCurrentShown() &&
+               m_browser.indexNow(index, generation) == m_browser.currentIndex();
+    };
+}
+
+void Editor::findFullSize(std::function<void(QSize)> use)
+{
+    m_loadQueue.run<QSize>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
+                    return reader.loadFullImage(url, FullColors::Kept, stop).size();
                 },
+            .stillApplies = whileUnchanged(),
             .use = std::move(use),
         },
         m_jobs);

@@ -50,6 +50,10 @@ public:
     /// if that failed, to @p use, unless the picture or its edits have changed by then.
     /// editSourceSize() must be known.
     void crop(const CropRequest &request, std::function<void(const CropResult &)> use);
+    /// Tells @p use how many pixels the full picture has that a crop cuts, where only its decode
+    /// says that; empty if it can't be decoded. Never, if the picture or its edits have changed by
+    /// then.
+    void findFullSize(std::function<void(QSize)> use);
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);
 
@@ -78,6 +82,7 @@ private:
         std::chrono::steady_clock::time_point asked;
     };
 
+    [[nodiscard]] std::function<bool()> whileUnchanged() const;
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
     void undoFinished(const Undo &undo, const EditedPicture &picture);

@@ -19,7 +19,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stop_token>
 #include <string>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -495,6 +497,41 @@ TEST_F(CropMode, ScaleOfAnEditedPictureIsThatOfItsOwnPixels)
     press(Qt::Key_X);
     ASSERT_TRUE(viewer->cropMode().imagePixelScale());
     EXPECT_NEAR(*viewer->cropMode().imagePixelScale(), 2.679, 0.01); // 1200 pixels in 448 points
+}
+
+/// A raw file's headers tell of a larger picture than its preview, which is what is cut.
+class PreviewReader : public InProcessReader
+{
+public:
+    [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
+                                                    const DisplayTarget &target, Urgency urgency,
+                                                    std::stop_token stop) const override
+    {
+        auto picture = InProcessReader::loadDisplayPicture(url, target, urgency, std::move(stop));
+        picture.pixelSize = QSize(4000, 3000);
+        return picture;
+    }
+};
+
+TEST_F(CropMode, ScaleOverARawPreviewIsThatOfThePixelsThatWillBeSaved)
+{
+    const PreviewReader previews;
+    makeViewer(previews);
+    std::filesystem::create_directory(pictures);
+    folder.write("pictures/0.nef", pngFile(pictures::fourQuarters({400, 300})));
+    start({"--bench", pictures});
+    ASSERT_TRUE(resizeTo({800, 600}));
+    ASSERT_TRUE(waitForShown({400, 300}));
+    press(Qt::Key_X);
+    EXPECT_EQ(viewer->cropMode().imagePixelScale(), std::nullopt); // not known yet
+    ASSERT_TRUE(waitFor([this] { return viewer->cropMode().imagePixelScale().has_value(); }));
+    // 300 pixels in the 448 points that the bar leaves
+    EXPECT_NEAR(*viewer->cropMode().imagePixelScale(), 0.66964, 0.0001);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    EXPECT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    viewer.reset(); // before its reader
 }
 
 TEST_F(CropMode, FTurnsTheBox)
