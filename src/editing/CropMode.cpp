@@ -232,7 +232,9 @@ void CropMode::updateCropRotation()
     if (m_cropBase.isNull())
         return;
     if (isPreviewRotated(m_cropAngle))
-        m_with.screen.showThumb({rotateInscribed(previewBase(), m_cropAngle), {}});
+        // In the shape that the display image gives, so that the box means the same pixels.
+        m_with.screen.showThumb({rotateInscribed(previewBase(), m_cropAngle), {}},
+                                inscribedPixels(m_cropBase.image.size(), m_cropAngle));
     else
         m_with.screen.showThumb({m_cropBase.image, {}});
     m_cropOverlay->refitBox();

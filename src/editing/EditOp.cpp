@@ -48,17 +48,24 @@ QSizeF inscribedSize(QSizeF size, double degrees)
     return {(width * cosine - height * sine) / doubled, (height * cosine - width * sine) / doubled};
 }
 
+QSize inscribedPixels(QSize size, double degrees)
+{
+    const QSizeF inscribed = inscribedSize(size, degrees);
+    // Written so that what is no number fails too.
+    if (!(inscribed.width() >= 2 && inscribed.height() >= 2))
+        return size;
+    // Not larger than the picture's diagonal, so the sides are whole numbers of this type.
+    return {static_cast<int>(inscribed.width()), static_cast<int>(inscribed.height())};
+}
+
 Image rotateInscribed(const Image &image, double degrees)
 {
     if (!isRotationVisible(degrees))
         return image;
     const QSizeF inscribed = inscribedSize(image.size(), degrees);
-    // Written so that what is no number fails too.
     if (!(inscribed.width() >= 2 && inscribed.height() >= 2))
         return image;
-    // Not larger than the picture's diagonal, so the sides are whole numbers of this type.
-    const QSize size(static_cast<int>(inscribed.width()), static_cast<int>(inscribed.height()));
-    const Image result = rotated(image, degrees, size);
+    const Image result = rotated(image, degrees, inscribedPixels(image.size(), degrees));
     return result.isNull() ? image : result;
 }
 

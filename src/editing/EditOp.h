@@ -41,9 +41,13 @@ using EditOp = std::variant<CropOp, RotateOp>;
 /// is unchanged; at 90° width and height swap; a turn to the other side gives the same.
 [[nodiscard]] QSizeF inscribedSize(QSizeF size, double degrees);
 
-/// @p image turned clockwise by @p degrees about its centre, cut to inscribedSize() with both sides
-/// truncated to whole pixels. The same picture when the sine of the angle is 0.0001 at most, when a
-/// side would be less than 2 pixels, when the angle is no number, or when memory is lacking.
+/// The same in whole pixels, both sides truncated; @p size where one would be less than 2, or the
+/// angle is no number.
+[[nodiscard]] QSize inscribedPixels(QSize size, double degrees);
+
+/// @p image turned clockwise by @p degrees about its centre, cut to inscribedPixels(). The same
+/// picture when the sine of the angle is 0.0001 at most, when a side would be less than 2 pixels,
+/// when the angle is no number, or when memory is lacking.
 [[nodiscard]] Image rotateInscribed(const Image &image, double degrees);
 
 /// The smallest rectangle of whole pixels around @p rect, whose sides may be negative: the left and

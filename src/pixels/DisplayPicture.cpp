@@ -31,7 +31,12 @@ QSize renditionSize(QSize imageSize, const QRectF &area, double scale)
 
 Image makeRendition(const Image &image, const QRectF &area, double scale, std::stop_token stop)
 {
-    return onBlack(resampled(image, renditionSize(image.size(), area, scale), std::move(stop)));
+    return makeRendition(image, renditionSize(image.size(), area, scale), std::move(stop));
+}
+
+Image makeRendition(const Image &image, QSize size, std::stop_token stop)
+{
+    return onBlack(resampled(image, size, std::move(stop)));
 }
 
 DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,

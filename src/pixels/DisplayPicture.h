@@ -40,6 +40,9 @@ struct DisplayTarget
 [[nodiscard]] Image makeRendition(const Image &image, const QRectF &area, double scale,
                                   std::stop_token stop = {});
 
+/// The same at the device pixels @p size.
+[[nodiscard]] Image makeRendition(const Image &image, QSize size, std::stop_token stop = {});
+
 /// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
 

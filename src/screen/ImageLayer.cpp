@@ -45,9 +45,19 @@ QRect paintStretched(QPainter &painter, const ImageLayer &layer, const QRect &vi
 
 } // namespace
 
+QRectF fittedRect(const ImageLayer &layer)
+{
+    return fitRect(layer.frame, layer.shape.isEmpty() ? layer.contents.size() : layer.shape);
+}
+
+QRect fittedPixels(const ImageLayer &layer, double scale)
+{
+    return toDevicePixels(fittedRect(layer), scale);
+}
+
 bool isRenditionCurrent(const ImageLayer &layer, double scale)
 {
-    return layer.rendition.size() == renditionSize(layer.contents.size(), layer.frame, scale);
+    return layer.rendition.size() == fittedPixels(layer, scale).size();
 }
 
 void paintLayer(QPainter &painter, const ImageLayer &layer, QSize viewSize, double scale)
@@ -60,7 +70,7 @@ void paintLayer(QPainter &painter, const ImageLayer &layer, QSize viewSize, doub
     if (layer.gravity == Gravity::Resize)
         picture = paintStretched(painter, layer, view, scale);
     else if (!layer.rendition.isNull()) {
-        picture = toDevicePixels(fitRect(layer.frame, layer.contents.size()), scale);
+        picture = fittedPixels(layer, scale);
         picture.setSize(layer.rendition.size());
         painter.drawImage(picture.topLeft(), toQImage(layer.rendition));
     }

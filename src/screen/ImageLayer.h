@@ -21,11 +21,20 @@ enum class Gravity : std::uint8_t {
 struct ImageLayer
 {
     Image contents; ///< In sRGB; null shows black.
+    /// Whose shape they are fitted in, in pixels: that of a larger picture that they stand for, or
+    /// where this is empty their own.
+    QSize shape = {};
     Gravity gravity = Gravity::ResizeAspect;
     QRectF frame; ///< In view points.
     /// The contents fitted, at exactly the device pixels they take in the frame. Not for Resize.
     Image rendition;
 };
+
+/// Where the contents of @p layer lie when fitted, in view points.
+[[nodiscard]] QRectF fittedRect(const ImageLayer &layer);
+
+/// The device pixels of it on a screen with @p scale of them a point, which is what is painted.
+[[nodiscard]] QRect fittedPixels(const ImageLayer &layer, double scale);
 
 /// Whether the rendition of @p layer is what its frame needs at @p scale device pixels a point.
 [[nodiscard]] bool isRenditionCurrent(const ImageLayer &layer, double scale);

@@ -6,10 +6,11 @@
 
 namespace tavolin {
 
-void Screen::showThumb(const DisplayPicture &picture)
+void Screen::showThumb(const DisplayPicture &picture, QSize shape)
 {
     m_currentThumb = picture.image;
     m_imageLayer.contents = picture.image;
+    m_imageLayer.shape = shape;
     m_imageLayer.rendition = picture.rendition;
     refreshRendition();
     m_view.update();
@@ -19,6 +20,7 @@ void Screen::showNothing()
 {
     m_currentThumb = {}; // the loupe's end would bring it back
     m_imageLayer.contents = {};
+    m_imageLayer.shape = {};
     m_imageLayer.rendition = {};
     m_view.update();
 }
@@ -32,7 +34,8 @@ void Screen::refreshRendition()
     if (m_imageLayer.contents.isNull() || isRenditionCurrent(m_imageLayer, scale))
         return;
     // The window has another size than when the picture was decoded.
-    m_imageLayer.rendition = makeRendition(m_imageLayer.contents, m_imageLayer.frame, scale);
+    m_imageLayer.rendition =
+        makeRendition(m_imageLayer.contents, fittedPixels(m_imageLayer, scale).size());
     m_view.update();
 }
 
@@ -69,7 +72,8 @@ QRectF Screen::imageAreaRect() const
 
 QRectF Screen::fitRect() const
 {
-    return tavolin::fitRect(imageAreaRect(), m_currentThumb.size());
+    return tavolin::fitRect(imageAreaRect(), m_imageLayer.shape.isEmpty() ? m_currentThumb.size()
+                                                                          : m_imageLayer.shape);
 }
 
 int Screen::maxPixel() const

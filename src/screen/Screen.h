@@ -22,8 +22,8 @@ public:
     explicit Screen(QWidget &view) : m_view(view) {}
 
     /// Shows @p picture, with its rendition where that has the size needed now, else with a new
-    /// one.
-    void showThumb(const DisplayPicture &picture);
+    /// one. Fitted in the shape of a picture of @p shape pixels, or in its own.
+    void showThumb(const DisplayPicture &picture, QSize shape = {});
     /// Shows black.
     void showNothing();
     /// Makes the rendition that the view's present size and mode ask for, unless it is there.

@@ -534,6 +534,22 @@ TEST_F(CropMode, ScaleOverARawPreviewIsThatOfThePixelsThatWillBeSaved)
     viewer.reset(); // before its reader
 }
 
+TEST_F(CropMode, TurnedPortraitLiesWhereItsDisplayImageWouldWhateverThePreview)
+{
+    ASSERT_TRUE(openPictures());
+    folder.write("pictures/portrait.png", pngFile(pictures::fourQuarters({450, 600})));
+    open(pictures / "portrait.png");
+    ASSERT_TRUE(waitForShown({450, 600})); // as large as the display image may be
+    press(Qt::Key_X);
+    pressOften(Qt::Key_BracketRight, 5, Qt::ShiftModifier); // 10°
+    ASSERT_LT(shownSize().height(), 545);                   // a smaller preview is enough
+    // 450x600 turned by 10° leaves 360.73x545.65, and whole pixels 360x545, in 448 points
+    const QRectF bounds = overlay()->imageBounds();
+    EXPECT_NEAR(bounds.height(), 448, 1e-9);
+    EXPECT_NEAR(bounds.width(), 295.9266, 0.0001);
+    EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(296, 448));
+}
+
 TEST_F(CropMode, FTurnsTheBox)
 {
     ASSERT_TRUE(openPictures());
