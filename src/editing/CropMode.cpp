@@ -97,7 +97,8 @@ void CropMode::findFullSize()
 void CropMode::buildOverlay()
 {
     m_cropOverlay = new CropOverlayView(
-        {[this] { return m_with.screen.fitRect(); }, [this] { return imagePixelScale(); }},
+        {[this] { return m_with.screen.fitRect(); }, [this] { return imagePixelScale(); },
+         [this] { return m_cropBar ? QRectF(m_cropBar->geometry()) : QRectF(); }},
         &m_with.view);
     connect(m_cropOverlay, &CropOverlayView::layoutChanged, this, &CropMode::editLayoutChanged);
     connect(m_cropOverlay, &CropOverlayView::ratioChanged, this, &CropMode::updateCropBar);

@@ -42,10 +42,13 @@ QRectF readOutRect(const CropScene &scene, const QString &text)
     const QFontMetricsF metrics(readOutFont());
     const QSizeF size(metrics.horizontalAdvance(text), metrics.height());
     const QRectF &box = scene.box;
-    return {QPointF(box.center().x() - size.width() * 0.5,
-                    std::min(maxY(box) + READ_OUT_DISTANCE,
-                             scene.view.height() - size.height() - READ_OUT_MARGIN)),
-            size};
+    const QRectF below(QPointF(box.center().x() - size.width() * 0.5,
+                               std::min(maxY(box) + READ_OUT_DISTANCE,
+                                        scene.view.height() - size.height() - READ_OUT_MARGIN)),
+                       size);
+    if (!below.intersects(scene.bar))
+        return below;
+    return {QPointF(below.x(), maxY(box) - READ_OUT_DISTANCE - size.height()), size};
 }
 
 void paintShade(QPainter &painter, const CropScene &scene)

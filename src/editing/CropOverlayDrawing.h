@@ -18,6 +18,7 @@ struct CropScene
     QRectF box;                       ///< No width: nothing is drawn.
     QRectF image;                     ///< Where the picture lies.
     QSizeF view;                      ///< The read-out stays above its lower edge.
+    QRectF bar = {};                  ///< What would hide the read-out; empty: nothing.
     std::optional<double> pixelScale; ///< Picture's pixels a point; empty: no read-out.
 };
 

@@ -119,9 +119,12 @@ void CropOverlayView::resizeEvent(QResizeEvent *)
 
 CropScene CropOverlayView::scene() const
 {
-    CropScene scene{.box = m_crop.box, .image = imageBounds(), .view = size(), .pixelScale = {}};
+    CropScene scene{
+        .box = m_crop.box, .image = imageBounds(), .view = size(), .bar = {}, .pixelScale = {}};
     if (m_picture.imagePixelScale)
         scene.pixelScale = m_picture.imagePixelScale();
+    if (m_picture.bar)
+        scene.bar = m_picture.bar();
     return scene;
 }
 

@@ -19,6 +19,8 @@ struct CropPicture
     std::function<std::optional<QRectF>()> fitRect;
     /// Pixels of the picture being cropped a point; no read-out without an answer.
     std::function<std::optional<double>()> imagePixelScale;
+    /// What lies over the overlay, in view points; nothing without an answer.
+    std::function<QRectF()> bar = {};
 };
 
 /// The crop box: drawn, dragged with the left button, and reshaped by the owner's calls. The owner

@@ -550,6 +550,27 @@ TEST_F(CropMode, TurnedPortraitLiesWhereItsDisplayImageWouldWhateverThePreview)
     EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(296, 448));
 }
 
+TEST_F(CropMode, ReadOutIsNotHiddenByTheBar)
+{
+    ASSERT_TRUE(openPictures());
+    ASSERT_TRUE(resizeTo({800, 320})); // the read-out of a box to the lower edge reaches the bar
+    press(Qt::Key_X);
+    setBox(WHOLE);
+    const QRectF box = overlay()->box();
+    ASSERT_GT(box.bottom() + 8 + 13, bar()->geometry().top());
+    const QImage with = overlay()->grab().toImage();
+    forgetSize();
+    overlay()->update();
+    const QImage without = overlay()->grab().toImage();
+    QRect text;
+    for (int y = 0; y < with.height(); ++y)
+        for (int x = 0; x < with.width(); ++x)
+            if (with.pixel(x, y) != without.pixel(x, y))
+                text |= QRect(x, y, 1, 1);
+    EXPECT_FALSE(text.isEmpty());
+    EXPECT_LT(text.bottom(), box.bottom());
+}
+
 TEST_F(CropMode, FTurnsTheBox)
 {
     ASSERT_TRUE(openPictures());

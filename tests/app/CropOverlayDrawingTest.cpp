@@ -348,6 +348,18 @@ TEST(CropOverlayDrawing, ReadOutNearTheViewsEdgeEndsFourPointsAboveIt)
     EXPECT_LT(text.y(), 285);
 }
 
+TEST(CropOverlayDrawing, ReadOutThatTheBarWouldHideStandsInTheBox)
+{
+    CropScene scene = sceneOf(BOX); // whose lower edge is at 180
+    scene.pixelScale = 2;
+    scene.bar = QRectF(150, 190, 100, 40);
+    const QImage with = painted(scene);
+    scene.pixelScale = {};
+    const QRect text = difference(with, painted(scene));
+    EXPECT_LE(text.y() + text.height(), 180 - 8);
+    EXPECT_GE(text.y(), 180 - 8 - lineHeight());
+}
+
 // Repainting a part
 
 /// Boxes by chance, the same in every run, at any fraction of a point.
