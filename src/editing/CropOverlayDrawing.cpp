@@ -53,9 +53,12 @@ QRectF readOutRect(const CropScene &scene, const QString &text)
 
 void paintShade(QPainter &painter, const CropScene &scene)
 {
+    // The picture takes whole device pixels: its last ones are shaded as the others are.
+    const double scale = painter.device()->devicePixelRatioF();
+    const QRectF pixels = toDevicePixels(scene.image, scale);
     QPainterPath path;
     path.setFillRule(Qt::OddEvenFill);
-    path.addRect(scene.image);
+    path.addRect(QRectF(pixels.topLeft() / scale, pixels.size() / scale));
     path.addRect(scene.box);
     painter.fillPath(path, SHADE);
 }

@@ -116,6 +116,19 @@ TEST(CropOverlayDrawing, ViewBesideThePictureIsLeftAsItIs)
         EXPECT_EQ(hex(image.pixel(point)), hex(PAPER)) << point.x() << ',' << point.y();
 }
 
+TEST(CropOverlayDrawing, ShadeCoversThePixelsThatThePictureTakesOnlyInPart)
+{
+    CropScene scene = sceneOf(BOX);
+    scene.image = QRectF(39.75, 29.5, 319.75, 200.6); // painted from 40, 30 to 360, 231
+    const QImage image = painted(scene);
+    for (const QPoint point :
+         {QPoint(40, 120), QPoint(359, 120), QPoint(200, 30), QPoint(200, 230)})
+        EXPECT_EQ(hex(image.pixel(point)), hex(SHADED)) << point.x() << ',' << point.y();
+    for (const QPoint point :
+         {QPoint(39, 120), QPoint(360, 120), QPoint(200, 29), QPoint(200, 231)})
+        EXPECT_EQ(hex(image.pixel(point)), hex(PAPER)) << point.x() << ',' << point.y();
+}
+
 TEST(CropOverlayDrawing, BoxThatCoversThePictureLeavesNoShade)
 {
     const QImage image = painted(sceneOf(PICTURE));
