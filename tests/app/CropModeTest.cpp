@@ -15,6 +15,7 @@
 #include <QMainWindow>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -548,6 +549,23 @@ TEST_F(CropMode, TurnedPortraitLiesWhereItsDisplayImageWouldWhateverThePreview)
     EXPECT_NEAR(bounds.height(), 448, 1e-9);
     EXPECT_NEAR(bounds.width(), 295.9266, 0.0001);
     EXPECT_EQ(viewer->screen().imageLayer().rendition.size(), QSize(296, 448));
+}
+
+TEST_F(CropMode, PressThatCameBeforeItDoesNotDraw)
+{
+    ASSERT_TRUE(openPictures());
+    QWindow *handle = window->windowHandle();
+    const QPoint origin = view->mapTo(window, QPoint(0, 0));
+    QTest::mousePress(handle, Qt::LeftButton, {}, origin + QPoint(150, 120));
+    press(Qt::Key_X);
+    ASSERT_NE(overlay(), nullptr);
+    const QRectF box = overlay()->box();
+    QTest::mouseMove(handle, origin + QPoint(300, 250));
+    test::serveWaitingEvents();
+    QTest::mouseMove(handle, origin + QPoint(500, 400));
+    QTest::mouseRelease(handle, Qt::LeftButton, {}, origin + QPoint(500, 400));
+    EXPECT_EQ(overlay()->box(), box);
+    EXPECT_EQ(viewer->screen().imageLayer().gravity, Gravity::ResizeAspect);
 }
 
 TEST_F(CropMode, ReadOutIsNotHiddenByTheBar)
