@@ -1,5 +1,6 @@
 #include "app/HelpView.h"
 
+#include "platform/KeyNames.h"
 #include "screen/OverlayGeometry.h"
 #include "screen/TextLabel.h"
 
@@ -22,7 +23,7 @@ constexpr HelpRow ROWS[] = {
     {u"X หรือ T", u"ครอป+หมุน ในขั้นตอนเดียว"},
     {u"", u"(ลาก/ลูกศร=กรอบ  [ ]=หมุน  F=สลับกรอบตั้ง-นอน  1-6=สัดส่วน  Enter=ตกลง)"},
     {u"S", u"บันทึกภาพที่แก้ไข → Edit/"},
-    {u"⌘Z", u"ย้อนการแก้ไข"},
+    {UNDO_KEY, u"ย้อนการแก้ไข"},
     {u"J", u"ค้นหาชื่อไฟล์"},
     {u"O", u"เปิดโฟลเดอร์    F เข้า/ออกเต็มจอ    H ปิดหน้านี้"},
     {u"Esc", u"ออกจากแอป"},

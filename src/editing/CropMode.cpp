@@ -9,6 +9,7 @@
 #include "editing/Editor.h"
 #include "pixels/FileExtensions.h"
 #include "pixels/Resample.h"
+#include "platform/KeyNames.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
 #include "screen/Screen.h"
@@ -172,7 +173,8 @@ void CropMode::applyCrop()
             endCrop();
         m_with.editor.record(result);
         m_with.labels.showStatus(
-            u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s,
+            u"✂️ เรียบร้อย — S=บันทึก  %1=ย้อน"_s.arg(
+                UNDO_KEY),
             true);
     });
 }

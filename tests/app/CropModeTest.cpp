@@ -196,7 +196,7 @@ TEST_F(CropMode, MarkerTellsThatThePictureIsEdited)
     ASSERT_TRUE(openPictures());
     ASSERT_TRUE(crop(LEFT_HALF));
     const std::string marker =
-        "  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)";
+        "  ✏️ แก้ไขแล้ว (S=บันทึก " UNDO_KEY_TEXT "=ย้อน)";
     EXPECT_EQ(infoText(), "1/3 | 0.png" + marker + "   [H=วิธีใช้]");
 }
 

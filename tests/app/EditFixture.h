@@ -3,6 +3,8 @@
 
 #include "app/ViewerFixture.h"
 
+#include "UndoKey.h"
+
 #include <QRectF>
 #include <QSize>
 #include <QSizeF>
@@ -22,7 +24,7 @@ namespace test {
 
 /// The messages that tests wait for.
 inline constexpr auto CROPPED =
-    "✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน";
+    "✂️ เรียบร้อย — S=บันทึก  " UNDO_KEY_TEXT "=ย้อน";
 inline constexpr auto BOX_TOO_SMALL = "❌ กรอบเล็กเกินไป";
 inline constexpr auto BACK_TO_SOURCE =
     "↩️ กลับเป็นต้นฉบับแล้ว";

@@ -1,5 +1,7 @@
 #include "app/HelpView.h"
 
+#include "UndoKey.h"
+
 #include "logic/Printing.h"
 #include "screen/TextLabel.h"
 
@@ -88,7 +90,7 @@ TEST(HelpRows, SayWhatTheKeysDo)
         {"X หรือ T", "ครอป+หมุน ในขั้นตอนเดียว"},
         {"", "(ลาก/ลูกศร=กรอบ  [ ]=หมุน  F=สลับกรอบตั้ง-นอน  1-6=สัดส่วน  Enter=ตกลง)"},
         {"S", "บันทึกภาพที่แก้ไข → Edit/"},
-        {"⌘Z", "ย้อนการแก้ไข"},
+        {UNDO_KEY_TEXT, "ย้อนการแก้ไข"},
         {"J", "ค้นหาชื่อไฟล์"},
         {"O", "เปิดโฟลเดอร์    F เข้า/ออกเต็มจอ    H ปิดหน้านี้"},
         {"Esc", "ออกจากแอป"},

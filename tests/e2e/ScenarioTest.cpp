@@ -35,7 +35,7 @@ constexpr QStringView HELP_TEXT =
     u"X หรือ T\tครอป+หมุน ในขั้นตอนเดียว\n"
     u"\t(ลาก/ลูกศร=กรอบ  [ ]=หมุน  F=สลับกรอบตั้ง-นอน  1-6=สัดส่วน  Enter=ตกลง)\n"
     u"S\tบันทึกภาพที่แก้ไข → Edit/\n"
-    u"⌘Z\tย้อนการแก้ไข\n"
+    u"Ctrl+Z\tย้อนการแก้ไข\n"
     u"J\tค้นหาชื่อไฟล์\n"
     u"O\tเปิดโฟลเดอร์    F เข้า/ออกเต็มจอ    H ปิดหน้านี้\n"
     u"Esc\tออกจากแอป";
@@ -182,7 +182,7 @@ protected:
     }
 
     const QString CROPPED =
-        u"✂️ เรียบร้อย — S=บันทึก  ⌘Z=ย้อน"_s;
+        u"✂️ เรียบร้อย — S=บันทึก  Ctrl+Z=ย้อน"_s;
     const QString QUESTION = u"มีการแก้ไขที่ยังไม่ได้บันทึก"_s;
 
 private:
@@ -359,7 +359,7 @@ TEST_F(Scenario, CropIsMadeWithTheMouseAlone)
     EXPECT_FALSE(find(Role::ToolBar, u"ครอป+หมุน"_s));
     EXPECT_EQ(
         infoLine(),
-        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)   [H=วิธีใช้]"_s);
+        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก Ctrl+Z=ย้อน)   [H=วิธีใช้]"_s);
     tap(KEY_S);
     ASSERT_TRUE(waitForStatus(u"💾 บันทึกแล้ว → Edit/IMG_1001.jpg"_s));
     // Of 1392 by 928 points the box has about 557 by 742, a point being 1200/1392 pixels.
@@ -400,7 +400,7 @@ TEST_F(Scenario, CropIsMadeWithKeysAloneSavedAndUndoneStepByStep)
         waitForStatus(u"↩️ ย้อนแล้ว (เหลือ 1 ขั้น)"_s));
     EXPECT_EQ(
         infoLine(),
-        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)   [H=วิธีใช้]"_s);
+        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก Ctrl+Z=ย้อน)   [H=วิธีใช้]"_s);
     undo();
     EXPECT_TRUE(
         waitForStatus(u"↩️ กลับเป็นต้นฉบับแล้ว"_s));
@@ -488,7 +488,7 @@ TEST_F(Scenario, ThirdAnswerToTheQuestionGoesBackToWork)
     EXPECT_TRUE(waitUntilGone(Role::Alert, QUESTION));
     EXPECT_EQ(
         infoLine(),
-        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)   [H=วิธีใช้]"_s);
+        u"1/1 | IMG_1001.jpg  ✏️ แก้ไขแล้ว (S=บันทึก Ctrl+Z=ย้อน)   [H=วิธีใช้]"_s);
     undo();
     EXPECT_TRUE(
         waitForStatus(u"↩️ กลับเป็นต้นฉบับแล้ว"_s));

@@ -1,5 +1,7 @@
 #include "browse/InfoLine.h"
 
+#include "UndoKey.h"
+
 #include <gtest/gtest.h>
 
 namespace tavolin {
@@ -15,7 +17,7 @@ TEST(InfoText, EditedMarkerStandsBetweenNameAndHint)
 {
     EXPECT_EQ(infoText(11, 348, "/photos/IMG_0042.JPG", true).toStdString(),
               "12/348 | IMG_0042.JPG"
-              "  ✏️ แก้ไขแล้ว (S=บันทึก ⌘Z=ย้อน)"
+              "  ✏️ แก้ไขแล้ว (S=บันทึก " UNDO_KEY_TEXT "=ย้อน)"
               "   [H=วิธีใช้]");
 }
 
