@@ -12,7 +12,8 @@ namespace tavolin {
 [[nodiscard]] QString displayName(const std::filesystem::path &path);
 
 /// The info line for position @p targetIndex (from 0) of @p count files, on @p file: position,
-/// name, the edited marker if @p isEdited, and the help hint.
+/// name (isolated where letters in it are written from right to left), the edited marker if @p
+/// isEdited, and the help hint.
 [[nodiscard]] QString infoText(int targetIndex, int count, const std::filesystem::path &file,
                                bool isEdited);
 

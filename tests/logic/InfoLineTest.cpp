@@ -33,6 +33,15 @@ TEST(InfoText, StaysOnOneLineWhateverTheName)
               "1/1 | two lines.jpg   [H=วิธีใช้]");
 }
 
+TEST(InfoText, NameWithRightToLeftLettersIsIsolatedFromTheCounter)
+{
+    // From FIRST STRONG ISOLATE to POP DIRECTIONAL ISOLATE: Hebrew, Arabic, and Adlam, which lies
+    // beyond 16 bits.
+    for (const std::string name : {"שלום 12.jpg", "12 سلام.jpg", "𞤀.jpg"})
+        EXPECT_EQ(infoText(11, 348, name, false).toStdString(),
+                  "12/348 | \u2068" + name + "\u2069   [H=วิธีใช้]");
+}
+
 TEST(DisplayName, IsTheLastPartOfThePath)
 {
     EXPECT_EQ(displayName("/a/b.c/ภาพ 1.jpg").toStdString(), "ภาพ 1.jpg");
