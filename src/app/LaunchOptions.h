@@ -16,7 +16,8 @@ struct LaunchOptions
 };
 
 /// Reads @p arguments (without the program's name): the first one that does not begin with two
-/// hyphens is the path, its bytes unchanged; other arguments that do are ignored.
+/// hyphens is the path, its bytes unchanged; other arguments that do are ignored, and so is
+/// "-session" with the one after it.
 [[nodiscard]] LaunchOptions readLaunchOptions(std::span<char *const> arguments);
 
 } // namespace tavolin

@@ -51,6 +51,18 @@ TEST(LaunchOptions, SingleHyphenBeginsAPath)
     EXPECT_EQ(optionsOf({"-x", "/photos"}).path, Path("-x"));
 }
 
+TEST(LaunchOptions, SessionOfX11IsNoPathNorIsItsId)
+{
+    EXPECT_EQ(optionsOf({"-session", "117f000101"}).path, std::nullopt);
+    EXPECT_EQ(optionsOf({"-session", "117f000101", "/photos"}).path, Path("/photos"));
+    EXPECT_EQ(optionsOf({"/photos", "-session", "117f000101"}).path, Path("/photos"));
+}
+
+TEST(LaunchOptions, SessionWithoutAnIdIsNoPath)
+{
+    EXPECT_EQ(optionsOf({"-session"}).path, std::nullopt);
+}
+
 TEST(LaunchOptions, TwoHyphensAloneAreAFlag)
 {
     EXPECT_EQ(optionsOf({"--"}).path, std::nullopt);
