@@ -98,6 +98,12 @@ bool isFunctionKey(std::optional<KeyCode> key)
     }
 }
 
+bool isArrow(std::optional<KeyCode> key)
+{
+    return key == KeyCode::Left || key == KeyCode::Right || key == KeyCode::Down ||
+           key == KeyCode::Up;
+}
+
 /// Qt numbers keys that write a character by that character. Layouts put further spaces and
 /// invisible joiners on the space bar, so these prove nothing.
 bool isVisibleCharacter(int qtKey)
@@ -121,7 +127,12 @@ std::optional<KeyCode> keyCode(const QKeyEvent &event)
 #else
     const std::optional<KeyCode> position = keyCodeFromEvdev(event.nativeScanCode() - 8);
 #endif
-    return keyCodeAt(position, event.key());
+    const std::optional<KeyCode> key = keyCodeAt(position, event.key());
+    // Without Num Lock. The arrow keys themselves are known by their position, on macOS too, where
+    // they count as keys of the keypad.
+    const bool isKeypadArrow =
+        key != position && isArrow(key) && event.modifiers() & Qt::KeypadModifier;
+    return isKeypadArrow ? std::nullopt : key;
 }
 
 bool isLayoutSwitch(const QKeyEvent &event)
@@ -133,8 +144,9 @@ bool isLayoutSwitch(const QKeyEvent &event)
 std::optional<KeyCode> keyCodeAt(std::optional<KeyCode> position, int qtKey)
 {
     const std::optional<KeyCode> symbol = keyCodeFromSymbol(qtKey);
-    const bool disagree =
-        isFunctionKey(position) ? isVisibleCharacter(qtKey) : isFunctionKey(symbol);
+    const bool disagree = isFunctionKey(position)
+                              ? isVisibleCharacter(qtKey) || qtKey == Qt::Key_CapsLock
+                              : isFunctionKey(symbol);
     return disagree ? symbol : position;
 }
 

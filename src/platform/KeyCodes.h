@@ -43,8 +43,9 @@ enum class KeyCode : std::uint16_t {
 };
 
 /// The key of @p event: the one at the reported position, or the one that the symbol names when
-/// the event carries no position (synthetic events) or keyCodeAt says so. Empty for other keys.
-/// Modifiers are ignored, and layout switches are no keys.
+/// the event carries no position (synthetic events) or keyCodeAt says so. Empty for other keys,
+/// those among them that give arrows on a keypad. Modifiers are ignored, and layout switches are no
+/// keys.
 [[nodiscard]] std::optional<KeyCode> keyCode(const QKeyEvent &event);
 
 /// Whether @p event changes what other keys write, for as long as it is held or for good. With some
@@ -55,7 +56,8 @@ enum class KeyCode : std::uint16_t {
 /// The key at @p position (empty: no command's key) with the symbol @p qtKey. It is the position,
 /// unless the two disagree in kind: a character typed where Escape, Space, an arrow, Return or
 /// Delete is, or one of these typed elsewhere. Then it is the symbol, because remote keyboards may
-/// number keys as they like: an A at the place of Escape is an A, and doesn't quit.
+/// number keys as they like: an A at the place of Escape is an A, and doesn't quit. Nor does Caps
+/// Lock there, where the user has exchanged the two.
 [[nodiscard]] std::optional<KeyCode> keyCodeAt(std::optional<KeyCode> position, int qtKey);
 
 /// The key with the code @p code of Linux's input subsystem (linux/input-event-codes.h), which is 8

@@ -189,6 +189,8 @@ constexpr Pair PAIRS[] = {
     {"DigitAtKeypadEnterIsTheDigit", KeyCode::KeypadEnter, Qt::Key_2, KeyCode::Digit2},
     {"LetterAtSpaceIsTheLetter", KeyCode::Space, Qt::Key_S, KeyCode::S},
     {"LetterAtDeleteIsTheLetter", KeyCode::Delete, Qt::Key_X, KeyCode::X},
+    {"CapsLockAtEscapeIsCapsLock", KeyCode::Escape, Qt::Key_CapsLock, std::nullopt},
+    {"EscapeAtCapsLockIsEscape", std::nullopt, Qt::Key_Escape, KeyCode::Escape},
     {"EscapeAtALetterIsEscape", KeyCode::A, Qt::Key_Escape, KeyCode::Escape},
     {"SpaceAtADigitIsSpace", KeyCode::Digit1, Qt::Key_Space, KeyCode::Space},
     {"ReturnAtALetterIsReturn", KeyCode::O, Qt::Key_Return, KeyCode::Return},
@@ -212,6 +214,21 @@ TEST_P(PositionAgainstSymbol, Decides)
 
 INSTANTIATE_TEST_SUITE_P(Table, PositionAgainstSymbol, testing::ValuesIn(PAIRS),
                          [](const auto &instance) { return std::string(instance.param.name); });
+
+TEST(KeyCodes, ArrowsOfTheKeypadAreOtherKeys)
+{
+    // 4, 6, 8 and 2 without Num Lock
+    EXPECT_EQ(keyCode(pressAt(75, 86, Qt::Key_Left, Qt::KeypadModifier)), std::nullopt);
+    EXPECT_EQ(keyCode(pressAt(77, 88, Qt::Key_Right, Qt::KeypadModifier)), std::nullopt);
+    EXPECT_EQ(keyCode(pressAt(72, 91, Qt::Key_Up, Qt::KeypadModifier)), std::nullopt);
+    EXPECT_EQ(keyCode(pressAt(80, 84, Qt::Key_Down, Qt::KeypadModifier)), std::nullopt);
+}
+
+TEST(KeyCodes, RemoteKeyboardsArrowsAndEnterAreKnownByTheirSymbols)
+{
+    EXPECT_EQ(keyCode(pressAt(75, 86, Qt::Key_Left)), KeyCode::Left);
+    EXPECT_EQ(keyCode(pressAt(75, 86, Qt::Key_Enter, Qt::KeypadModifier)), KeyCode::KeypadEnter);
+}
 
 TEST(KeyCodes, ThaiPressOfTheKeyAIsA)
 {
