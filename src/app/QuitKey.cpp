@@ -3,11 +3,14 @@
 #include "platform/KeyCodes.h"
 #include "platform/KeyRepeat.h"
 
+#include <QChar>
 #include <QCoreApplication>
 #include <QKeyEvent>
 #ifdef Q_OS_MACOS
 #include <QMenuBar>
 #endif
+
+#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -29,12 +32,14 @@ void installQuitKey(QObject &owner)
 
 namespace {
 
-/// French keyboards have an A at the place of Q, and Ctrl and A are for selecting all.
-bool isQ(const QKeyEvent &press)
+/// The script of the letter that @p press writes; none when that is no letter.
+std::optional<QChar::Script> scriptOf(const QKeyEvent &press)
 {
-    const int symbol = press.key();
-    const bool isLatinLetter = symbol >= Qt::Key_A && symbol <= Qt::Key_Z;
-    return isLatinLetter ? symbol == Qt::Key_Q : keyCode(press) == KeyCode::Q;
+    // Qt numbers keys that write a character by that character.
+    const auto symbol = static_cast<char32_t>(press.key());
+    if (symbol > QChar::LastValidCodePoint || !QChar::isLetter(symbol))
+        return std::nullopt;
+    return QChar::script(symbol);
 }
 
 /// Sees every event before the widget it is for.
@@ -48,7 +53,12 @@ public:
         if (event->type() != QEvent::KeyPress)
             return false;
         const auto &press = *static_cast<QKeyEvent *>(event);
-        if (!(press.modifiers() & Qt::ControlModifier) || !isQ(press))
+        const auto script = scriptOf(press);
+        if (!(press.modifiers() & Qt::ControlModifier)) {
+            m_script = script ? script : m_script;
+            return false;
+        }
+        if (!isQ(press, script ? script : m_script))
             return false;
         if (!m_repeat.isRepeat(press.isAutoRepeat())) // a held key asks once
             QCoreApplication::quit();
@@ -56,7 +66,16 @@ public:
     }
 
 private:
+    /// French keyboards have an A at the place of Q, and Ctrl and A are for selecting all; others
+    /// have no letter there. @p script is that of the layout, where it is known.
+    static bool isQ(const QKeyEvent &press, std::optional<QChar::Script> script)
+    {
+        return script == QChar::Script_Latin ? press.key() == Qt::Key_Q
+                                             : keyCode(press) == KeyCode::Q;
+    }
+
     KeyRepeat m_repeat;
+    std::optional<QChar::Script> m_script; // of the last letter that was written
 };
 
 } // namespace

@@ -7,7 +7,7 @@ namespace tavolin {
 
 /// Makes the whole application quit on the quit key, whichever of its windows has the keyboard and
 /// whatever the layout: Q is the key that writes it, and the one at its place where the layout has
-/// no Latin letter there. Lasts as long as @p owner.
+/// no Latin letters. Lasts as long as @p owner.
 void installQuitKey(QObject &owner);
 
 } // namespace tavolin

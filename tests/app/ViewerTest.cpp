@@ -101,6 +101,17 @@ protected:
     {
         return !send(QKeyEvent(QEvent::KeyPress, key, modifiers));
     }
+
+    /// Whether Control and the key at the place of Q, which writes @p symbol, quit.
+    [[nodiscard]] bool quitsAtThePlaceOfQ(int symbol) const
+    {
+        return endsTheApplication([this, symbol] {
+            send(test::pressAt(16, 12, symbol, Qt::ControlModifier));
+            test::serveWaitingEvents();
+            if (window->isVisible())
+                QCoreApplication::exit(1);
+        });
+    }
 };
 
 TEST_F(ViewerKeys, FTogglesFullScreen)
@@ -215,15 +226,27 @@ TEST_F(ViewerKeys, ControlAndTheKeyThatWritesQQuitsUnderAFrenchLayout)
         endsTheApplication([this] { send(test::pressAt(30, 0, Qt::Key_Q, Qt::ControlModifier)); }));
 }
 
-TEST_F(ViewerKeys, ControlAndTheKeyThatWritesADoesNotQuitUnderAFrenchLayout)
+TEST_F(ViewerKeys, ControlAndAnotherLatinLetterAtThePlaceOfQDoesNotQuit)
+{
+    constexpr int LATVIAN_U = 0x16a; // U with a macron
+    start({"--bench"});
+    EXPECT_FALSE(quitsAtThePlaceOfQ(Qt::Key_A)); // French
+    EXPECT_FALSE(quitsAtThePlaceOfQ(LATVIAN_U));
+}
+
+TEST_F(ViewerKeys, ControlAndTheApostropheAtThePlaceOfQDoesNotQuitUnderDvorak)
 {
     start({"--bench"});
-    EXPECT_FALSE(endsTheApplication([this] {
-        send(test::pressAt(16, 12, Qt::Key_A, Qt::ControlModifier));
-        test::serveWaitingEvents();
-        if (window->isVisible())
-            QCoreApplication::exit(1);
-    }));
+    send(test::pressAt(30, 0, Qt::Key_A));
+    EXPECT_FALSE(quitsAtThePlaceOfQ(Qt::Key_Apostrophe));
+}
+
+TEST_F(ViewerKeys, ControlAndTheSlashAtThePlaceOfQQuitsUnderAHebrewLayout)
+{
+    constexpr int HEBREW_SHIN = 0x5e9; // what the key A writes
+    start({"--bench"});
+    send(test::pressAt(30, 0, HEBREW_SHIN));
+    EXPECT_TRUE(quitsAtThePlaceOfQ(Qt::Key_Slash));
 }
 #endif
 
