@@ -2,6 +2,11 @@
 
 #include <QWheelEvent>
 
+#include <chrono>
+#include <utility>
+
+using namespace std::chrono_literals;
+
 namespace tavolin {
 
 namespace {
@@ -10,6 +15,9 @@ namespace {
 constexpr double STEP_POINTS = 30;
 /// One notch of a wheel: 15 degrees.
 constexpr int NOTCH_UNITS = 120;
+/// How long a fraction of a notch counts: touch pads that pass for wheels don't say when the
+/// fingers have left, and the next swipe is not to step early for what the last one left over.
+constexpr auto REST_TIME = 500ms;
 
 int preciseStep(double &scrollAcc, const WheelInput &input)
 {
@@ -24,10 +32,14 @@ int preciseStep(double &scrollAcc, const WheelInput &input)
     return step;
 }
 
-int notchStep(int &notchAcc, int units)
+int notchStep(WheelState &state, const WheelInput &input)
 {
+    int &notchAcc = state.notchAcc;
+    const int units = input.units;
     if (units == 0)
         return 0;
+    if (input.time - std::exchange(state.notchTime, input.time) > REST_TIME)
+        notchAcc = 0;
     const bool isForward = units < 0;
     if (notchAcc != 0 && (notchAcc < 0) != isForward)
         notchAcc = 0;
@@ -44,8 +56,7 @@ int wheelStep(WheelState &state, const WheelInput &input)
 {
     if (input.isMomentum)
         return 0;
-    return input.isPrecise ? preciseStep(state.scrollAcc, input)
-                           : notchStep(state.notchAcc, input.units);
+    return input.isPrecise ? preciseStep(state.scrollAcc, input) : notchStep(state, input);
 }
 
 WheelInput wheelInput(const QWheelEvent &event)
@@ -57,6 +68,7 @@ WheelInput wheelInput(const QWheelEvent &event)
     input.isPrecise = isSynthesized || event.phase() != Qt::NoScrollPhase;
     input.isMomentum = event.phase() == Qt::ScrollMomentum;
     input.hasEnded = event.phase() == Qt::ScrollEnd;
+    input.time = std::chrono::milliseconds(event.timestamp());
     input.units = event.angleDelta().y();
     // A slow finger's pixel delta is 0 now and then, and its fraction comes with a later event: the
     // angle must not stand in for it. Only where pixels are unknown, 120 units are 30 points.

@@ -1,6 +1,8 @@
 #pragma once
 // From the scrolling of a wheel or a trackpad to steps through the pictures. Pure values.
 
+#include <chrono>
+
 class QWheelEvent;
 
 namespace tavolin {
@@ -13,6 +15,7 @@ struct WheelInput
     bool hasEnded = false;   ///< The fingers have left.
     double points = 0;       ///< Travel in view points; of precise devices only.
     int units = 0;           ///< Travel in eighths of a degree, 120 a notch; of wheels only.
+    std::chrono::milliseconds time{}; ///< When, on the system's clock for events.
 };
 
 /// What has been scrolled and not yet become a step.
@@ -20,6 +23,7 @@ struct WheelState
 {
     double scrollAcc = 0; ///< Of precise devices, in points; −30 < scrollAcc < 30.
     int notchAcc = 0;     ///< Of wheels, in units; less than a notch either way.
+    std::chrono::milliseconds notchTime{}; ///< Of the last travel of a wheel.
 };
 
 /// The step that @p input makes: +1 to the next picture, −1 to the previous one, or 0; never more
@@ -27,7 +31,8 @@ struct WheelState
 /// - A precise device steps at 30 points, and all it has travelled is used up then; what is left
 ///   when the fingers leave is forgotten.
 /// - A wheel steps at a notch. Fractions of a notch add up until they make one, and what is left
-///   over counts towards the next; turning back begins anew.
+///   over counts towards the next; turning back begins anew, and so does a pause of more than
+///   half a second.
 /// - Momentum never steps and changes nothing.
 [[nodiscard]] int wheelStep(WheelState &state, const WheelInput &input);
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -29,6 +30,11 @@ WheelInput momentum(double points)
 WheelInput wheel(int units)
 {
     return {.units = units};
+}
+
+WheelInput wheelAt(int milliseconds, int units)
+{
+    return {.units = units, .time = std::chrono::milliseconds(milliseconds)};
 }
 
 /// Some events in a row, the step that each makes, and what is left in the end.
@@ -116,6 +122,11 @@ const Scroll LINES[] = {
      {0, 0, 0, 0, 0, 0, 0, 0, 0},
      0,
      -15},
+    {"RestIsKeptForHalfASecond", {wheelAt(1000, -60), wheelAt(1500, -60)}, {0, +1}},
+    {"RestIsForgottenAfterHalfASecond", {wheelAt(1000, -60), wheelAt(1501, -60)}, {0, 0}, 0, -60},
+    {"RestLastsFromTheNewestFraction",
+     {wheelAt(1000, -40), wheelAt(1400, -40), wheelAt(1800, -40)},
+     {0, 0, +1}},
     {"TurningBackBeginsAnew", {wheel(-105), wheel(60), wheel(60)}, {0, 0, -1}},
     {"TurningBackByAWholeNotchStepsAtOnce", {wheel(-105), wheel(120)}, {0, -1}},
     {"RestOfALargeFractionIsKept", {wheel(-100), wheel(-100)}, {0, +1}, 0, -80},
@@ -167,6 +178,13 @@ TEST_P(WheelEvent, IsReadAsItsDeviceMeansIt)
         EXPECT_EQ(actual.points, expected.points);
     else
         EXPECT_EQ(actual.units, expected.units);
+}
+
+TEST(WheelEventTime, IsThatOfTheSystem)
+{
+    QWheelEvent event({}, {}, {}, {0, -60}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    event.setTimestamp(1234);
+    EXPECT_EQ(wheelInput(event).time, std::chrono::milliseconds(1234));
 }
 
 constexpr auto DEVICE = Qt::MouseEventNotSynthesized;
