@@ -1,5 +1,7 @@
 #include "selftest/BenchReport.h"
 
+#include "browse/PlainText.h"
+
 #include <cmath>
 #include <cstdlib>
 
@@ -45,7 +47,7 @@ QString metadataReport(const std::optional<QString> &make, int orientation)
     if (!make)
         return u"BENCH EXIF FAIL: no TIFF metadata in saved file"_s;
     const bool passed = *make == BENCH_MAKE && orientation == 1;
-    return u"BENCH EXIF make="_s + *make + u" orient="_s + QString::number(orientation) +
+    return u"BENCH EXIF make="_s + plainText(*make) + u" orient="_s + QString::number(orientation) +
            (passed ? u" OK"_s : u" FAIL"_s);
 }
 

@@ -30,7 +30,7 @@ struct NavigationRun
 /// heights are told, not compared.
 [[nodiscard]] QString saveReport(std::optional<QSize> saved, QSize edited);
 
-/// What metadata the saved file has. Passed with BENCH_MAKE and orientation 1.
+/// What metadata the saved file has, as plainText(). Passed with BENCH_MAKE and orientation 1.
 [[nodiscard]] QString metadataReport(const std::optional<QString> &make, int orientation);
 
 /// The @p result of a rotation for which @p expected was reckoned. Passed when each side is nearer

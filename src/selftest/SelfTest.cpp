@@ -117,14 +117,14 @@ void SelfTest::runBenchEditTest()
 
 void SelfTest::save()
 {
-    m_saving = m_editor.editedImage().size();
+    m_saving = {m_browser.currentUrl(), m_editor.editedImage().size()};
     m_fileWork.saveEdited();
 }
 
 void SelfTest::reportSave()
 {
-    const auto edited = std::exchange(m_saving, std::nullopt);
-    if (!edited) // the user has saved, too
+    const auto saving = std::exchange(m_saving, std::nullopt);
+    if (!saving) // the user has saved, too
         return;
     struct Saved
     {
@@ -136,13 +136,13 @@ void SelfTest::reportSave()
         {
             .work =
                 [&reader = m_reader,
-                 file = editedFile(m_browser.currentUrl())](const std::stop_token &stop) {
+                 file = editedFile(saving->source)](const std::stop_token &stop) {
                     return Saved{
                         reader.readPixelSize(file),
                         reader.readPhotoFacts(file, Urgency::Now, stop).value_or(PhotoFacts())};
                 },
             .use =
-                [this, edited = *edited](const Saved &saved) {
+                [this, edited = saving->size](const Saved &saved) {
                     print(saveReport(saved.size, edited));
                     print(metadataReport(saved.facts.metadata.make,
                                          static_cast<int>(saved.facts.orientation)));

@@ -8,6 +8,7 @@
 #include <QSize>
 #include <QTimer>
 
+#include <filesystem>
 #include <optional>
 #include <set>
 
@@ -34,6 +35,13 @@ public:
     void runBench();
 
 private:
+    /// A save under way.
+    struct Save
+    {
+        std::filesystem::path source; // which may have left the list when it is done
+        QSize size;                   // in pixels
+    };
+
     void benchStep();
     void reportNavigation();
     void runBenchEditTest();
@@ -50,7 +58,7 @@ private:
     QTimer m_timer;
     std::set<int> m_framesShown; // indices seen on screen
     int m_steps = 0;
-    std::optional<QSize> m_saving; // pixels of what is being saved
+    std::optional<Save> m_saving;
 };
 
 } // namespace tavolin

@@ -107,5 +107,18 @@ TEST_F(BenchRun, EndsWhenThePictureCannotBeRotated)
     EXPECT_TRUE(printed.ends_with("\nBENCH ROTATE FAIL: no result\n")) << printed;
 }
 
+TEST_F(BenchRun, SurvivesTheDeletionOfItsOnlyPicture)
+{
+    ASSERT_TRUE(startOnPictures(1));
+    replaceFile(0, pngFile(pictures::fourQuarters(PICTURE_SIZE)));
+    const std::string printed = run([this] {
+        EXPECT_TRUE(waitFor([this] { return statusText().starts_with("💾"); }));
+        press(Qt::Key_D);
+        EXPECT_TRUE(waitFor([this] { return viewer->browser().imageList().empty(); }));
+    });
+    EXPECT_NE(printed.find("BENCH EDIT OK\n"), std::string::npos) << printed;
+    EXPECT_TRUE(printed.ends_with("\nBENCH ROTATE FAIL: no overlay\n")) << printed;
+}
+
 } // namespace
 } // namespace tavolin

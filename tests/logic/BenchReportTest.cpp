@@ -67,6 +67,12 @@ TEST(MetadataReport, FailsWithAnotherMakeOrOrientation)
     EXPECT_EQ(text(metadataReport(u"TestMake"_s, 6)), "BENCH EXIF make=TestMake orient=6 FAIL");
 }
 
+TEST(MetadataReport, StaysOnOneLineWhateverTheMake)
+{
+    EXPECT_EQ(text(metadataReport(u"A\nBENCH \x1b[2J"_s, 1)),
+              "BENCH EXIF make=A BENCH  [2J orient=1 FAIL");
+}
+
 TEST(MetadataReport, FailsWithoutAMake)
 {
     EXPECT_EQ(text(metadataReport({}, 1)), "BENCH EXIF FAIL: no TIFF metadata in saved file");
