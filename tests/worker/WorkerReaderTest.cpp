@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -711,7 +712,11 @@ protected:
     [[nodiscard]] std::jthread work(Urgency urgency, const std::string &orders,
                                     const std::stop_source &stop)
     {
-        const std::string name = urgency == Urgency::Now ? "now" : "ahead";
+        return work(urgency, orders, stop, urgency == Urgency::Now ? "now" : "ahead");
+    }
+    [[nodiscard]] std::jthread work(Urgency urgency, const std::string &orders,
+                                    const std::stop_source &stop, const std::string &name)
+    {
         const fs::path path = file(note(name) + orders, name + ".jpg");
         std::jthread thread([this, path, urgency, stop] {
             EXPECT_TRUE(reader().loadThumbnail(path, LIMIT, urgency, stop.get_token()).isNull());
@@ -751,6 +756,27 @@ TEST_F(WorkerAhead, GoesOnWhenThatPictureTakesLong)
     EXPECT_TRUE(pauses(false));
     now.request_stop();
     ahead.request_stop();
+}
+
+TEST_F(WorkerAhead, PausesBehindNothingThatHasBeenWaitedForLong)
+{
+    const std::jthread waited = work(Urgency::Now, "wait", now);
+    const std::jthread behind = work(Urgency::Ahead, "wait", ahead);
+    EXPECT_TRUE(waitUntil([waiting = std::chrono::steady_clock::now()] {
+        return std::chrono::steady_clock::now() - waiting > worker::MAX_PAUSE;
+    }));
+    std::atomic<bool> hasPaused = false;
+    const std::jthread watcher([&hasPaused](const std::stop_token &stop) {
+        while (!stop.stop_requested() && !hasPaused)
+            hasPaused = std::ranges::any_of(
+                childrenOf(), [](pid_t child) { return statusOf(child, "State:") == "T"; });
+    });
+    {
+        const std::jthread next = work(Urgency::Ahead, "wait", ahead, "next");
+        EXPECT_FALSE(hasPaused);
+        now.request_stop();
+        ahead.request_stop();
+    }
 }
 
 TEST_F(WorkerAhead, HearsOfAStopWhileItPauses)

@@ -22,9 +22,6 @@ constexpr auto TICK = 10ms;
 /// A worker that neither does anything nor waits for a disk, for so long, hangs.
 constexpr auto STANDSTILL = 30s;
 constexpr auto LEAST_PROGRESS = 1ms;
-/// For a worker to pause while somebody waits for another's: most pictures are there sooner, and
-/// a disk may keep one for long.
-constexpr auto MAX_PAUSE = 1s;
 /// For a worker to answer once it has been asked to stop.
 constexpr auto STOP_GRACE = 50ms;
 /// More time for each pixel of the picture.

@@ -146,9 +146,12 @@ void WorkerPool::noteBegin(Role role, const Worker &worker)
     if (role == Role::Ahead) {
         m_ahead.push_back(worker.process);
         worker.process->allowPauses();
-        if (m_awaited > 0)
+        // One that has been waited for in vain for long holds up nothing.
+        if (m_awaited > 0 && std::chrono::steady_clock::now() - m_awaitedSince < MAX_PAUSE)
             worker.process->pause();
-    } else if (m_awaited++ == 0) {
+    } else {
+        ++m_awaited;
+        m_awaitedSince = std::chrono::steady_clock::now();
         for (const auto &process : m_ahead)
             process->pause();
     }

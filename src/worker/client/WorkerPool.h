@@ -28,6 +28,10 @@ struct Worker
     std::optional<Reply> begun;   ///< What it has told of its wall.
 };
 
+/// For a worker to pause while somebody waits for another's: most pictures are there sooner, and a
+/// disk may keep one for long.
+inline constexpr std::chrono::milliseconds MAX_PAUSE{1000};
+
 /// Starts workers, hands them out and reaps them, on a thread of its own. While one is out that
 /// somebody waits for, those that work ahead pause: sharing the cores with them, or the caches, it
 /// would take a quarter longer. The other functions may be called from any thread.
@@ -75,8 +79,9 @@ private:
     std::array<std::vector<Worker>, ROLES> m_idle;
     std::vector<Worker> m_spares; // one, unless several were wanted at once
     int m_failures = 0;           // starts that the system refused
-    int m_awaited = 0;            // workers at work that somebody waits for
-    Processes m_ahead;            // those at work ahead, which pause meanwhile
+    int m_awaited = 0;            // workers at work that somebody waits for …
+    std::chrono::steady_clock::time_point m_awaitedSince; // … the newest of them
+    Processes m_ahead; // those at work ahead, which pause meanwhile
 
     std::jthread m_keeper; // last: ends before what it works with
 };
