@@ -166,7 +166,11 @@ void Viewer::carryOut(Command command)
     case Command::PreviousPicture:
         return m_browser.navigate(-1);
     case Command::Leave:
-        return m_shell.isHelpShown() ? m_shell.toggleHelp() : QCoreApplication::quit();
+        if (m_shell.isHelpShown())
+            m_shell.toggleHelp();
+        else if (!m_folderDialog.closeDialog()) // which may be on its way
+            QCoreApplication::quit();
+        return;
     }
 }
 

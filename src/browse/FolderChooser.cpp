@@ -172,13 +172,31 @@ void FolderChooser::begin(const std::optional<std::filesystem::path> &folder)
 {
     askForMedia();
     showPlaces();
-    goTo(folder.value_or(m_home));
-    if (!folder)
+    if (!folder) {
+        goTo(m_home);
         becomeReady();
+        return;
+    }
+    m_patience.start(ANSWER_TIME);
+    m_queue.run<bool>(this,
+                      {
+                          .work =
+                              [folder = *folder](const std::stop_token &stop) {
+                                  return !stop.stop_requested() && isFolder(folder);
+                              },
+                          .stillApplies = [stop = m_reading] { return !stop.stop_requested(); },
+                          .use =
+                              [this, folder = *folder](bool isThere) {
+                                  goTo(isThere ? folder : m_home);
+                                  becomeReady();
+                              },
+                      },
+                      m_reading);
 }
 
 void FolderChooser::done(int result)
 {
+    m_askingForPictures.request_stop();
     stopReading();
     QDialog::done(result);
 }
@@ -188,6 +206,9 @@ bool FolderChooser::eventFilter(QObject *watched, QEvent *event)
     if (event->type() != QEvent::KeyPress)
         return QDialog::eventFilter(watched, event);
     const auto *key = static_cast<QKeyEvent *>(event);
+    // Held, it does nothing more than once: it could open what it has entered.
+    if (isReturn(*key) && m_return.isRepeat(key->isAutoRepeat()))
+        return true;
     if (watched == m_list)
         return takesListKey(*key);
     if (!isReturn(*key)) // which would press the open button
@@ -214,7 +235,7 @@ bool FolderChooser::takesListKey(const QKeyEvent &event)
         m_field->insert(text);
     } else {
         // The key that opened the dialog may still be held, and selects nothing.
-        return event.isAutoRepeat() && !text.isEmpty() && text[0].isPrint();
+        return !text.isEmpty() && text[0].isPrint() && m_letter.isRepeat(event.isAutoRepeat());
     }
     return true;
 }
@@ -317,12 +338,7 @@ void FolderChooser::becomeLate()
 void FolderChooser::take(const Listing &listing)
 {
     m_patience.stop();
-    const bool isRead = listing && !listing->error;
-    if (!m_isReady && !isRead) {
-        becomeLate();
-        return;
-    }
-    if (!isRead) {
+    if (!listing || listing->error) {
         m_subfolders.showNote(failureText(listing ? listing->error : std::error_code()));
         m_openButton->setEnabled(m_field->isModified());
         return;
@@ -332,7 +348,6 @@ void FolderChooser::take(const Listing &listing)
         m_toSelect.clear();
     if (!listing->links.empty())
         lookBehindLinks(listing);
-    becomeReady();
     if (!std::exchange(m_hasAskedForPictures, true))
         askForPictures();
 }
@@ -403,11 +418,10 @@ void FolderChooser::askForPictures()
                 showPlaces();
             },
     };
-    std::stop_source stop;
-    m_queue.run(this, std::move(asking), stop);
+    m_queue.run(this, std::move(asking), m_askingForPictures);
     // What the user wants to see must not wait for it.
-    QTimer::singleShot(ANSWER_TIME, this, [this, stop]() mutable {
-        stop.request_stop();
+    QTimer::singleShot(ANSWER_TIME, this, [this] {
+        m_askingForPictures.request_stop();
         m_queue.leaveBehindUnlessEnded(0ms);
     });
 }

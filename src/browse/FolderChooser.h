@@ -3,6 +3,7 @@
 
 #include "browse/FolderChoice.h"
 #include "browse/SubfolderList.h"
+#include "platform/KeyRepeat.h"
 
 #include <QDialog>
 #include <QTimer>
@@ -45,8 +46,8 @@ public:
     /// @p queue must outlive it.
     FolderChooser(BackgroundQueue &queue, QWidget *parent);
 
-    /// Reads @p folder, or if there is none, or it can't be read soon, begins at home. ready()
-    /// tells when that is decided. Called once, while the dialog is hidden.
+    /// Begins in @p folder, or if there is none, or it does not answer soon, at home. ready() tells
+    /// when that is decided. Called once, while the dialog is hidden.
     void begin(const std::optional<std::filesystem::path> &folder);
 
     [[nodiscard]] const std::filesystem::path &shownFolder() const { return m_shown; }
@@ -96,6 +97,9 @@ private:
     std::string m_toSelect;     // when that has been read
     std::stop_source m_reading; // ends that
     QTimer m_patience;          // runs until that is late
+    std::stop_source m_askingForPictures;
+    KeyRepeat m_return;
+    KeyRepeat m_letter;
     SubfolderList m_subfolders;
     QToolButton *m_upButton = nullptr; // these are the dialog's
     QLineEdit *m_field = nullptr;

@@ -4,6 +4,8 @@
 #include "browse/FolderChooser.h"
 #include "screen/Loupe.h"
 
+#include <QApplication>
+
 #include <filesystem>
 #include <optional>
 
@@ -19,6 +21,11 @@ void FolderDialog::openDialog()
         return;
     m_chooser = new FolderChooser(m_queue, m_view.window());
     connect(m_chooser, &FolderChooser::ready, this, [this] {
+        // Over a question that has been asked since, it would keep that from being answered.
+        if (QApplication::activeModalWidget()) {
+            m_chooser->reject();
+            return;
+        }
         m_loupe.zoomEnd(); // the chooser would keep the release of the mouse from us
         m_chooser->open();
     });
@@ -30,10 +37,12 @@ void FolderDialog::openDialog()
     m_chooser->begin(list.empty() ? std::nullopt : std::optional(list.front().parent_path()));
 }
 
-void FolderDialog::closeDialog()
+bool FolderDialog::closeDialog()
 {
-    if (m_chooser)
-        m_chooser->reject();
+    if (!m_chooser)
+        return false;
+    m_chooser->reject();
+    return true;
 }
 
 } // namespace tavolin

@@ -25,8 +25,8 @@ public:
     /// Lets the user choose a folder, and opens it. The chooser begins in the folder that is open
     /// if that answers soon. Does nothing while there is a chooser.
     void openDialog();
-    /// Closes the chooser, if there is one, as if the user had cancelled it.
-    void closeDialog();
+    /// Closes the chooser as if the user had cancelled it. Whether there is one.
+    bool closeDialog();
 
 private:
     Browser &m_browser;

@@ -180,6 +180,17 @@ TEST_F(FolderChooserTest, BeginsAtHomeWhereTheFolderDoesNotAnswer)
     EXPECT_EQ(timesReady, 1);
 }
 
+TEST_F(FolderChooserTest, BeginsInAFolderThatAnswersHoweverLongItTakesToRead)
+{
+    chooser->begin(home / "photos");
+    holdQueue(); // behind the answer
+    EXPECT_TRUE(waitFor([this] { return timesReady == 1; }));
+    EXPECT_EQ(chooser->shownFolder(), home / "photos");
+    EXPECT_TRUE(waitForLines({u"กำลังอ่าน..."_s}));
+    letGo();
+    EXPECT_TRUE(waitForLines({u"day 2"_s, u"day 10"_s}));
+}
+
 TEST_F(FolderChooserTest, SaysThatItReadsWhereThatTakesLong)
 {
     holdQueue();
@@ -433,6 +444,19 @@ TEST_F(FolderChooserTest, HeldLetterSelectsNothing)
     QKeyEvent held(QEvent::KeyPress, Qt::Key_P, Qt::NoModifier, u"p"_s, true);
     QCoreApplication::sendEvent(list, &held);
     EXPECT_EQ(selected(), "");
+}
+
+TEST_F(FolderChooserTest, HeldReturnOpensNothing)
+{
+    ASSERT_TRUE(begin(home.path(), {u"music"_s, u"photos"_s}));
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    for (int i = 0; i < 3; ++i) {
+        QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
+        QCoreApplication::sendEvent(list, &held);
+    }
+    EXPECT_EQ(chooser->shownFolder(), home / "music");
+    EXPECT_EQ(chosen, Paths());
 }
 
 TEST_F(FolderChooserTest, HeldArrowGoesThroughTheNames)

@@ -238,6 +238,16 @@ TEST_F(FolderOpening, DialogOpensAgainAfterItWasClosed)
     EXPECT_NE(openWithKey(), nullptr);
 }
 
+TEST_F(FolderOpening, EscapeBeforeTheDialogComesCancelsItAndQuitsNothing)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    press(Qt::Key_O);
+    press(Qt::Key_Escape);
+    ASSERT_TRUE(waitUntilClosed());
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_NE(openWithKey(), nullptr);
+}
+
 TEST_F(FolderOpening, DialogEndsTheLoupe)
 {
     ASSERT_TRUE(startOnPictures(3));

@@ -391,6 +391,37 @@ TEST_F(HangingDiskTest, EscapeLeavesTheDialogWithAPathTypedThereAndThenTheProgra
     EXPECT_EQ(m_watched->callsOnMainThread(), "");
 }
 
+TEST_F(HangingDiskTest, DialogThatWasLeftWhileThePicturesFolderHungListsFoldersAgain)
+{
+    startViewer({});
+    ASSERT_TRUE(waitUntil([this] {
+        const auto windows = m_client->windows();
+        return windows.size() == 1 && windows[0].hasKeyboard;
+    }));
+    const fs::path home = m_viewer->dataHome() / "../..";
+    fs::create_directories(home / ".config");
+    std::ofstream(home / ".config/user-dirs.dirs")
+        << "XDG_PICTURES_DIR=\"" << pathOf("photos").native() << "\"\n";
+    fs::create_directory(home / "trip");
+    fs::copy_file(elsewhere(), home / "trip/other.jpg");
+    m_watched->hang();
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    ASSERT_TRUE(m_watched->waitUntilStuck());
+    EXPECT_TRUE(escapeLeavesDialog());
+    tap(KEY_O);
+    ASSERT_TRUE(waitForDialog());
+    EXPECT_TRUE(waitUntil(
+        [this] {
+            tap(KEY_DOWN);
+            tap(KEY_ENTER); // into what is listed; and there is no picture at home
+            return shownIndex() == 7;
+        },
+        SOON));
+    EXPECT_TRUE(escapeEnds());
+    EXPECT_EQ(m_watched->callsOnMainThread(), "");
+}
+
 TEST_F(HangingDiskTest, LinkToOneKeepsNothingFromBeingListed)
 {
     fs::create_directory_symlink("/", pathOf("share"));
