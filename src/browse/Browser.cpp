@@ -361,7 +361,7 @@ void Browser::display(const DisplayPicture &picture, int index)
     m_isBetweenLists = false;
     dropSizeRead();
     m_screen.setCurrentPixelSize(picture.pixelSize);
-    m_loupe.zoomEnd(); // it holds another picture, in a frame of that one's shape
+    m_loupe.pictureArrived(); // it holds another one, in a frame of that one's shape
     m_screen.showThumb(picture);
     if (const Image &rendition = m_screen.imageLayer().rendition;
         !rendition.isSameAs(picture.rendition))

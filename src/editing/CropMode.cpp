@@ -40,11 +40,7 @@ void CropMode::enterCrop()
 {
     if (!canEnter())
         return;
-    m_with.browser.whenSizeIsKnown([this, target = m_with.browser.targetIndex()] {
-        if (target != m_with.browser.targetIndex())
-            return;
-        enterAfterUndos();
-    });
+    m_with.browser.whenSizeIsKnown([this] { enterAfterUndos(); });
 }
 
 /// While an undo is under way, one asked for meanwhile too, the picture is about to change.
@@ -86,11 +82,10 @@ void CropMode::findFullSize()
     if (!m_isFullSizeAwaited)
         return;
     m_with.editor.findFullSize([this](QSize size) {
-        if (!m_cropOverlay)
+        if (!m_cropOverlay || size.isEmpty()) // without it, nobody knows what will be saved
             return;
         m_isFullSizeAwaited = false;
-        if (!size.isEmpty())
-            m_fullSize = size;
+        m_fullSize = size;
         m_cropOverlay->update();
     });
 }
@@ -149,6 +144,7 @@ void CropMode::endCrop()
     m_cropBase = {};
     m_previewBase = {};
     m_fullSize.reset();
+    m_with.editor.dropSizeSearch();
     m_with.labels.layout(std::nullopt);
     m_with.labels.clearStatus();
 }
@@ -167,6 +163,8 @@ void CropMode::applyCrop()
     m_with.editor.crop({*sourceSize, m_cropAngle, *box}, [this](const CropResult &result) {
         if (result.picture.isNull()) {
             m_with.labels.showStatus(u"❌ ไม่สำเร็จ"_s, true);
+            if (m_with.screen.isCropping() && m_isFullSizeAwaited)
+                findFullSize(); // which the crop has ended
             return;
         }
         if (m_with.screen.isCropping()) // not after Escape

@@ -34,6 +34,8 @@ struct CropRequest
         sourceSize;   ///< Pixels that the picture has as far as the user was told, before rotation.
     double angle = 0; ///< Degrees, clockwise.
     QRectF box;       ///< In pixels of a picture of that size, rotated.
+
+    [[nodiscard]] bool operator==(const CropRequest &) const = default;
 };
 
 /// The size, in pixels, of what a picture told to have @p told is shown from, when its display

@@ -61,11 +61,29 @@ void Editor::dropEditJobs()
 {
     // The next picture must not wait for work that nobody wants any more.
     std::exchange(m_jobs, std::stop_source()).request_stop();
+    dropCrop();
+    dropSizeSearch();
     m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
+}
+
+void Editor::dropCrop()
+{
+    std::exchange(m_cropping, std::stop_source()).request_stop();
+    m_cropUnderWay.reset();
+}
+
+void Editor::dropSizeSearch()
+{
+    std::exchange(m_sizeSearch, std::stop_source()).request_stop();
 }
 
 void Editor::crop(const CropRequest &request, std::function<void(const CropResult &)> use)
 {
+    if (m_cropUnderWay == request)
+        return;
+    dropCrop(); // what the user wants is what was asked for last
+    dropSizeSearch();
+    m_cropUnderWay = request;
     m_loadQueue.run<CropResult>(
         this,
         {
@@ -79,23 +97,33 @@ void Editor::crop(const CropRequest &request, std::function<void(const CropResul
                                        request, screen, stop);
                 },
             // Of another picture, or of what has been edited or undone since, it is of no use.
-            .stillApplies = whileUnchanged(),
-            .use = std::move(use),
+            .stillApplies = whileUnchanged(m_cropping.get_token()),
+            .use =
+                [this, use = std::move(use)](const CropResult &result) {
+                    m_cropUnderWay.reset();
+                    use(result);
+                },
+            .otherwise =
+                [this, stop = m_cropping.get_token()] {
+                    if (!stop.stop_requested())
+                        m_cropUnderWay.reset();
+                },
         },
-        m_jobs);
+        m_cropping);
 }
 
-std::function<bool()> Editor::whileUnchanged() const
+std::function<bool()> Editor::whileUnchanged(const std::stop_token &stop) const
 {
-    return [this, token = m_stepsToken, index = m_browser.currentIndex(),
+    return [this, stop, token = m_stepsToken, index = m_browser.currentIndex(),
             generation = m_browser.generation()] {
-        return token == m_stepsToken && m_browser.isCurrentShown() &&
+        return !stop.stop_requested() && token == m_stepsToken && m_browser.isCurrentShown() &&
                m_browser.indexNow(index, generation) == m_browser.currentIndex();
     };
 }
 
 void Editor::findFullSize(std::function<void(QSize)> use)
 {
+    dropSizeSearch();
     m_loadQueue.run<QSize>(
         this,
         {
@@ -103,10 +131,10 @@ void Editor::findFullSize(std::function<void(QSize)> use)
                 [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
                     return reader.loadFullImage(url, FullColors::Kept, stop).size();
                 },
-            .stillApplies = whileUnchanged(),
+            .stillApplies = whileUnchanged(m_sizeSearch.get_token()),
             .use = std::move(use),
         },
-        m_jobs);
+        m_sizeSearch);
 }
 
 void Editor::record(const CropResult &result)

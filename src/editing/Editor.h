@@ -47,13 +47,16 @@ public:
     void resetEdits();
 
     /// Cuts what @p request says out of the picture, in the background, and hands the result, null
-    /// if that failed, to @p use, unless the picture or its edits have changed by then.
-    /// editSourceSize() must be known.
+    /// if that failed, to @p use, unless the picture or its edits have changed by then, or another
+    /// crop has been asked for. Does nothing where the same one is under way; ends the search for
+    /// the full size. editSourceSize() must be known.
     void crop(const CropRequest &request, std::function<void(const CropResult &)> use);
     /// Tells @p use how many pixels the full picture has that a crop cuts, where only its decode
     /// says that; empty if it can't be decoded. Never, if the picture or its edits have changed by
     /// then.
     void findFullSize(std::function<void(QSize)> use);
+    /// Nobody wants to know that any more.
+    void dropSizeSearch();
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);
 
@@ -82,13 +85,14 @@ private:
         std::chrono::steady_clock::time_point asked;
     };
 
-    [[nodiscard]] std::function<bool()> whileUnchanged() const;
+    [[nodiscard]] std::function<bool()> whileUnchanged(const std::stop_token &stop) const;
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
     void undoFinished(const Undo &undo, const EditedPicture &picture);
     void showUndone(const Undo &undo, const EditedPicture &picture);
     void tellUndone(const Undo &undo, const QString &text);
     void dropEditJobs();
+    void dropCrop();
 
     /// What waits for undos.
     struct Waiting
@@ -109,8 +113,11 @@ private:
     int m_pictureToken = 0;  // raised when the edits are dropped: undos before that don't apply
     int m_undosUnderWay = 0; // since then
     int m_stepsToken = 0;    // raised when the steps change: crops of what was before don't apply
-    std::deque<Waiting> m_afterUndos; // as it was given
-    std::stop_source m_jobs;          // ends the crops and undos under way
+    std::deque<Waiting> m_afterUndos;          // as it was given
+    std::stop_source m_jobs;                   // ends the undos under way
+    std::optional<CropRequest> m_cropUnderWay; // the newest, until it has ended
+    std::stop_source m_cropping;               // ends that
+    std::stop_source m_sizeSearch;             // ends the search for the full size
 };
 
 } // namespace tavolin

@@ -13,6 +13,12 @@ using namespace Qt::StringLiterals;
 
 namespace tavolin {
 
+namespace {
+
+constexpr QStringView ZOOMED = u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ";
+
+} // namespace
+
 void Loupe::zoomBegin(QPointF position)
 {
     if (m_screen.isCropping() || !isInside(position, m_screen.fitRect()))
@@ -31,7 +37,7 @@ void Loupe::magnify(const LoupeSubject &subject, QPointF position)
     m_zooming = true;
     m_screen.stretch(loupeFrame(m_screen.fitRect(), subject.pixelSize, position)
                          .translated(m_zoomLastP - position));
-    m_labels.showStatus(u"🔍 100% — ลากเพื่อแพน ปล่อยเพื่อกลับ"_s, false);
+    m_labels.showStatus(ZOOMED.toString(), false);
 
     dropFullImage();
     if (!subject.edited.isNull() && subject.edited.iccProfile().isEmpty()) {
@@ -79,10 +85,26 @@ void Loupe::zoomEnd()
     ++m_gesture;
     if (!m_zooming)
         return;
+    leavePicture();
+    m_labels.clearStatus();
+}
+
+void Loupe::pictureArrived()
+{
+    ++m_gesture;
+    if (!m_zooming)
+        return;
+    leavePicture();
+    // What has been said since is not about the loupe.
+    if (m_labels.statusText() == ZOOMED)
+        m_labels.clearStatus();
+}
+
+void Loupe::leavePicture()
+{
     m_zooming = false;
     dropFullImage();
     m_screen.unstretch();
-    m_labels.clearStatus();
 }
 
 } // namespace tavolin

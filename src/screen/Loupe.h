@@ -52,6 +52,8 @@ public:
     void zoomDrag(QPointF position);
     /// Returns to the fitted picture.
     void zoomEnd();
+    /// The same where another picture takes the place of the one that is magnified.
+    void pictureArrived();
     [[nodiscard]] bool isZooming() const { return m_zooming; }
 
     /// Forgets the full picture that was asked for: it belongs to a different picture.
@@ -59,6 +61,7 @@ public:
 
 private:
     void magnify(const LoupeSubject &subject, QPointF position);
+    void leavePicture();
 
     Screen &m_screen;
     Labels &m_labels;

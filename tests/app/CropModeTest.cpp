@@ -19,7 +19,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <future>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -535,6 +537,43 @@ TEST_F(CropMode, ScaleOverARawPreviewIsThatOfThePixelsThatWillBeSaved)
     viewer.reset(); // before its reader
 }
 
+/// Whose first full picture takes until nobody wants it.
+class FirstNeverComes : public PreviewReader
+{
+public:
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+                                      std::stop_token stop) const override
+    {
+        if (++m_loads == 1) {
+            std::promise<void> stopped;
+            const std::stop_callback tell(stop, [&stopped] { stopped.set_value(); });
+            stopped.get_future().wait();
+            return {};
+        }
+        return PreviewReader::loadFullImage(url, colors, std::move(stop));
+    }
+
+private:
+    mutable std::atomic<int> m_loads = 0;
+};
+
+TEST_F(CropMode, ReturnDoesNotWaitForThePixelsToBeCounted)
+{
+    const FirstNeverComes previews;
+    makeViewer(previews);
+    std::filesystem::create_directory(pictures);
+    folder.write("pictures/0.nef", pngFile(pictures::fourQuarters({400, 300})));
+    start({"--bench", pictures});
+    ASSERT_TRUE(resizeTo({800, 600}));
+    ASSERT_TRUE(waitForShown({400, 300}));
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    EXPECT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(200, 300));
+    viewer.reset(); // before its reader
+}
+
 TEST_F(CropMode, TurnedPortraitLiesWhereItsDisplayImageWouldWhateverThePreview)
 {
     ASSERT_TRUE(openPictures());
@@ -817,6 +856,22 @@ TEST_F(CropMode, CropUnderWayIsDroppedWhenWhatItWasCutFromIsUndone)
     EXPECT_EQ(shownSize(), QSize(400, 300));
     press(Qt::Key_Z, Qt::ControlModifier);
     EXPECT_EQ(statusText(), NOTHING_TO_UNDO);
+}
+
+TEST_F(CropMode, NewestOfTwoCropsIsTheOneThatIsDone)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(LEFT_HALF);
+    press(Qt::Key_Return);
+    press(Qt::Key_Escape); // it was the wrong one
+    press(Qt::Key_X);
+    setBox(TOP_HALF);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(waitForStatus(CROPPED));
+    EXPECT_EQ(shownSize(), QSize(400, 150));
+    press(Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(waitForStatus(BACK_TO_SOURCE));
 }
 
 TEST_F(CropMode, SecondReturnDoesNotCropTwice)

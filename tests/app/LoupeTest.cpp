@@ -648,5 +648,16 @@ TEST_F(SmoothLoupe, PictureThatArrivesWhileItIsHeldEndsIt)
     EXPECT_TRUE(isFitted(1));
 }
 
+TEST_F(SmoothLoupe, PictureThatArrivesLeavesANewerMessage)
+{
+    ASSERT_TRUE(startOnMap());
+    pressAt(CENTRE);
+    ASSERT_TRUE(waitForMap(CENTRE, {600, 400}));
+    viewer->labels().showStatus(QStringLiteral("🗑 ลบแล้ว"), true);
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitFor([this] { return test::numberOf(pixelAt(CENTRE)) == 1; }));
+    EXPECT_EQ(statusText(), "🗑 ลบแล้ว");
+}
+
 } // namespace
 } // namespace tavolin
