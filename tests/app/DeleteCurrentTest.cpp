@@ -264,9 +264,7 @@ TEST_F(DeleteCurrent, NeighbourThatIsBeingDecodedIsKept)
 TEST_F(DeleteCurrent, NeighboursOfTheOldListAreDecodedAnew)
 {
     ASSERT_TRUE(startOnPictures(3));
-    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
-    ASSERT_TRUE(waitFor([this] { return decoder.finishedCount() == 3; }));
-    test::serveWaitingEvents();
+    ASSERT_TRUE(prefetch(2));
     press(Qt::Key_D);
     ASSERT_TRUE(waitForShown(1));
     press(Qt::Key_Right);

@@ -29,23 +29,6 @@ protected:
                    : result;
     }
 
-    /// Lets the pause end and waits until the results of @p count decodes have been seen.
-    [[nodiscard]] bool prefetch(int count)
-    {
-        decoder.closeGate();
-        if (!pauses.end(test::PREFETCH_PAUSE))
-            return false;
-        // One by one, as results that come together are seen together.
-        for (int i = 0; i < count; ++i) {
-            const int seen = mailbox.deliveries;
-            decoder.letOneThrough();
-            if (!waitForLoads(seen + 1))
-                return false;
-        }
-        decoder.openGate();
-        return true;
-    }
-
     /// The files whose decode has begun, once all neighbours that were asked for are done.
     [[nodiscard]] Numbers allStarted()
     {

@@ -192,6 +192,22 @@ bool ViewerFixture::waitForLoads(int count) const
     return waitFor([&] { return mailbox.deliveries == count; });
 }
 
+bool ViewerFixture::prefetch(int count)
+{
+    decoder.closeGate();
+    if (!pauses.end(PREFETCH_PAUSE))
+        return false;
+    // One by one, as results that come together are seen together.
+    for (int i = 0; i < count; ++i) {
+        const int seen = mailbox.deliveries;
+        decoder.letOneThrough();
+        if (!waitForLoads(seen + 1))
+            return false;
+    }
+    decoder.openGate();
+    return true;
+}
+
 bool ViewerFixture::waitForStatus(const std::string &text) const
 {
     return waitFor([&] { return statusText() == text; });

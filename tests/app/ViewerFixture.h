@@ -143,6 +143,8 @@ protected:
     /// viewer. With neighbours decoded too, results may come more than one at a time.
     [[nodiscard]] bool waitForStarts(std::size_t count) const;
     [[nodiscard]] bool waitForLoads(int count) const;
+    /// Lets the pause end and waits until the results of @p count decodes ahead have been seen.
+    [[nodiscard]] bool prefetch(int count);
 
     /// Waits until the status line is @p text.
     [[nodiscard]] bool waitForStatus(const std::string &text) const;
