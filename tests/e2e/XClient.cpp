@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <thread>
 
 #include <linux/input-event-codes.h>
 
@@ -69,8 +70,11 @@ void XClient::tapKey(int evdevCode, std::initializer_list<int> heldKeys)
 {
     for (const int key : heldKeys)
         pressKey(key);
+    // A release and a press in the same millisecond would be taken for a repeat.
+    std::this_thread::sleep_until(m_lastTap + std::chrono::milliseconds(2));
     pressKey(evdevCode);
     releaseKey(evdevCode);
+    m_lastTap = std::chrono::steady_clock::now();
     for (const int key : heldKeys)
         releaseKey(key);
 }

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringView>
 
+#include <chrono>
 #include <initializer_list>
 #include <memory>
 #include <vector>
@@ -96,6 +97,7 @@ private:
     std::unique_ptr<_XDisplay, Close> m_display;
     int m_keyboardEvent = 0; // the type of what XKB tells
     int m_beepCount = 0;
+    std::chrono::steady_clock::time_point m_lastTap;
 };
 
 } // namespace tavolin
