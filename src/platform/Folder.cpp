@@ -2,6 +2,7 @@
 
 #include "platform/Failure.h"
 
+#include <cstdio>
 #include <optional>
 #include <utility>
 
@@ -79,6 +80,27 @@ bool hasName(int folder, const std::string &name)
     struct stat status
     {};
     return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 || errno != ENOENT;
+}
+
+bool renameToFreeName(int folder, const std::string &from, const std::string &to)
+{
+#ifdef RENAME_NOREPLACE
+    if (renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+#elif defined(RENAME_EXCL)
+    if (renameatx_np(folder, from.c_str(), folder, to.c_str(), RENAME_EXCL) == 0)
+        return true;
+    if (errno != ENOTSUP)
+        return false;
+#endif
+    // The file system can't do both at once.
+    if (hasName(folder, to)) {
+        errno = EEXIST;
+        return false;
+    }
+    return renameat(folder, from.c_str(), folder, to.c_str()) == 0;
 }
 
 Descriptor openRegularFileIn(int folder, const std::string &name)

@@ -24,6 +24,10 @@ namespace tavolin {
 /// Whether @p folder has something of this @p name, if only a link.
 [[nodiscard]] bool hasName(int folder, const std::string &name);
 
+/// Renames @p from in @p folder to @p to, unless there is something of that name; errno says why
+/// not. Where the file system can't do both at once, there may be by then.
+[[nodiscard]] bool renameToFreeName(int folder, const std::string &from, const std::string &to);
+
 /// Opens the regular file @p name in @p folder for reading; none where there is no such file, or a
 /// link in its place.
 [[nodiscard]] Descriptor openRegularFileIn(int folder, const std::string &name);

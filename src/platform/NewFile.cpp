@@ -5,7 +5,6 @@
 #include "platform/Unfinished.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace tavolin {
 
@@ -13,28 +12,6 @@ namespace {
 
 /// Bytes that a slow disk, too, takes in a moment: progress is told between them.
 constexpr std::size_t MAX_WRITE = 1 << 20;
-
-/// Renames a file in @p folder unless there is one of that name.
-bool renameToFreeName(int folder, const char *from, const char *to)
-{
-#ifdef RENAME_NOREPLACE
-    if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0)
-        return true;
-    if (errno != EINVAL && errno != ENOSYS)
-        return false;
-#elif defined(RENAME_EXCL)
-    if (renameatx_np(folder, from, folder, to, RENAME_EXCL) == 0)
-        return true;
-    if (errno != ENOTSUP)
-        return false;
-#endif
-    // The file system can't do both at once.
-    if (hasName(folder, to)) {
-        errno = EEXIST;
-        return false;
-    }
-    return renameat(folder, from, folder, to) == 0;
-}
 
 } // namespace
 
@@ -74,10 +51,9 @@ std::error_code NewFile::complete(const Progress &progress)
 
 std::error_code NewFile::place(const std::string &name, Earlier earlier)
 {
-    const char *from = m_unfinished.c_str();
-    const bool isPlaced = earlier == Earlier::Kept
-                              ? renameToFreeName(m_folder, from, name.c_str())
-                              : renameat(m_folder, from, m_folder, name.c_str()) == 0;
+    const bool isPlaced = earlier == Earlier::Kept ? renameToFreeName(m_folder, m_unfinished, name)
+                                                   : renameat(m_folder, m_unfinished.c_str(),
+                                                              m_folder, name.c_str()) == 0;
     if (!isPlaced)
         return lastError();
     m_unfinished.clear();

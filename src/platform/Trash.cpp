@@ -10,7 +10,6 @@
 
 #include <array>
 #include <climits>
-#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -89,7 +88,7 @@ bool canBeRestored(const fs::path &trashed)
 /// Moves what is @p trashed back to @p place, unless there is something again.
 bool putBack(const fs::path &trashed, const fs::path &place)
 {
-    if (renameat2(AT_FDCWD, trashed.c_str(), AT_FDCWD, place.c_str(), RENAME_NOREPLACE) != 0)
+    if (!renameToFreeName(AT_FDCWD, trashed, place))
         return false;
     unlink(infoFile(trashed).c_str());
     return true;

@@ -3,6 +3,7 @@
 #include "logic/TemporaryFolder.h"
 #include "platform/FileSystems.h"
 #include "platform/Mount.h"
+#include "platform/Refusal.h"
 #include "platform/Syncs.h"
 
 #include <gtest/gtest.h>
@@ -548,6 +549,17 @@ TEST_F(CopyThatLeadsOut, ReplacesNoFileThatAppearsMeanwhile)
               refusal);
     EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "another");
     EXPECT_EQ(namesIn(folder / "originals"), Names{"1.jpg"});
+}
+
+TEST_F(CopyThatLeadsOut, ReplacesNoFileWhereAFileSystemCantRenameOnlyToAFreeName)
+{
+    const test::Refusal refused(test::Call::RenameUnlessThere, EINVAL);
+    copy(folder.write("pictures/1.jpg", "picture"));
+    EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "picture");
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/2.jpg", "picture"), target,
+                             [&] { folder.write("originals/2.jpg", "another"); }),
+              refusal);
+    EXPECT_EQ(contentOf(folder / "originals/2.jpg"), "another");
 }
 
 TEST_F(CopyThatLeadsOut, IsNoneThroughALinkWithinTheFolder)

@@ -4,9 +4,11 @@
 #include "platform/FileSystems.h"
 #include "platform/Mount.h"
 #include "platform/OwnHome.h"
+#include "platform/Refusal.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <set>
@@ -170,22 +172,39 @@ TEST_F(MoveToTrash, FileStaysWhoseNameIsTooLongToBeWrittenDown)
     EXPECT_FALSE(fs::exists(files()) && !namesIn(files()).empty());
 }
 
-TEST_F(MoveToTrash, FileComesBackWhosePlaceIsNotWrittenDown)
+/// What moving @p file says where nothing can be written, as on a full disk.
+Failure moveOnAFullDisk(const fs::path &file)
 {
-    const auto file = folder.write("1.jpg", "picture");
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     rlimit none = limit;
-    none.rlim_cur = 0; // as on a full disk
+    none.rlim_cur = 0;
     const auto handler = std::signal(SIGXFSZ, SIG_IGN);
     setrlimit(RLIMIT_FSIZE, &none);
     const Failure failure = moveToTrash(file);
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, handler);
-    EXPECT_EQ(failure, QStringLiteral("ถังขยะจดที่เดิมของไฟล์ไม่ได้"));
+    return failure;
+}
+
+TEST_F(MoveToTrash, FileComesBackWhosePlaceIsNotWrittenDown)
+{
+    const auto file = folder.write("1.jpg", "picture");
+    EXPECT_EQ(moveOnAFullDisk(file), QStringLiteral("ถังขยะจดที่เดิมของไฟล์ไม่ได้"));
     EXPECT_EQ(contentOf(file), "picture");
     EXPECT_TRUE(namesIn(files()).empty());
     EXPECT_TRUE(namesIn(test::OwnHome::trash() / "info").empty());
+}
+
+TEST_F(MoveToTrash, FileComesBackWhereAFileSystemCantRenameOnlyToAFreeName)
+{
+    for (const int error : {EINVAL, ENOSYS}) {
+        const auto file = folder.write("1.jpg", "picture");
+        const test::Refusal refusal(test::Call::RenameUnlessThere, error);
+        EXPECT_TRUE(moveOnAFullDisk(file));
+        EXPECT_EQ(contentOf(file), "picture") << error;
+        EXPECT_TRUE(namesIn(files()).empty());
+    }
 }
 
 TEST_F(MoveToTrash, SecondOfALongNameComesBackOrCanBeRestored)
