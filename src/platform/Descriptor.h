@@ -41,6 +41,13 @@ private:
     int m_descriptor;
 };
 
+/// Whether @p error says nothing of the disk, but that a file system can't tell what that has.
+[[nodiscard]] inline bool cantTell(int error)
+{
+    return error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EPERM ||
+           error == ESPIPE;
+}
+
 /// Whether the disk has all of @p descriptor's file; errno says why not. Some network file systems
 /// can't say; they are believed. Says to @p progress how much the disk has taken, where the system
 /// can tell.
@@ -54,14 +61,20 @@ inline bool flush(int descriptor, const Progress &progress = {})
             constexpr unsigned WRITTEN =
                 SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
             // An error is told once: fsync would not see it again.
-            if (sync_file_range(descriptor, begin, PIECE, WRITTEN) != 0 && errno != EINVAL &&
-                errno != ENOSYS && errno != ESPIPE)
+            if (sync_file_range(descriptor, begin, PIECE, WRITTEN) != 0 && !cantTell(errno))
                 return false;
             progress();
         }
     }
 #endif
-    return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOSYS;
+    return fsync(descriptor) == 0 || cantTell(errno);
+}
+
+/// Whether the disk has the names in @p folder, as far as can be told; errno says why not. What it
+/// could not take is a failure, and nothing else: the names are there.
+inline bool flushFolder(int folder)
+{
+    return fsync(folder) == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
 }
 
 } // namespace tavolin

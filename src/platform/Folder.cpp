@@ -44,7 +44,7 @@ Descriptor openFolder(const std::filesystem::path &path, std::error_code &error)
         const std::string name = path.filename();
         constexpr mode_t MODE = 0777; // less what the user's mask takes away
         const bool isMade = mkdirat(above.get(), name.c_str(), MODE) == 0;
-        if (isMade ? flush(above.get()) : errno == EEXIST)
+        if (isMade ? flushFolder(above.get()) : errno == EEXIST)
             folder = Descriptor(openat(above.get(), name.c_str(), FOLDER));
     }
     error = folder.get() < 0 ? lastError() : std::error_code();

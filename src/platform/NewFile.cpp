@@ -57,7 +57,7 @@ std::error_code NewFile::place(const std::string &name, Earlier earlier)
     if (!isPlaced)
         return lastError();
     m_unfinished.clear();
-    return flush(m_folder) ? std::error_code() : lastError();
+    return flushFolder(m_folder) ? std::error_code() : lastError();
 }
 
 } // namespace tavolin

@@ -471,6 +471,29 @@ TEST_F(CopyIntoFolder, DiskHasTheNameAndTheFoldersThatWereMade)
     EXPECT_TRUE(syncs.hasPlaced(target));
 }
 
+TEST_F(CopyIntoFolder, IsDoneWhereAFileSystemCantTellWhatTheDiskHas)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    for (const int error : {EINVAL, ENOSYS, ENOTSUP, EPERM}) {
+        const test::Refusal refusal(test::Call::SyncFile, error);
+        EXPECT_EQ(copyIntoFolder(source, target), Failure()) << error;
+    }
+    for (const int error : {EINVAL, ENOSYS, ENOTSUP, EPERM, EACCES, EBADF}) {
+        const test::Refusal refusal(test::Call::SyncFolder, error);
+        EXPECT_EQ(copyIntoFolder(source, folder / std::to_string(error)), Failure()) << error;
+    }
+}
+
+TEST_F(CopyIntoFolder, FailsWhereTheDiskDoesNotTakeIt)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    for (const int error : {EIO, ENOSPC, EDQUOT})
+        for (const test::Call call : {test::Call::SyncFile, test::Call::SyncFolder}) {
+            const test::Refusal refusal(call, error);
+            EXPECT_NE(copyIntoFolder(source, target), Failure()) << error;
+        }
+}
+
 TEST_F(CopyIntoFolder, GoesIntoTheFolderThatWasLookedAt)
 {
     const auto source = folder.write("1.jpg", "picture");

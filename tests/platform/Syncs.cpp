@@ -1,9 +1,12 @@
 #include "platform/Syncs.h"
 
+#include "platform/Refusal.h"
+
 #include <algorithm>
 #include <string>
 #include <utility>
 
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -51,5 +54,11 @@ extern "C" int fsync(int descriptor)
         tavolin::test::current->add(
             std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error));
     }
+    struct stat status
+    {};
+    fstat(descriptor, &status);
+    using tavolin::test::Call;
+    if (tavolin::test::Refusal::of(S_ISDIR(status.st_mode) ? Call::SyncFolder : Call::SyncFile))
+        return -1;
     return static_cast<int>(syscall(SYS_fsync, descriptor));
 }
