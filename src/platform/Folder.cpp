@@ -25,6 +25,15 @@ std::optional<struct stat> statusOf(const std::filesystem::path &path)
     return stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
+/// Opens @p path, as seen from @p folder. One that may not be listed can still be written to.
+Descriptor openFolderAt(int folder, const char *path)
+{
+    Descriptor opened(openat(folder, path, FOLDER));
+    if (opened.get() < 0 && errno == EACCES)
+        opened = Descriptor(openat(folder, path, PLACE));
+    return opened;
+}
+
 bool isThat(int folder, const struct stat &status)
 {
     struct stat opened
@@ -36,7 +45,7 @@ bool isThat(int folder, const struct stat &status)
 
 Descriptor openFolder(const std::filesystem::path &path, std::error_code &error)
 {
-    Descriptor folder(open(path.c_str(), FOLDER));
+    Descriptor folder = openFolderAt(AT_FDCWD, path.c_str());
     if (folder.get() < 0 && errno == ENOENT && path.has_relative_path()) {
         const Descriptor above = openFolder(path.parent_path(), error);
         if (above.get() < 0)
@@ -45,7 +54,7 @@ Descriptor openFolder(const std::filesystem::path &path, std::error_code &error)
         constexpr mode_t MODE = 0777; // less what the user's mask takes away
         const bool isMade = mkdirat(above.get(), name.c_str(), MODE) == 0;
         if (isMade ? flushFolder(above.get()) : errno == EEXIST)
-            folder = Descriptor(openat(above.get(), name.c_str(), FOLDER));
+            folder = openFolderAt(above.get(), name.c_str());
     }
     error = folder.get() < 0 ? lastError() : std::error_code();
     return folder;

@@ -393,6 +393,21 @@ TEST_F(CopyIntoFolder, ReadOnlyFolderIsReportedInWords)
     EXPECT_EQ(namesIn(source.parent_path()), Names{"1.jpg"});
 }
 
+TEST_F(CopyIntoFolder, FolderThatMayNotBeListedTakesIt)
+{
+    const auto source = folder.write("1.jpg", "picture");
+    fs::create_directory(target);
+    fs::permissions(folder.path(), fs::perms(0755));
+    fs::permissions(target, fs::perms(0333));
+    {
+        const test::WithoutRoot withoutRoot;
+        copy(source);
+        copy(source);
+    }
+    fs::permissions(target, fs::perms(0755));
+    EXPECT_EQ(namesIn(target), Names{"1.jpg"});
+}
+
 TEST_F(CopyIntoFolder, SourceThatMayNotBeReadLeavesAnEarlierCopyAlone)
 {
     const auto source = folder.write("1.jpg", "picture");
