@@ -58,23 +58,27 @@ struct stat statusOf(int file)
     return status;
 }
 
-/// The times of last access and modification.
-std::array<timespec, 2> timesOf(const struct stat &status)
+/// The times of last access, modification and change.
+std::array<timespec, 3> timesOf(const struct stat &status)
 {
 #ifdef Q_OS_MACOS
-    return {status.st_atimespec, status.st_mtimespec};
+    return {status.st_atimespec, status.st_mtimespec, status.st_ctimespec};
 #else
-    return {status.st_atim, status.st_mtim};
+    return {status.st_atim, status.st_mtim, status.st_ctim};
 #endif
 }
 
-/// Whether a file that was as @p before has not been written to when it is as @p after.
+/// Whether a file that was as @p before has not been written to when it is as @p after. Whoever
+/// sets the time of modification back can't do so with that of the change.
 bool isUnchanged(const struct stat &before, const struct stat &after)
 {
-    const timespec earlier = timesOf(before)[1];
-    const timespec later = timesOf(after)[1];
-    return before.st_size == after.st_size && earlier.tv_sec == later.tv_sec &&
-           earlier.tv_nsec == later.tv_nsec;
+    const auto isSame = [](const timespec &a, const timespec &b) {
+        return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+    };
+    const auto earlier = timesOf(before);
+    const auto later = timesOf(after);
+    return before.st_size == after.st_size && isSame(earlier[1], later[1]) &&
+           isSame(earlier[2], later[2]);
 }
 
 /// Copies what @p from has to @p to, which is empty: @p bytes, where that is not more by now, as
@@ -103,10 +107,12 @@ bool copyContent(int from, int to, [[maybe_unused]] off_t bytes, const Progress 
         }
         return true;
     };
-    // The first does not work everywhere; the second goes on where that has stopped.
-    return copyWith([&](std::size_t some) {
-               return copy_file_range(from, nullptr, to, nullptr, some, 0);
-           }) ||
+    // The first does not work everywhere, and may say that it is done; the second goes on where
+    // that has stopped.
+    return (copyWith([&](std::size_t some) {
+                return copy_file_range(from, nullptr, to, nullptr, some, 0);
+            }) &&
+            bytes <= 0) ||
            copyWith([&](std::size_t some) { return sendfile(to, from, nullptr, some); });
 #endif
 }
@@ -178,7 +184,8 @@ std::optional<Failure> copyUnlessWritten(const fs::path &source, int folder,
 }
 
 /// Whether the file @p name in the open @p folder has the content of @p source.
-bool hasContentOf(const fs::path &source, int folder, const std::string &name)
+bool hasContentOf(const fs::path &source, int folder, const std::string &name,
+                  const Progress &progress)
 {
     const auto here = openRegularFile(source);
     const Descriptor there = openRegularFileIn(folder, name);
@@ -193,6 +200,7 @@ bool hasContentOf(const fs::path &source, int folder, const std::string &name)
             !std::equal(mine.begin(), mine.begin() + count, theirs.begin()))
             return false;
         at += count;
+        tell(progress);
     }
     return true;
 }
@@ -210,7 +218,7 @@ Failure copyIntoFolder(const fs::path &source, const fs::path &path, const Progr
         return u"ต้นฉบับกับสำเนาเป็นไฟล์เดียวกัน"_s;
     const bool leadsOut = !isWithin(folder.get(), source.parent_path());
     if (leadsOut && hasName(folder.get(), name))
-        return hasContentOf(source, folder.get(), name)
+        return hasContentOf(source, folder.get(), name, progress)
                    ? Failure()
                    : failureOf(std::make_error_code(std::errc::file_exists));
     const Earlier earlier = leadsOut ? Earlier::Kept : Earlier::Replaced;

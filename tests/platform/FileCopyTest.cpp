@@ -466,6 +466,29 @@ TEST_F(CopyIntoFolder, SourceThatIsWrittenToAtTheSameLengthIsCopiedAgain)
     EXPECT_EQ(contentOf(target / "1.jpg"), "new");
 }
 
+TEST_F(CopyIntoFolder, SourceThatIsWrittenToAndGivenItsTimeBackIsCopiedAgain)
+{
+    const auto source = folder.write("1.jpg", "old");
+    const auto time = fs::last_write_time(source);
+    bool hasChanged = false;
+    EXPECT_EQ(copyIntoFolder(source, target,
+                             [&] {
+                                 if (std::exchange(hasChanged, true))
+                                     return;
+                                 folder.write("1.jpg", "new");
+                                 fs::last_write_time(source, time);
+                             }),
+              Failure());
+    EXPECT_EQ(contentOf(target / "1.jpg"), "new");
+}
+
+TEST_F(CopyIntoFolder, FileSystemThatCopiesNothingAndSaysSoIsNotBelieved)
+{
+    const test::Refusal nothing(test::Call::CopyRange, 0);
+    copy(folder.write("1.jpg", "picture"));
+    EXPECT_EQ(contentOf(target / "1.jpg"), "picture");
+}
+
 TEST_F(CopyIntoFolder, SourceThatGoesOnGrowingIsRefused)
 {
     const auto source = folder.write("1.jpg", "half a pict");
@@ -571,6 +594,16 @@ TEST_F(CopyThatLeadsOut, IsDoneWhereTheSameIsThere)
     folder.write("originals/1.jpg", "picture");
     copy(folder.write("pictures/1.jpg", "picture"));
     EXPECT_EQ(contentOf(folder / "originals/1.jpg"), "picture");
+}
+
+TEST_F(CopyThatLeadsOut, TellsThatItGetsOnWhileItCompares)
+{
+    const QByteArray content = randomBytes(2'500'000);
+    folder.write("originals/1.jpg", content);
+    int told = 0;
+    EXPECT_EQ(copyIntoFolder(folder.write("pictures/1.jpg", content), target, [&] { ++told; }),
+              Failure());
+    EXPECT_GE(told, 3);
 }
 
 TEST_F(CopyThatLeadsOut, ReplacesNoLink)
