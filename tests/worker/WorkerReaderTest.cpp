@@ -23,6 +23,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -590,6 +591,16 @@ TEST_F(HostileWorker, PictureIsNoneOfOursUnlessItSaysSo)
     EXPECT_TRUE(isSaved(""));
     for (const char *lie : {"fail", "crash", "lie number=0", "truncate reply", "lie outcome=7"})
         EXPECT_FALSE(isSaved(lie)) << lie;
+}
+
+TEST_F(HostileWorker, ThatHasSeenThePictureIsNotAskedWhetherAnotherIsOurs)
+{
+    EXPECT_FALSE(full(file(note())).isNull());
+    const auto opened = openRegularFile(file(note(), "edited.jpg"));
+    ASSERT_TRUE(opened);
+    EXPECT_TRUE(reader().isSavedByViewer(opened->descriptor.get()));
+    const auto workers = noted();
+    EXPECT_EQ(std::set(workers.begin(), workers.end()).size(), 2U);
 }
 
 // --- Colours

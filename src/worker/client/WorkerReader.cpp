@@ -32,6 +32,10 @@ constexpr auto FACTS_TIME = 5s;
 /// For the system to say how a worker has ended that is gone.
 constexpr auto ENDING_TIME = 200ms;
 
+/// In the place of a folder, for a worker that has seen no picture but those that may be earlier
+/// edits: what it says may cost somebody a file. No path of a picture's folder is a relative one.
+constexpr const char *OF_EARLIER_EDITS = "earlier edits";
+
 /// A text of PhotoMetadata as UTF-8: each of its 4096 bytes may have become U+FFFD.
 constexpr std::int64_t MAX_TEXT_BYTES = std::int64_t{3} * 4096;
 
@@ -348,7 +352,8 @@ bool WorkerReader::isSavedByViewer(int file) const
     {};
     if (fstat(file, &status) != 0)
         return false;
-    return run({Role::Full, FACTS_TIME}, [&](Exchange &exchange) {
+    const Errand errand{.role = Role::Full, .limit = FACTS_TIME, .folder = OF_EARLIER_EDITS};
+    return run(errand, [&](Exchange &exchange) {
         exchange.send({.task = Task::IsSaved, .fileBytes = status.st_size}, file);
         return exchange.receive().has_value();
     });
