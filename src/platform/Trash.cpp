@@ -13,6 +13,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <sys/statvfs.h>
 #endif
 
 using namespace Qt::StringLiterals;
@@ -94,12 +96,33 @@ bool putBack(const fs::path &trashed, const fs::path &place)
     return true;
 }
 
-/// What GIO says of @p error, which is freed.
-Failure takeTrashFailure(GError *error)
+/// Why there can be no Trash for files in @p folder.
+Failure whyNoTrash(const fs::path &folder)
+{
+    struct statvfs disk
+    {};
+    const bool isKnown = statvfs(folder.c_str(), &disk) == 0;
+    if (isKnown && (disk.f_flag & ST_RDONLY) != 0)
+        return failureOf(std::make_error_code(std::errc::read_only_file_system));
+    // Some file systems don't count their blocks.
+    if (isKnown && disk.f_blocks > 0 && disk.f_bavail == 0)
+        return failureOf(std::make_error_code(std::errc::no_space_on_device));
+    return u"ดิสก์นี้ไม่มีถังขยะ"_s;
+}
+
+/// What GIO says of @p error, which is freed, at a file in @p folder.
+Failure takeTrashFailure(GError *error, const fs::path &folder)
 {
     const bool isTrashMissing = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NOT_SUPPORTED);
     Failure failure = takeFailure(error);
-    return isTrashMissing ? u"ดิสก์นี้ไม่มีถังขยะ"_s : failure;
+    return isTrashMissing ? whyNoTrash(folder) : failure;
+}
+
+/// How many bytes a name in @p folder may have.
+std::size_t longestName(const fs::path &folder)
+{
+    const long longest = pathconf(folder.c_str(), _PC_NAME_MAX);
+    return longest > 0 ? static_cast<std::size_t>(longest) : NAME_MAX;
 }
 
 } // namespace
@@ -113,12 +136,13 @@ Failure moveToTrash(const fs::path &file)
     if (!moved)
         return failureOf(error);
     // GIO would move it all the same, and remember nothing.
-    if (file.filename().native().size() + INFO_EXTENSION.size() + INFO_SUFFIX_BYTES > NAME_MAX)
+    if (file.filename().native().size() + INFO_EXTENSION.size() + INFO_SUFFIX_BYTES >
+        longestName(place.parent_path()))
         return failureOf(std::make_error_code(std::errc::filename_too_long));
     const Whereabouts whereabouts(place);
     GError *failure = nullptr;
     if (!g_file_trash(moved.get(), nullptr, &failure))
-        return takeTrashFailure(failure);
+        return takeTrashFailure(failure, place.parent_path());
     // GIO says nothing when it could not write it down, as on a full disk.
     const auto trashed = whereabouts.path();
     if (!trashed || trashed->parent_path().filename() != "files" || canBeRestored(*trashed))

@@ -154,6 +154,29 @@ TEST_F(MoveToTrash, FileStaysWhereThereCanBeNoTrash)
     EXPECT_EQ(contentOf(file), "picture");
 }
 
+TEST_F(MoveToTrash, DiskThatIsReadOnlyIsReportedAsThat)
+{
+    const auto mount = test::Mount::memory(folder.path(), 1 << 20);
+    if (!mount.error().empty())
+        GTEST_SKIP() << mount.error();
+    const auto file = folder.write("1.jpg", "picture");
+    const std::string command = "mount -o remount,ro " + folder.path().native();
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(moveToTrash(file), QStringLiteral("ดิสก์อ่านได้อย่างเดียว"));
+    EXPECT_EQ(contentOf(file), "picture");
+}
+
+TEST_F(MoveToTrash, DiskThatIsFullIsReportedAsThat)
+{
+    const auto mount = test::Mount::memory(folder.path(), 1 << 20);
+    if (!mount.error().empty())
+        GTEST_SKIP() << mount.error();
+    const auto file = folder.write("1.jpg", "picture");
+    EXPECT_ANY_THROW(folder.write("2.jpg", QByteArray(2 << 20, 'x')));
+    EXPECT_EQ(moveToTrash(file), QStringLiteral("พื้นที่เต็ม"));
+    EXPECT_EQ(contentOf(file), "picture");
+}
+
 TEST_F(MoveToTrash, LongestNameThatCanBeRestoredIs)
 {
     const std::string name(238, 'x');
