@@ -6,6 +6,7 @@
 #include "platform/FileReplacement.h"
 #include "platform/Folder.h"
 #include "platform/NewFile.h"
+#include "platform/Permissions.h"
 
 #include <algorithm>
 #include <cmath>
@@ -74,22 +75,16 @@ bool isSource(int folder, const std::string &name, const std::filesystem::path &
            isSameFile(there, here);
 }
 
-/// Writes @p content to @p place, with the permissions of @p source.
+/// Writes @p content to @p place, for those who may read and write @p source.
 std::error_code writeTo(const Place &place, std::span<const std::byte> content,
                         const std::filesystem::path &source, const Progress &progress)
 {
-    struct stat status
-    {};
-    const bool isSourceThere = stat(source.c_str(), &status) == 0;
-    constexpr mode_t PERMISSIONS = 0777;
-    NewFile file(place.folder, isSourceThere ? 0600 : 0666);
+    NewFile file(place.folder);
     if (file.get() < 0)
         return lastError();
     if (const auto error = file.write(content, progress))
         return error;
-    // Some file systems have no permissions to set.
-    if (isSourceThere && fchmod(file.get(), status.st_mode & PERMISSIONS) != 0)
-        errno = 0;
+    copyPermissions(source, file.get());
     if (const auto error = file.complete(progress))
         return error;
     return file.place(place.name, place.earlier);

@@ -39,12 +39,13 @@ inline constexpr QStringView NOT_SAVED = u"บันทึกไม่สำเ�
                             const std::optional<JpegMetadata> &metadata = {});
 
 /// Saves @p edited as editedFile() of @p source, with the metadata that @p reader finds there;
-/// without, where it finds none. The file may be read and written by those who may the source. All
-/// but writing is done before anything is asked of the disk that takes the file. Where "Edit" is a
-/// link that leads out of the source's folder, an earlier file there is only replaced when it is
-/// one of @p saves, to which this one is added, or says that this program has written it; in the
-/// source's folder itself none is. A failure is one of two texts in the user's language, with the
-/// reason where we have a word for it. Says to @p progress how it gets on.
+/// without, where it finds none. The file may be read and written by those who may the source (see
+/// copyPermissions), where that has gone by the user. All but writing is done before anything is
+/// asked of the disk that takes the file. Where "Edit" is a link that leads out of the source's
+/// folder, an earlier file there is only replaced when it is one of @p saves, to which this one is
+/// added, or says that this program has written it; in the source's folder itself none is. A
+/// failure is one of two texts in the user's language, with the reason where we have a word for it.
+/// Says to @p progress how it gets on.
 [[nodiscard]] Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &edited,
                                const std::filesystem::path &source, const Progress &progress = {});
 

@@ -16,12 +16,16 @@
 
 #include <QCryptographicHash>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 namespace tavolin {
 
@@ -391,6 +395,83 @@ TEST(SaveEdit, TheFileHasThePermissionsOfItsSource)
         EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
         EXPECT_EQ(std::filesystem::status(editedFile(source)).permissions(), permissions);
     }
+}
+
+/// One that nobody here is in.
+constexpr gid_t SOME_GROUP = 12345;
+
+mode_t permissionsOf(const std::filesystem::path &file)
+{
+    return static_cast<mode_t>(std::filesystem::status(file).permissions());
+}
+
+TEST(SaveEdit, TheFileHasTheGroupOfItsSource)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root gives files to any group";
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    ASSERT_EQ(chown(source.c_str(), static_cast<uid_t>(-1), SOME_GROUP), 0);
+    ASSERT_EQ(chmod(source.c_str(), 0660), 0);
+    EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
+    struct stat status
+    {};
+    ASSERT_EQ(stat(editedFile(source).c_str(), &status), 0);
+    EXPECT_EQ(status.st_gid, SOME_GROUP);
+    EXPECT_EQ(permissionsOf(editedFile(source)), 0660U);
+}
+
+TEST(SaveEdit, AnotherGroupMayDoWhatEverybodyMay)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root gives files to any group";
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    std::filesystem::create_directory(folder / "Edit");
+    ASSERT_EQ(chmod((folder / "Edit").c_str(), 0777), 0);
+    ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    ASSERT_EQ(chown(source.c_str(), static_cast<uid_t>(-1), SOME_GROUP), 0);
+    ASSERT_EQ(chmod(source.c_str(), 0664), 0);
+    {
+        const WithoutRoot withoutRoot;
+        EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
+    }
+    EXPECT_EQ(permissionsOf(editedFile(source)), 0644U);
+}
+
+TEST(SaveEdit, OnlyTheUserMayReadTheEditOfASourceThatHasGone)
+{
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    EXPECT_EQ(save(noiseImage({60, 40}), source, [&] { std::filesystem::remove(source); }),
+              Failure());
+    EXPECT_EQ(permissionsOf(editedFile(source)), 0600U);
+}
+
+TEST(SaveEdit, TheFileHasTheAccessListOfItsSource)
+{
+    // Version 2; tag, permissions and number each: the owner writes, user 1000 reads, the group
+    // reads, nobody may more than read, others may nothing.
+    constexpr std::string_view LIST{"\2\0\0\0"
+                                    "\1\0\6\0\xff\xff\xff\xff"
+                                    "\2\0\4\0\xe8\3\0\0"
+                                    "\4\0\4\0\xff\xff\xff\xff"
+                                    "\x10\0\4\0\xff\xff\xff\xff"
+                                    "\x20\0\0\0\xff\xff\xff\xff",
+                                    44};
+    constexpr const char *NAME = "system.posix_acl_access";
+    const TemporaryFolder folder;
+    const auto source = folder.write("picture.jpg", photo());
+    if (setxattr(source.c_str(), NAME, LIST.data(), LIST.size(), 0) != 0)
+        GTEST_SKIP() << "no access lists on this file system";
+    const auto listOf = [](const std::filesystem::path &file) {
+        std::string list(1000, '\0');
+        list.resize(static_cast<std::size_t>(
+            std::max<ssize_t>(0, getxattr(file.c_str(), NAME, list.data(), list.size()))));
+        return list;
+    };
+    EXPECT_EQ(save(noiseImage({60, 40}), source), Failure());
+    EXPECT_EQ(listOf(editedFile(source)), LIST);
 }
 
 /// A folder of pictures whose "Edit" is a link to somebody's originals.
