@@ -350,6 +350,15 @@ TEST(CarriedMetadata, IptcOfATiffGoesOverByteForByte)
     EXPECT_EQ(resourcesCarriedFrom(tiff(0x8649, iptc)), iptc);
 }
 
+TEST(CarriedMetadata, IptcThatLiesInSeveralResourcesIsWrittenAnew)
+{
+    // Exiv2 puts them together.
+    const QByteArray iptc = dataSet(120, "sunrise");
+    EXPECT_EQ(resourcesCarriedFrom(
+                  jpegWithResources(resource(4, 4, iptc.first(8)) + resource(4, 4, iptc.mid(8)))),
+              resource(4, 4, iptc));
+}
+
 TEST(CarriedMetadata, IptcsPreviewIsLeftBehindAndTheRestIsAsItWas)
 {
     const QByteArray preview = dataSet(200, "1") + dataSet(201, "1") + dataSet(202, "a picture");

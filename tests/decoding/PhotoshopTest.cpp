@@ -95,6 +95,14 @@ TEST(CarriedResources, ZerosBehindTheDataSetsAreKept)
     EXPECT_EQ(carriedResources(iptc, NO_LIMIT), iptc);
 }
 
+TEST(CarriedResources, BytesBetweenTheDataSetsAreLeftOutAndNothingElse)
+{
+    const QByteArray iptc = "ab" + dataSet(5, "name") + QByteArray(3, '\0') + dataSet(120, "text") +
+                            "c" + dataSet(202, "a picture") + dataSet(90, "city");
+    EXPECT_EQ(carriedResources(resource(IPTC, iptc), NO_LIMIT),
+              iptcResource(dataSet(5, "name") + dataSet(120, "text") + dataSet(90, "city")));
+}
+
 TEST(CarriedResources, PreviewBehindADamagedDataSetIsLeftOut)
 {
     const QByteArray damaged("\x1c\2\5\x7f\xff", 5);
@@ -128,8 +136,9 @@ TEST(CarriedResources, NoiseDoesNoHarm)
 
 TEST(HasIptc, OnlyWhereThereIsSome)
 {
-    EXPECT_TRUE(hasIptc(resource(ADDRESS, "a") + resource(IPTC, "b")));
+    EXPECT_TRUE(hasIptc(resource(ADDRESS, "a") + resource(IPTC, dataSet(5, "name"))));
     EXPECT_FALSE(hasIptc(resource(ADDRESS, "a")));
+    EXPECT_FALSE(hasIptc(resource(IPTC, "no data set")));
     EXPECT_FALSE(hasIptc({}));
 }
 

@@ -269,7 +269,8 @@ QByteArray storedBytes(const Exiv2::ExifData &exif, const char *key, Exiv2::Byte
 }
 
 /// The Photoshop resources of @p image, among them its IPTC data: as they are stored, where
-/// @p stored or a TIFF stream has them. Exiv2 writes some of IPTC's values in its own way.
+/// @p stored or a TIFF stream has them and we can read them. Exiv2 writes some of IPTC's values in
+/// its own way.
 QByteArray resourcesOf(const Exiv2::Image &image, const StoredMetadata &stored)
 {
     QByteArray resources = stored.resources;
@@ -277,10 +278,10 @@ QByteArray resourcesOf(const Exiv2::Image &image, const StoredMetadata &stored)
         resources = storedBytes(image.exifData(), "Exif.Image.ImageResources", image.byteOrder());
     if (hasIptc(resources))
         return resources;
-    if (const QByteArray iptc =
-            storedBytes(image.exifData(), "Exif.Image.IPTCNAA", image.byteOrder());
-        !iptc.isEmpty())
-        return iptcResource(iptc) + resources;
+    const QByteArray inTiff =
+        iptcResource(storedBytes(image.exifData(), "Exif.Image.IPTCNAA", image.byteOrder()));
+    if (hasIptc(inTiff))
+        return inTiff + resources;
     if (image.iptcData().empty())
         return resources;
     const Exiv2::DataBuf iptc = Exiv2::IptcParser::encode(image.iptcData());

@@ -87,7 +87,8 @@ bool isLeftBehind(const Resource &resource)
 }
 
 /// The data sets of @p iptc (IPTC-NAA Information Interchange Model 4.2, 1.5), and behind them what
-/// is none: usually nothing, or zeros.
+/// is none: usually nothing, or zeros. Some programs leave other bytes between them, which are left
+/// out.
 std::vector<QByteArray> dataSetsIn(const QByteArray &iptc)
 {
     constexpr char MARK = 0x1c;
@@ -95,7 +96,11 @@ std::vector<QByteArray> dataSetsIn(const QByteArray &iptc)
     constexpr quint16 IS_LONG = 0x8000;
     std::vector<QByteArray> sets;
     qsizetype at = 0;
-    while (iptc.size() - at >= HEAD_BYTES && iptc[at] == MARK) {
+    while (true) {
+        const qsizetype next = iptc.indexOf(MARK, at);
+        if (next < 0 || iptc.size() - next < HEAD_BYTES)
+            break;
+        at = next;
         qsizetype begin = at + HEAD_BYTES;
         qsizetype length = qFromBigEndian<quint16>(iptc.constData() + at + 3);
         if ((length & IS_LONG) != 0) { // so many bytes have the length
@@ -177,8 +182,9 @@ QByteArray carriedResources(const QByteArray &resources, qsizetype limit)
 
 bool hasIptc(const QByteArray &resources)
 {
-    return std::ranges::any_of(resourcesIn(resources),
-                               [](const Resource &resource) { return resource.number == IPTC; });
+    return std::ranges::any_of(resourcesIn(resources), [](const Resource &resource) {
+        return resource.number == IPTC && dataSetsIn(resource.content()).size() > 1;
+    });
 }
 
 QByteArray iptcResource(const QByteArray &iptc)

@@ -13,7 +13,7 @@ namespace tavolin {
 /// those lose their largest data sets then.
 [[nodiscard]] QByteArray carriedResources(const QByteArray &resources, qsizetype limit);
 
-/// Whether @p resources have IPTC data.
+/// Whether @p resources have IPTC data, one data set at least.
 [[nodiscard]] bool hasIptc(const QByteArray &resources);
 
 /// The resource that holds the IPTC data @p iptc.
