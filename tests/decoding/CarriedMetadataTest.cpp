@@ -444,6 +444,25 @@ QByteArray xmpPacket(const QByteArray &properties)
            properties + "/></rdf:RDF></x:xmpmeta>";
 }
 
+/// The further @p packet as it lies in a JPEG, in segments of at most @p most bytes, of which
+/// @p count are there.
+QByteArray xmpSegments(const QByteArray &packet, qsizetype most, int count = 99)
+{
+    const QByteArray digest =
+        QCryptographicHash::hash(packet, QCryptographicHash::Md5).toHex().toUpper();
+    QByteArray segments;
+    for (qsizetype at = 0; at < packet.size() && count > 0; at += most, --count) {
+        const QByteArray content = QByteArray("http://ns.adobe.com/xmp/extension/\0", 35) + digest +
+                                   bigEndian32(packet.size()) + bigEndian32(at) +
+                                   packet.mid(at, most);
+        segments += "\xff\xe1" + bigEndian32(content.size() + 2).mid(2) + content;
+    }
+    return segments;
+}
+
+/// Where segments can be put into a JPEG.
+constexpr qsizetype BEHIND_JFIF = 20;
+
 /// A JPEG with a rating of 4 in its packet, and a further one with @p properties in segments of at
 /// most @p most bytes, of which @p count are there.
 QByteArray jpegWithMoreXmp(const QByteArray &properties, qsizetype most = 60'000, int count = 99)
@@ -454,15 +473,7 @@ QByteArray jpegWithMoreXmp(const QByteArray &properties, qsizetype most = 60'000
     QByteArray jpeg =
         writeJpeg(flatImage({16, 16}, GREY), 95,
                   {.xmp = xmpPacket("xmp:Rating='4' xmpNote:HasExtendedXMP='" + digest + "'")});
-    constexpr qsizetype BEHIND_JFIF = 20;
-    QByteArray segments;
-    for (qsizetype at = 0; at < further.size() && count > 0; at += most, --count) {
-        const QByteArray content = QByteArray("http://ns.adobe.com/xmp/extension/\0", 35) + digest +
-                                   bigEndian32(further.size()) + bigEndian32(at) +
-                                   further.mid(at, most);
-        segments += "\xff\xe1" + bigEndian32(content.size() + 2).mid(2) + content;
-    }
-    jpeg.insert(BEHIND_JFIF, segments);
+    jpeg.insert(BEHIND_JFIF, xmpSegments(further, most, count));
     return jpeg;
 }
 
@@ -498,6 +509,34 @@ TEST(CarriedMetadata, XmpInFurtherSegmentsIsLeftOutWhereItDoesNotFit)
     EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
     EXPECT_EQ(values.at("Xmp.xmp.Label"), "Red");
     EXPECT_FALSE(values.contains("Xmp.dc.source"));
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsIsThatWhichTheFirstPacketNames)
+{
+    // Whatever the order in which they are found.
+    for (const char *label : {"Blue", "Green", "Brown", "Grey"}) {
+        QByteArray jpeg = jpegWithMoreXmp("xmp:Label='Red'");
+        jpeg.insert(BEHIND_JFIF,
+                    xmpSegments(xmpPacket(QByteArray("xmp:Label='") + label + '\''), 60'000));
+        EXPECT_EQ(carriedFrom(jpeg).at("Xmp.xmp.Label"), "Red") << label;
+    }
+}
+
+TEST(CarriedMetadata, XmpInFurtherSegmentsOfMoreThanAMegabyteIsLeftBehindAndNothingElse)
+{
+    const QByteArray comment(60'000, 'c');
+    for (const int bytes : {2'000'000, 5'000'000}) {
+        QByteArray jpeg =
+            jpegWithMoreXmp("xmp:Label='Red' dc:source='" + QByteArray(bytes, 'x') + '\'');
+        jpeg.insert(jpeg.indexOf("\xff\xdb"),
+                    "\xff\xfe" + bigEndian32(comment.size() + 2).mid(2) + comment);
+        const auto metadata = carriedMetadata(fileOf(jpeg), NEW_SIZE);
+        ASSERT_TRUE(metadata);
+        const auto values = valuesIn(*metadata);
+        EXPECT_EQ(values.at("Xmp.xmp.Rating"), "4");
+        EXPECT_FALSE(values.contains("Xmp.xmp.Label"));
+        EXPECT_EQ(metadata->comments, std::vector<QByteArray>{comment});
+    }
 }
 
 TEST(CarriedMetadata, DepthMapsInFurtherSegmentsAreLeftBehind)

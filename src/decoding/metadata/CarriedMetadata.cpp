@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <numeric>
 #include <set>
 #include <string>
@@ -288,30 +289,33 @@ QByteArray resourcesOf(const Exiv2::Image &image, const StoredMetadata &stored)
     return iptcResource(bytes(exiv2::bytesOf(iptc), exiv2::sizeOf(iptc))) + resources;
 }
 
-/// The XMP of @p image with that of @p extension, a further packet.
-Exiv2::XmpData wholeXmp(const Exiv2::Image &image, const QByteArray &extension)
+/// Adds the values of @p other with keys that @p data has none of.
+template <typename Data>
+void addMissing(Data &data, const Data &other)
+{
+    std::set<std::string> keys;
+    for (const auto &datum : data)
+        keys.insert(datum.key());
+    for (const auto &datum : other)
+        if (!keys.contains(datum.key()))
+            data.add(datum);
+}
+
+/// The XMP of @p image, with that of the further packet that it names, if @p packets have it.
+Exiv2::XmpData wholeXmp(const Exiv2::Image &image, const std::map<QByteArray, QByteArray> &packets)
 try {
     Exiv2::XmpData whole = image.xmpData();
+    const auto name = whole.findKey(Exiv2::XmpKey("Xmp.xmpNote.HasExtendedXMP"));
+    if (name == whole.end())
+        return whole;
+    const auto packet = packets.find(QByteArray::fromStdString(name->toString()));
     Exiv2::XmpData more;
-    if (!extension.isEmpty() && isTameXmp(extension) &&
-        Exiv2::XmpParser::decode(more, extension.toStdString()) == 0)
-        for (const Exiv2::Xmpdatum &datum : more)
-            if (whole.findKey(Exiv2::XmpKey(datum.key())) == whole.end())
-                whole.add(datum);
+    if (packet != packets.end() && isTameXmp(packet->second) &&
+        Exiv2::XmpParser::decode(more, packet->second.toStdString()) == 0)
+        addMissing(whole, more);
     return whole;
 } catch (const exiv2::Error &) { // at the further packet
     return image.xmpData();
-}
-
-/// Adds the values of @p other with keys that @p exif has none of.
-void addMissing(Exiv2::ExifData &exif, const Exiv2::ExifData &other)
-{
-    std::set<std::string> keys;
-    for (const Exiv2::Exifdatum &datum : exif)
-        keys.insert(datum.key());
-    for (const Exiv2::Exifdatum &datum : other)
-        if (!keys.contains(datum.key()))
-            exif.add(datum);
 }
 
 JpegMetadata encoded(const Exiv2::Image &image, const StoredMetadata &stored, QSize newSize)

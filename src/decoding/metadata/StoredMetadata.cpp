@@ -28,6 +28,8 @@ constexpr std::string_view EXTENSION_HEADER{"http://ns.adobe.com/xmp/extension/"
 
 /// Far above the resources and comments of honest files.
 constexpr qsizetype MAX_BYTES = 4 << 20;
+/// Of further packets of XMP. Larger ones are maps and pictures, of which nothing is carried over.
+constexpr qsizetype MAX_EXTENSION_BYTES = 1 << 20;
 
 /// A density by which both sides can be multiplied to get the same; none where JFIF can't say it.
 std::optional<PixelDensity> checkedDensity(unsigned unit, std::uint64_t x, std::uint64_t y)
@@ -55,18 +57,19 @@ public:
         m_packets[piece.first(DIGEST_BYTES)].emplace(place, piece.mid(HEAD_BYTES));
     }
 
-    /// The first packet that is whole.
-    [[nodiscard]] QByteArray packet() const
+    /// The packets that are whole, by their digests.
+    [[nodiscard]] std::map<QByteArray, QByteArray> packets() const
     {
+        std::map<QByteArray, QByteArray> packets;
         for (const auto &[digest, pieces] : m_packets) {
             QByteArray whole;
             for (const auto &piece : pieces)
                 whole += piece.second;
             if (QCryptographicHash::hash(whole, QCryptographicHash::Md5).toHex() ==
                 digest.toLower())
-                return whole;
+                packets.emplace(digest, whole);
         }
-        return {};
+        return packets;
     }
 
 private:
@@ -78,35 +81,38 @@ StoredMetadata readJpeg(FieldReader &fields)
     StoredMetadata found;
     ExtendedXmp xmp;
     qsizetype left = MAX_BYTES;
-    // The content behind a header; nothing where there is another.
-    const auto contentBehind = [&](std::string_view header, const JpegSegment &segment) {
+    qsizetype extensionLeft = MAX_EXTENSION_BYTES;
+    // The content behind a header, which is taken off the bytes that are left; nothing where there
+    // is another.
+    const auto contentBehind = [&](std::string_view header, const JpegSegment &segment,
+                                   qsizetype &budget) {
         const auto headerBytes = static_cast<std::int64_t>(header.size());
         const bool isThat =
-            segment.bytes > headerBytes && left >= segment.bytes &&
+            segment.bytes > headerBytes && budget >= segment.bytes &&
             hasText(fields.bytes(segment.begin, std::max<std::size_t>(header.size(), 1)), header);
         if (!isThat)
             return QByteArray();
-        left -= segment.bytes;
+        budget -= segment.bytes;
         return fields.file().bytesAt(segment.begin + headerBytes, segment.bytes - headerBytes);
     };
     walkJpegSegments(fields, 0, [&](const JpegSegment &segment) {
         if (segment.marker == APP0 && !found.density) {
             // Behind the header: two bytes for the version, one for the unit, two each.
-            if (const QByteArray jfif = contentBehind(JFIF_HEADER, segment); jfif.size() >= 7)
+            if (const QByteArray jfif = contentBehind(JFIF_HEADER, segment, left); jfif.size() >= 7)
                 found.density = checkedDensity(static_cast<unsigned char>(jfif[2]),
                                                qFromBigEndian<quint16>(jfif.constData() + 3),
                                                qFromBigEndian<quint16>(jfif.constData() + 5));
         } else if (segment.marker == APP1) {
-            xmp.add(contentBehind(EXTENSION_HEADER, segment));
+            xmp.add(contentBehind(EXTENSION_HEADER, segment, extensionLeft));
         } else if (segment.marker == APP13) {
-            found.resources += contentBehind(PHOTOSHOP_HEADER, segment);
+            found.resources += contentBehind(PHOTOSHOP_HEADER, segment, left);
         } else if (segment.marker == COM) {
-            if (QByteArray comment = contentBehind({}, segment); !comment.isEmpty())
+            if (QByteArray comment = contentBehind({}, segment, left); !comment.isEmpty())
                 found.comments.push_back(std::move(comment));
         }
         return true;
     });
-    found.extendedXmp = xmp.packet();
+    found.extendedXmp = xmp.packets();
     return found;
 }
 

@@ -7,6 +7,7 @@
 
 #include <QByteArray>
 
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -17,8 +18,9 @@ struct StoredMetadata
 {
     /// The Photoshop resources of a JPEG, one behind the other (see Photoshop.h).
     QByteArray resources;
-    /// The further packet of XMP that a JPEG has, where all of it is there.
-    QByteArray extendedXmp;
+    /// The further packets of XMP that a JPEG has, where they are whole and a megabyte together at
+    /// most, by their digests as the file writes them.
+    std::map<QByteArray, QByteArray> extendedXmp;
     /// A JPEG's, those that are not empty.
     std::vector<QByteArray> comments;
     /// Of a JPEG's JFIF header or a PNG.
