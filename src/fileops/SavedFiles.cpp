@@ -1,10 +1,13 @@
 #include "fileops/SavedFiles.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace tavolin {
 
-SavedFiles::Identity SavedFiles::identityOf(const struct stat &status)
+namespace {
+
+FileIdentity identityFrom(const struct stat &status)
 {
 #ifdef __APPLE__
     const timespec time = status.st_mtimespec;
@@ -14,24 +17,34 @@ SavedFiles::Identity SavedFiles::identityOf(const struct stat &status)
     return {status.st_dev, status.st_ino, status.st_size, time.tv_sec, time.tv_nsec};
 }
 
-void SavedFiles::add(int folder, const std::string &name)
+} // namespace
+
+std::optional<FileIdentity> identityOf(int file)
 {
     struct stat status
     {};
-    if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
-        return;
-    const std::lock_guard guard(m_mutex);
-    m_files.insert(identityOf(status));
+    return fstat(file, &status) == 0 ? std::optional(identityFrom(status)) : std::nullopt;
 }
 
-bool SavedFiles::contains(int file) const
+std::optional<FileIdentity> identityIn(int folder, const std::string &name)
 {
     struct stat status
     {};
-    if (fstat(file, &status) != 0)
-        return false;
+    return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0
+               ? std::optional(identityFrom(status))
+               : std::nullopt;
+}
+
+void SavedFiles::add(const FileIdentity &file)
+{
     const std::lock_guard guard(m_mutex);
-    return m_files.contains(identityOf(status));
+    m_files.insert(file);
+}
+
+bool SavedFiles::contains(const FileIdentity &file) const
+{
+    const std::lock_guard guard(m_mutex);
+    return m_files.contains(file);
 }
 
 } // namespace tavolin

@@ -3,33 +3,38 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
 
-#include <sys/stat.h>
-
 namespace tavolin {
 
-/// Knows the files by what the file system knows them by, and when they were written: one that
-/// somebody else has written to or put in the place of one is none of them any more.
+/// What the file system knows a file by, and when it was written: disk, number there, length and
+/// time of writing. A file that somebody else has written to, or put in the place of one, has
+/// another.
+using FileIdentity =
+    std::tuple<std::uint64_t, std::uint64_t, std::int64_t, std::int64_t, std::int64_t>;
+
+/// That of the open @p file; nothing where the system can't tell.
+[[nodiscard]] std::optional<FileIdentity> identityOf(int file);
+
+/// That of what is called @p name in the open @p folder, if only a link; nothing where there is
+/// nothing.
+[[nodiscard]] std::optional<FileIdentity> identityIn(int folder, const std::string &name);
+
+/// Knows the files that were saved as they were then.
 class SavedFiles
 {
 public:
-    /// Takes note of the file @p name in the open @p folder, which has just been written.
-    void add(int folder, const std::string &name);
-    /// Whether the open @p file is one of them.
-    [[nodiscard]] bool contains(int file) const;
+    /// Takes note of a file that has just been written.
+    void add(const FileIdentity &file);
+    /// Whether that is one of them, as it was written.
+    [[nodiscard]] bool contains(const FileIdentity &file) const;
 
 private:
-    /// Disk, number there, length and time of writing.
-    using Identity =
-        std::tuple<std::uint64_t, std::uint64_t, std::int64_t, std::int64_t, std::int64_t>;
-
-    static Identity identityOf(const struct stat &status);
-
     mutable std::mutex m_mutex;
-    std::set<Identity> m_files;
+    std::set<FileIdentity> m_files;
 };
 
 } // namespace tavolin

@@ -47,21 +47,35 @@ struct Place
     int folder; ///< Open.
     std::string name;
     Earlier earlier;
+    /// The one that may be replaced, where others may not.
+    std::optional<FileIdentity> known = {};
 };
 
-/// What becomes of an earlier file @p name in the open @p folder; nothing where it must not be
+/// Where the file @p name goes in the open @p folder; nothing where an earlier one must not be
 /// touched.
-std::optional<Earlier> ruleFor(const PictureReader &reader, const SavedFiles &saves, int folder,
-                               const std::string &name, const std::filesystem::path &source)
+std::optional<Place> placeFor(const PictureReader &reader, const SavedFiles &saves, int folder,
+                              const std::string &name, const std::filesystem::path &source)
 {
     if (isWithin(folder, source.parent_path()))
-        return Earlier::Replaced;
+        return Place{folder, name, Earlier::Replaced};
     if (!hasName(folder, name))
-        return Earlier::Kept;
+        return Place{folder, name, Earlier::Kept};
     const Descriptor earlier = openRegularFileIn(folder, name);
-    const bool isOurs = earlier.get() >= 0 &&
-                        (saves.contains(earlier.get()) || reader.isSavedByViewer(earlier.get()));
-    return isOurs ? std::optional(Earlier::Replaced) : std::nullopt;
+    const auto known = identityOf(earlier.get());
+    const bool isOurs = known && (saves.contains(*known) || reader.isSavedByViewer(earlier.get()));
+    return isOurs ? std::optional(Place{folder, name, Earlier::Replaced, known}) : std::nullopt;
+}
+
+/// The rule for what has the name by now: seconds have gone since it was looked at. Nothing where
+/// that must not be touched.
+std::optional<Earlier> ruleFor(const Place &place)
+{
+    if (!place.known)
+        return place.earlier;
+    const auto now = identityIn(place.folder, place.name);
+    if (!now)
+        return Earlier::Kept;
+    return now == place.known ? std::optional(place.earlier) : std::nullopt;
 }
 
 /// Whether what is called @p name in the open @p folder is @p source, or leads to it.
@@ -75,9 +89,11 @@ bool isSource(int folder, const std::string &name, const std::filesystem::path &
            isSameFile(there, here);
 }
 
-/// Writes @p content to @p place, for those who may read and write @p source.
+/// Writes @p content to @p place, for those who may read and write @p source, and adds it to
+/// @p saves.
 std::error_code writeTo(const Place &place, std::span<const std::byte> content,
-                        const std::filesystem::path &source, const Progress &progress)
+                        const std::filesystem::path &source, SavedFiles &saves,
+                        const Progress &progress)
 {
     NewFile file(place.folder);
     if (file.get() < 0)
@@ -85,9 +101,17 @@ std::error_code writeTo(const Place &place, std::span<const std::byte> content,
     if (const auto error = file.write(content, progress))
         return error;
     copyPermissions(source, file.get());
+    // Of the file itself: what has the name afterwards could be another.
+    const auto written = identityOf(file.get());
     if (const auto error = file.complete(progress))
         return error;
-    return file.place(place.name, place.earlier);
+    const auto earlier = ruleFor(place);
+    if (!earlier)
+        return std::make_error_code(std::errc::file_exists);
+    const auto error = file.place(place.name, *earlier);
+    if (!error && written)
+        saves.add(*written);
+    return error;
 }
 
 } // namespace
@@ -133,14 +157,11 @@ Failure saveEdit(const PictureReader &reader, SavedFiles &saves, const Image &ed
         // too, as the JPEG that a camera wrote beside its raw file.
         if (isSource(folder.get(), name, source) || isFolderAt(folder.get(), source.parent_path()))
             return NOT_SAVED.toString();
-        const auto earlier = ruleFor(reader, saves, folder.get(), name, source);
-        if (!earlier)
+        const auto place = placeFor(reader, saves, folder.get(), name, source);
+        if (!place)
             return because(NOT_SAVED, std::make_error_code(std::errc::file_exists));
-        error = writeTo({folder.get(), name, *earlier}, bytesOf(jpeg), source, progress);
-        if (error)
-            return because(NOT_SAVED, error);
-        saves.add(folder.get(), name);
-        return {};
+        error = writeTo(*place, bytesOf(jpeg), source, saves, progress);
+        return error ? because(NOT_SAVED, error) : Failure();
     } catch (const std::exception &) { // lack of memory
         return NOT_SAVED.toString();
     }

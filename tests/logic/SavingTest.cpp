@@ -556,6 +556,49 @@ TEST_F(EditLeadsOut, AFileThatAppearsMeanwhileStays)
     EXPECT_EQ(namesIn(folder / "originals"), std::set<std::string>{"picture.jpg"});
 }
 
+/// Notes when it has been asked whether a picture is an earlier edit.
+class Asked : public InProcessReader
+{
+public:
+    [[nodiscard]] bool isSavedByViewer(int file) const override
+    {
+        isAsked = true;
+        return InProcessReader::isSavedByViewer(file);
+    }
+    mutable bool isAsked = false;
+};
+
+TEST_F(EditLeadsOut, AFileThatTakesThePlaceOfAnEditMeanwhileStays)
+{
+    ASSERT_EQ(save(noiseImage({60, 40}), source), Failure());
+    const auto other = folder.write("other.jpg", photo(3));
+    const Asked reader;
+    SavedFiles saves;
+    EXPECT_EQ(saveEdit(reader, saves, noiseImage({80, 40}), source,
+                       [&] {
+                           std::error_code movedBefore;
+                           if (reader.isAsked)
+                               std::filesystem::rename(other, there, movedBefore);
+                       }),
+              refusal);
+    EXPECT_EQ(contentOf(there), photo(3));
+    EXPECT_EQ(namesIn(folder / "originals"), std::set<std::string>{"picture.jpg"});
+}
+
+TEST_F(EditLeadsOut, AnEditThatGoesMeanwhileIsNoHindrance)
+{
+    ASSERT_EQ(save(noiseImage({60, 40}), source), Failure());
+    const Asked reader;
+    SavedFiles saves;
+    EXPECT_EQ(saveEdit(reader, saves, noiseImage({80, 40}), source,
+                       [&] {
+                           if (reader.isAsked)
+                               std::filesystem::remove(there);
+                       }),
+              Failure());
+    EXPECT_EQ(readPixelSize(there), QSize(80, 40));
+}
+
 TEST(SaveEdit, GoesIntoTheFolderThatWasLookedAt)
 {
     const TemporaryFolder folder;
