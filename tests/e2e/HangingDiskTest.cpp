@@ -7,6 +7,7 @@
 #include "pictures/Writing.h"
 
 #include <chrono>
+#include <fstream>
 #include <functional>
 
 #include <linux/input-event-codes.h>
