@@ -6,8 +6,9 @@ namespace tavolin {
 
 bool hasText(ByteSpan bytes, std::string_view text, std::size_t at)
 {
+    // memcmp must not get null, even for no bytes.
     return at <= bytes.size() && text.size() <= bytes.size() - at &&
-           std::memcmp(bytes.data() + at, text.data(), text.size()) == 0;
+           (text.empty() || std::memcmp(bytes.data() + at, text.data(), text.size()) == 0);
 }
 
 ByteSpan FieldReader::bytes(std::int64_t offset, std::size_t count)
