@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 namespace tavolin {
 
@@ -14,6 +15,16 @@ namespace {
 double radians(double degrees)
 {
     return degrees * std::numbers::pi / 180;
+}
+
+/// @p inscribed, which is not larger than a picture's diagonal, with both sides truncated; empty
+/// where one would be less than 2.
+std::optional<QSize> wholePixels(QSizeF inscribed)
+{
+    // Written so that what is no number fails too.
+    if (!(inscribed.width() >= 2 && inscribed.height() >= 2))
+        return std::nullopt;
+    return QSize(static_cast<int>(inscribed.width()), static_cast<int>(inscribed.height()));
 }
 
 } // namespace
@@ -50,22 +61,17 @@ QSizeF inscribedSize(QSizeF size, double degrees)
 
 QSize inscribedPixels(QSize size, double degrees)
 {
-    const QSizeF inscribed = inscribedSize(size, degrees);
-    // Written so that what is no number fails too.
-    if (!(inscribed.width() >= 2 && inscribed.height() >= 2))
-        return size;
-    // Not larger than the picture's diagonal, so the sides are whole numbers of this type.
-    return {static_cast<int>(inscribed.width()), static_cast<int>(inscribed.height())};
+    return wholePixels(inscribedSize(size, degrees)).value_or(size);
 }
 
 Image rotateInscribed(const Image &image, double degrees)
 {
     if (!isRotationVisible(degrees))
         return image;
-    const QSizeF inscribed = inscribedSize(image.size(), degrees);
-    if (!(inscribed.width() >= 2 && inscribed.height() >= 2))
+    const auto size = wholePixels(inscribedSize(image.size(), degrees));
+    if (!size)
         return image;
-    const Image result = rotated(image, degrees, inscribedPixels(image.size(), degrees));
+    const Image result = rotated(image, degrees, *size);
     return result.isNull() ? image : result;
 }
 

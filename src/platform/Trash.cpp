@@ -36,7 +36,7 @@ namespace {
 namespace fs = std::filesystem;
 
 /// What the Trash knows of a file lies beside it, under its name with this behind (FreeDesktop.org
-/// Trash specification 1.0).
+/// Trash 1.0).
 constexpr std::string_view INFO_EXTENSION = ".trashinfo";
 /// What GIO writes of it first has as many characters more.
 constexpr std::size_t INFO_SUFFIX_BYTES = 7;

@@ -1,6 +1,6 @@
 #pragma once
 // Photoshop's resources: small blocks with numbers, among them the IPTC data of a picture (Adobe
-// Photoshop File Formats Specification, "Image Resources"). Usable from any thread.
+// Photoshop File Formats, "Image Resources"). Usable from any thread.
 
 #include <QByteArray>
 

@@ -41,7 +41,7 @@ std::optional<PixelDensity> checkedDensity(unsigned unit, std::uint64_t x, std::
                         static_cast<std::uint16_t>(y)};
 }
 
-/// The pieces of further packets of XMP (XMP specification, part 3, 1.1.3.1), by the digest of the
+/// The pieces of further packets of XMP (Adobe's XMP, part 3, 1.1.3.1), by the digest of the
 /// packet and the place of the piece in it.
 class ExtendedXmp
 {
@@ -116,7 +116,7 @@ StoredMetadata readJpeg(FieldReader &fields)
     return found;
 }
 
-/// The density in a PNG (PNG specification, 11.3.5.3): pixels a metre, or their shape alone.
+/// The density in a PNG (ISO/IEC 15948, 11.3.5.3): pixels a metre, or their shape alone.
 std::optional<PixelDensity> pngDensity(FieldReader &fields)
 {
     constexpr std::int64_t SIGNATURE_BYTES = 8;
