@@ -139,40 +139,23 @@ TEST_P(JpegDecoder, AnyNumberOfThreadsGivesTheSame)
     }
 }
 
-TEST_P(JpegDecoder, GuessedPartsFallIntoStep)
+/// What becomes of the guesses when a scan is decoded part by part.
+struct Guesses
 {
-    const QByteArray jpeg = file({640, 400}, 92);
-    const Headers headers = headersOf(jpeg);
-    ASSERT_TRUE(headers.frame);
-    const auto scan = JpegScan::read(SourceFile::fromBytes(jpeg), headers.scan, jpeg.size(), false);
-    const auto reader = JpegBlockReader::make(*headers.frame);
-    ASSERT_TRUE(scan && reader);
-    const std::int64_t blocks = layoutOf(*headers.frame, 8).blocks();
-    const JpegParts parts(*scan, *reader, *headers.frame, blocks, 5000);
-    ASSERT_GE(parts.count(), 5U);
-    JpegPartResult before;
-    parts.decode(parts.part(0), before);
-    for (std::size_t i = 1; i < parts.count(); ++i) {
-        JpegPartResult guess;
-        parts.decode(parts.part(i), guess);
-        JpegBlocks gap;
-        bool isSound = false;
-        EXPECT_TRUE(parts.decodeUntilMet(parts.part(i), &guess, blocks, before.end, gap, isSound))
-            << "part " << i;
-        EXPECT_TRUE(isSound);
-        before = std::move(guess);
-    }
-}
+    std::size_t parts = 0;
+    int misses = 0; ///< Those that never fall into step.
+    bool areSound = true;
+};
 
-/// How many guesses of @p jpeg's parts of @p partBytes never fall into step.
-int missesOf(const QByteArray &jpeg, std::size_t partBytes)
+/// Those of @p jpeg in parts of @p partBytes.
+Guesses guessesOf(const QByteArray &jpeg, std::size_t partBytes)
 {
     const Headers headers = headersOf(jpeg);
     const auto scan = JpegScan::read(SourceFile::fromBytes(jpeg), headers.scan, jpeg.size(), false);
     const auto reader = JpegBlockReader::make(*headers.frame);
     const std::int64_t blocks = layoutOf(*headers.frame, 8).blocks();
     const JpegParts parts(*scan, *reader, *headers.frame, blocks, partBytes);
-    int misses = 0;
+    Guesses guesses{.parts = parts.count()};
     JpegPartResult before;
     parts.decode(parts.part(0), before);
     for (std::size_t i = 1; i < parts.count(); ++i) {
@@ -183,11 +166,22 @@ int missesOf(const QByteArray &jpeg, std::size_t partBytes)
         const bool isMet =
             parts.decodeUntilMet(parts.part(i), &guess, blocks, before.end, gap, isSound)
                 .has_value();
-        misses += isMet ? 0 : 1;
+        guesses.areSound = guesses.areSound && isSound;
+        guesses.misses += isMet ? 0 : 1;
         if (isMet)
             before = std::move(guess);
     }
-    return misses;
+    return guesses;
+}
+
+TEST_P(JpegDecoder, GuessedPartsFallIntoStep)
+{
+    const QByteArray jpeg = file({640, 400}, 92);
+    ASSERT_TRUE(headersOf(jpeg).frame);
+    const Guesses guesses = guessesOf(jpeg, 5000);
+    EXPECT_GE(guesses.parts, 5U);
+    EXPECT_EQ(guesses.misses, 0);
+    EXPECT_TRUE(guesses.areSound);
 }
 
 // Every MCU of a flat picture is the same few bits, which are codes from another bit on, too.
@@ -198,7 +192,7 @@ TEST(JpegDecoderOfFlatPictures, PartsThatNeverFallIntoStepChangeNothing)
     const QByteArray jpeg = pictures::encodeJpeg(flat);
     int most = 0;
     for (std::size_t partBytes = 101; partBytes < 120; ++partBytes) {
-        most = std::max(most, missesOf(jpeg, partBytes));
+        most = std::max(most, guessesOf(jpeg, partBytes).misses);
         for (const int scale : SCALES)
             ASSERT_TRUE(isSame(ourRows(jpeg, scale, {.threads = 3, .partBytes = partBytes}),
                                referenceRows(jpeg, scale)))
