@@ -84,6 +84,12 @@ QString failureText(const std::error_code &error)
     return isNowhere ? u"ไม่พบโฟลเดอร์นี้"_s : u"อ่านโฟลเดอร์นี้ไม่ได้"_s;
 }
 
+/// @p listed, which may be large, for several to hold; null where there is nothing.
+std::shared_ptr<const Subfolders> shared(std::optional<Subfolders> listed)
+{
+    return listed ? std::make_shared<const Subfolders>(std::move(*listed)) : nullptr;
+}
+
 bool isReturn(const QKeyEvent &event)
 {
     return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;
@@ -178,20 +184,27 @@ void FolderChooser::begin(const std::optional<std::filesystem::path> &folder)
         return;
     }
     m_patience.start(ANSWER_TIME);
-    m_queue.run<bool>(this,
-                      {
-                          .work =
-                              [folder = *folder](const std::stop_token &stop) {
-                                  return !stop.stop_requested() && isFolder(folder);
-                              },
-                          .stillApplies = [stop = m_reading] { return !stop.stop_requested(); },
-                          .use =
-                              [this, folder = *folder](bool isThere) {
-                                  goTo(isThere ? folder : m_home);
-                                  becomeReady();
-                              },
-                      },
-                      m_reading);
+    read<bool>(
+        [folder = *folder](const std::stop_token &stop) {
+            return !stop.stop_requested() && isFolder(folder);
+        },
+        [this, folder = *folder](bool isThere) {
+            goTo(isThere ? folder : m_home);
+            becomeReady();
+        });
+}
+
+template <typename Result>
+void FolderChooser::read(std::function<Result(const std::stop_token &)> work,
+                         std::function<void(const Result &)> use)
+{
+    m_queue.run<Result>(this,
+                        {
+                            .work = std::move(work),
+                            .stillApplies = [stop = m_reading] { return !stop.stop_requested(); },
+                            .use = std::move(use),
+                        },
+                        m_reading);
 }
 
 void FolderChooser::done(int result)
@@ -251,18 +264,9 @@ void FolderChooser::goTo(const std::filesystem::path &folder, const std::string 
     m_openButton->setEnabled(true);
     markPlace();
     m_patience.start(ANSWER_TIME);
-    m_queue.run<Listing>(this,
-                         {
-                             .work = [folder](const std::stop_token &stop) -> Listing {
-                                 auto listed = listSubfolders(folder, stop);
-                                 return listed ? std::make_shared<Subfolders>(std::move(*listed))
-                                               : nullptr;
-                             },
-                             // The user has gone elsewhere.
-                             .stillApplies = [stop = m_reading] { return !stop.stop_requested(); },
-                             .use = [this](const Listing &listing) { take(listing); },
-                         },
-                         m_reading);
+    read<Listing>(
+        [folder](const std::stop_token &stop) { return shared(listSubfolders(folder, stop)); },
+        [this](const Listing &listing) { take(listing); });
 }
 
 void FolderChooser::goToTyped()
@@ -356,23 +360,15 @@ void FolderChooser::lookBehindLinks(const Listing &listing)
 {
     if (listing->names.empty())
         m_patience.start(ANSWER_TIME);
-    m_queue.run<Listing>(
-        this,
-        {
-            .work = [folder = m_shown, listing](const std::stop_token &stop) -> Listing {
-                auto all = withLinks(folder, *listing, stop);
-                return all ? std::make_shared<Subfolders>(std::move(*all)) : nullptr;
-            },
-            // As before.
-            .stillApplies = [stop = m_reading] { return !stop.stop_requested(); },
-            .use =
-                [this](const Listing &all) {
-                    m_patience.stop();
-                    if (all)
-                        showNames(all, selectedName().value_or(m_toSelect));
-                },
+    read<Listing>(
+        [folder = m_shown, listing](const std::stop_token &stop) {
+            return shared(withLinks(folder, *listing, stop));
         },
-        m_reading);
+        [this](const Listing &all) {
+            m_patience.stop();
+            if (all)
+                showNames(all, selectedName().value_or(m_toSelect));
+        });
 }
 
 void FolderChooser::showNames(const Listing &listing, const std::string &selected)

@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -75,6 +76,11 @@ private:
     [[nodiscard]] std::optional<std::string> selectedName() const;
     [[nodiscard]] std::filesystem::path typed() const;
 
+    /// Has @p work ask the disk, and hands what it gives to @p use, unless the user has gone
+    /// elsewhere by then.
+    template <typename Result>
+    void read(std::function<Result(const std::stop_token &)> work,
+              std::function<void(const Result &)> use);
     void stopReading();
     void becomeLate();
     void take(const Listing &listing);
