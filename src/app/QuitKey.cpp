@@ -48,8 +48,12 @@ class QuitKeyFilter : public QObject
 public:
     using QObject::QObject;
 
-    bool eventFilter(QObject *, QEvent *event) override
+    bool eventFilter(QObject *watched, QEvent *event) override
     {
+        // Keys come to windows and widgets. What another thread has posted to a mailbox is not to
+        // be read here: see Mailbox.
+        if (!watched->isWindowType() && !watched->isWidgetType())
+            return false;
         if (event->type() != QEvent::KeyPress)
             return false;
         const auto &press = *static_cast<QKeyEvent *>(event);
