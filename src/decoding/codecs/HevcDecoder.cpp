@@ -262,7 +262,8 @@ void useOwnHevcDecoder()
 {
     static std::once_flag isDone;
     std::call_once(isDone, [] {
-        de265_init(); // libheif does so for its own decoder
+        heif_init(nullptr); // loads its plugins now; newer ones would with the first file
+        de265_init();       // libheif does so for its own decoder
         // Functions of one decoder are not asked for the buffer that a filtered picture goes to,
         // nor for any without threads. These are, and are no constants, whatever their type says.
         *const_cast<de265_image_allocation *>(de265_get_default_image_allocation_functions()) = {
