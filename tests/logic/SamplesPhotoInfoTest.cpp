@@ -27,6 +27,14 @@ const std::map<std::string, std::string> KNOWN_DIFFERENCES{
      "2021:07:24 14:23:06"},
 };
 
+/// Lines that are as right, and which library tells them.
+const std::map<std::string, std::string> OTHER_LINES{
+    // LibRaw 0.21. For 0.20 six rows are border on every camera of this name, but this file has no
+    // more than it says its picture has.
+    {"raw/made_fuji.raf",
+     "608×456  |  1.5MB  |  FinePix S5500  |  8mm f/6.3 1/900s ISO64  |  2005:01:30 16:19:47"},
+};
+
 /// What the damaged files that say something certain are to show.
 const std::map<std::string, std::string> BROKEN_LINES{
     {"made_exif_800_nested_ifds.jpg", "320×213  |  0.0MB"},
@@ -109,11 +117,15 @@ TEST_F(SamplePhotoInfo, IsTheLineOfTheManifest)
         const QJsonValue line = sample[QStringLiteral("oracle")][QStringLiteral("line")];
         if (!line.isString() || path.starts_with("broken/"))
             continue;
+        ++checked;
+        const std::string shown = lineOf(path);
+        const auto other = OTHER_LINES.find(path);
+        if (other != OTHER_LINES.end() && shown == other->second)
+            continue;
         const auto known = KNOWN_DIFFERENCES.find(path);
-        EXPECT_EQ(lineOf(path),
+        EXPECT_EQ(shown,
                   known == KNOWN_DIFFERENCES.end() ? line.toString().toStdString() : known->second)
             << path;
-        ++checked;
     }
     EXPECT_GT(checked, 150);
 }

@@ -318,6 +318,7 @@ std::optional<ImageProperties> readRawProperties(const SourceFile &file)
         RawFile raw(file);
         if (!raw.isOpen() || raw.size().isEmpty())
             return {};
+        libraw::leaveBorderOut(raw.raw());
         return ImageProperties{.stored = raw.size(), .orientation = raw.orientation()};
     });
 }

@@ -15,6 +15,16 @@ inline void limitMemory(LibRaw &raw, unsigned megabytes)
     raw.imgdata.rawparams.max_raw_memory_mb = megabytes;
 }
 
+/// Has the size of what has been opened be that of the picture. LibRaw knows for each camera how
+/// wide the border of its sensor is; of one that it does not know it takes the border for picture,
+/// though the file may tell. Not to be rendered after this, as colours might change places.
+inline void leaveBorderOut(LibRaw &raw)
+{
+    const libraw_image_sizes_t &sizes = raw.imgdata.sizes;
+    if (sizes.width == sizes.raw_width && sizes.height == sizes.raw_height)
+        raw.adjust_to_raw_inset_crop(1);
+}
+
 #else
 
 inline constexpr unsigned NO_DATA_ERROR_CALLBACK = LIBRAW_OPIONS_NO_DATAERR_CALLBACK;
@@ -30,6 +40,9 @@ inline void limitMemory(LibRaw &raw, unsigned megabytes)
 {
     raw.imgdata.params.max_raw_memory_mb = megabytes;
 }
+
+/// It refuses most of what it knows no border of.
+inline void leaveBorderOut(LibRaw &) {}
 
 #endif
 
