@@ -92,6 +92,10 @@ constexpr std::array MISSING{
     Exception{"MakerNotes:Sony:Preview", OTHER_PICTURE},
     Exception{"XMP:XMP-apdi:", OTHER_PICTURE},
     Exception{"XMP:XMP-semanticSegmentationMatte:", OTHER_PICTURE},
+    // Newer ExifTools number the profiles of one file.
+    Exception{"ICC_Profile:ICC-cicp2:", OTHER_PICTURE},
+    Exception{"ICC_Profile:ICC-header2:", OTHER_PICTURE},
+    Exception{"ICC_Profile:ICC_Profile2:", OTHER_PICTURE},
 
     // Panasonic's raw files have them in IFD0.
     Exception{"EXIF:IFD0:BlackLevel", SENSOR},
@@ -117,11 +121,13 @@ constexpr std::array MISSING{
     Exception{"XMP:XMP-GCamera:HdrPlusMakernote", TOO_LARGE},
 
     Exception{"XMP:XMP-Container:", NOT_WRITTEN},
+    Exception{"XMP:XMP-GContainer:", NOT_WRITTEN}, // another ExifTool's name for it
     Exception{"XMP:XMP-HDRGainMap:", NOT_WRITTEN},
     Exception{"XMP:XMP-hdrgm:", NOT_WRITTEN},
 
     Exception{"MakerNotes:NikonScan:", "of a scanner's directory that Exiv2 does not know"},
     Exception{"Photoshop:Alpha", OLD_PARTS},
+    Exception{"Photoshop:Channel0:", OLD_PARTS}, // newer ExifTools' words for the next one
     Exception{"Photoshop:DisplayInfo", OLD_PARTS},
     Exception{"Photoshop:GridGuidesInfo", OLD_PARTS},
     Exception{"Photoshop:Layer", OLD_PARTS},
