@@ -48,10 +48,28 @@ private:
            error == ESPIPE;
 }
 
+/// Whether @p error is the disk's own: it could not take what it was given.
+[[nodiscard]] inline bool isOfDisk(int error)
+{
+    return error == EIO || error == ENOSPC || error == EDQUOT;
+}
+
+/// fsync, which on macOS leaves what a disk was given in that disk's own memory, where a power cut
+/// ends it; where the file system can do no more, that must do.
+inline int fullSync(int descriptor)
+{
+#ifdef F_FULLFSYNC
+    const int result = fcntl(descriptor, F_FULLFSYNC);
+    if (result != -1 || isOfDisk(errno))
+        return result;
+#endif
+    return fsync(descriptor);
+}
+
 /// Whether the disk has all of @p descriptor's file; errno says why not. Some network file systems
 /// can't say; they are believed. Says to @p progress how much the disk has taken, where the system
 /// can tell.
-inline bool flush(int descriptor, const Progress &progress = {})
+inline bool flush(int descriptor, [[maybe_unused]] const Progress &progress = {})
 {
 #ifdef __linux__
     constexpr off_t PIECE = 4 << 20; // bytes that a slow disk takes within a second or two
@@ -67,14 +85,14 @@ inline bool flush(int descriptor, const Progress &progress = {})
         }
     }
 #endif
-    return fsync(descriptor) == 0 || cantTell(errno);
+    return fullSync(descriptor) == 0 || cantTell(errno);
 }
 
 /// Whether the disk has the names in @p folder, as far as can be told; errno says why not. What it
 /// could not take is a failure, and nothing else: the names are there.
 inline bool flushFolder(int folder)
 {
-    return fsync(folder) == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
+    return fullSync(folder) == 0 || !isOfDisk(errno);
 }
 
 } // namespace tavolin
