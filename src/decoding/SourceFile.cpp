@@ -81,7 +81,8 @@ QByteArray SourceFile::bytesAt(std::int64_t offset, std::int64_t count) const
     if (offset < 0 || offset >= m_size || count <= 0)
         return {};
     QByteArray bytes(static_cast<qsizetype>(std::min(count, m_size - offset)), Qt::Uninitialized);
-    const auto done = readAt(offset, std::as_writable_bytes(std::span(bytes.data(), bytes.size())));
+    const auto done = readAt(offset, std::as_writable_bytes(std::span(
+                                         bytes.data(), static_cast<std::size_t>(bytes.size()))));
     bytes.truncate(static_cast<qsizetype>(done));
     return bytes;
 }

@@ -1,5 +1,7 @@
 #include "fileops/SavedFiles.h"
 
+#include <QtGlobal>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -9,7 +11,7 @@ namespace {
 
 FileIdentity identityFrom(const struct stat &status)
 {
-#ifdef __APPLE__
+#ifdef Q_OS_MACOS
     const timespec time = status.st_mtimespec;
 #else
     const timespec time = status.st_mtim;

@@ -86,7 +86,7 @@ QByteArray withExif(const QByteArray &file, const QByteArray &exif)
                                   static_cast<std::uint32_t>(exif.size()));
         const auto image =
             Exiv2::ImageFactory::open(reinterpret_cast<const Exiv2::byte *>(file.constData()),
-                                      static_cast<long>(file.size()));
+                                      static_cast<std::size_t>(file.size()));
         image->readMetadata();
         for (const Exiv2::Exifdatum &field : fields)
             image->exifData()[field.key()] = field.value();

@@ -218,9 +218,9 @@ void WorkerProcess::resumeAfter(std::chrono::milliseconds most)
 
 std::chrono::nanoseconds WorkerProcess::processorTime() const
 {
-    clockid_t clock{};
     timespec time{};
 #ifdef __linux__
+    clockid_t clock{};
     if (clock_getcpuclockid(m_pid, &clock) != 0 || clock_gettime(clock, &time) != 0)
         return {};
 #endif

@@ -138,7 +138,7 @@ std::optional<JpegMetadata> receiveMetadata(Exchange &exchange)
     for (std::size_t i = FIRST_COMMENT; i < reply->blockBytes.size(); ++i)
         metadata.comments.push_back(
             exchange.receiveBlock(reply->blockBytes[i], JpegMetadata::MAX_COMMENT_BYTES));
-    std::erase_if(metadata.comments, &QByteArray::isEmpty);
+    std::erase_if(metadata.comments, [](const QByteArray &comment) { return comment.isEmpty(); });
     metadata.density = checkedDensity(*reply);
     return metadata;
 }

@@ -48,9 +48,6 @@ using namespace tavolin::worker;
 
 namespace {
 
-/// Of a thread: what systems give by default.
-constexpr std::size_t STACK_BYTES = std::size_t{8} << 20;
-
 /// The request under way, and the newest that is to stop: either may be told of first.
 class Stops
 {
@@ -115,6 +112,7 @@ int main()
     // One heap for all threads: further ones look at the system's settings when they shrink.
     mallopt(M_ARENA_MAX, 1);
     // What the user allows a stack would be taken from the address space, for each thread.
+    constexpr std::size_t STACK_BYTES = std::size_t{8} << 20; // what systems give by default
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, STACK_BYTES);
