@@ -32,6 +32,17 @@ SourceFile SourceFile::fromBytes(QByteArray bytes, std::stop_token stop)
     return {Descriptor(-1), std::move(bytes), size, std::move(stop)};
 }
 
+SourceFile SourceFile::part(std::int64_t offset, std::int64_t count) const
+{
+    SourceFile result(Descriptor(-1), {}, 0, m_stop);
+    if (offset < 0 || offset >= m_size || count <= 0)
+        return result;
+    result.m_whole = this;
+    result.m_begin = offset;
+    result.m_size = std::min(count, m_size - offset);
+    return result;
+}
+
 SourceFile::SourceFile(Descriptor descriptor, QByteArray bytes, std::int64_t size,
                        std::stop_token stop)
     : m_descriptor(std::move(descriptor)), m_bytes(std::move(bytes)), m_size(size),
@@ -40,7 +51,8 @@ SourceFile::SourceFile(Descriptor descriptor, QByteArray bytes, std::int64_t siz
 
 SourceFile::SourceFile(SourceFile &&other) noexcept
     : m_descriptor(std::move(other.m_descriptor)), m_bytes(std::move(other.m_bytes)),
-      m_size(std::exchange(other.m_size, 0)), m_stop(std::move(other.m_stop))
+      m_whole(other.m_whole), m_begin(other.m_begin), m_size(std::exchange(other.m_size, 0)),
+      m_stop(std::move(other.m_stop))
 {}
 
 SourceFile &SourceFile::operator=(SourceFile &&other) noexcept
@@ -48,6 +60,8 @@ SourceFile &SourceFile::operator=(SourceFile &&other) noexcept
     // The other one closes what was open here.
     std::swap(m_descriptor, other.m_descriptor);
     std::swap(m_bytes, other.m_bytes);
+    std::swap(m_whole, other.m_whole);
+    std::swap(m_begin, other.m_begin);
     std::swap(m_size, other.m_size);
     std::swap(m_stop, other.m_stop);
     return *this;
@@ -58,6 +72,8 @@ std::size_t SourceFile::readAt(std::int64_t offset, std::span<std::byte> out) co
     if (offset < 0 || offset >= m_size || m_stop.stop_requested())
         return 0;
     const std::size_t wanted = std::min(out.size(), static_cast<std::size_t>(m_size - offset));
+    if (m_whole)
+        return m_whole->readAt(m_begin + offset, out.first(wanted));
     if (m_descriptor.get() < 0) {
         if (wanted > 0)
             std::memcpy(out.data(), m_bytes.constData() + offset, wanted);

@@ -15,8 +15,8 @@
 
 namespace tavolin {
 
-/// An open regular file, or bytes in memory standing in for one. Movable, not copyable; one thread
-/// at a time.
+/// An open regular file, a part of one, or bytes in memory standing in for one. Movable, not
+/// copyable; one thread at a time.
 class SourceFile
 {
 public:
@@ -37,6 +37,11 @@ public:
 
     /// Serves @p bytes as if they were a file.
     [[nodiscard]] static SourceFile fromBytes(QByteArray bytes, std::stop_token stop = {});
+
+    /// The @p count bytes of this file at @p offset, or as many as there are, as a file of their
+    /// own: nothing is copied, and each read is one of this file, which must outlive the part and
+    /// stay where it is.
+    [[nodiscard]] SourceFile part(std::int64_t offset, std::int64_t count) const;
 
     SourceFile(SourceFile &&other) noexcept;
     SourceFile &operator=(SourceFile &&other) noexcept;
@@ -61,6 +66,8 @@ private:
 
     Descriptor m_descriptor; // none when the bytes are in memory
     QByteArray m_bytes;
+    const SourceFile *m_whole = nullptr; // what this is a part of
+    std::int64_t m_begin = 0;            // of the part in it
     std::int64_t m_size = 0;
     std::stop_token m_stop;
 };

@@ -93,6 +93,49 @@ TEST_F(SourceFileOnDisk, GivesWhatIsLeftOfAFileThatShrank)
     EXPECT_EQ(file->bytesAt(5, 2), "");
 }
 
+TEST_F(SourceFileOnDisk, PartReadsOnlyItsOwnBytes)
+{
+    const auto file = SourceFile::open(path("ten"));
+    ASSERT_TRUE(file);
+    const SourceFile part = file->part(3, 4);
+    EXPECT_EQ(part.size(), 4);
+    EXPECT_EQ(readAt(part, 0, 10), "3456");
+    EXPECT_EQ(readAt(part, 2, 10), "56");
+    EXPECT_EQ(readAt(part, 4, 1), "");
+    EXPECT_EQ(readAt(part, -1, 2), "");
+    EXPECT_EQ(part.bytesAt(1, 2), "45");
+    EXPECT_EQ(part.part(1, 2).bytesAt(0, 9), "45");
+}
+
+TEST_F(SourceFileOnDisk, PartEndsWithItsFile)
+{
+    const auto file = SourceFile::open(path("ten"));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->part(8, INT64_MAX).bytesAt(0, 9), "89");
+    for (const auto &[offset, count] :
+         {std::pair<std::int64_t, std::int64_t>{10, 1}, {INT64_MAX, 1}, {-1, 3}, {2, 0}, {2, -1}})
+        EXPECT_EQ(file->part(offset, count).size(), 0) << offset << " " << count;
+}
+
+TEST(SourceFile, PartOfBytesIsMovable)
+{
+    const SourceFile file = SourceFile::fromBytes("0123456789");
+    SourceFile part = file.part(0, 1);
+    part = file.part(4, 3);
+    const SourceFile moved = std::move(part);
+    EXPECT_EQ(moved.bytesAt(0, 9), "456");
+}
+
+TEST(SourceFile, PartStopsWithItsFile)
+{
+    std::stop_source stop;
+    const SourceFile file = SourceFile::fromBytes("0123456789", stop.get_token());
+    const SourceFile part = file.part(4, 3);
+    stop.request_stop();
+    EXPECT_TRUE(part.stopToken().stop_requested());
+    EXPECT_EQ(part.bytesAt(0, 3), "");
+}
+
 TEST_F(SourceFileOnDisk, FollowsALinkToAFile)
 {
     ASSERT_EQ(symlink(path("ten").c_str(), path("link").c_str()), 0);
