@@ -11,6 +11,7 @@ inline constexpr std::uint16_t ASCII = 2;
 inline constexpr std::uint16_t SHORT = 3;
 inline constexpr std::uint16_t LONG = 4;
 inline constexpr std::uint16_t RATIONAL = 5;
+inline constexpr std::uint16_t UNDEFINED = 7;
 inline constexpr std::uint16_t SIGNED_RATIONAL = 10;
 inline constexpr std::uint16_t IFD = 13;
 inline constexpr std::uint16_t LONG8 = 16;
@@ -25,8 +26,14 @@ inline constexpr std::uint16_t IMAGE_LENGTH = 0x0101;
 inline constexpr std::uint16_t PHOTOMETRIC = 0x0106;
 inline constexpr std::uint16_t MAKE = 0x010f;
 inline constexpr std::uint16_t MODEL = 0x0110;
+inline constexpr std::uint16_t STRIP_OFFSETS = 0x0111;
 inline constexpr std::uint16_t ORIENTATION = 0x0112;
+inline constexpr std::uint16_t STRIP_BYTE_COUNTS = 0x0117;
+inline constexpr std::uint16_t TILE_OFFSETS = 0x0144;
+inline constexpr std::uint16_t TILE_BYTE_COUNTS = 0x0145;
 inline constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
+inline constexpr std::uint16_t JPEG_OFFSET = 0x0201;
+inline constexpr std::uint16_t JPEG_LENGTH = 0x0202;
 inline constexpr std::uint16_t XMP = 0x02bc;
 inline constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
 inline constexpr std::uint16_t GPS_DIRECTORY = 0x8825;
@@ -38,6 +45,7 @@ inline constexpr std::uint16_t F_NUMBER = 0x829d;
 inline constexpr std::uint16_t ISO_SPEED_RATINGS = 0x8827;
 inline constexpr std::uint16_t DATE_TIME_ORIGINAL = 0x9003;
 inline constexpr std::uint16_t FOCAL_LENGTH = 0x920a;
+inline constexpr std::uint16_t MAKER_NOTE = 0x927c;
 inline constexpr std::uint16_t COLOR_SPACE = 0xa001;
 inline constexpr std::uint16_t PIXEL_X_DIMENSION = 0xa002;
 inline constexpr std::uint16_t PIXEL_Y_DIMENSION = 0xa003;
@@ -47,12 +55,14 @@ inline constexpr std::uint16_t LENS_MODEL = 0xa434;
 // The interoperability directory: DCF 2.0.
 inline constexpr std::uint16_t INTEROP_INDEX = 0x0001;
 
-// RW2's main directory: the edges of the picture on the sensor, and the JPEG that is seen.
+// RW2's main directory: the edges of the picture on the sensor, and the JPEGs
+// that are seen, of which newer cameras have a second one in full size.
 inline constexpr std::uint16_t RW2_TOP = 0x0004;
 inline constexpr std::uint16_t RW2_LEFT = 0x0005;
 inline constexpr std::uint16_t RW2_BOTTOM = 0x0006;
 inline constexpr std::uint16_t RW2_RIGHT = 0x0007;
 inline constexpr std::uint16_t RW2_JPEG = 0x002e;
+inline constexpr std::uint16_t RW2_LARGER_JPEG = 0x0127;
 
 } // namespace tag
 

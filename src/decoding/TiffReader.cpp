@@ -13,6 +13,8 @@ namespace {
 constexpr std::size_t MAX_DIRECTORIES = 64;
 /// Real directories have about a hundred entries (DNG).
 constexpr std::uint64_t MAX_ENTRIES = 1024;
+/// Of one directory: raw files have up to a dozen (DNG with semantic masks).
+constexpr std::uint64_t MAX_SUB_DIRECTORIES = 32;
 
 /// Bytes of one value; 0 for types that don't exist.
 std::size_t valueBytes(std::uint16_t type)
@@ -73,10 +75,18 @@ std::optional<TiffReader> TiffReader::open(FieldReader &fields, std::int64_t beg
     }
 }
 
+TiffReader TiffReader::from(std::int64_t begin, bool isBigEndian) const
+{
+    TiffReader reader(*m_fields, begin, m_end);
+    reader.m_isBigEndian = isBigEndian;
+    reader.m_hasHeader = false;
+    return reader;
+}
+
 TiffDirectory TiffReader::directory(std::int64_t offset)
 {
     const bool isKnown = std::find(m_visited.begin(), m_visited.end(), offset) != m_visited.end();
-    if (offset <= 0 || isKnown || m_visited.size() == MAX_DIRECTORIES)
+    if (offset < (m_hasHeader ? 1 : 0) || isKnown || m_visited.size() == MAX_DIRECTORIES)
         return {};
     m_visited.push_back(offset);
 
@@ -177,6 +187,31 @@ TiffEntry TiffReader::parsed(ByteSpan entry, std::int64_t offset) const
     result.offset =
         isInside ? offset + static_cast<std::int64_t>(valueAt) : toOffset(word(entry, valueAt));
     return result;
+}
+
+void walkDirectories(TiffReader &tiff, const TiffDirectory &first,
+                     const std::function<void(const TiffDirectory &)> &use)
+{
+    std::vector<std::int64_t> pending;
+    const auto visit = [&](const TiffDirectory &directory) {
+        use(directory);
+        pending.push_back(directory.next);
+        const TiffEntry *pointers = directory.find(tag::SUB_DIRECTORIES);
+        for (std::uint64_t i = 0; i < MAX_SUB_DIRECTORIES; ++i) {
+            const auto offset = tiff.integer(pointers, i);
+            if (!offset)
+                break;
+            pending.push_back(toOffset(*offset));
+        }
+    };
+    visit(first);
+    // The reader gives each directory once and not many of them: this ends.
+    while (!pending.empty()) {
+        const std::int64_t offset = pending.back();
+        pending.pop_back();
+        if (const TiffDirectory directory = tiff.directory(offset); !directory.entries.empty())
+            visit(directory);
+    }
 }
 
 } // namespace tavolin

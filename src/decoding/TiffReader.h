@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -44,6 +45,15 @@ public:
     /// BigTIFF or of the raw formats ORF and RW2. Empty when it is none of them.
     [[nodiscard]] static std::optional<TiffReader> open(FieldReader &fields, std::int64_t begin,
                                                         std::int64_t end);
+
+    /// A reader of what follows byte @p begin of the file up to the end of this stream: offsets
+    /// count from there, there is no header, and the directories given are counted anew. A maker
+    /// note is read so.
+    [[nodiscard]] TiffReader from(std::int64_t begin, bool isBigEndian) const;
+
+    /// Where the stream begins in the file: offsets count from there.
+    [[nodiscard]] std::int64_t begin() const { return m_begin; }
+    [[nodiscard]] bool isBigEndian() const { return m_isBigEndian; }
 
     /// Offset of the first directory, IFD0.
     [[nodiscard]] std::int64_t first() const { return m_first; }
@@ -81,8 +91,14 @@ private:
     std::int64_t m_end;
     bool m_isBigEndian = false;
     bool m_isBigTiff = false;
+    bool m_hasHeader = true; // at offset 0, where no directory is then
     std::int64_t m_first = 0;
     std::vector<std::int64_t> m_visited;
 };
+
+/// Hands @p first, the directories chained to it and the sub-directories of all to @p use, each
+/// once.
+void walkDirectories(TiffReader &tiff, const TiffDirectory &first,
+                     const std::function<void(const TiffDirectory &)> &use);
 
 } // namespace tavolin

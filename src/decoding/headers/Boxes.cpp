@@ -38,6 +38,21 @@ std::optional<Box> findBox(FieldReader &fields, std::int64_t begin, std::int64_t
     return box;
 }
 
+std::optional<Box> findUuidBox(FieldReader &fields, std::int64_t begin, std::int64_t end,
+                               std::string_view identifier)
+{
+    const auto isIt = [&](const Box &box) {
+        return box.type == boxType("uuid") &&
+               hasText(fields.bytes(box.begin, identifier.size()), identifier);
+    };
+    std::optional<Box> box = boxAt(fields, begin, end);
+    while (box && !isIt(*box))
+        box = boxAt(fields, box->end, end);
+    if (box)
+        box->begin += static_cast<std::int64_t>(identifier.size());
+    return box;
+}
+
 FullBoxHead fullBoxHead(FieldReader &fields, const Box &box)
 {
     BoxNumbers numbers(fields, box.begin, box.end);

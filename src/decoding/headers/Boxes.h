@@ -37,6 +37,18 @@ struct Box
 [[nodiscard]] std::optional<Box> findBox(FieldReader &fields, std::int64_t begin, std::int64_t end,
                                          std::uint32_t type);
 
+/// The identifiers of Canon's "uuid" boxes in a CR3: the metadata in "moov", the preview beside it.
+inline constexpr std::string_view CANON_METADATA =
+    "\x85\xc0\xb6\x87\x82\x0f\x11\xe0\x81\x11\xf4\xce\x46\x2b\x6a\x48";
+inline constexpr std::string_view CANON_PREVIEW =
+    "\xea\xf4\x2b\x5e\x1c\x98\x4b\x88\xb9\xfb\xb7\xdc\x40\x6e\x4d\x16";
+
+/// What follows the identifier of the first "uuid" box from @p begin to @p end that has the 16
+/// bytes
+/// @p identifier.
+[[nodiscard]] std::optional<Box> findUuidBox(FieldReader &fields, std::int64_t begin,
+                                             std::int64_t end, std::string_view identifier);
+
 /// Bytes before the content of a full box: its version and 24 flags.
 inline constexpr std::int64_t VERSION_BYTES = 4;
 

@@ -38,6 +38,18 @@ struct ExifFacts
 /// puts before it. Defaults when there is none.
 [[nodiscard]] ExifFacts readExif(FieldReader &fields, std::int64_t begin, std::int64_t end);
 
+/// A frame header of a JPEG (ITU-T T.81, B.2.2).
+struct JpegFrame
+{
+    unsigned marker = 0;    ///< The second byte of its marker: the kind of coding.
+    unsigned precision = 0; ///< Bits of a sample.
+    QSize size;             ///< Both sides above 0.
+};
+
+/// The first frame header of the JPEG that begins at @p begin. Nothing when the height is left to a
+/// DNL marker.
+[[nodiscard]] std::optional<JpegFrame> readJpegFrame(FieldReader &fields, std::int64_t begin);
+
 /// The JPEG that begins at @p begin: its first frame header (ITU-T T.81, B.2.2) and its first EXIF
 /// segment. Nothing when the height is left to a DNL marker.
 [[nodiscard]] std::optional<ImageProperties> readJpegHeader(FieldReader &fields,

@@ -18,17 +18,38 @@ bool isFrame(unsigned marker)
     return marker >= SOF0 && marker <= SOF15 && marker != DHT && marker != JPG && marker != DAC;
 }
 
+std::optional<JpegFrame> frameIn(FieldReader &fields, const JpegSegment &segment)
+{
+    const ByteSpan frame = fields.bytes(segment.begin, 5);
+    const auto size = frame.empty()
+                          ? std::nullopt
+                          : checkedSize(bigEndian<quint16>(frame, 3), bigEndian<quint16>(frame, 1));
+    if (!size)
+        return std::nullopt;
+    return JpegFrame{segment.marker, std::to_integer<unsigned>(frame[0]), *size};
+}
+
 } // namespace
+
+std::optional<JpegFrame> readJpegFrame(FieldReader &fields, std::int64_t begin)
+{
+    std::optional<JpegFrame> frame;
+    walkJpegSegments(fields, begin, [&](const JpegSegment &segment) {
+        if (!isFrame(segment.marker))
+            return true;
+        frame = frameIn(fields, segment);
+        return false;
+    });
+    return frame;
+}
 
 std::optional<ImageProperties> readJpegHeader(FieldReader &fields, std::int64_t begin)
 {
     std::optional<ExifFacts> exif;
-    std::optional<QSize> size;
+    std::optional<JpegFrame> frame;
     walkJpegSegments(fields, begin, [&](const JpegSegment &segment) {
         if (isFrame(segment.marker)) {
-            const ByteSpan frame = fields.bytes(segment.begin, 5);
-            if (!frame.empty())
-                size = checkedSize(bigEndian<quint16>(frame, 3), bigEndian<quint16>(frame, 1));
+            frame = frameIn(fields, segment);
             return false;
         }
         if (segment.marker == APP1 && !exif &&
@@ -36,10 +57,10 @@ std::optional<ImageProperties> readJpegHeader(FieldReader &fields, std::int64_t 
             exif = readExif(fields, segment.begin, segment.begin + segment.bytes);
         return true;
     });
-    if (!size)
+    if (!frame)
         return std::nullopt;
     const ExifFacts facts = exif.value_or(ExifFacts{});
-    return ImageProperties{*size, facts.orientation, facts.colorHint};
+    return ImageProperties{frame->size, facts.orientation, facts.colorHint};
 }
 
 } // namespace tavolin

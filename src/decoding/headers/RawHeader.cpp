@@ -9,23 +9,17 @@ namespace tavolin {
 
 namespace {
 
-/// Canon's box of metadata in a CR3.
-constexpr std::string_view CANON_UUID =
-    "\x85\xc0\xb6\x87\x82\x0f\x11\xe0\x81\x11\xf4\xce\x46\x2b\x6a\x48";
-
 /// CR3: boxes CMT1 and CMT2 are TIFF streams with what is IFD0 and the EXIF directory elsewhere.
 std::optional<ImageProperties> readCr3Header(FieldReader &fields)
 {
     const auto moov = findBox(fields, 0, fields.size(), boxType("moov"));
-    auto canon = moov ? boxAt(fields, moov->begin, moov->end) : std::nullopt;
-    while (canon && !hasText(fields.bytes(canon->begin, CANON_UUID.size()), CANON_UUID))
-        canon = boxAt(fields, canon->end, moov->end);
+    const auto canon =
+        moov ? findUuidBox(fields, moov->begin, moov->end, CANON_METADATA) : std::nullopt;
     if (!canon)
         return std::nullopt;
-    const std::int64_t begin = canon->begin + std::int64_t{CANON_UUID.size()};
-    const auto main = findBox(fields, begin, canon->end, boxType("CMT1"));
+    const auto main = findBox(fields, canon->begin, canon->end, boxType("CMT1"));
     auto result = main ? readTiffHeader(fields, main->begin, main->end, true) : std::nullopt;
-    const auto exif = findBox(fields, begin, canon->end, boxType("CMT2"));
+    const auto exif = findBox(fields, canon->begin, canon->end, boxType("CMT2"));
     auto tiff = exif ? TiffReader::open(fields, exif->begin, exif->end) : std::nullopt;
     if (!result || !tiff)
         return result;

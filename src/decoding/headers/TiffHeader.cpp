@@ -3,8 +3,6 @@
 #include "decoding/Tags.h"
 #include "pixels/Limits.h"
 
-#include <vector>
-
 namespace tavolin {
 
 namespace {
@@ -12,9 +10,6 @@ namespace {
 /// Photometric interpretations of TIFF/EP and DNG.
 constexpr std::uint64_t COLOR_FILTER_ARRAY = 32803;
 constexpr std::uint64_t LINEAR_RAW = 34892;
-
-/// Raw files have up to a dozen (DNG with semantic masks).
-constexpr std::uint64_t MAX_SUB_DIRECTORIES = 32;
 
 std::optional<QSize> sizeOf(TiffReader &tiff, const TiffDirectory &directory)
 {
@@ -45,29 +40,12 @@ struct Largest
 Largest findLargest(TiffReader &tiff, const TiffDirectory &first)
 {
     Largest largest;
-    std::vector<std::int64_t> pending;
-    const auto visit = [&](const TiffDirectory &directory) {
+    walkDirectories(tiff, first, [&](const TiffDirectory &directory) {
         const std::optional<QSize> size = sizeOf(tiff, directory);
         keepLarger(largest.any, size);
         if (isSensorData(tiff, directory))
             keepLarger(largest.sensor, size);
-        pending.push_back(directory.next);
-        const TiffEntry *pointers = directory.find(tag::SUB_DIRECTORIES);
-        for (std::uint64_t i = 0; i < MAX_SUB_DIRECTORIES; ++i) {
-            const auto offset = tiff.integer(pointers, i);
-            if (!offset)
-                break;
-            pending.push_back(static_cast<std::int64_t>(*offset));
-        }
-    };
-    visit(first);
-    // The reader gives each directory once and not many of them: this ends.
-    while (!pending.empty()) {
-        const std::int64_t offset = pending.back();
-        pending.pop_back();
-        if (const TiffDirectory directory = tiff.directory(offset); !directory.entries.empty())
-            visit(directory);
-    }
+    });
     return largest;
 }
 
