@@ -9,6 +9,8 @@
 #include "decoding/codecs/WebPCodec.h"
 #include "pixels/Limits.h"
 
+#include <algorithm>
+
 namespace tavolin {
 
 namespace {
@@ -43,6 +45,24 @@ Image decodeContent(const SniffedFile &file, const Properties &properties, int m
                          properties->orientation);
 }
 
+/// The long side below which a preview is a stamp: not enough to judge a picture by on any screen.
+constexpr int STAMP_LONG_SIDE_PX = 1000;
+
+/// The preview of a raw file, or a rendering of its raw data where there is none or only a stamp.
+Image decodeRaw(const SourceFile &file, const Properties &properties, int maxPixel,
+                ThumbnailRule rule)
+{
+    Image preview;
+    if (rule == ThumbnailRule::FromImageIfAbsent)
+        preview = decodeRawPreview(file, properties, maxPixel);
+    if (preview.isNull())
+        return renderRaw(file, maxPixel);
+    if (std::max(preview.width(), preview.height()) >= std::min(maxPixel, STAMP_LONG_SIDE_PX))
+        return preview;
+    Image rendering = renderRawInsteadOf(preview, file, maxPixel);
+    return rendering.isNull() ? preview : rendering;
+}
+
 Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
 {
     if (file.type == FileType::Heif)
@@ -65,11 +85,7 @@ Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
         return decodeContent(file, properties, maxPixel);
     }
 
-    Image result;
-    if (rule == ThumbnailRule::FromImageIfAbsent)
-        result = decodeRawPreview(file.source, properties, maxPixel);
-    if (result.isNull())
-        result = renderRaw(file.source, maxPixel);
+    Image result = decodeRaw(file.source, properties, maxPixel, rule);
     // LibRaw has nothing to say about a plain TIFF under a raw name.
     if (result.isNull() && file.type == FileType::Tiff)
         result = decodeContent(file, properties, maxPixel);

@@ -14,8 +14,8 @@ namespace tavolin {
 /// Where a picture is taken from.
 enum class ThumbnailRule : std::uint8_t {
     FromImageAlways,   ///< From the file's full picture.
-    FromImageIfAbsent, ///< From the largest embedded preview; from raw data only where there is
-                       ///< none.
+    FromImageIfAbsent, ///< From the largest embedded preview; from raw data where there is none, or
+                       ///< only one below 1000 pixels and all of the raw data.
 };
 
 /// The picture in @p file, upright, its longest side at most @p maxPixel and never enlarged; what

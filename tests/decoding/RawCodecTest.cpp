@@ -1,12 +1,17 @@
 #include "decoding/codecs/RawCodec.h"
 
 #include "decoding/Thumbnail.h"
+#include "FileBytes.h"
 #include "pictures/Dng.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
 #include "TestPictures.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cstdint>
 #include <vector>
 
 namespace tavolin {
@@ -61,6 +66,50 @@ TEST(RawPreview, ComesInTheSizeOfTheLimit)
     EXPECT_EQ(preview(dng, 1000).size(), QSize(1000, 750));
     EXPECT_EQ(preview(dng, 100).size(), QSize(100, 75));
     EXPECT_EQ(preview(dng, 1).size(), QSize(1, 1));
+}
+
+// Cameras put the full-size preview behind the raw data, offsets have 32 bits.
+TEST(RawPreview, IsDecodedFarBehindInALargeFile)
+{
+    constexpr std::uint32_t FAR = 0xf0000000;
+    const QByteArray jpeg = pictures::encodeJpeg(fourQuarters({1024, 768}));
+    const QByteArray head =
+        tiff(ByteOrder::Little, {{0x0100, LONG, 1, 6000},
+                                 {0x0101, LONG, 1, 4000},
+                                 {0x0112, SHORT, 1, 3},
+                                 {0x0201, LONG, 1, FAR},
+                                 {0x0202, LONG, 1, static_cast<std::uint32_t>(jpeg.size())}});
+    const QTemporaryDir folder;
+    QFile writer(folder.filePath(QStringLiteral("far.nef")));
+    ASSERT_TRUE(writer.open(QIODevice::WriteOnly));
+    writer.write(head);
+    ASSERT_TRUE(writer.seek(FAR)); // a hole
+    writer.write(jpeg);
+    writer.close();
+    const auto file = SourceFile::open(writer.fileName().toStdString());
+    ASSERT_TRUE(file);
+    const Image image = turnedUpright(
+        createThumbnail(*file, NO_LIMIT, ThumbnailRule::FromImageIfAbsent), Orientation::Turn180);
+    EXPECT_EQ(image.size(), QSize(1024, 768));
+    EXPECT_TRUE(showsFourQuarters(image, PREVIEW_TOLERANCE));
+}
+
+TEST(RawPreview, IsTheNextSmallerOneWhereTheLargestCannotBeDecoded)
+{
+    const QByteArray small = pictures::encodeJpeg(fourQuarters({640, 480}));
+    // A frame header, but neither tables nor a scan.
+    const QByteArray large = jpeg(6000, 4000);
+    QByteArray bytes =
+        tiff(ByteOrder::Little, {{0x0111, LONG, 1, 200},
+                                 {0x0117, LONG, 1, static_cast<std::uint32_t>(large.size())},
+                                 {0x0201, LONG, 1, 300},
+                                 {0x0202, LONG, 1, static_cast<std::uint32_t>(small.size())}});
+    bytes.resize(200, '\0');
+    bytes += large;
+    bytes.resize(300, '\0');
+    const Image image = preview(bytes + small);
+    EXPECT_EQ(image.size(), QSize(640, 480));
+    EXPECT_TRUE(showsFourQuarters(image, PREVIEW_TOLERANCE));
 }
 
 TEST(RawPreview, IsNullWhereThereIsNone)

@@ -7,6 +7,8 @@
 #include "Samples.h"
 #include "TestPictures.h"
 
+#include <QTemporaryDir>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -31,12 +33,19 @@ const std::set<std::string> REFUSED = {
     "raw/canon_70d_orient8_cut.cr2",
 };
 
+/// Raw samples that have no preview of 1000 pixels, but all of their raw data: these are rendered.
+const std::set<std::string> RENDERED = {
+    "raw/lg_g4_lossy.dng",
+    "raw/nikon_d1_full.nef",
+};
+
 struct Sample
 {
     std::string path; // below the folder of samples
     QString expect;   // of broken files: what may be shown
     QSize upright;    // empty when it isn't known
     QSize preview;    // of raw files: the largest embedded one, upright
+    QSize raw;        // of raw files: the raw picture, upright
 };
 
 class SampleDecode : public SampleTest
@@ -52,7 +61,8 @@ protected:
                  .expect = file[QStringLiteral("expect")].toString(),
                  .upright = sizeOf(oracle[QStringLiteral("upright")]),
                  .preview = sizeOf(
-                     oracle[QStringLiteral("raw")][QStringLiteral("largest_preview_upright")])});
+                     oracle[QStringLiteral("raw")][QStringLiteral("largest_preview_upright")]),
+                 .raw = sizeOf(oracle[QStringLiteral("raw")][QStringLiteral("upright_raw_size")])});
         }
     }
 
@@ -111,6 +121,15 @@ void resetPeakMemory()
     std::ofstream("/proc/self/clear_refs") << 5;
 }
 
+/// Bytes that the process has read from files; 0 where unknown.
+std::int64_t bytesRead()
+{
+    std::ifstream counters("/proc/self/io");
+    std::string name;
+    std::int64_t count = 0;
+    return counters >> name >> count && name == "rchar:" ? count : 0;
+}
+
 /// The mean difference of a channel, in levels.
 double meanDifference(const Image &a, const Image &b)
 {
@@ -129,7 +148,9 @@ TEST_F(SampleDecode, GoodFilesGiveAThumbnailOfTheRightSize)
         for (const Sample &sample : samplesBelow(folder)) {
             const Image image = thumbnail(sample.path, LIMIT);
             EXPECT_TRUE(!image.isNull() || REFUSED.contains(sample.path)) << sample.path;
-            const QSize full = sample.preview.isEmpty() ? sample.upright : sample.preview;
+            const QSize full = RENDERED.contains(sample.path) ? sample.raw
+                               : sample.preview.isEmpty()     ? sample.upright
+                                                              : sample.preview;
             if (image.isNull() || full.isEmpty())
                 continue;
             // Its EXIF says what its transforms should have said; both readings are right.
@@ -215,6 +236,37 @@ TEST_F(SampleDecode, BrokenFilesDoNoHarmAndStayBelowTwoGibibytes)
             EXPECT_TRUE(image.isNull()) << sample.path;
         }
     }
+}
+
+// Cameras' files are as large as a card takes; what is shown of them is as large as before.
+TEST_F(SampleDecode, RawFilesOfAnySizeShowTheirPreviewAndAreHardlyRead)
+{
+    constexpr int LIMIT = 2560;
+    constexpr int MIN_PREVIEW_PX = 1000;
+    constexpr std::int64_t MOST_BYTES = std::int64_t{4} << 20;
+    const QTemporaryDir folder;
+    const std::filesystem::path padded = folder.filePath(QStringLiteral("padded")).toStdString();
+    int shown = 0;
+    for (const Sample &sample : samplesBelow("raw/")) {
+        if (std::max(sample.preview.width(), sample.preview.height()) < MIN_PREVIEW_PX)
+            continue;
+        const Image expected = thumbnail(sample.path, LIMIT);
+        EXPECT_EQ(expected.size(), sizeWithin(sample.preview, LIMIT)) << sample.path;
+        for (const std::uintmax_t bytes : {std::uintmax_t{300} << 20, std::uintmax_t{3900} << 20}) {
+            std::filesystem::remove(padded);
+            std::filesystem::copy_file(find(sample.path), padded);
+            std::filesystem::permissions(padded, std::filesystem::perms::owner_all);
+            std::filesystem::resize_file(padded, bytes); // the new bytes are a hole
+            const auto file = SourceFile::open(padded);
+            ASSERT_TRUE(file);
+            const std::int64_t before = bytesRead();
+            const Image image = createThumbnail(*file, LIMIT, ThumbnailRule::FromImageIfAbsent);
+            EXPECT_LT(bytesRead() - before, MOST_BYTES) << sample.path;
+            EXPECT_TRUE(looksLike(image, expected)) << sample.path;
+            ++shown;
+        }
+    }
+    EXPECT_GE(shown, 20);
 }
 
 } // namespace

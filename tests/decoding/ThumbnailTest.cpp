@@ -165,13 +165,55 @@ TEST(Thumbnail, FileThatIsCutWhileItIsOpenDoesNoHarm)
 TEST(Thumbnail, RuleDecidesBetweenPreviewAndRawData)
 {
     const QByteArray dng = pictures::makeDng(
-        {.upright = fourQuarters({320, 240}), .previews = {flat({160, 120}, 0xffffffff)}});
+        {.upright = fourQuarters({320, 240}), .previews = {flat({1000, 750}, 0xffffffff)}});
     const Image preview = thumbnail(dng, IF_ABSENT);
-    EXPECT_EQ(preview.size(), QSize(160, 120));
+    EXPECT_EQ(preview.size(), QSize(1000, 750));
     EXPECT_TRUE(isNear(pixelAt(preview, 0.25, 0.25), 0xffffffff, 2));
     const Image full = thumbnail(dng, ALWAYS);
     EXPECT_EQ(full.size(), QSize(320, 240));
     EXPECT_TRUE(showsFourQuarters(full, RENDERING_TOLERANCE));
+}
+
+/// A raw file of 1200 x 900 pixels with a white preview of @p size, above 0.
+QByteArray rawWithPreview(QSize size)
+{
+    return pictures::makeDng(
+        {.upright = fourQuarters({1200, 900}), .previews = {flat(size, 0xffffffff)}});
+}
+
+TEST(Thumbnail, RawDataIsRenderedWhereThePreviewIsAStamp)
+{
+    for (const QSize stamp : {QSize(160, 120), QSize(999, 749), QSize(749, 999)}) {
+        const Image image = thumbnail(rawWithPreview(stamp), IF_ABSENT);
+        EXPECT_EQ(image.size(), QSize(1200, 900));
+        EXPECT_TRUE(showsFourQuarters(image, RENDERING_TOLERANCE));
+    }
+    for (const QSize enough : {QSize(1000, 750), QSize(750, 1000)})
+        EXPECT_EQ(thumbnail(rawWithPreview(enough), IF_ABSENT).size(), enough);
+}
+
+TEST(Thumbnail, StampIsGivenWhereNoMoreIsAskedFor)
+{
+    const Image image = thumbnail(rawWithPreview({160, 120}), IF_ABSENT, 160);
+    EXPECT_EQ(image.size(), QSize(160, 120));
+    EXPECT_TRUE(isNear(pixelAt(image, 0.25, 0.25), 0xffffffff, 2));
+}
+
+TEST(Thumbnail, StampIsGivenWhereTheRawPictureIsNoLarger)
+{
+    const QByteArray dng = pictures::makeDng(
+        {.upright = fourQuarters({320, 240}), .previews = {flat({320, 240}, 0xffffffff)}});
+    EXPECT_TRUE(isNear(pixelAt(thumbnail(dng, IF_ABSENT), 0.25, 0.25), 0xffffffff, 2));
+}
+
+TEST(Thumbnail, StampIsGivenWhereRawDataAreCut)
+{
+    const QByteArray dng = rawWithPreview({160, 120});
+    const qsizetype rawBytes = qsizetype{1200} * 900 * 2;
+    ASSERT_GT(dng.size(), rawBytes);
+    for (const qsizetype missing : {rawBytes / 50, rawBytes / 2, rawBytes - 1000})
+        EXPECT_EQ(thumbnail(dng.first(dng.size() - missing), IF_ABSENT).size(), QSize(160, 120))
+            << missing;
 }
 
 TEST(Thumbnail, RawDataIsRenderedUnderEitherRuleWhereThereIsNoPreview)
@@ -198,11 +240,11 @@ TEST(Thumbnail, PreviewIsGivenEvenWhereMoreIsAskedFor)
 TEST(Thumbnail, UprightSizeOfARawFileIsThatOfTheRawPicture)
 {
     const QByteArray dng = pictures::makeDng({.upright = fourQuarters({240, 320}),
-                                              .previews = {fourQuarters({120, 160})},
+                                              .previews = {fourQuarters({1200, 1600})},
                                               .orientation = 8});
     EXPECT_EQ(readUprightSize(fileOf(dng), IF_ABSENT), QSize(240, 320));
     const Image image = thumbnail(dng, IF_ABSENT);
-    EXPECT_EQ(image.size(), QSize(120, 160));
+    EXPECT_EQ(image.size(), QSize(1200, 1600));
 }
 
 TEST(Thumbnail, ColorHintOfTheFileGivesItsProfile)

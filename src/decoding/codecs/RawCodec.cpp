@@ -3,7 +3,7 @@
 #include "decoding/codecs/JpegCodec.h"
 #include "decoding/codecs/RawSeam.h"
 #include "decoding/Guarded.h"
-#include "decoding/metadata/Exiv2Access.h"
+#include "decoding/headers/RawPreviews.h"
 #include "pixels/Geometry.h"
 #include "pixels/Limits.h"
 #include "pixels/RowSink.h"
@@ -27,9 +27,8 @@ namespace {
 
 /// LibRaw holds two bytes of raw data and four 16-bit channels for each pixel.
 constexpr int RENDERING_BYTES_PER_PIXEL = 10;
-/// LibRaw offers one preview, and for some cameras only a thumbnail; below this long side it is
-/// worth asking for a larger one.
-constexpr int THUMBNAIL_LONG_SIDE_PX = 640;
+/// LibRaw reads some raw data in blocks of this size; the last one may end beyond the file.
+constexpr std::int64_t READ_AHEAD_BYTES = 0x4000;
 
 std::size_t allocatedBytes(void *memory)
 {
@@ -51,8 +50,10 @@ public:
     {
         // What is larger than any file gives nothing; the rest fits into memory that LibRaw has.
         if (size == 0 || count > std::size_t(m_file.size()) ||
-            size > std::size_t(SourceFile::MAX_BYTES))
+            size > std::size_t(SourceFile::MAX_BYTES)) {
+            m_allMissingBytes += m_file.size();
             return 0;
+        }
         auto rest = std::span(static_cast<std::byte *>(out), size * count);
         const auto buffered =
             this->buffered().first(std::min(this->buffered().size(), rest.size()));
@@ -61,6 +62,7 @@ public:
                                                  rest.subspan(buffered.size()));
         // LibRaw takes buffers as they come from malloc, and not always looks at what it got.
         m_missingBytes = rest.size() - buffered.size() - direct;
+        m_allMissingBytes += std::int64_t(m_missingBytes);
         std::ranges::fill(rest.last(m_missingBytes), m_filler);
         m_position += std::int64_t(buffered.size() + direct);
         return static_cast<int>((buffered.size() + direct) / size);
@@ -80,8 +82,10 @@ public:
     {
         if (buffered().empty())
             fill();
-        if (buffered().empty())
+        if (buffered().empty()) {
+            ++m_allMissingBytes;
             return EOF;
+        }
         const auto byte = std::to_integer<int>(buffered().front());
         ++m_position;
         return byte;
@@ -118,6 +122,8 @@ public:
     void fillWith(std::byte filler) { m_filler = filler; }
     /// How many bytes the file did not have of those that were last read.
     [[nodiscard]] std::size_t missingBytes() const { return m_missingBytes; }
+    /// The same of all that were ever read.
+    [[nodiscard]] std::int64_t allMissingBytes() const { return m_allMissingBytes; }
     /// Where LibRaw will decode to. It offers no way to clear that buffer before, but goes to the
     /// place of the raw data as soon as it has it.
     void watch(const libraw_rawdata_t &data) { m_data = &data; }
@@ -151,6 +157,7 @@ private:
     void *m_cleared = nullptr;
     std::byte m_filler{0};
     std::size_t m_missingBytes = 0;
+    std::int64_t m_allMissingBytes = 0;
     std::int64_t m_position = 0;
     std::int64_t m_bufferStart = 0;
     std::size_t m_bufferSize = 0;
@@ -189,6 +196,16 @@ public:
         const auto whole = qsizetype(m_raw->imgdata.thumbnail.tlength);
         return std::max<qsizetype>(0, whole - qsizetype(m_stream.missingBytes()));
     }
+    /// Unpacks the raw data; false where that fails.
+    [[nodiscard]] bool unpackRawData()
+    {
+        const std::int64_t before = m_stream.allMissingBytes();
+        const bool isUnpacked = m_raw->unpack() == LIBRAW_SUCCESS;
+        m_isCut = m_stream.allMissingBytes() - before > READ_AHEAD_BYTES;
+        return isUnpacked;
+    }
+    /// Whether the file had not all of the raw data that were unpacked.
+    [[nodiscard]] bool isCut() const { return m_isCut; }
     [[nodiscard]] LibRaw &raw() { return *m_raw; }
     [[nodiscard]] QSize size() const
     {
@@ -206,6 +223,7 @@ private:
     RawStream m_stream;
     std::unique_ptr<LibRaw> m_raw; // hundreds of kilobytes; before the stream it reads from dies
     bool m_isOpen = false;
+    bool m_isCut = false;
 };
 
 /// Rows of interleaved 8-bit red, green and blue as a picture.
@@ -260,11 +278,6 @@ Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
     return {};
 }
 
-int longSide(const Image &image)
-{
-    return std::max(image.width(), image.height());
-}
-
 Image preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
               int maxPixel)
 {
@@ -274,29 +287,34 @@ Image preview(const SourceFile &source, const std::optional<ImageProperties> &pr
         facts = {properties->orientation, properties->colorHint};
     if (file.isOpen())
         facts.orientation = file.orientation();
-    const Image offered = libRawPreview(file, maxPixel, facts, source.stopToken());
-    if (longSide(offered) >= std::min(maxPixel, THUMBNAIL_LONG_SIDE_PX))
-        return offered;
-    const QByteArray other = largestEmbeddedPreview(source);
-    const Image found =
-        decodePreviewJpeg(SourceFile::fromBytes(other, source.stopToken()), maxPixel, facts);
-    return longSide(found) > longSide(offered) ? found : offered;
+    FieldReader fields(source);
+    for (const RawPreview &jpeg : findRawPreviews(fields)) {
+        Image image = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), maxPixel, facts);
+        if (!image.isNull())
+            return image;
+    }
+    // Of pixels, or in a container that only LibRaw knows.
+    return libRawPreview(file, maxPixel, facts, source.stopToken());
 }
 
-Image render(const SourceFile &source, int maxPixel)
+/// Where there is a preview, of the long side @p previewPx, only what is larger and whole.
+Image render(const SourceFile &source, int maxPixel, std::optional<int> previewPx)
 {
     RawFile file(source);
     if (!file.isOpen() || !isWithinLimits(file.size()))
         return {};
     auto &parameters = file.raw().imgdata.params;
     const int longest = std::max(file.size().width(), file.size().height());
+    if (previewPx && std::min(longest, maxPixel) <= *previewPx)
+        return {};
     const bool isHalf =
         longest / 2 >= maxPixel || !isWithinLimits(file.size(), RENDERING_BYTES_PER_PIXEL);
     parameters.half_size = isHalf ? 1 : 0;
     parameters.use_camera_wb = 1;
     parameters.gamm[0] = 1 / 2.4; // sRGB's curve
     parameters.gamm[1] = 12.92;
-    if (file.raw().unpack() != LIBRAW_SUCCESS || file.raw().dcraw_process() != LIBRAW_SUCCESS)
+    if (!file.unpackRawData() || (previewPx && file.isCut()) ||
+        file.raw().dcraw_process() != LIBRAW_SUCCESS)
         return {};
     const std::unique_ptr<libraw_processed_image_t, void (*)(libraw_processed_image_t *)> picture(
         file.raw().dcraw_make_mem_image(), LibRaw::dcraw_clear_mem);
@@ -331,7 +349,13 @@ Image decodeRawPreview(const SourceFile &file, const std::optional<ImageProperti
 
 Image renderRaw(const SourceFile &file, int maxPixel)
 {
-    return guarded([&] { return render(file, maxPixel); });
+    return guarded([&] { return render(file, maxPixel, {}); });
+}
+
+Image renderRawInsteadOf(const Image &preview, const SourceFile &file, int maxPixel)
+{
+    const int previewPx = std::max(preview.width(), preview.height());
+    return guarded([&] { return render(file, maxPixel, previewPx); });
 }
 
 } // namespace tavolin

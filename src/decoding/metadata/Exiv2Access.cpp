@@ -267,21 +267,4 @@ bool isTameXmp(const QByteArray &packet)
     return block.size() <= MAX_BLOCK_BYTES && !hasTooManyProperties(block);
 }
 
-QByteArray largestEmbeddedPreview(const SourceFile &file)
-{
-    QByteArray result;
-    withMetadata(file, [&](Exiv2::Image &image) {
-        const Exiv2::PreviewManager manager(image);
-        auto previews = manager.getPreviewProperties(); // the smallest first
-        std::erase_if(previews,
-                      [](const auto &preview) { return preview.mimeType_ != "image/jpeg"; });
-        if (previews.empty())
-            return;
-        const Exiv2::PreviewImage largest = manager.getPreviewImage(previews.back());
-        result = QByteArray(reinterpret_cast<const char *>(largest.pData()),
-                            static_cast<qsizetype>(largest.size()));
-    });
-    return result;
-}
-
 } // namespace tavolin

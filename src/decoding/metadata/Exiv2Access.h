@@ -21,7 +21,4 @@ bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image 
 /// Whether @p packet is one of XMP that takes Exiv2 no longer than it should to read.
 [[nodiscard]] bool isTameXmp(const QByteArray &packet);
 
-/// The JPEG data of the largest preview that Exiv2 finds in @p file; empty when there is none.
-[[nodiscard]] QByteArray largestEmbeddedPreview(const SourceFile &file);
-
 } // namespace tavolin
