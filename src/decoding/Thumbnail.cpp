@@ -52,15 +52,16 @@ constexpr int STAMP_LONG_SIDE_PX = 1000;
 Image decodeRaw(const SourceFile &file, const Properties &properties, int maxPixel,
                 ThumbnailRule rule)
 {
-    Image preview;
+    DecodedPreview preview;
     if (rule == ThumbnailRule::FromImageIfAbsent)
         preview = decodeRawPreview(file, properties, maxPixel);
-    if (preview.isNull())
+    if (preview.image.isNull())
         return renderRaw(file, maxPixel);
-    if (std::max(preview.width(), preview.height()) >= std::min(maxPixel, STAMP_LONG_SIDE_PX))
-        return preview;
-    Image rendering = renderRawInsteadOf(preview, file, maxPixel);
-    return rendering.isNull() ? preview : rendering;
+    // Whatever is asked for: the same picture at every size.
+    if (preview.longSidePx >= STAMP_LONG_SIDE_PX)
+        return preview.image;
+    Image rendering = renderRawInsteadOf(preview.longSidePx, file, maxPixel);
+    return rendering.isNull() ? preview.image : rendering;
 }
 
 Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)

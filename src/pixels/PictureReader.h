@@ -69,8 +69,8 @@ public:
     PictureReader &operator=(const PictureReader &) = delete;
 
     /// The picture at @p url, upright, ready for @p target. A file with a raw extension gives its
-    /// largest embedded preview, and a rendering of the raw data only without one; any other is
-    /// decoded from its full picture.
+    /// largest embedded preview, and a rendering of the raw data without one or where that is a
+    /// stamp; any other is decoded from its full picture.
     [[nodiscard]] virtual DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                             const DisplayTarget &target,
                                                             Urgency urgency,

@@ -31,7 +31,7 @@ constexpr int RENDERING_TOLERANCE = 40;
 Image preview(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
     const SourceFile file = fileOf(bytes);
-    return decodeRawPreview(file, readProperties(file), maxPixel);
+    return decodeRawPreview(file, readProperties(file), maxPixel).image;
 }
 
 Image rendering(const QByteArray &bytes, int maxPixel = NO_LIMIT)
@@ -110,6 +110,17 @@ TEST(RawPreview, IsTheNextSmallerOneWhereTheLargestCannotBeDecoded)
     const Image image = preview(bytes + small);
     EXPECT_EQ(image.size(), QSize(640, 480));
     EXPECT_TRUE(showsFourQuarters(image, PREVIEW_TOLERANCE));
+}
+
+TEST(RawPreview, TellsItsLongSideAsTheFileHasIt)
+{
+    for (const QSize size : {QSize(1024, 768), QSize(300, 500)}) {
+        const SourceFile file = fileOf(
+            makeDng({.upright = fourQuarters({320, 240}), .previews = {fourQuarters(size)}}));
+        const DecodedPreview decoded = decodeRawPreview(file, readProperties(file), 100);
+        EXPECT_EQ(decoded.longSidePx, std::max(size.width(), size.height()));
+        EXPECT_EQ(std::max(decoded.image.width(), decoded.image.height()), 100);
+    }
 }
 
 TEST(RawPreview, IsNullWhereThereIsNone)
@@ -267,7 +278,7 @@ TEST(RawThumbnail, IsNullOnceStopped)
 {
     const QByteArray dng =
         makeDng({.upright = fourQuarters({160, 120}), .previews = {fourQuarters({96, 72})}});
-    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), {}, NO_LIMIT).isNull());
+    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), {}, NO_LIMIT).image.isNull());
     EXPECT_TRUE(renderRaw(stoppedFileOf(dng), NO_LIMIT).isNull());
 }
 

@@ -11,6 +11,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -192,11 +193,16 @@ TEST(Thumbnail, RawDataIsRenderedWhereThePreviewIsAStamp)
         EXPECT_EQ(thumbnail(rawWithPreview(enough), IF_ABSENT).size(), enough);
 }
 
-TEST(Thumbnail, StampIsGivenWhereNoMoreIsAskedFor)
+TEST(Thumbnail, PictureIsTheSameAtEverySize)
 {
-    const Image image = thumbnail(rawWithPreview({160, 120}), IF_ABSENT, 160);
-    EXPECT_EQ(image.size(), QSize(160, 120));
-    EXPECT_TRUE(isNear(pixelAt(image, 0.25, 0.25), 0xffffffff, 2));
+    const QByteArray stamp = rawWithPreview({160, 120});
+    const QByteArray enough = rawWithPreview({1000, 750});
+    for (const int limit : {NO_LIMIT, 999, 160, 80}) {
+        EXPECT_TRUE(showsFourQuarters(thumbnail(stamp, IF_ABSENT, limit), RENDERING_TOLERANCE));
+        const Image image = thumbnail(enough, IF_ABSENT, limit);
+        EXPECT_EQ(image.width(), std::min(limit, 1000));
+        EXPECT_TRUE(isNear(pixelAt(image, 0.25, 0.25), 0xffffffff, 2));
+    }
 }
 
 TEST(Thumbnail, StampIsGivenWhereTheRawPictureIsNoLarger)

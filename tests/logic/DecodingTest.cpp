@@ -162,10 +162,19 @@ TEST(LoadThumbnail, SmallPictureIsNotEnlarged)
 TEST(LoadThumbnail, RawExtensionInCapitalsGivesThePreview)
 {
     const TemporaryFolder folder;
-    const QByteArray raw = pictures::makeDng({solid({600, 400}, RED), {solid({240, 160}, BLUE)}});
-    const Image image = loadThumbnail(folder.write("a.NEF", raw), 1000);
-    EXPECT_EQ(image.size(), QSize(240, 160));
+    const QByteArray raw = pictures::makeDng({solid({600, 400}, RED), {solid({1200, 800}, BLUE)}});
+    const Image image = loadThumbnail(folder.write("a.NEF", raw), 2560);
+    EXPECT_EQ(image.size(), QSize(1200, 800));
     EXPECT_TRUE(isColored(image, BLUE));
+}
+
+TEST(LoadThumbnail, RawFileWithAStampIsDeveloped)
+{
+    const TemporaryFolder folder;
+    const QByteArray raw = pictures::makeDng({solid({600, 400}, RED), {solid({240, 160}, BLUE)}});
+    const Image image = loadThumbnail(folder.write("a.NEF", raw), 2560);
+    ASSERT_EQ(image.size(), QSize(600, 400));
+    EXPECT_LT(qBlue(image.row(200)[300]), 50);
 }
 
 TEST(LoadThumbnail, RawFileWithoutPreviewIsDeveloped)

@@ -278,8 +278,8 @@ Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
     return {};
 }
 
-Image preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
-              int maxPixel)
+DecodedPreview preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
+                       int maxPixel)
 {
     RawFile file(source);
     PreviewFacts facts;
@@ -291,10 +291,14 @@ Image preview(const SourceFile &source, const std::optional<ImageProperties> &pr
     for (const RawPreview &jpeg : findRawPreviews(fields)) {
         Image image = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), maxPixel, facts);
         if (!image.isNull())
-            return image;
+            return {std::move(image), std::max(jpeg.size.width(), jpeg.size.height())};
     }
     // Of pixels, or in a container that only LibRaw knows.
-    return libRawPreview(file, maxPixel, facts, source.stopToken());
+    const libraw_thumbnail_t &other = file.raw().imgdata.thumbnail;
+    Image image = libRawPreview(file, maxPixel, facts, source.stopToken());
+    const int longSidePx =
+        std::max({int(other.twidth), int(other.theight), image.width(), image.height()});
+    return {std::move(image), longSidePx};
 }
 
 /// Where there is a preview, of the long side @p previewPx, only what is larger and whole.
@@ -305,7 +309,7 @@ Image render(const SourceFile &source, int maxPixel, std::optional<int> previewP
         return {};
     auto &parameters = file.raw().imgdata.params;
     const int longest = std::max(file.size().width(), file.size().height());
-    if (previewPx && std::min(longest, maxPixel) <= *previewPx)
+    if (previewPx && longest <= *previewPx)
         return {};
     const bool isHalf =
         longest / 2 >= maxPixel || !isWithinLimits(file.size(), RENDERING_BYTES_PER_PIXEL);
@@ -341,8 +345,8 @@ std::optional<ImageProperties> readRawProperties(const SourceFile &file)
     });
 }
 
-Image decodeRawPreview(const SourceFile &file, const std::optional<ImageProperties> &properties,
-                       int maxPixel)
+DecodedPreview decodeRawPreview(const SourceFile &file,
+                                const std::optional<ImageProperties> &properties, int maxPixel)
 {
     return guarded([&] { return preview(file, properties, maxPixel); });
 }
@@ -352,9 +356,8 @@ Image renderRaw(const SourceFile &file, int maxPixel)
     return guarded([&] { return render(file, maxPixel, {}); });
 }
 
-Image renderRawInsteadOf(const Image &preview, const SourceFile &file, int maxPixel)
+Image renderRawInsteadOf(int previewPx, const SourceFile &file, int maxPixel)
 {
-    const int previewPx = std::max(preview.width(), preview.height());
     return guarded([&] { return render(file, maxPixel, previewPx); });
 }
 

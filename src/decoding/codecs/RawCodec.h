@@ -13,20 +13,26 @@ namespace tavolin {
 /// does not.
 [[nodiscard]] std::optional<ImageProperties> readRawProperties(const SourceFile &file);
 
+struct DecodedPreview
+{
+    Image image;        ///< Null when there is none that can be read.
+    int longSidePx = 0; ///< As the file has it, not scaled.
+};
+
 /// The largest preview embedded in @p file that can be decoded, whose headers say @p properties,
 /// upright, its longest side at most @p maxPixel. It is turned by what the raw file says; a
-/// preview's own EXIF orientation does not count. Null when there is none that can be read.
-[[nodiscard]] Image decodeRawPreview(const SourceFile &file,
-                                     const std::optional<ImageProperties> &properties,
-                                     int maxPixel);
+/// preview's own EXIF orientation does not count.
+[[nodiscard]] DecodedPreview decodeRawPreview(const SourceFile &file,
+                                              const std::optional<ImageProperties> &properties,
+                                              int maxPixel);
 
 /// A rendering of the raw data in sRGB, upright, its longest side at most @p maxPixel: at half the
 /// resolution where that is enough or memory is short. A file that is cut short may give garbage
 /// below the cut. Null when LibRaw can't.
 [[nodiscard]] Image renderRaw(const SourceFile &file, int maxPixel);
 
-/// The same in place of @p preview, which decodeRawPreview() has given for @p maxPixel: null also
-/// where the rendering would not be larger, or where the file ends before its raw data.
-[[nodiscard]] Image renderRawInsteadOf(const Image &preview, const SourceFile &file, int maxPixel);
+/// The same in place of a preview of the long side @p previewPx: null also where the raw picture is
+/// no larger, or where the file ends before its raw data.
+[[nodiscard]] Image renderRawInsteadOf(int previewPx, const SourceFile &file, int maxPixel);
 
 } // namespace tavolin
