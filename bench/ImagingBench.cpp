@@ -29,6 +29,8 @@ namespace {
 using namespace tavolin;
 
 constexpr QSize CAMERA_SIZE(6000, 4000);
+/// About 40 MB of raw data, as cameras write them.
+constexpr QSize RAW_SIZE(5400, 3600);
 constexpr int LIMIT = 2560;
 
 /// The files that the benchmarks read, made once.
@@ -46,7 +48,7 @@ struct Files
         save(jpeg, pictures::encodeJpeg(photo, {.subsampling = pictures::Subsampling::Half422,
                                                 .exif = pictures::exifBlock(1)}));
         save(raw, pictures::makeDng(
-                      {.upright = pictures::fourQuarters({600, 400}), .previews = {photo}}));
+                      {.upright = pictures::fourQuarters(RAW_SIZE), .previews = {photo}}));
         save(preview, pictures::encodeJpeg(photo));
     }
 
