@@ -197,6 +197,10 @@ std::vector<Layout> makerNoteLayouts()
                                                {{0x0100, UNDEFINED, JPEG_BYTES, FROM_NOTE}}))},
         {"Pentax", tiffWithNote(note("PENTAX \0II"sv, little, pentax(FROM_NOTE)))},
         {"PentaxOfOld", tiffWithNote(note("AOC\0MM"sv, big, pentax(JPEG_AT)))},
+        {"SpanOfMinolta",
+         tiffWithNote(
+             note("OLYMP\0\1\0"sv, big, {{0x88, LONG, 1, JPEG_AT}, {0x89, LONG, 1, JPEG_BYTES}}))},
+        {"ValueOfMinolta", tiffWithNote(note({}, big, {{0x81, UNDEFINED, JPEG_BYTES, JPEG_AT}}))},
         {"PentaxInTheOrderOfTheStream", tiffWithNote(note("AOC\0\0\0"sv, big, pentax(JPEG_AT)))},
         {"Nikon", tiffWithNote(FileBytes()
                                    .text("Nikon\0\2\x10\0\0"sv)
@@ -470,38 +474,6 @@ TEST_F(SampleRawPreviews, AreAllThatAreKnown)
         }
     }
     EXPECT_GE(known, 30);
-}
-
-/// The texts of the cameras' names in raw samples, here of one length with what stands in for them.
-QByteArray renamed(QByteArray bytes, const QByteArray &name)
-{
-    for (qsizetype at = bytes.indexOf(name); at >= 0; at = bytes.indexOf(name, at + 1))
-        bytes.replace(at, name.size(), QByteArray(name.size(), 'Q'));
-    return bytes;
-}
-
-TEST_F(SampleRawPreviews, AreTheSameUnderAnyNameOfACamera)
-{
-    int renamedFiles = 0;
-    for (const QJsonObject &sample : rawFiles()) {
-        const auto file = SourceFile::open(find(pathOf(sample)));
-        ASSERT_TRUE(file) << pathOf(sample);
-        const QByteArray bytes = file->bytesAt(0, file->size());
-        const QByteArray model =
-            sample[QStringLiteral("oracle")][QStringLiteral("model")].toString().toLatin1();
-        const QByteArray other = model.isEmpty() ? bytes : renamed(bytes, model);
-        if (other == bytes)
-            continue;
-        ++renamedFiles;
-        const auto offsetsIn = [](const QByteArray &content) {
-            std::vector<std::int64_t> offsets;
-            for (const RawPreview &preview : previewsOf(content))
-                offsets.push_back(preview.offset);
-            return offsets;
-        };
-        EXPECT_EQ(offsetsIn(other), offsetsIn(bytes)) << pathOf(sample);
-    }
-    EXPECT_GE(renamedFiles, 15);
 }
 
 TEST(RawPreviewList, IsEmptyForWhatIsNoRawFile)

@@ -36,6 +36,9 @@ constexpr std::uint16_t PENTAX_PREVIEW_LENGTH = 0x0003;
 constexpr std::uint16_t PENTAX_PREVIEW_START = 0x0004;
 constexpr std::uint16_t NIKON_PREVIEW_DIRECTORY = 0x0011;
 constexpr std::uint16_t SAMSUNG_PREVIEW_DIRECTORY = 0x0035;
+constexpr std::uint16_t MINOLTA_PREVIEW = 0x0081; // and of Olympus and Sony of old, like the next
+constexpr std::uint16_t MINOLTA_PREVIEW_START = 0x0088;
+constexpr std::uint16_t MINOLTA_PREVIEW_LENGTH = 0x0089;
 constexpr std::uint16_t OLYMPUS_THUMBNAIL = 0x0100;
 constexpr std::uint16_t SONY_PREVIEW = 0x2001;
 constexpr std::uint16_t OLYMPUS_SETTINGS = 0x2020;
@@ -163,9 +166,10 @@ void Search::addFromMakerNote(TiffReader &tiff, const TiffEntry *entry)
 void Search::addFromNoteDirectory(TiffReader &note, const TiffDirectory &directory)
 {
     addSpan(note, directory, PENTAX_PREVIEW_START, PENTAX_PREVIEW_LENGTH);
+    addSpan(note, directory, MINOLTA_PREVIEW_START, MINOLTA_PREVIEW_LENGTH);
     for (const std::uint16_t pointer : {NIKON_PREVIEW_DIRECTORY, SAMSUNG_PREVIEW_DIRECTORY})
         addSpan(note, note.directory(directory.find(pointer)), tag::JPEG_OFFSET, tag::JPEG_LENGTH);
-    for (const std::uint16_t value : {OLYMPUS_THUMBNAIL, SONY_PREVIEW})
+    for (const std::uint16_t value : {MINOLTA_PREVIEW, OLYMPUS_THUMBNAIL, SONY_PREVIEW})
         addValue(note, directory.find(value));
     // The settings were a value once and are a pointer now.
     const TiffEntry *settings = directory.find(OLYMPUS_SETTINGS);
