@@ -25,9 +25,9 @@ namespace tavolin {
 [[nodiscard]] ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url);
 
 /// The picture at @p url, upright, its longest side at most @p maxPixel. A file with a raw
-/// extension gives its largest embedded preview, and a rendering of the raw data only without one;
-/// any other is decoded from its full picture. In the profile that it carries. Null on failure, and
-/// soon after @p stop is requested.
+/// extension gives its largest embedded preview, and a rendering of the raw data without one or
+/// where that is a stamp; any other is decoded from its full picture. In the profile that it
+/// carries. Null on failure, and soon after @p stop is requested.
 [[nodiscard]] Image loadThumbnail(const std::filesystem::path &url, int maxPixel,
                                   std::stop_token stop = {});
 

@@ -45,9 +45,6 @@ Image decodeContent(const SniffedFile &file, const Properties &properties, int m
                          properties->orientation);
 }
 
-/// The long side below which a preview is a stamp: not enough to judge a picture by on any screen.
-constexpr int STAMP_LONG_SIDE_PX = 1000;
-
 /// The preview of a raw file, or a rendering of its raw data where there is none or only a stamp.
 Image decodeRaw(const SourceFile &file, const Properties &properties, int maxPixel,
                 ThumbnailRule rule)
@@ -58,7 +55,7 @@ Image decodeRaw(const SourceFile &file, const Properties &properties, int maxPix
     if (preview.image.isNull())
         return renderRaw(file, maxPixel);
     // Whatever is asked for: the same picture at every size.
-    if (preview.longSidePx >= STAMP_LONG_SIDE_PX)
+    if (preview.longSidePx >= MIN_PREVIEW_LONG_SIDE_PX)
         return preview.image;
     Image rendering = renderRawInsteadOf(preview.longSidePx, file, maxPixel);
     return rendering.isNull() ? preview.image : rendering;

@@ -112,6 +112,23 @@ TEST(RawPreview, IsTheNextSmallerOneWhereTheLargestCannotBeDecoded)
     EXPECT_TRUE(showsFourQuarters(image, PREVIEW_TOLERANCE));
 }
 
+TEST(RawPreview, MayConsistOfPixelsWhereThatIsLargerThanAnyJpeg)
+{
+    QImage white(160, 120, QImage::Format_RGB32);
+    white.fill(0xffffffff);
+    const Image pixels = preview(makeDng({.upright = fourQuarters({1200, 900}),
+                                          .previews = {white},
+                                          .orientation = 6,
+                                          .pixelPreview = fourQuarters({640, 480})}));
+    EXPECT_EQ(pixels.size(), QSize(640, 480));
+    EXPECT_TRUE(showsFourQuarters(pixels, 0));
+    const Image jpeg = preview(makeDng({.upright = fourQuarters({1200, 900}),
+                                        .previews = {fourQuarters({640, 480})},
+                                        .pixelPreview = white}));
+    EXPECT_EQ(jpeg.size(), QSize(640, 480));
+    EXPECT_TRUE(showsFourQuarters(jpeg, PREVIEW_TOLERANCE));
+}
+
 TEST(RawPreview, TellsItsLongSideAsTheFileHasIt)
 {
     for (const QSize size : {QSize(1024, 768), QSize(300, 500)}) {

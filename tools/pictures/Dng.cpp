@@ -95,6 +95,27 @@ TiffDirectory previewFields(const QImage &stored)
     };
 }
 
+TiffDirectory pixelPreviewFields(const QImage &stored)
+{
+    QByteArray samples;
+    for (int y = 0; y < stored.height(); ++y)
+        for (int x = 0; x < stored.width(); ++x)
+            for (const int shift : {16, 8, 0})
+                samples.append(static_cast<char>(stored.pixel(x, y) >> shift & 0xff));
+    return {
+        longField(254, 1), // a smaller version
+        longField(256, stored.width()),
+        longField(257, stored.height()),
+        shortField(258, {8, 8, 8}),
+        shortField(259, {1}), // uncompressed
+        shortField(262, {2}), // RGB
+        dataField(273, samples),
+        shortField(277, {3}),
+        longField(278, stored.height()),
+        longField(279, samples.size()),
+    };
+}
+
 TiffDirectory cameraFields(const DngSpec &spec)
 {
     return {
@@ -137,6 +158,8 @@ QByteArray makeDng(const DngSpec &spec)
     std::vector<TiffDirectory> below = {std::move(raw)};
     if (spec.previews.size() > 1)
         below.push_back(previewFields(stored(spec.previews[1])));
+    if (!spec.pixelPreview.isNull())
+        below.push_back(pixelPreviewFields(stored(spec.pixelPreview)));
     main.push_back(directoriesField(330, std::move(below)));
     return tiffBlock(main);
 }

@@ -16,6 +16,8 @@ struct DngSpec
     std::vector<QImage> previews;
     int orientation = 1; ///< EXIF 1 to 8; raw picture and previews are stored turned for it.
     int index = 0;       ///< Seconds added to the time it was taken.
+    /// An upright picture to embed as uncompressed pixels beside JPEG previews; none if null.
+    QImage pixelPreview;
 };
 
 /// A DNG of 16-bit samples in an RGGB mosaic, make "TestMake", model "TestRaw". Its camera sees the

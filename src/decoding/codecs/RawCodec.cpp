@@ -248,17 +248,24 @@ struct PreviewFacts
     ColorHint colorHint = ColorHint::None; // unless the preview has one of its own
 };
 
-Image decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
+int longSide(QSize size)
+{
+    return std::max(size.width(), size.height());
+}
+
+DecodedPreview decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
 {
     const auto properties = readProperties(jpeg);
     const bool hasHint = properties && properties->colorHint != ColorHint::None;
-    return turnedUpright(
-        decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint),
-        facts.orientation);
+    const Image image =
+        decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint);
+    const QSize size = properties ? properties->stored : image.size();
+    return {turnedUpright(image, facts.orientation), longSide(size)};
 }
 
-Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
-                    const std::stop_token &stop)
+/// The preview that LibRaw offers, which may be one of pixels.
+DecodedPreview libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
+                             const std::stop_token &stop)
 {
     if (!file.unpackPreview())
         return {};
@@ -270,12 +277,11 @@ Image libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
         const auto bytes = QByteArray::fromRawData(thumbnail.thumb, file.previewBytes());
         return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, facts);
     }
-    if (thumbnail.tformat == LIBRAW_THUMBNAIL_BITMAP && isWithinLimits(size) &&
-        pixelCount(size) * 3 <= std::int64_t(thumbnail.tlength))
-        return turnedUpright(
-            fromRgb(reinterpret_cast<const unsigned char *>(thumbnail.thumb), size, maxPixel),
-            file.orientation());
-    return {};
+    if (thumbnail.tformat != LIBRAW_THUMBNAIL_BITMAP || !isWithinLimits(size) ||
+        pixelCount(size) * 3 > std::int64_t(thumbnail.tlength))
+        return {};
+    const auto *pixels = reinterpret_cast<const unsigned char *>(thumbnail.thumb);
+    return {turnedUpright(fromRgb(pixels, size, maxPixel), file.orientation()), longSide(size)};
 }
 
 DecodedPreview preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
@@ -287,18 +293,19 @@ DecodedPreview preview(const SourceFile &source, const std::optional<ImageProper
         facts = {properties->orientation, properties->colorHint};
     if (file.isOpen())
         facts.orientation = file.orientation();
+    DecodedPreview found;
     FieldReader fields(source);
     for (const RawPreview &jpeg : findRawPreviews(fields)) {
-        Image image = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), maxPixel, facts);
-        if (!image.isNull())
-            return {std::move(image), std::max(jpeg.size.width(), jpeg.size.height())};
+        found = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), maxPixel, facts);
+        if (!found.image.isNull())
+            break;
     }
-    // Of pixels, or in a container that only LibRaw knows.
-    const libraw_thumbnail_t &other = file.raw().imgdata.thumbnail;
-    Image image = libRawPreview(file, maxPixel, facts, source.stopToken());
-    const int longSidePx =
-        std::max({int(other.twidth), int(other.theight), image.width(), image.height()});
-    return {std::move(image), longSidePx};
+    if (!found.image.isNull() && found.longSidePx >= MIN_PREVIEW_LONG_SIDE_PX)
+        return found;
+    // A larger one may consist of pixels, or be in a container that only LibRaw knows.
+    DecodedPreview offered = libRawPreview(file, maxPixel, facts, source.stopToken());
+    const bool isLarger = found.image.isNull() || offered.longSidePx > found.longSidePx;
+    return isLarger && !offered.image.isNull() ? offered : found;
 }
 
 /// Where there is a preview, of the long side @p previewPx, only what is larger and whole.
@@ -308,7 +315,7 @@ Image render(const SourceFile &source, int maxPixel, std::optional<int> previewP
     if (!file.isOpen() || !isWithinLimits(file.size()))
         return {};
     auto &parameters = file.raw().imgdata.params;
-    const int longest = std::max(file.size().width(), file.size().height());
+    const int longest = longSide(file.size());
     if (previewPx && longest <= *previewPx)
         return {};
     const bool isHalf =
