@@ -47,8 +47,8 @@ struct Files
         const QImage photo = pictures::drawPicture({.size = CAMERA_SIZE, .index = 1});
         save(jpeg, pictures::encodeJpeg(photo, {.subsampling = pictures::Subsampling::Half422,
                                                 .exif = pictures::exifBlock(1)}));
-        save(raw, pictures::makeDng(
-                      {.upright = pictures::fourQuarters(RAW_SIZE), .previews = {photo}}));
+        save(raw,
+             pictures::makeDng({.upright = pictures::fourQuarters(RAW_SIZE), .previews = {photo}}));
         save(preview, pictures::encodeJpeg(photo));
     }
 
