@@ -53,13 +53,10 @@ struct MakerNoteKind
     std::int64_t directoryAt = 0;
 };
 constexpr std::array MAKER_NOTE_KINDS{
-    MakerNoteKind{"OLYMPUS\0"sv, 8, 12},
-    MakerNoteKind{"OM SYSTEM\0\0\0"sv, 12, 16},
-    MakerNoteKind{"OLYMP\0"sv, 0, 8},
-    MakerNoteKind{"PENTAX \0"sv, 8, 10},
-    MakerNoteKind{"AOC\0"sv, 4, 6},
-    MakerNoteKind{"SONY DSC \0\0\0"sv, 0, 12},
-    MakerNoteKind{.signature = {}, .byteOrderAt = 0, .directoryAt = 0},
+    MakerNoteKind{"OLYMPUS\0"sv, 8, 12}, MakerNoteKind{"OM SYSTEM\0\0\0"sv, 12, 16},
+    MakerNoteKind{"OLYMP\0"sv, 0, 8},    MakerNoteKind{"PENTAX \0"sv, 8, 10},
+    MakerNoteKind{"AOC\0"sv, 4, 6},      MakerNoteKind{"SONY DSC \0\0\0"sv, 0, 12},
+    MakerNoteKind{""sv, 0, 0},
 };
 /// A whole TIFF stream follows ten bytes of this.
 constexpr std::string_view NIKON_SIGNATURE = "Nikon\0\2"sv;
@@ -145,6 +142,8 @@ void Search::addFromMakerNote(TiffReader &tiff, const TiffEntry *entry)
         return;
     const std::int64_t begin = tiff.begin() + entry->offset;
     const ByteSpan head = m_fields.bytes(begin, 16);
+    if (head.empty())
+        return;
     if (hasText(head, NIKON_SIGNATURE)) {
         if (auto note = TiffReader::open(m_fields, begin + NIKON_STREAM_AT, m_fields.size()))
             addFromNoteDirectory(*note, note->directory(note->first()));
