@@ -7,6 +7,7 @@ namespace tavolin {
 
 /// Types of values: TIFF 6.0, section 2, and BigTIFF.
 namespace tiff_type {
+inline constexpr std::uint16_t BYTE = 1;
 inline constexpr std::uint16_t ASCII = 2;
 inline constexpr std::uint16_t SHORT = 3;
 inline constexpr std::uint16_t LONG = 4;

@@ -54,6 +54,8 @@ public:
     /// Where the stream begins in the file: offsets count from there.
     [[nodiscard]] std::int64_t begin() const { return m_begin; }
     [[nodiscard]] bool isBigEndian() const { return m_isBigEndian; }
+    /// Whether numbers of entries, counts and offsets have eight bytes.
+    [[nodiscard]] bool isBigTiff() const { return m_isBigTiff; }
 
     /// Offset of the first directory, IFD0.
     [[nodiscard]] std::int64_t first() const { return m_first; }

@@ -5,7 +5,7 @@
 #include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Properties.h"
 #include "FileBytes.h"
-#include "HeicFile.h"
+#include "HeifFile.h"
 #include "pictures/Dng.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
@@ -134,6 +134,19 @@ TEST(CarriedMetadata, ASourceWithoutExifGetsNone)
     EXPECT_TRUE(metadata->photoshop.isEmpty());
 }
 
+TEST(CarriedMetadata, ASourceThatHasNoneInAnyContainerGetsNone)
+{
+    const HeifFileItem picture{"hvc1", "stream", {ispe({6, 4})}, {}};
+    for (const QByteArray &file :
+         {heifFile({picture}), test::tiff(ByteOrder::Little, {{0x0100, SHORT, 1, 6}})}) {
+        const auto metadata = carriedMetadata(fileOf(file), NEW_SIZE);
+        ASSERT_TRUE(metadata);
+        EXPECT_TRUE(metadata->exif.isEmpty());
+        EXPECT_TRUE(metadata->xmp.isEmpty());
+        EXPECT_TRUE(metadata->photoshop.isEmpty());
+    }
+}
+
 TEST(CarriedMetadata, WithoutAMainDirectoryThereIsNoSoftwareAndNoOrientation)
 {
     // Nothing in IFD0 but the place of the EXIF directory.
@@ -174,6 +187,27 @@ TEST(CarriedMetadata, NotesOfAnUnknownCameraSurviveByteByByte)
     ASSERT_TRUE(before.contains("Exif.Photo.MakerNote"));
     EXPECT_EQ(carriedFrom(jpegWith(exif))["Exif.Photo.MakerNote"],
               before.at("Exif.Photo.MakerNote"));
+}
+
+/// A TIFF stream in which a Canon's notes are at @p noteAt and say where in the stream a text is.
+QByteArray tiffWithCanonsNotes(qsizetype noteAt)
+{
+    constexpr std::uint32_t NOTE_BYTES = 18 + 12;
+    const auto at = static_cast<std::uint32_t>(noteAt);
+    QByteArray bytes =
+        test::tiff(ByteOrder::Little, {{0x010f, ASCII, 6, 38}, {0x8769, LONG, 1, 44}}) +
+        QByteArray("Canon\0", 6) +
+        test::directory(ByteOrder::Little, {{0x927c, 7, NOTE_BYTES, at}});
+    bytes.append(noteAt - bytes.size(), '\0');
+    return bytes + test::directory(ByteOrder::Little, {{0x0006, ASCII, 12, at + 18}}) +
+           QByteArray("Test Camera\0", 12);
+}
+
+TEST(CarriedMetadata, NotesWithPlacesInTheirFileSurvive)
+{
+    for (const qsizetype at : {qsizetype{100}, qsizetype{5000}, qsizetype{20} << 20})
+        EXPECT_EQ(carriedFrom(tiffWithCanonsNotes(at))["Exif.Canon.ImageType"], "Test Camera")
+            << at;
 }
 
 TEST(CarriedMetadata, TheThumbnailIsLeftBehind)

@@ -156,30 +156,6 @@ TEST(HeifCodecWithoutEncoder, WhatIsNoHeifIsNull)
                     .isNull());
 }
 
-TEST(ReadHeifMetadata, GivesTheBlocksAsTheyWereStored)
-{
-    if (!canEncodeHeic())
-        GTEST_SKIP() << "libheif has no HEVC encoder";
-    const QByteArray exif = pictures::exifBlock(1);
-    const QByteArray xmp = "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>";
-    const QByteArray file =
-        encodeHeic(pictures::fourQuarters({64, 64}), {.exif = exif, .xmp = xmp});
-    const HeifMetadata found = readHeifMetadata(fileOf(file));
-    EXPECT_EQ(found.exif, exif);
-    EXPECT_EQ(found.xmp, xmp);
-}
-
-TEST(ReadHeifMetadata, EmptyWhereThereIsNone)
-{
-    if (!canEncodeHeic())
-        GTEST_SKIP() << "libheif has no HEVC encoder";
-    const QByteArray file = encodeHeic(pictures::fourQuarters({64, 64}));
-    EXPECT_TRUE(readHeifMetadata(fileOf(file)).exif.isEmpty());
-    EXPECT_TRUE(readHeifMetadata(fileOf("no picture")).exif.isEmpty());
-    for (qsizetype size = 0; size < file.size(); size += 97)
-        EXPECT_TRUE(readHeifMetadata(fileOf(file.left(size))).exif.isEmpty());
-}
-
 } // namespace
 
 } // namespace tavolin

@@ -26,6 +26,7 @@ struct HeifFileItem
     QByteArray content;
     std::vector<QByteArray> properties; ///< Boxes.
     std::vector<HeifReference> references;
+    std::string_view contentType = {}; ///< Of type "mime".
 };
 
 /// The box that says how large an item is.
@@ -54,8 +55,9 @@ inline QByteArray heifFile(const std::vector<HeifFileItem> &items)
     associations.u32(items.size());
     for (std::size_t i = 0; i < items.size(); ++i) {
         const HeifFileItem &item = items[i];
-        entries.append(
-            fullBox("infe", 2U << 24, FileBytes().u16(i + 1).u16(0).text(item.type).u8(0).bytes()));
+        entries.append(fullBox(
+            "infe", 2U << 24,
+            FileBytes().u16(i + 1).u16(0).text(item.type).u8(0).text(item.contentType).bytes()));
         places.u16(i + 1).u16(1).u16(0).u16(1).u32(static_cast<std::uint64_t>(contents.size()));
         places.u32(static_cast<std::uint64_t>(item.content.size()));
         contents += item.content;

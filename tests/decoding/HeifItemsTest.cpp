@@ -240,6 +240,107 @@ TEST(HevcSizeOf, NeedsAllOfTheParameters)
     EXPECT_FALSE(hevcSizeOf(std::span(ones).first(20)));
 }
 
+// Metadata
+
+/// What @p found says there is in @p file.
+QByteArray contentOf(const QByteArray &file, const std::optional<Box> &found)
+{
+    return found ? file.mid(found->begin, found->size()) : QByteArray();
+}
+
+QByteArray exifOf(const QByteArray &file)
+{
+    const SourceFile source = fileOf(file);
+    FieldReader fields(source);
+    return contentOf(file, findHeifMetadata(fields).exif);
+}
+
+QByteArray xmpOf(const QByteArray &file)
+{
+    const SourceFile source = fileOf(file);
+    FieldReader fields(source);
+    return contentOf(file, findHeifMetadata(fields).xmp);
+}
+
+/// An EXIF block of whatever bytes, as that of the items @p described.
+HeifFileItem exifItem(const QByteArray &block, std::vector<std::uint32_t> described)
+{
+    return {"Exif", QByteArray(4, '\0') + block, {}, {{"cdsc", std::move(described)}}};
+}
+
+HeifFileItem xmpItem(const QByteArray &packet, std::string_view contentType)
+{
+    return {"mime", packet, {}, {{"cdsc", {1}}}, contentType};
+}
+
+const HeifFileItem PICTURE{"hvc1", "stream", {ispe(TILE)}, {}};
+constexpr std::string_view XMP_TYPE("application/rdf+xml\0", 20);
+
+TEST(HeifMetadata, IsAsTheLibraryWritesIt)
+{
+    if (!canEncodeHeic())
+        GTEST_SKIP() << "libheif has no HEVC encoder";
+    const QByteArray exif = test::exifBlock(1);
+    const QByteArray xmp = "<x:xmpmeta xmlns:x='adobe:ns:meta/'/>";
+    const QByteArray file =
+        encodeHeic(pictures::fourQuarters({64, 64}), {.exif = exif, .xmp = xmp});
+    EXPECT_EQ(exifOf(file), exif);
+    EXPECT_EQ(xmpOf(file), xmp);
+}
+
+TEST(HeifMetadata, IsNoneWhereThereIsNone)
+{
+    const QByteArray file = heifFile({PICTURE});
+    EXPECT_TRUE(exifOf(file).isEmpty());
+    EXPECT_TRUE(xmpOf(file).isEmpty());
+    EXPECT_TRUE(exifOf("no picture").isEmpty());
+}
+
+// A spatial photo has two pictures, each with a block of its own.
+TEST(HeifMetadata, IsThatOfThePictureShown)
+{
+    EXPECT_EQ(exifOf(heifFile({PICTURE, PICTURE, exifItem("left", {1}), exifItem("right", {2})})),
+              "left");
+    EXPECT_EQ(exifOf(heifFile({PICTURE, PICTURE, exifItem("right", {2}), exifItem("left", {1})})),
+              "left");
+    EXPECT_EQ(
+        exifOf(heifFile({PICTURE, PICTURE, exifItem("right", {2}), exifItem("both", {2, 1})})),
+        "both");
+}
+
+TEST(HeifMetadata, OfNothingInParticularComeBeforeAnotherPictures)
+{
+    HeifFileItem ofNothing = exifItem("file", {});
+    ofNothing.references.clear();
+    EXPECT_EQ(exifOf(heifFile({PICTURE, PICTURE, exifItem("right", {2}), ofNothing})), "file");
+    EXPECT_EQ(exifOf(heifFile({PICTURE, PICTURE, exifItem("right", {2})})), "right");
+}
+
+TEST(HeifMetadata, BeginsWhereTheBlockSays)
+{
+    HeifFileItem item = exifItem("Exif", {1});
+    item.content = FileBytes().u32(6).text("Exif").u16(0).text("block").bytes();
+    EXPECT_EQ(exifOf(heifFile({PICTURE, item})), "block");
+    item.content = FileBytes().u32(0xffffffff).text("block").bytes();
+    EXPECT_TRUE(exifOf(heifFile({PICTURE, item})).isEmpty());
+    item.content = "abc";
+    EXPECT_TRUE(exifOf(heifFile({PICTURE, item})).isEmpty());
+}
+
+TEST(HeifMetadata, PacketIsKnownByItsType)
+{
+    EXPECT_EQ(xmpOf(heifFile({PICTURE, xmpItem("other", "text/plain"), xmpItem("xmp", XMP_TYPE)})),
+              "xmp");
+    EXPECT_TRUE(xmpOf(heifFile({PICTURE, xmpItem("other", "text/plain")})).isEmpty());
+}
+
+TEST(HeifMetadata, BeyondTheEndOfACutFileIsNone)
+{
+    const QByteArray file = heifFile({PICTURE, exifItem("block", {1})});
+    EXPECT_EQ(exifOf(file), "block");
+    EXPECT_TRUE(exifOf(file.chopped(1)).isEmpty());
+}
+
 } // namespace
 
 } // namespace tavolin

@@ -2,7 +2,7 @@
 
 #include "decoding/metadata/Exiv2Access.h"
 #include "FileBytes.h"
-#include "HeicFile.h"
+#include "HeifFile.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
@@ -222,10 +222,37 @@ TEST(Metadata, OfHeicIsWholeThoughExiv2FindsNothing)
     expectFacts(facts(file), generatedFacts({64, 48}));
 }
 
+// A pair of pictures, of two lenses, of which one is shown.
+TEST(Metadata, OfASpatialPhotoIsThatOfThePictureShown)
+{
+    const auto exif = [](const QByteArray &lens, std::uint32_t picture) {
+        const QByteArray block = pictures::tiffBlock(
+            {pictures::directoriesField(EXIF_DIRECTORY, {{asciiField(LENS, lens)}})});
+        return test::HeifFileItem{"Exif", QByteArray(4, '\0') + block, {}, {{"cdsc", {picture}}}};
+    };
+    const test::HeifFileItem picture{"hvc1", "stream", {test::ispe({6, 4})}, {}};
+    for (const QByteArray &file :
+         {test::heifFile({picture, picture, exif("Left", 1), exif("Right", 2)}),
+          test::heifFile({picture, picture, exif("Right", 2), exif("Left", 1)})})
+        EXPECT_EQ(facts(file).lensModel, u"Left"_s);
+}
+
 TEST(Metadata, OfCr3ComesFromItsTwoStreams)
 {
     expectFacts(facts(cr3Of({asciiField(MODEL, "TestCamera")}, pictures::exposureDirectory(0))),
                 generatedFacts({6, 4}));
+}
+
+// A card that is pulled while it is copied from.
+TEST(Metadata, OfACutCr3IsWhatIsThere)
+{
+    QByteArray file = cr3Of({asciiField(MODEL, "TestCamera")}, pictures::exposureDirectory(0));
+    const qsizetype moovEnd = file.size();
+    file += box("uuid", QByteArray(1000, 'p')) + box("mdat", QByteArray(1000, 'd'));
+    for (qsizetype size = moovEnd; size <= file.size(); ++size)
+        expectFacts(facts(file.first(size)), generatedFacts({6, 4}));
+    const QByteArray withoutExif = file.first(file.indexOf("CMT2"));
+    expectFacts(facts(withoutExif), {.pixelSize = QSize(6, 4), .model = u"TestCamera"_s});
 }
 
 TEST(Metadata, OfRafComesFromItsJpeg)
@@ -429,6 +456,13 @@ TEST_P(MetadataTags, EmptyTextIsThere)
     EXPECT_EQ(ofExif(asciiField(LENS, "   ")).lensModel, u"   "_s);
 }
 
+TEST_P(MetadataTags, TextOfBlanksIsThere)
+{
+    const auto found = of({asciiField(MODEL, "    ")}, {asciiField(LENS, "  ")});
+    EXPECT_EQ(found.model, u"    "_s);
+    EXPECT_EQ(found.lensModel, u"  "_s);
+}
+
 TEST_P(MetadataTags, TextIsUtf8)
 {
     EXPECT_EQ(ofMain(asciiField(MODEL, "กล้อง")).model, u"กล้อง"_s);
@@ -522,7 +556,7 @@ class MetadataOfLargeFile : public testing::TestWithParam<LargeFile>
 TEST_P(MetadataOfLargeFile, IsReadFromALittleOfIt)
 {
     constexpr qint64 LARGE = qint64{1} << 30;
-    constexpr std::int64_t LITTLE = std::int64_t{3} << 20;
+    constexpr std::int64_t LITTLE = std::int64_t{1} << 20;
     QTemporaryFile large;
     ASSERT_TRUE(large.open());
     const QByteArray head = GetParam().head();
@@ -548,9 +582,41 @@ INSTANTIATE_TEST_SUITE_P(
         LargeFile{"WebP", [] { return generated(".webp"); }},
         LargeFile{"Tiff", [] { return generated(".tif"); }},
         LargeFile{"Dng", [] { return generated(".dng"); }},
+        LargeFile{"Cr3", [] { return cr3Of({}, pictures::exposureDirectory(0)); }},
+        LargeFile{"Heif", [] { return heifOf(pictures::exifBlock(1)); }},
         LargeFile{"Rw2", [] { return rw2Of({}, {}, jpegOf({}, pictures::exposureDirectory(0))); }},
         LargeFile{"Raf", [] { return rafOf(jpegOf({}, pictures::exposureDirectory(0))); }}),
     [](const auto &test) { return std::string(test.param.name); });
+
+// As most programs write it: the pixels first.
+TEST(Metadata, OfALargeTiffWhoseDirectoriesAreItsEndIsReadFromALittleOfIt)
+{
+    constexpr qint64 AT = qint64{1} << 30;
+    constexpr std::int64_t LITTLE = std::int64_t{1} << 20;
+    QTemporaryFile large;
+    ASSERT_TRUE(large.open());
+    const QByteArray head = FileBytes(test::ByteOrder::Little).text("II").u16(42).u32(AT).bytes();
+    ASSERT_EQ(large.write(head), head.size());
+    ASSERT_TRUE(large.resize(AT)); // a hole
+    ASSERT_TRUE(large.seek(AT));
+    // With the EXIF directory, of one number, behind it.
+    const QByteArray directories =
+        test::directory(test::ByteOrder::Little, {{0x0100, test::SHORT, 1, 6},
+                                                  {0x0101, test::SHORT, 1, 4},
+                                                  {EXIF_DIRECTORY, test::LONG, 1, AT + 42}}) +
+        test::directory(test::ByteOrder::Little, {{ISO, test::SHORT, 1, 100}});
+    ASSERT_EQ(large.write(directories), directories.size());
+    ASSERT_TRUE(large.flush());
+    const auto file = SourceFile::open(large.fileName().toStdString());
+    ASSERT_TRUE(file);
+    const auto before = bytesReadSoFar();
+    if (!before)
+        GTEST_SKIP() << "this system does not tell what was read";
+    const auto found = readFacts(*file, ThumbnailRule::FromImageAlways);
+    EXPECT_LT(bytesReadSoFar().value_or(0) - *before, LITTLE);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->metadata.iso, 100);
+}
 
 // Threads
 

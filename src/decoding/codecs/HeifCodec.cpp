@@ -7,13 +7,9 @@
 #include "pixels/Limits.h"
 #include "pixels/RowSink.h"
 
-#include <QtEndian>
-
 #include <algorithm>
 #include <memory>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include <libheif/heif.h>
 
@@ -23,8 +19,6 @@ namespace {
 
 /// Measured: two are faster than one and than libheif's own choice.
 constexpr int DECODING_THREADS = 2;
-/// Blocks beyond this are no metadata that anybody carries on.
-constexpr std::size_t MAX_METADATA_BYTES = 1 << 20;
 
 struct FreeContext
 {
@@ -143,49 +137,7 @@ Image decode(const SourceFile &file, int maxPixel)
                                      profileOf(primary));
 }
 
-/// The block of metadata with @p id; empty when it is larger than anybody carries on.
-QByteArray metadataBlock(const heif_image_handle *primary, heif_item_id id)
-{
-    const std::size_t size = heif_image_handle_get_metadata_size(primary, id);
-    if (size == 0 || size > MAX_METADATA_BYTES)
-        return {};
-    QByteArray block(static_cast<qsizetype>(size), '\0');
-    return isGood(heif_image_handle_get_metadata(primary, id, block.data())) ? block : QByteArray();
-}
-
-HeifMetadata metadataIn(const SourceFile &file)
-{
-    const OpenFile open(file);
-    const heif_image_handle *primary = open.primary();
-    HeifMetadata result;
-    if (!primary)
-        return result;
-    std::vector<heif_item_id> ids(static_cast<std::size_t>(
-        heif_image_handle_get_number_of_metadata_blocks(primary, nullptr)));
-    heif_image_handle_get_list_of_metadata_block_IDs(primary, nullptr, ids.data(),
-                                                     static_cast<int>(ids.size()));
-    for (const heif_item_id id : ids) {
-        const std::string_view type = heif_image_handle_get_metadata_type(primary, id);
-        const QByteArray block = metadataBlock(primary, id);
-        // ISO/IEC 23008-12, A.2.1: the block begins with how far the TIFF header is from there.
-        if (type == "Exif" && block.size() > 4)
-            result.exif = block.mid(qsizetype{4} + qFromBigEndian<quint32>(block.constData()));
-        else if (type == "mime" && block.contains("<x:xmpmeta"))
-            result.xmp = block;
-    }
-    return result;
-}
-
 } // namespace
-
-HeifMetadata readHeifMetadata(const SourceFile &file)
-{
-    try {
-        return metadataIn(file);
-    } catch (...) {
-        return {};
-    }
-}
 
 Image decodeHeif(const SourceFile &file, int maxPixel)
 {

@@ -4,22 +4,11 @@
 #include "decoding/SourceFile.h"
 #include "pixels/Image.h"
 
-#include <QByteArray>
-
 namespace tavolin {
 
 /// Decodes the primary picture of @p file upright (the container's own turning applied, EXIF's
 /// ignored), its longest side at most @p maxPixel. Keeps the profile; primaries that the container
 /// names by number become one. Null when it can't be read and over the limits.
 [[nodiscard]] Image decodeHeif(const SourceFile &file, int maxPixel);
-
-/// The metadata of the primary picture of @p file as they are stored: a TIFF block and an XMP
-/// packet, empty where there is none.
-struct HeifMetadata
-{
-    QByteArray exif;
-    QByteArray xmp;
-};
-[[nodiscard]] HeifMetadata readHeifMetadata(const SourceFile &file);
 
 } // namespace tavolin

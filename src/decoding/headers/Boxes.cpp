@@ -53,6 +53,12 @@ std::optional<Box> findUuidBox(FieldReader &fields, std::int64_t begin, std::int
     return box;
 }
 
+std::optional<Box> findCanonMetadata(FieldReader &fields)
+{
+    const auto moov = findBox(fields, 0, fields.size(), boxType("moov"));
+    return moov ? findUuidBox(fields, moov->begin, moov->end, CANON_METADATA) : std::nullopt;
+}
+
 FullBoxHead fullBoxHead(FieldReader &fields, const Box &box)
 {
     BoxNumbers numbers(fields, box.begin, box.end);

@@ -37,17 +37,23 @@ struct Box
 [[nodiscard]] std::optional<Box> findBox(FieldReader &fields, std::int64_t begin, std::int64_t end,
                                          std::uint32_t type);
 
-/// The identifiers of Canon's "uuid" boxes in a CR3: the metadata in "moov", the preview beside it.
+/// The identifiers of "uuid" boxes in a CR3: Canon's metadata in "moov", and beside it the preview
+/// and the packet of XMP.
 inline constexpr std::string_view CANON_METADATA =
     "\x85\xc0\xb6\x87\x82\x0f\x11\xe0\x81\x11\xf4\xce\x46\x2b\x6a\x48";
 inline constexpr std::string_view CANON_PREVIEW =
     "\xea\xf4\x2b\x5e\x1c\x98\x4b\x88\xb9\xfb\xb7\xdc\x40\x6e\x4d\x16";
+inline constexpr std::string_view XMP_PACKET =
+    "\xbe\x7a\xcf\xcb\x97\xa9\x42\xe8\x9c\x71\x99\x94\x91\xe3\xaf\xac";
 
 /// What follows the identifier of the first "uuid" box from @p begin to @p end that has the 16
-/// bytes
-/// @p identifier.
+/// bytes @p identifier.
 [[nodiscard]] std::optional<Box> findUuidBox(FieldReader &fields, std::int64_t begin,
                                              std::int64_t end, std::string_view identifier);
+
+/// What a CR3 says of its picture: boxes "CMT1" to "CMT4", TIFF streams with what is IFD0, the EXIF
+/// directory, the maker note and the GPS directory elsewhere, and the thumbnail.
+[[nodiscard]] std::optional<Box> findCanonMetadata(FieldReader &fields);
 
 /// Bytes before the content of a full box: its version and 24 flags.
 inline constexpr std::int64_t VERSION_BYTES = 4;

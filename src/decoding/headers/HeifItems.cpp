@@ -38,6 +38,18 @@ std::optional<std::uint32_t> primaryItem(FieldReader &fields, const Box &meta)
     return numbers.isGood() ? std::optional(item) : std::nullopt;
 }
 
+/// Whether an item's name, from @p begin on, is followed by the type of XMP (ISO/IEC 16684-3).
+bool isNamedXmp(FieldReader &fields, std::int64_t begin, std::int64_t end)
+{
+    constexpr std::int64_t MOST_BYTES = 256;
+    const std::int64_t count = std::min(end - begin, MOST_BYTES);
+    const ByteSpan text =
+        count > 0 ? fields.bytes(begin, static_cast<std::size_t>(count)) : ByteSpan();
+    const auto nameEnd = std::ranges::find(text, std::byte{0});
+    const auto name = static_cast<std::size_t>(nameEnd - text.begin());
+    return hasText(text, "application/rdf+xml", name + 1);
+}
+
 /// The types of all items (ISO/IEC 14496-12, 8.11.6).
 bool readTypes(FieldReader &fields, const Box &iinf, Items &items)
 {
@@ -58,7 +70,9 @@ bool readTypes(FieldReader &fields, const Box &iinf, Items &items)
         const std::uint32_t id = entry.next16or32(version > 2);
         (void)entry.next<quint16>(); // protection
         const auto type = entry.next<quint32>();
-        if (!entry.isGood() || !items.try_emplace(id, HeifItem{.type = type}).second)
+        const bool isXmp = type == boxType("mime") && isNamedXmp(fields, entry.at(), box->end);
+        if (!entry.isGood() ||
+            !items.try_emplace(id, HeifItem{.type = type, .isXmp = isXmp}).second)
             return false;
     }
     return true;
@@ -124,6 +138,8 @@ bool readReferences(FieldReader &fields, const Box &iref, Items &items)
                 item->second.inputs.push_back(to);
             else if (box->type == boxType("auxl") && target != items.end())
                 target->second.auxiliary.push_back(from);
+            else if (box->type == boxType("cdsc") && item != items.end())
+                item->second.described.push_back(to);
         }
         if (!numbers.isGood())
             return false;
@@ -207,6 +223,37 @@ std::map<std::uint32_t, HeifItem> readHeifItems(FieldReader &fields,
             return {};
     }
     return items;
+}
+
+HeifMetadata findHeifMetadata(FieldReader &fields)
+{
+    const HeifProperties properties(fields);
+    const Items items = readHeifItems(fields, properties);
+    const auto best = [&](auto isKind) {
+        const auto rank = [&](const HeifItem &item) {
+            const bool isOwn = properties.primary() &&
+                               std::ranges::count(item.described, *properties.primary()) > 0;
+            return !isKind(item) || item.begin == item.end ? 0
+                   : isOwn                                 ? 3
+                   : item.described.empty()                ? 2
+                                                           : 1;
+        };
+        const auto found = std::ranges::max_element(
+            items, {}, [&](const auto &numbered) { return rank(numbered.second); });
+        return found != items.end() && rank(found->second) > 0
+                   ? std::optional(Box{found->second.type, found->second.begin, found->second.end})
+                   : std::nullopt;
+    };
+    HeifMetadata found;
+    found.xmp = best([](const HeifItem &item) { return item.isXmp; });
+    found.exif = best([](const HeifItem &item) { return item.type == boxType("Exif"); });
+    if (found.exif) {
+        // How far the stream is from what follows (ISO/IEC 23008-12, A.2.1).
+        BoxNumbers numbers(fields, found.exif->begin, found.exif->end);
+        const auto before = numbers.next<quint32>();
+        found.exif->begin = std::min(numbers.at() + before, found.exif->end);
+    }
+    return found;
 }
 
 } // namespace tavolin

@@ -48,12 +48,25 @@ struct HeifItem
     std::int64_t end = 0;                 ///< or not known.
     std::vector<std::uint32_t> inputs;    ///< What it is derived from.
     std::vector<std::uint32_t> auxiliary; ///< What is shown with it, as its alpha.
+    std::vector<std::uint32_t> described; ///< Of metadata: whose they are.
+    bool isXmp = false;                   ///< By the type of its content.
 };
 
 /// The items of the file that @p properties were read from, by number. Empty where there are more
 /// items or references than any honest file has, and where what is said of them makes no sense.
 [[nodiscard]] std::map<std::uint32_t, HeifItem> readHeifItems(FieldReader &fields,
                                                               const HeifProperties &properties);
+
+/// The metadata of a picture, where they are in the file; nothing where it has none.
+struct HeifMetadata
+{
+    std::optional<Box> exif; ///< A TIFF stream.
+    std::optional<Box> xmp;  ///< A packet.
+};
+
+/// The metadata of the primary picture: those that are said to be its own, rather than those of
+/// nothing in particular, rather than another picture's.
+[[nodiscard]] HeifMetadata findHeifMetadata(FieldReader &fields);
 
 /// libheif holds a picture as planes and as interleaved pixels.
 inline constexpr int HEIF_BYTES_PER_PIXEL = 7;

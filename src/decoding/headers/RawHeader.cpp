@@ -9,12 +9,9 @@ namespace tavolin {
 
 namespace {
 
-/// CR3: boxes CMT1 and CMT2 are TIFF streams with what is IFD0 and the EXIF directory elsewhere.
 std::optional<ImageProperties> readCr3Header(FieldReader &fields)
 {
-    const auto moov = findBox(fields, 0, fields.size(), boxType("moov"));
-    const auto canon =
-        moov ? findUuidBox(fields, moov->begin, moov->end, CANON_METADATA) : std::nullopt;
+    const auto canon = findCanonMetadata(fields);
     if (!canon)
         return std::nullopt;
     const auto main = findBox(fields, canon->begin, canon->end, boxType("CMT1"));

@@ -213,9 +213,9 @@ void Search::addFromCr3()
             addJpeg(box->begin, FACTS_BYTES, static_cast<std::uint64_t>(box->size() - FACTS_BYTES));
     };
     const std::int64_t end = m_fields.size();
+    if (const auto canon = findCanonMetadata(m_fields))
+        addBox(findBox(m_fields, canon->begin, canon->end, boxType("THMB")));
     if (const auto moov = findBox(m_fields, 0, end, boxType("moov"))) {
-        if (const auto canon = findUuidBox(m_fields, moov->begin, moov->end, CANON_METADATA))
-            addBox(findBox(m_fields, canon->begin, canon->end, boxType("THMB")));
         for (auto box = boxAt(m_fields, moov->begin, moov->end); box;
              box = boxAt(m_fields, box->end, moov->end))
             if (box->type == boxType("trak"))

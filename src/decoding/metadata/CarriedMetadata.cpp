@@ -1,11 +1,11 @@
 #include "decoding/metadata/CarriedMetadata.h"
 
-#include "decoding/codecs/HeifCodec.h"
 #include "decoding/color/Color.h"
 #include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/metadata/Metadata.h"
+#include "decoding/metadata/MetadataFile.h"
 #include "decoding/metadata/Photoshop.h"
 #include "decoding/metadata/StoredMetadata.h"
 
@@ -348,16 +348,6 @@ JpegMetadata encoded(const Exiv2::Image &image, const StoredMetadata &stored, QS
             .density = stored.density.value_or(PixelDensity())};
 }
 
-/// Exiv2 finds nothing in some HEIF files, as in those with a broken profile: what libheif finds,
-/// as a file that Exiv2 reads.
-SourceFile heifMetadataAsJpeg(const SourceFile &file)
-{
-    const HeifMetadata found = readHeifMetadata(file);
-    PixelBuffer dot(QSize(1, 1));
-    return SourceFile::fromBytes(writeJpeg(std::move(dot).toImage(Alpha::Opaque), 95,
-                                           {.exif = found.exif, .xmp = found.xmp}));
-}
-
 } // namespace
 
 bool isCarried(std::string_view key)
@@ -394,9 +384,7 @@ std::optional<JpegMetadata> carriedMetadata(const SniffedFile &file, QSize newSi
         addMissing(image.exifData(), inJpeg);
         result = encoded(image, stored, newSize);
     };
-    withMetadata(file.source, carry);
-    if ((!result || result->exif.isEmpty()) && file.type == FileType::Heif)
-        withMetadata(heifMetadataAsJpeg(file.source), carry);
+    withMetadata(metadataFile(file), carry);
     return result;
 }
 

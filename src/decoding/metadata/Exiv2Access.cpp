@@ -1,8 +1,6 @@
 #include "decoding/metadata/Exiv2Access.h"
 
 #include "decoding/metadata/Exiv2Seam.h"
-#include "decoding/Tags.h"
-#include "decoding/TiffReader.h"
 #include "pixels/Limits.h"
 
 #include <algorithm>
@@ -67,7 +65,8 @@ bool isInflatedTooLarge(Bytes text)
 }
 
 /// A SourceFile as Exiv2 reads it. Blocks of metadata that are larger or more than anybody's come
-/// out as zeros. What Exiv2 calls mapping reads the file into memory.
+/// out as zeros. What Exiv2 calls mapping reads the file into memory: only TIFF streams, of which
+/// metadataFile() has left out all of that kind.
 class SourceIo : public Exiv2::BasicIo
 {
 public:
@@ -137,11 +136,7 @@ public:
             m_contents = m_file.bytesAt(0, m_file.size());
         if (m_contents.size() != m_file.size())
             throw Exiv2::Error(ErrorCode::kerFailedToMapFileForReadWrite, path(), "short file");
-        const auto contents = Bytes(reinterpret_cast<Exiv2::byte *>(m_contents.data()),
-                                    static_cast<std::size_t>(m_contents.size()));
-        if (!m_isTrusted)
-            tameTiff(contents);
-        return contents.data();
+        return reinterpret_cast<Exiv2::byte *>(m_contents.data());
     }
     int munmap() override { return 0; }
     [[nodiscard]] Count tell() const override { return static_cast<Count>(m_position); }
@@ -187,37 +182,6 @@ private:
         constexpr std::size_t KEPT_BYTES = 16;
         if (isDeflated || block.size() > MAX_BLOCK_BYTES || hasTooManyProperties(block))
             std::ranges::fill(block.subspan(std::min(KEPT_BYTES, block.size())), Exiv2::byte{0});
-    }
-    /// The same for the XMP in a TIFF stream that Exiv2 takes as a whole. Refuses one whose values
-    /// together are longer than the stream.
-    void tameTiff(Bytes contents)
-    {
-        FieldReader fields(m_file);
-        auto tiff = TiffReader::open(fields, 0, m_file.size());
-        if (!tiff)
-            return;
-        const TiffDirectory first = tiff->directory(tiff->first());
-        // Exiv2 copies each value, also where all of them are the same bytes of the file.
-        std::uint64_t valueBytes = 0;
-        for (TiffDirectory directory = first; !directory.entries.empty();
-             directory = tiff->directory(directory.next))
-            for (const TiffEntry &entry : directory.entries)
-                valueBytes += std::min<std::uint64_t>(entry.length(), contents.size());
-        for (const auto pointer : {tag::EXIF_DIRECTORY, tag::GPS_DIRECTORY})
-            for (const TiffEntry &entry : tiff->directory(first.find(pointer)).entries)
-                valueBytes += std::min<std::uint64_t>(entry.length(), contents.size());
-        if (valueBytes > contents.size() + MAX_BLOCK_BYTES)
-            throw Exiv2::Error(ErrorCode::kerFailedToMapFileForReadWrite, path(),
-                               "overlapping values");
-        for (const TiffEntry &entry : first.entries) {
-            const auto offset = static_cast<std::uint64_t>(entry.offset);
-            if (entry.tag != tag::XMP || offset >= contents.size())
-                continue;
-            const Bytes block = contents.subspan(offset).first(
-                std::min<std::uint64_t>(entry.count, contents.size() - offset));
-            if (block.size() > MAX_BLOCK_BYTES || hasTooManyProperties(block))
-                std::ranges::fill(block, Exiv2::byte{0});
-        }
     }
 
     const SourceFile &m_file;

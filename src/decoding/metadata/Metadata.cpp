@@ -1,8 +1,8 @@
 #include "decoding/metadata/Metadata.h"
 
-#include "decoding/codecs/HeifCodec.h"
 #include "decoding/FieldReader.h"
 #include "decoding/FileType.h"
+#include "decoding/headers/HeifItems.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Tags.h"
@@ -54,13 +54,12 @@ std::optional<double> quotient(std::int64_t numerator, std::int64_t denominator)
                : std::optional(static_cast<double>(numerator) / static_cast<double>(denominator));
 }
 
-/// The tags of a file that is a TIFF stream as a whole.
+/// The tags in directories of a file that is a TIFF stream as a whole.
 class StreamTags
 {
 public:
-    StreamTags(FieldReader &fields, TiffReader &tiff)
-        : m_fields(fields), m_tiff(tiff), m_main(tiff.directory(tiff.first())),
-          m_exif(tiff.directory(m_main.find(tag::EXIF_DIRECTORY)))
+    StreamTags(FieldReader &fields, TiffReader &tiff, TiffDirectory main, TiffDirectory exif)
+        : m_fields(fields), m_tiff(tiff), m_main(std::move(main)), m_exif(std::move(exif))
     {}
 
     std::optional<QString> text(Tag wanted)
@@ -199,11 +198,41 @@ std::optional<PhotoMetadata> readStream(const SourceFile &file)
 {
     FieldReader fields(file);
     std::optional<TiffReader> tiff = TiffReader::open(fields, 0, file.size());
-    return tiff ? std::optional(metadataFrom(StreamTags(fields, *tiff))) : std::nullopt;
+    if (!tiff)
+        return std::nullopt;
+    TiffDirectory main = tiff->directory(tiff->first());
+    TiffDirectory exif = tiff->directory(main.find(tag::EXIF_DIRECTORY));
+    return metadataFrom(StreamTags(fields, *tiff, std::move(main), std::move(exif)));
 }
 
-/// All but the pixel size. Exiv2 would want a TIFF or raw file in memory as a whole, which can be
-/// hundreds of megabytes, so these are read here.
+/// What @p box of @p file says, if it is there: a TIFF stream.
+PhotoMetadata readBox(const SourceFile &file, const std::optional<Box> &box)
+{
+    const std::optional<PhotoMetadata> found =
+        box ? readStream(file.part(box->begin, box->size())) : std::nullopt;
+    return found.value_or(PhotoMetadata{});
+}
+
+PhotoMetadata readCr3(const SourceFile &file)
+{
+    FieldReader fields(file);
+    const auto canon = findCanonMetadata(fields);
+    if (!canon)
+        return {};
+    PhotoMetadata result =
+        readBox(file, findBox(fields, canon->begin, canon->end, boxType("CMT1")));
+    if (const auto exif = findBox(fields, canon->begin, canon->end, boxType("CMT2"))) {
+        const SourceFile part = file.part(exif->begin, exif->size());
+        FieldReader exifFields(part);
+        if (auto tiff = TiffReader::open(exifFields, 0, part.size()))
+            addMissing(result, metadataFrom(StreamTags(exifFields, *tiff, {},
+                                                       tiff->directory(tiff->first()))));
+    }
+    return result;
+}
+
+/// All but the pixel size. Exiv2 would want a TIFF, a HEIF or a raw file in memory as a whole,
+/// which can be hundreds of megabytes, so these are read here.
 PhotoMetadata readTags(const SniffedFile &file)
 {
     if (file.type == FileType::Unknown)
@@ -215,13 +244,13 @@ PhotoMetadata readTags(const SniffedFile &file)
             addMissing(*result, readWithExiv2(*jpeg));
         return *result;
     }
-    const PhotoMetadata result = readWithExiv2(jpeg ? *jpeg : file.source);
-    if (file.type != FileType::Heif || result != PhotoMetadata{})
-        return result;
-    // Exiv2 finds nothing in some HEIF files, as in those with an empty profile.
-    return readStream(
-               SourceFile::fromBytes(readHeifMetadata(file.source).exif, file.source.stopToken()))
-        .value_or(PhotoMetadata{});
+    if (file.type == FileType::Heif) {
+        FieldReader fields(file.source);
+        return readBox(file.source, findHeifMetadata(fields).exif);
+    }
+    if (file.type == FileType::Raw && !jpeg)
+        return readCr3(file.source);
+    return readWithExiv2(jpeg ? *jpeg : file.source);
 }
 
 } // namespace
@@ -230,7 +259,6 @@ std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
 {
     if (file.type != FileType::Raw)
         return std::nullopt;
-    constexpr std::int64_t HEAD_BYTES = 1 << 20;
     FieldReader fields(file.source);
     std::int64_t begin = -1;
     if (const ByteSpan head = fields.bytes(0, 92); hasText(head, "FUJIFILMCCD-RAW")) {
@@ -243,7 +271,7 @@ std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
     } else {
         return std::nullopt;
     }
-    return SourceFile::fromBytes(file.source.bytesAt(begin, HEAD_BYTES), file.source.stopToken());
+    return file.source.part(begin, file.source.size());
 }
 
 std::optional<PhotoFacts> readFacts(const SniffedFile &file, ThumbnailRule rule)

@@ -9,8 +9,8 @@
 
 namespace tavolin {
 
-/// The beginning of the JPEG that a RAF or RW2 @p file carries, with all that comes before its
-/// pixels; without a byte when it is missing. Empty when the file is another.
+/// The JPEG that a RAF or RW2 @p file carries, as a part of it, with what follows it; without a
+/// byte when it is missing. Empty when the file is another.
 [[nodiscard]] std::optional<SourceFile> embeddedJpeg(const SniffedFile &file);
 
 /// What the picture in @p file, whose size is asked for under @p rule, says of itself. Only the
