@@ -255,6 +255,19 @@ TEST(Metadata, OfACutCr3IsWhatIsThere)
     expectFacts(facts(withoutExif), {.pixelSize = QSize(6, 4), .model = u"TestCamera"_s});
 }
 
+TEST(Metadata, OfACutFileIsWholeWhereOnlyPixelsAreMissing)
+{
+    const QByteArray jpeg = generated(".jpg");
+    const qsizetype tables = jpeg.indexOf("\xff\xdb");
+    ASSERT_GT(tables, 0);
+    EXPECT_EQ(facts(jpeg.first(tables)).lensModel, u"TestLens 50mm"_s);
+    EXPECT_EQ(facts(jpeg.first(tables + 10)).lensModel, u"TestLens 50mm"_s);
+    const QByteArray png = generated(".png");
+    const qsizetype data = png.indexOf("IDAT");
+    ASSERT_GT(data, png.indexOf("eXIf"));
+    EXPECT_EQ(facts(png.first(data + 100)).lensModel, u"TestLens 50mm"_s);
+}
+
 TEST(Metadata, OfRafComesFromItsJpeg)
 {
     const QByteArray jpeg =

@@ -215,7 +215,10 @@ bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image 
         const auto image = Exiv2::ImageFactory::open(exiv2::IoPointer(io));
         if (!image.get())
             return false;
-        image->readMetadata();
+        try {
+            image->readMetadata();
+        } catch (...) { // What has been found until then holds, as in a file that is cut.
+        }
         io->trust();
         use(*image);
         return true;
