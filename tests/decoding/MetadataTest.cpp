@@ -268,6 +268,17 @@ TEST(Metadata, OfACutFileIsWholeWhereOnlyPixelsAreMissing)
     EXPECT_EQ(facts(png.first(data + 100)).lensModel, u"TestLens 50mm"_s);
 }
 
+TEST(Metadata, OfAFileThatIsCutInItsExifIsWhatIsThere)
+{
+    // The EXIF directory follows the main one.
+    const QByteArray jpeg =
+        jpegOf({asciiField(MODEL, "TestCamera")}, pictures::exposureDirectory(0));
+    const qsizetype model = jpeg.indexOf("TestCamera");
+    ASSERT_GT(model, 0);
+    expectFacts(facts(jpeg.first(model + 11)), {.model = u"TestCamera"_s});
+    expectFacts(facts(rafOf(jpeg.first(model + 11))), {.model = u"TestCamera"_s});
+}
+
 TEST(Metadata, OfRafComesFromItsJpeg)
 {
     const QByteArray jpeg =

@@ -40,6 +40,7 @@ const std::map<std::string, std::string> OTHER_LINES{
 
 /// What the damaged files that say something certain are to show.
 const std::map<std::string, std::string> BROKEN_LINES{
+    {"made_cr3_box_size_zero.cr3", ""},
     {"made_exif_800_nested_ifds.jpg", "320×213  |  0.0MB"},
     {"made_exif_circular_exif_pointer.jpg", "320×213  |  0.0MB  |  TestModel"},
     {"made_exif_circular_next_ifd.jpg",
@@ -96,6 +97,13 @@ const std::map<std::string, std::string> BROKEN_LINES{
      "4×2  |  0.0MB  |  TestModel  |  TestLens 50mm  |  50mm f/2.8 1/250s ISO100  |  "
      "2024:05:01 14:03:22"},
     {"made_text_named.nef", ""},
+    {"made_truncated_50pct.png",
+     "1024×640  |  0.2MB  |  PENTAX K-3 II  |  smc PENTAX-DA* 16-50mm F2.8 ED AL [IF] SDM  |  "
+     "21mm f/5.6 1/200s ISO100  |  2017:10:27 08:38:52"},
+    {"made_truncated_in_moov.cr3",
+     "6000×4000  |  0.0MB  |  Canon EOS M50  |  EF-M15-45mm f/3.5-6.3 IS STM  |  "
+     "15mm f/3.5 1/80s ISO12800  |  2018:02:21 12:08:56"},
+    {"made_truncated_inside_exif.jpg", "1800×1200  |  0.0MB"},
     {"made_xmp_billion_laughs.jpg",
      "320×213  |  0.0MB  |  TestModel  |  TestLens 50mm  |  50mm f/2.8 1/250s ISO100  |  "
      "2024:05:01 14:03:22"},
@@ -137,6 +145,27 @@ TEST_F(SamplePhotoInfo, OfDamagedFilesIsWhatTheyStillSay)
 {
     for (const auto &[name, line] : BROKEN_LINES)
         EXPECT_EQ(lineOf("broken/" + name), line) << name;
+}
+
+// As a card that is pulled while it is copied from leaves them.
+TEST_F(SamplePhotoInfo, OfACr3WithoutItsTailIsWhole)
+{
+    const test::TemporaryFolder folder;
+    const std::filesystem::path cut = folder / "cut";
+    for (const char *path : {"raw/made_canon.cr3", "raw/canon_r6_cut.cr3"}) {
+        const auto whole = readPhotoFacts(find(path));
+        ASSERT_TRUE(whole) << path;
+        for (const std::uintmax_t percent : {99, 90, 75, 50, 25, 10}) {
+            std::filesystem::remove(cut);
+            std::filesystem::copy_file(find(path), cut);
+            std::filesystem::permissions(cut, std::filesystem::perms::owner_all);
+            std::filesystem::resize_file(cut, std::filesystem::file_size(cut) * percent / 100);
+            auto found = readPhotoFacts(cut);
+            ASSERT_TRUE(found && found->metadata.pixelSize) << path << ' ' << percent;
+            found->metadata.pixelSize = whole->metadata.pixelSize; // LibRaw asks the file's size
+            EXPECT_TRUE(found->metadata == whole->metadata) << path << ' ' << percent;
+        }
+    }
 }
 
 TEST_F(SamplePhotoInfo, OfAnyFileIsReadQuickly)

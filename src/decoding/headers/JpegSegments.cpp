@@ -10,6 +10,7 @@ constexpr unsigned RST0 = 0xd0;
 constexpr unsigned SOI = 0xd8;
 constexpr unsigned EOI = 0xd9;
 constexpr unsigned SOS = 0xda;
+constexpr unsigned APP1 = 0xe1;
 
 /// Bytes that belong to no segment are skipped, as decoders do, but not for ever.
 constexpr int MAX_STRAY_BYTES = 1 << 16;
@@ -44,6 +45,21 @@ bool walkJpegSegments(FieldReader &fields, std::int64_t begin,
         at += length;
     }
     return true;
+}
+
+std::optional<JpegSegment> findExifSegment(FieldReader &fields, std::int64_t begin)
+{
+    constexpr std::string_view PREFIX("Exif\0\0", 6);
+    constexpr auto PREFIX_BYTES = static_cast<std::int64_t>(PREFIX.size());
+    std::optional<JpegSegment> found;
+    walkJpegSegments(fields, begin, [&](const JpegSegment &segment) {
+        const bool isExif = segment.marker == APP1 && segment.bytes > PREFIX_BYTES &&
+                            hasText(fields.bytes(segment.begin, PREFIX.size()), PREFIX);
+        if (isExif)
+            found = {segment.marker, segment.begin + PREFIX_BYTES, segment.bytes - PREFIX_BYTES};
+        return !isExif;
+    });
+    return found;
 }
 
 } // namespace tavolin

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 namespace tavolin {
 
@@ -20,5 +21,9 @@ struct JpegSegment
 /// scan begins or something else than segments comes. False when no JPEG begins there.
 bool walkJpegSegments(FieldReader &fields, std::int64_t begin,
                       const std::function<bool(const JpegSegment &)> &use);
+
+/// The first segment with EXIF data of the JPEG that begins at @p begin, without what comes before
+/// the TIFF stream in it.
+[[nodiscard]] std::optional<JpegSegment> findExifSegment(FieldReader &fields, std::int64_t begin);
 
 } // namespace tavolin

@@ -24,7 +24,6 @@ constexpr std::size_t MAX_PREVIEWS = 64;
 /// Frames of JPEG up to this are sequential or progressive, coded by Huffman (ITU-T T.81, table
 /// B.1); the next one is the lossless one.
 constexpr unsigned SOF2 = 0xc2;
-constexpr unsigned APP1 = 0xe1;
 
 /// Photometric interpretations of JPEGs in strips or tiles that are previews (DNG 1.6,
 /// Compression); others are sensor data, masks and depths.
@@ -104,16 +103,9 @@ void Search::addJpeg(std::int64_t base, std::uint64_t offset, std::uint64_t leng
         return;
     length = length == 0 ? rest : std::min(length, rest);
     m_found.push_back({begin, static_cast<std::int64_t>(length), frame->size});
-    walkJpegSegments(m_fields, begin, [&](const JpegSegment &segment) {
-        constexpr std::string_view PREFIX = "Exif\0\0"sv;
-        if (segment.marker != APP1 ||
-            !hasText(m_fields.bytes(segment.begin, PREFIX.size()), PREFIX))
-            return true;
-        if (auto exif = TiffReader::open(m_fields, segment.begin + std::int64_t{PREFIX.size()},
-                                         segment.begin + segment.bytes))
-            addFromStream(*exif);
-        return false;
-    });
+    if (const auto exif = findExifSegment(m_fields, begin))
+        if (auto tiff = TiffReader::open(m_fields, exif->begin, exif->begin + exif->bytes))
+            addFromStream(*tiff);
 }
 
 void Search::addFromStream(TiffReader tiff)

@@ -3,6 +3,7 @@
 #include "decoding/FieldReader.h"
 #include "decoding/FileType.h"
 #include "decoding/headers/HeifItems.h"
+#include "decoding/headers/JpegSegments.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Exiv2Seam.h"
 #include "decoding/Tags.h"
@@ -205,6 +206,17 @@ std::optional<PhotoMetadata> readStream(const SourceFile &file)
     return metadataFrom(StreamTags(fields, *tiff, std::move(main), std::move(exif)));
 }
 
+/// What @p jpeg says. Of one that ends in its EXIF data Exiv2 takes nothing.
+PhotoMetadata readJpeg(const SourceFile &jpeg)
+{
+    PhotoMetadata result = readWithExiv2(jpeg);
+    FieldReader fields(jpeg);
+    if (result == PhotoMetadata{})
+        if (const auto exif = findExifSegment(fields, 0))
+            result = readStream(jpeg.part(exif->begin, exif->bytes)).value_or(PhotoMetadata{});
+    return result;
+}
+
 /// What @p box of @p file says, if it is there: a TIFF stream.
 PhotoMetadata readBox(const SourceFile &file, const std::optional<Box> &box)
 {
@@ -241,7 +253,7 @@ PhotoMetadata readTags(const SniffedFile &file)
     if (auto result = readStream(file.source)) {
         // What Panasonic's own directories leave out is in the JPEG.
         if (jpeg)
-            addMissing(*result, readWithExiv2(*jpeg));
+            addMissing(*result, readJpeg(*jpeg));
         return *result;
     }
     if (file.type == FileType::Heif) {
@@ -250,7 +262,9 @@ PhotoMetadata readTags(const SniffedFile &file)
     }
     if (file.type == FileType::Raw && !jpeg)
         return readCr3(file.source);
-    return readWithExiv2(jpeg ? *jpeg : file.source);
+    if (jpeg || file.type == FileType::Jpeg)
+        return readJpeg(jpeg ? *jpeg : file.source);
+    return readWithExiv2(file.source);
 }
 
 } // namespace
