@@ -3,6 +3,7 @@
 #include "decoding/headers/HeifItems.h"
 
 #include "decoding/codecs/HeifCodec.h"
+#include "decoding/headers/Headers.h"
 #include "decoding/headers/HevcSize.h"
 #include "HeifFile.h"
 #include "pictures/Picture.h"
@@ -242,24 +243,20 @@ TEST(HevcSizeOf, NeedsAllOfTheParameters)
 
 // Metadata
 
-/// What @p found says there is in @p file.
-QByteArray contentOf(const QByteArray &file, const std::optional<Box> &found)
-{
-    return found ? file.mid(found->begin, found->size()) : QByteArray();
-}
-
 QByteArray exifOf(const QByteArray &file)
 {
     const SourceFile source = fileOf(file);
     FieldReader fields(source);
-    return contentOf(file, findHeifMetadata(fields).exif);
+    const MetadataParts found = findHeifMetadata(fields);
+    return found.exif.bytesAt(0, found.exif.size());
 }
 
 QByteArray xmpOf(const QByteArray &file)
 {
     const SourceFile source = fileOf(file);
     FieldReader fields(source);
-    return contentOf(file, findHeifMetadata(fields).xmp);
+    const MetadataParts found = findHeifMetadata(fields);
+    return found.xmp.bytesAt(0, found.xmp.size());
 }
 
 /// An EXIF block of whatever bytes, as that of the items @p described.
@@ -320,6 +317,8 @@ TEST(HeifMetadata, BeginsWhereTheBlockSays)
 {
     HeifFileItem item = exifItem("Exif", {1});
     item.content = FileBytes().u32(6).text("Exif").u16(0).text("block").bytes();
+    EXPECT_EQ(exifOf(heifFile({PICTURE, item})), "block");
+    item.content = FileBytes().u32(0).text("Exif").u16(0).text("block").bytes();
     EXPECT_EQ(exifOf(heifFile({PICTURE, item})), "block");
     item.content = FileBytes().u32(0xffffffff).text("block").bytes();
     EXPECT_TRUE(exifOf(heifFile({PICTURE, item})).isEmpty());

@@ -612,35 +612,98 @@ INSTANTIATE_TEST_SUITE_P(
         LargeFile{"Raf", [] { return rafOf(jpegOf({}, pictures::exposureDirectory(0))); }}),
     [](const auto &test) { return std::string(test.param.name); });
 
-// As most programs write it: the pixels first.
-TEST(Metadata, OfALargeTiffWhoseDirectoriesAreItsEndIsReadFromALittleOfIt)
+/// A gigabyte of pixels, which are a hole in the file, with what comes before and behind them.
+struct AroundPixels
 {
-    constexpr qint64 AT = qint64{1} << 30;
+    const char *name;
+    QByteArray before;
+    QByteArray behind;
+};
+
+constexpr std::uint32_t PIXEL_BYTES = std::uint32_t{1} << 30;
+
+void PrintTo(const AroundPixels &file, std::ostream *out)
+{
+    *out << file.name;
+}
+
+/// As most programs write it: the directories last.
+AroundPixels tiffAroundPixels()
+{
+    constexpr std::uint32_t AT = PIXEL_BYTES + 8;
+    constexpr std::uint32_t EXIF_AT = AT + 2 + 3 * 12 + 4;
+    using test::ByteOrder;
+    return {"Tiff", FileBytes(ByteOrder::Little).text("II").u16(42).u32(AT).bytes(),
+            test::directory(ByteOrder::Little, {{0x0100, test::SHORT, 1, 6},
+                                                {0x0101, test::SHORT, 1, 4},
+                                                {EXIF_DIRECTORY, test::LONG, 1, EXIF_AT}}) +
+                test::directory(ByteOrder::Little, {{ISO, test::SHORT, 1, 100}})};
+}
+
+AroundPixels pngAroundPixels()
+{
+    const QByteArray png = test::png(6, 4);
+    const qsizetype end = png.indexOf("IEND") - 4;
+    return {"Png", png.first(end) + FileBytes().u32(PIXEL_BYTES).text("IDAT").bytes(),
+            FileBytes().u32(0).bytes() + test::pngChunk("eXIf", pictures::exifBlock(1)) +
+                png.mid(end)};
+}
+
+/// Of an extended WebP, or of one that has nothing but pixels.
+AroundPixels webPAroundPixels(bool isExtended)
+{
+    const QByteArray exif = pictures::exifBlock(1);
+    const auto exifBytes = static_cast<std::uint32_t>(exif.size());
+    FileBytes before(test::ByteOrder::Little);
+    before.text("RIFF").u32(PIXEL_BYTES + 4000).text("WEBP");
+    if (isExtended) // with EXIF, 6 by 4
+        before.text("VP8X").u32(10).u32(8).u16(5).u8(0).u16(3).u8(0);
+    const QByteArray frame = QByteArray::fromHex("0000009d012a06000400");
+    before.text("VP8 ").u32(PIXEL_BYTES + 10).append(frame);
+    FileBytes behind(test::ByteOrder::Little);
+    if (isExtended)
+        behind.text("EXIF").u32(exifBytes).append(exif).zeros(exif.size() % 2);
+    return {isExtended ? "WebP" : "SimpleWebP", before.bytes(), behind.bytes()};
+}
+
+AroundPixels cr3AroundPixels()
+{
+    return {"Cr3",
+            cr3Of({}, pictures::exposureDirectory(0)) +
+                FileBytes().u32(PIXEL_BYTES + 8).text("mdat").bytes(),
+            {}};
+}
+
+class MetadataAroundPixels : public testing::TestWithParam<AroundPixels>
+{};
+
+TEST_P(MetadataAroundPixels, IsReadWithoutThem)
+{
     constexpr std::int64_t LITTLE = std::int64_t{1} << 20;
+    const auto &[name, before, behind] = GetParam();
     QTemporaryFile large;
     ASSERT_TRUE(large.open());
-    const QByteArray head = FileBytes(test::ByteOrder::Little).text("II").u16(42).u32(AT).bytes();
-    ASSERT_EQ(large.write(head), head.size());
-    ASSERT_TRUE(large.resize(AT)); // a hole
-    ASSERT_TRUE(large.seek(AT));
-    // With the EXIF directory, of one number, behind it.
-    const QByteArray directories =
-        test::directory(test::ByteOrder::Little, {{0x0100, test::SHORT, 1, 6},
-                                                  {0x0101, test::SHORT, 1, 4},
-                                                  {EXIF_DIRECTORY, test::LONG, 1, AT + 42}}) +
-        test::directory(test::ByteOrder::Little, {{ISO, test::SHORT, 1, 100}});
-    ASSERT_EQ(large.write(directories), directories.size());
-    ASSERT_TRUE(large.flush());
+    ASSERT_EQ(large.write(before), before.size());
+    ASSERT_TRUE(large.seek(before.size() + qint64{PIXEL_BYTES}));
+    ASSERT_EQ(large.write(behind), behind.size());
+    ASSERT_TRUE(large.resize(before.size() + qint64{PIXEL_BYTES} + behind.size()));
     const auto file = SourceFile::open(large.fileName().toStdString());
     ASSERT_TRUE(file);
-    const auto before = bytesReadSoFar();
-    if (!before)
+    const auto readBefore = bytesReadSoFar();
+    if (!readBefore)
         GTEST_SKIP() << "this system does not tell what was read";
     const auto found = readFacts(*file, ThumbnailRule::FromImageAlways);
-    EXPECT_LT(bytesReadSoFar().value_or(0) - *before, LITTLE);
+    EXPECT_LT(bytesReadSoFar().value_or(0) - *readBefore, LITTLE);
     ASSERT_TRUE(found);
-    EXPECT_EQ(found->metadata.iso, 100);
+    EXPECT_EQ(found->metadata.pixelSize, QSize(6, 4));
+    EXPECT_EQ(found->metadata.iso,
+              name == std::string("SimpleWebP") ? std::nullopt : std::optional<qint64>(100));
 }
+
+INSTANTIATE_TEST_SUITE_P(Containers, MetadataAroundPixels,
+                         testing::Values(tiffAroundPixels(), pngAroundPixels(), cr3AroundPixels(),
+                                         webPAroundPixels(true), webPAroundPixels(false)),
+                         [](const auto &test) { return std::string(test.param.name); });
 
 // Threads
 

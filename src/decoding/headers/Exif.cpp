@@ -9,6 +9,13 @@ namespace {
 /// Not in the standard, but written by cameras.
 constexpr std::uint64_t COLOR_SPACE_ADOBE_RGB = 2;
 
+/// Where the TIFF stream begins in the EXIF block from @p begin on.
+std::int64_t streamBegin(FieldReader &fields, std::int64_t begin)
+{
+    constexpr int PREFIX_BYTES = 6; // "Exif", a zero and a byte of padding
+    return hasText(fields.bytes(begin, PREFIX_BYTES), "Exif") ? begin + PREFIX_BYTES : begin;
+}
+
 } // namespace
 
 bool saysAdobeRgb(std::optional<std::uint64_t> colorSpace, std::string_view interopIndex)
@@ -37,12 +44,15 @@ ExifFacts readExifDirectory(TiffReader &tiff, const TiffDirectory &exif)
     return facts;
 }
 
+SourceFile exifStream(FieldReader &fields, std::int64_t begin, std::int64_t end)
+{
+    begin = streamBegin(fields, begin);
+    return fields.file().part(begin, end - begin);
+}
+
 ExifFacts readExif(FieldReader &fields, std::int64_t begin, std::int64_t end)
 {
-    constexpr int PREFIX_BYTES = 6; // "Exif", a zero and a byte of padding
-    const bool hasPrefix = hasText(fields.bytes(begin, PREFIX_BYTES), "Exif");
-    std::optional<TiffReader> tiff =
-        TiffReader::open(fields, hasPrefix ? begin + PREFIX_BYTES : begin, end);
+    std::optional<TiffReader> tiff = TiffReader::open(fields, streamBegin(fields, begin), end);
     return tiff ? readExif(*tiff, tiff->directory(tiff->first())) : ExifFacts{};
 }
 

@@ -38,6 +38,17 @@ struct ExifFacts
 /// puts before it. Defaults when there is none.
 [[nodiscard]] ExifFacts readExif(FieldReader &fields, std::int64_t begin, std::int64_t end);
 
+/// The TIFF stream in the EXIF block from byte @p begin to @p end, which is cut where the file
+/// ends.
+[[nodiscard]] SourceFile exifStream(FieldReader &fields, std::int64_t begin, std::int64_t end);
+
+/// What a file says of its picture, as parts of that file; without a byte where it does not.
+struct MetadataParts
+{
+    SourceFile exif; ///< A TIFF stream.
+    SourceFile xmp;  ///< A packet.
+};
+
 /// A frame header of a JPEG (ITU-T T.81, B.2.2).
 struct JpegFrame
 {
@@ -65,6 +76,8 @@ struct JpegFrame
 /// WebP: lossy, lossless and extended, there with the orientation of its EXIF chunk.
 [[nodiscard]] std::optional<ImageProperties> readWebPHeader(FieldReader &fields);
 
+[[nodiscard]] MetadataParts findWebPMetadata(FieldReader &fields);
+
 /// The TIFF stream from byte @p begin to @p end: its first page, or the raw picture when it is the
 /// stream of a raw format, which the caller knows (@p isRaw) or which the tags tell (DNG, NEF, ARW
 /// and their like).
@@ -74,6 +87,10 @@ struct JpegFrame
 /// The primary picture of a HEIF file after clean aperture, rotation and mirroring. The orientation
 /// is always upright: the decoder applies these itself, and the EXIF orientation only repeats them.
 [[nodiscard]] std::optional<ImageProperties> readHeifHeader(FieldReader &fields);
+
+/// The metadata of a HEIF's primary picture: those that are said to be its own, rather than those
+/// of nothing in particular, rather than another picture's.
+[[nodiscard]] MetadataParts findHeifMetadata(FieldReader &fields);
 
 /// The raw containers of FileType::Raw: CR2, CR3, RAF, ORF and RW2.
 [[nodiscard]] std::optional<ImageProperties> readRawHeader(FieldReader &fields);

@@ -1,5 +1,7 @@
 #include "decoding/headers/HeifItems.h"
 
+#include "decoding/headers/Headers.h"
+
 #include <algorithm>
 
 namespace tavolin {
@@ -225,7 +227,7 @@ std::map<std::uint32_t, HeifItem> readHeifItems(FieldReader &fields,
     return items;
 }
 
-HeifMetadata findHeifMetadata(FieldReader &fields)
+MetadataParts findHeifMetadata(FieldReader &fields)
 {
     const HeifProperties properties(fields);
     const Items items = readHeifItems(fields, properties);
@@ -240,20 +242,16 @@ HeifMetadata findHeifMetadata(FieldReader &fields)
         };
         const auto found = std::ranges::max_element(
             items, {}, [&](const auto &numbered) { return rank(numbered.second); });
-        return found != items.end() && rank(found->second) > 0
-                   ? std::optional(Box{found->second.type, found->second.begin, found->second.end})
-                   : std::nullopt;
+        const bool isThere = found != items.end() && rank(found->second) > 0;
+        return isThere ? found->second : HeifItem();
     };
-    HeifMetadata found;
-    found.xmp = best([](const HeifItem &item) { return item.isXmp; });
-    found.exif = best([](const HeifItem &item) { return item.type == boxType("Exif"); });
-    if (found.exif) {
-        // How far the stream is from what follows (ISO/IEC 23008-12, A.2.1).
-        BoxNumbers numbers(fields, found.exif->begin, found.exif->end);
-        const auto before = numbers.next<quint32>();
-        found.exif->begin = std::min(numbers.at() + before, found.exif->end);
-    }
-    return found;
+    const HeifItem xmp = best([](const HeifItem &item) { return item.isXmp; });
+    const HeifItem exif = best([](const HeifItem &item) { return item.type == boxType("Exif"); });
+    // How far the stream is from what follows (ISO/IEC 23008-12, A.2.1).
+    BoxNumbers numbers(fields, exif.begin, exif.end);
+    const auto before = numbers.next<quint32>();
+    return {exifStream(fields, numbers.at() + before, exif.end),
+            fields.file().part(xmp.begin, xmp.end - xmp.begin)};
 }
 
 } // namespace tavolin

@@ -57,17 +57,6 @@ struct HeifItem
 [[nodiscard]] std::map<std::uint32_t, HeifItem> readHeifItems(FieldReader &fields,
                                                               const HeifProperties &properties);
 
-/// The metadata of a picture, where they are in the file; nothing where it has none.
-struct HeifMetadata
-{
-    std::optional<Box> exif; ///< A TIFF stream.
-    std::optional<Box> xmp;  ///< A packet.
-};
-
-/// The metadata of the primary picture: those that are said to be its own, rather than those of
-/// nothing in particular, rather than another picture's.
-[[nodiscard]] HeifMetadata findHeifMetadata(FieldReader &fields);
-
 /// libheif holds a picture as planes and as interleaved pixels.
 inline constexpr int HEIF_BYTES_PER_PIXEL = 7;
 

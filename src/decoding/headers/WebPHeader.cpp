@@ -5,6 +5,7 @@ namespace tavolin {
 namespace {
 
 constexpr std::int64_t CHUNK_HEADER_BYTES = 8;
+constexpr std::int64_t FIRST_CHUNK = 12;
 /// Content of a "VP8X" chunk.
 constexpr int EXTENDED_BYTES = 10;
 
@@ -39,26 +40,38 @@ std::optional<QSize> canvasSize(ByteSpan chunk)
     return checkedSize(littleEndian24(chunk, 4) + 1, littleEndian24(chunk, 7) + 1);
 }
 
-/// The orientation from the EXIF chunk, from @p at on.
-Orientation exifOrientation(FieldReader &fields, std::int64_t at)
+/// A chunk's content, from byte @p begin to @p end.
+struct Chunk
 {
-    for (;;) {
-        const ByteSpan chunk = fields.bytes(at, CHUNK_HEADER_BYTES);
-        if (chunk.empty())
-            return Orientation::Upright;
+    std::int64_t begin = 0;
+    std::int64_t end = 0;
+};
+
+/// The first chunk of @p type, four letters, in an extended file; without a byte where there is
+/// none.
+Chunk findChunk(FieldReader &fields, std::string_view type)
+{
+    const ByteSpan riff = fields.bytes(0, FIRST_CHUNK + 4);
+    if (!hasText(riff, "VP8X", FIRST_CHUNK))
+        return {};
+    const std::int64_t fileEnd = CHUNK_HEADER_BYTES + std::int64_t{littleEndian<quint32>(riff, 4)};
+    for (std::int64_t at = FIRST_CHUNK; at < fileEnd;) {
+        const ByteSpan head = fields.bytes(at, CHUNK_HEADER_BYTES);
+        if (head.empty())
+            break;
         const std::int64_t begin = at + CHUNK_HEADER_BYTES;
-        const std::int64_t length = littleEndian<quint32>(chunk, 4);
-        if (hasText(chunk, "EXIF"))
-            return readExif(fields, begin, begin + length).orientation;
+        const std::int64_t length = littleEndian<quint32>(head, 4);
+        if (hasText(head, type))
+            return {begin, begin + length};
         at = begin + length + length % 2;
     }
+    return {};
 }
 
 } // namespace
 
 std::optional<ImageProperties> readWebPHeader(FieldReader &fields)
 {
-    constexpr std::int64_t FIRST_CHUNK = 12;
     const std::int64_t payload = FIRST_CHUNK + CHUNK_HEADER_BYTES;
     const ByteSpan kind = fields.bytes(FIRST_CHUNK, 4);
     const bool isExtended = hasText(kind, "VP8X");
@@ -72,9 +85,17 @@ std::optional<ImageProperties> readWebPHeader(FieldReader &fields)
     if (!size)
         return std::nullopt;
     ImageProperties result{*size};
-    if (isExtended)
-        result.orientation = exifOrientation(fields, payload + EXTENDED_BYTES);
+    const Chunk exif = findChunk(fields, "EXIF");
+    result.orientation = readExif(fields, exif.begin, exif.end).orientation;
     return result;
+}
+
+MetadataParts findWebPMetadata(FieldReader &fields)
+{
+    const Chunk exif = findChunk(fields, "EXIF");
+    const Chunk xmp = findChunk(fields, "XMP ");
+    return {exifStream(fields, exif.begin, exif.end),
+            fields.file().part(xmp.begin, xmp.end - xmp.begin)};
 }
 
 } // namespace tavolin

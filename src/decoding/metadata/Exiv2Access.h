@@ -15,7 +15,7 @@ class Image;
 namespace tavolin {
 
 /// Reads the metadata of @p file, as far as they are there, and hands them to @p use, while no
-/// other thread is in Exiv2. A TIFF, a HEIF or a raw file must have gone through metadataFile().
+/// other thread is in Exiv2. A TIFF, HEIF, WebP or raw file must have gone through metadataFile().
 /// Returns whether that went well: false when the file isn't known, or when @p use threw.
 bool withMetadata(const SourceFile &file, const std::function<void(Exiv2::Image &)> &use);
 

@@ -2,7 +2,8 @@
 
 #include "decoding/FieldReader.h"
 #include "decoding/FileType.h"
-#include "decoding/headers/HeifItems.h"
+#include "decoding/headers/Boxes.h"
+#include "decoding/headers/Headers.h"
 #include "decoding/headers/JpegSegments.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Exiv2Seam.h"
@@ -217,22 +218,15 @@ PhotoMetadata readJpeg(const SourceFile &jpeg)
     return result;
 }
 
-/// What @p box of @p file says, if it is there: a TIFF stream.
-PhotoMetadata readBox(const SourceFile &file, const std::optional<Box> &box)
-{
-    const std::optional<PhotoMetadata> found =
-        box ? readStream(file.part(box->begin, box->size())) : std::nullopt;
-    return found.value_or(PhotoMetadata{});
-}
-
 PhotoMetadata readCr3(const SourceFile &file)
 {
     FieldReader fields(file);
     const auto canon = findCanonMetadata(fields);
     if (!canon)
         return {};
-    PhotoMetadata result =
-        readBox(file, findBox(fields, canon->begin, canon->end, boxType("CMT1")));
+    PhotoMetadata result;
+    if (const auto main = findBox(fields, canon->begin, canon->end, boxType("CMT1")))
+        result = readStream(file.part(main->begin, main->size())).value_or(PhotoMetadata{});
     if (const auto exif = findBox(fields, canon->begin, canon->end, boxType("CMT2"))) {
         const SourceFile part = file.part(exif->begin, exif->size());
         FieldReader exifFields(part);
@@ -243,8 +237,8 @@ PhotoMetadata readCr3(const SourceFile &file)
     return result;
 }
 
-/// All but the pixel size. Exiv2 would want a TIFF, a HEIF or a raw file in memory as a whole,
-/// which can be hundreds of megabytes, so these are read here.
+/// All but the pixel size. Exiv2 would want most files in memory as a whole, which can be hundreds
+/// of megabytes, so these are read here.
 PhotoMetadata readTags(const SniffedFile &file)
 {
     if (file.type == FileType::Unknown)
@@ -256,10 +250,11 @@ PhotoMetadata readTags(const SniffedFile &file)
             addMissing(*result, readJpeg(*jpeg));
         return *result;
     }
-    if (file.type == FileType::Heif) {
-        FieldReader fields(file.source);
-        return readBox(file.source, findHeifMetadata(fields).exif);
-    }
+    FieldReader fields(file.source);
+    if (file.type == FileType::Heif)
+        return readStream(findHeifMetadata(fields).exif).value_or(PhotoMetadata{});
+    if (file.type == FileType::WebP)
+        return readStream(findWebPMetadata(fields).exif).value_or(PhotoMetadata{});
     if (file.type == FileType::Raw && !jpeg)
         return readCr3(file.source);
     if (jpeg || file.type == FileType::Jpeg)

@@ -1,7 +1,7 @@
 #include "decoding/metadata/MetadataFile.h"
 
 #include "decoding/headers/Boxes.h"
-#include "decoding/headers/HeifItems.h"
+#include "decoding/headers/Headers.h"
 #include "decoding/metadata/Exiv2Access.h"
 #include "decoding/metadata/Metadata.h"
 #include "decoding/Tags.h"
@@ -180,6 +180,11 @@ private:
     std::uint64_t m_bytesLeft = MAX_TOTAL_BYTES;
 };
 
+QByteArray bytesOf(std::string_view text)
+{
+    return {text.data(), static_cast<qsizetype>(text.size())};
+}
+
 SourceFile smallStream(const SourceFile &stream, const QByteArray &xmp = {})
 {
     FieldReader fields(stream);
@@ -188,19 +193,15 @@ SourceFile smallStream(const SourceFile &stream, const QByteArray &xmp = {})
                                  stream.stopToken());
 }
 
-SourceFile heifMetadata(const SourceFile &file)
+SourceFile smallStream(const MetadataParts &parts)
 {
-    FieldReader fields(file);
-    const HeifMetadata found = findHeifMetadata(fields);
-    const QByteArray xmp =
-        found.xmp ? file.bytesAt(found.xmp->begin,
-                                 std::min<std::int64_t>(found.xmp->size(), MAX_VALUE_BYTES + 1))
-                  : QByteArray();
-    const bool hasExif = found.exif && TiffReader::open(fields, found.exif->begin, found.exif->end);
-    if (hasExif)
-        return smallStream(file.part(found.exif->begin, found.exif->size()), xmp);
+    constexpr std::int64_t MOST = MAX_VALUE_BYTES;
+    const QByteArray xmp = parts.xmp.size() <= MOST ? parts.xmp.bytesAt(0, MOST) : QByteArray();
+    FieldReader fields(parts.exif);
+    if (TiffReader::open(fields, 0, parts.exif.size()))
+        return smallStream(parts.exif, xmp);
     constexpr std::string_view NO_DIRECTORY("II*\0\0\0\0\0", 8);
-    return smallStream(SourceFile::fromBytes({NO_DIRECTORY.data(), NO_DIRECTORY.size()}), xmp);
+    return smallStream(SourceFile::fromBytes(bytesOf(NO_DIRECTORY)), xmp);
 }
 
 constexpr qsizetype BOX_HEAD_BYTES = 8;
@@ -208,13 +209,8 @@ constexpr qsizetype BOX_HEAD_BYTES = 8;
 QByteArray boxOf(std::string_view type, const QByteArray &content)
 {
     const auto length = qToBigEndian(static_cast<quint32>(BOX_HEAD_BYTES + content.size()));
-    return QByteArray(reinterpret_cast<const char *>(&length), sizeof length) +
-           QByteArray(type.data(), static_cast<qsizetype>(type.size())) + content;
-}
-
-QByteArray bytesOf(std::string_view text)
-{
-    return {text.data(), static_cast<qsizetype>(text.size())};
+    return QByteArray(reinterpret_cast<const char *>(&length), sizeof length) + bytesOf(type) +
+           content;
 }
 
 /// Nothing where @p file is no CR3.
@@ -246,19 +242,20 @@ QByteArray cr3Metadata(const SourceFile &file)
 SourceFile metadataFile(const SniffedFile &file)
 {
     const SourceFile &source = file.source;
+    FieldReader fields(source);
     switch (file.type) {
     case FileType::Tiff:
         return smallStream(source);
     case FileType::Heif:
-        return heifMetadata(source);
-    case FileType::Raw: {
-        FieldReader fields(source);
+        return smallStream(findHeifMetadata(fields));
+    case FileType::WebP:
+        return smallStream(findWebPMetadata(fields));
+    case FileType::Raw:
         if (TiffReader::open(fields, 0, source.size()))
             return smallStream(source);
         if (auto jpeg = embeddedJpeg(file))
             return std::move(*jpeg);
         return SourceFile::fromBytes(cr3Metadata(source), source.stopToken());
-    }
     case FileType::Unknown:
         return SourceFile::fromBytes({});
     default:

@@ -12,7 +12,7 @@ namespace tavolin {
 ///   EXIF, GPS and interoperability, with values of a megabyte at most. Notes of the camera stay
 ///   where they are in the stream, as some have offsets that count from its beginning; notes that
 ///   end behind 192 MB don't.
-/// - of a HEIF, a TIFF stream of the same kind, with XMP in it.
+/// - of a HEIF and a WebP, a TIFF stream of the same kind, with XMP in it.
 /// - of a CR3, the boxes with metadata.
 /// - of a RAF, the JPEG in it, as a part of @p file.
 ///
