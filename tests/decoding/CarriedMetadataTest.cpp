@@ -694,9 +694,14 @@ TEST(CarriedMetadata, NoneForWhatIsNoPicture)
 
 TEST(CarriedMetadata, DamagedFilesDoNoHarm)
 {
-    const QByteArray jpeg = jpegWith(pictures::exifBlock(6));
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        const auto metadata = carriedMetadata(fileOf(damaged(jpeg.left(1200), seed)), NEW_SIZE);
+    const HeifFileItem picture{"hvc1", "stream", {ispe({6, 4})}, {}};
+    const HeifFileItem exif{"Exif", QByteArray(4, '\0') + pictures::exifBlock(6), {}, {}};
+    const std::vector<QByteArray> files{jpegWith(pictures::exifBlock(6)).left(1200),
+                                        tiffWithCanonsNotes(100), pictures::exifBlock(6),
+                                        heifFile({picture, exif})};
+    for (unsigned seed = 0; seed < 1200; ++seed) {
+        const QByteArray file = damaged(files[seed % files.size()], seed);
+        const auto metadata = carriedMetadata(fileOf(file), NEW_SIZE);
         if (metadata) {
             EXPECT_LE(metadata->exif.size(), JpegMetadata::MAX_EXIF_BYTES);
         }
