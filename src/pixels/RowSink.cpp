@@ -17,8 +17,7 @@ constexpr int ABANDONED = std::numeric_limits<int>::min();
 } // namespace
 
 RowSink::RowSink(QSize source, QSize target)
-    : m_source(source),
-      m_target(PixelBuffer::recycled(pixelCount(target) <= MAX_RESULT_PIXELS ? target : QSize()))
+    : m_source(source), m_target(PixelBuffer::recycled(isWithinLimits(target) ? target : QSize()))
 {
     if (source == target || m_target.isNull())
         return;
@@ -33,8 +32,12 @@ RowSink::RowSink(QSize source, QSize target)
 
 RowSink::~RowSink()
 {
-    if (!m_scaler.joinable())
-        return;
+    if (m_scaler.joinable())
+        abandonScaler();
+}
+
+void RowSink::abandonScaler()
+{
     m_given = ABANDONED;
     m_given.notify_one();
     m_scaler.join();
@@ -83,12 +86,35 @@ void RowSink::scaleRows()
     }
 }
 
-void RowSink::fillRest(Pixel color)
+void RowSink::fillRows(int end, Pixel color)
 {
-    while (m_taken < m_source.height()) {
+    while (m_taken < end) {
         std::fill_n(nextRow(), m_source.width(), color);
         rowDone();
     }
+}
+
+void RowSink::fillRest(Pixel color)
+{
+    const int height = m_target.size().height();
+    int rest = 0; // the first target row that is made of nothing else
+    while (m_plan && rest < height && m_plan->firstSourceRow(rest) < m_taken)
+        ++rest;
+    if (!m_plan || rest == height) {
+        fillRows(m_source.height(), color);
+        return;
+    }
+    // What is made of one colour is of that colour: there is no need to reckon, which takes as long
+    // as for any other rows.
+    fillRows(rest > 0 ? m_plan->lastSourceRow(rest - 1) + 1 : 0, color);
+    m_given = m_taken;
+    m_given.notify_one();
+    for (int made = m_made; made < rest; made = m_made)
+        m_made.wait(made);
+    abandonScaler();
+    for (int y = rest; y < height; ++y)
+        std::fill_n(m_target.row(y), m_target.size().width(), color);
+    m_taken = m_source.height();
 }
 
 PixelBuffer RowSink::takeBuffer() &&

@@ -42,7 +42,8 @@ public:
 
     [[nodiscard]] int rowsTaken() const { return m_taken; }
 
-    /// Stands @p color in for all rows that did not come.
+    /// Stands @p color in for all rows that did not come, however many: it takes no longer than the
+    /// target's rows do.
     void fillRest(Pixel color);
 
     /// The finished pixels, once all rows have been taken: as they are, or as a picture whose
@@ -52,6 +53,9 @@ public:
 
 private:
     void scaleRows();
+    void abandonScaler();
+    /// Takes rows of @p color, up to source row @p end.
+    void fillRows(int end, Pixel color);
     [[nodiscard]] Pixel *ringRow(int row);
 
     QSize m_source;

@@ -5,6 +5,7 @@
 #include "pixels/RowSink.h"
 
 #include <cmath>
+#include <ctime>
 #include <numeric>
 #include <ostream>
 #include <random>
@@ -438,6 +439,44 @@ TEST(RowSink, FillsTheRestWithTheColor)
         EXPECT_EQ(pixelAt(image, 0.5, 0.6), GREY);
         EXPECT_EQ(pixelAt(image, 0.5, 1.0), GREY);
     }
+}
+
+TEST(RowSink, FillsTheRestAsIfItHadCome)
+{
+    const Image image = noiseImage({90, 700});
+    for (const QSize target : {QSize(9, 70), QSize(40, 311), QSize(90, 1), QSize(100, 900)}) {
+        for (const int taken : {0, 1, 16, 333, 699}) {
+            RowSink filled(image.size(), target);
+            RowSink fed(image.size(), target);
+            for (int y = 0; y < image.height(); ++y) {
+                if (y < taken) {
+                    std::copy_n(image.row(y), image.width(), filled.nextRow());
+                    filled.rowDone();
+                    std::copy_n(image.row(y), image.width(), fed.nextRow());
+                } else {
+                    std::fill_n(fed.nextRow(), image.width(), GREY);
+                }
+                fed.rowDone();
+            }
+            filled.fillRest(GREY);
+            EXPECT_EQ(filled.rowsTaken(), image.height());
+            EXPECT_TRUE(looksLike(std::move(filled).takeImage(Alpha::Opaque, {}),
+                                  std::move(fed).takeImage(Alpha::Opaque, {})))
+                << taken << " rows to " << target.height();
+        }
+    }
+}
+
+// Scaling a gigapixel takes more than a second.
+TEST(RowSink, FillsAnyNumberOfRowsInNoTime)
+{
+    RowSink sink({30'000, 30'000}, {1500, 1500});
+    const std::clock_t begin = std::clock();
+    sink.fillRest(GREY);
+    const double seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
+    EXPECT_LT(seconds, 0.1);
+    EXPECT_TRUE(
+        looksLike(std::move(sink).takeImage(Alpha::Opaque, {}), flatImage({1500, 1500}, GREY)));
 }
 
 TEST(RowSink, FillsNothingWhenAllRowsCame)
