@@ -8,6 +8,7 @@
 #include "decoding/codecs/TiffCodec.h"
 #include "decoding/codecs/WebPCodec.h"
 #include "pixels/Limits.h"
+#include "pixels/Resample.h"
 
 #include <algorithm>
 
@@ -39,7 +40,8 @@ Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHin
 /// The full picture of a file that is no raw container, or null.
 Image decodeContent(const SniffedFile &file, const Properties &properties, int maxPixel)
 {
-    if (!properties || !isWithinLimits(properties->stored))
+    if (!properties ||
+        !isWithinLimits(properties->stored, sizeWithin(properties->stored, maxPixel)))
         return {};
     return turnedUpright(decodeStored(file.source, file.type, maxPixel, properties->colorHint),
                          properties->orientation);

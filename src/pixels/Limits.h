@@ -8,13 +8,14 @@
 
 namespace tavolin {
 
-/// The most pixels of a picture that is read at all: above the largest sensors, and a stitched
-/// panorama of the usual kind.
+/// The most pixels of a picture that comes out, to be enlarged and cropped: above the largest
+/// sensors, and a stitched panorama of the usual kind. Turning it or converting its colours holds
+/// it twice, at four bytes a pixel.
 inline constexpr std::int64_t MAX_PIXELS = 300'000'000;
 
-/// The most pixels of the picture that comes out: turning it or converting its colours holds it
-/// twice, at four bytes a pixel.
-inline constexpr std::int64_t MAX_RESULT_PIXELS = 200'000'000;
+/// The most pixels of one that comes out reduced, from formats that are read row by row: JPEG, PNG
+/// and TIFF.
+inline constexpr std::int64_t MAX_REDUCED_PIXELS = 1'000'000'000;
 
 /// The longest side: what works row by row keeps some hundred rows.
 inline constexpr int MAX_SIDE_PX = 200'000;
@@ -44,6 +45,15 @@ inline constexpr std::int64_t MAX_PROFILE_BYTES = std::int64_t{16} << 20;
     return size.width() > 0 && size.height() > 0 &&
            std::max(size.width(), size.height()) <= MAX_SIDE_PX && pixelCount(size) <= MAX_PIXELS &&
            pixelCount(size) * bytesPerPixel <= MAX_DECODER_BYTES;
+}
+
+/// Whether a picture of @p stored pixels may be decoded to one of @p target by something that works
+/// row by row.
+[[nodiscard]] constexpr bool isWithinLimits(QSize stored, QSize target)
+{
+    return stored.width() > 0 && stored.height() > 0 &&
+           std::max(stored.width(), stored.height()) <= MAX_SIDE_PX &&
+           pixelCount(stored) <= MAX_REDUCED_PIXELS && isWithinLimits(target);
 }
 
 } // namespace tavolin

@@ -1,6 +1,8 @@
 #include "decoding/codecs/JpegCodec.h"
 
 #include "decoding/color/Color.h"
+#include "FileBytes.h"
+#include "JpegReference.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
 #include "pixels/Resample.h"
@@ -8,6 +10,7 @@
 
 #include <QtEndian>
 
+#include <ctime>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -58,6 +61,23 @@ QByteArray claiming(QByteArray jpeg, int width, int height)
     qToBigEndian(static_cast<quint16>(height), jpeg.data() + frame + 5);
     qToBigEndian(static_cast<quint16>(width), jpeg.data() + frame + 7);
     return jpeg;
+}
+
+constexpr Pixel LIGHT_GREY = 0xff9e9e9e;
+
+/// A file of nothing but LIGHT_GREY that claims @p size and has the first @p blocks blocks, of two
+/// bits each: they may be a million to the kilobyte.
+QByteArray lightGrey(QSize size, std::int64_t blocks)
+{
+    // The first difference is 15 steps of 16; all others are zero (ITU-T T.81, F.1.2).
+    FileBytes file;
+    file.u16(0xffd8).u16(0xffdb).u16(67).u8(0).append(QByteArray(64, 16));
+    file.u16(0xffc4).u16(21).u8(0x00).u8(1).u8(1).zeros(14).u8(0).u8(4);
+    file.u16(0xffc4).u16(20).u8(0x10).u8(1).zeros(15).u8(0);
+    file.u16(0xffc0).u16(11).u8(8).u16(static_cast<std::uint64_t>(size.height()));
+    file.u16(static_cast<std::uint64_t>(size.width())).u8(1).u8(1).u8(0x11).u8(0);
+    file.u16(0xffda).u16(8).u8(1).u8(1).u8(0).u8(0).u8(63).u8(0);
+    return file.u8(0b10'1111'0'0).zeros((blocks * 2 + 5) / 8).u16(0xffd9).bytes();
 }
 
 using Kind = std::tuple<Subsampling, JpegColor, bool>;
@@ -300,7 +320,59 @@ TEST(JpegCodec, HeaderThatClaimsTooManyPixelsIsRefused)
 {
     const QByteArray jpeg = encodeJpeg(fourQuarters({64, 64}));
     EXPECT_TRUE(decoded(claiming(jpeg, 65500, 65500), 100).isNull());
-    EXPECT_TRUE(decoded(claiming(jpeg, 20000, 20000), 100).isNull());
+    EXPECT_TRUE(decoded(claiming(jpeg, 40000, 40000), 100).isNull());
+    EXPECT_TRUE(decoded(lightGrey({31'251, 32'000}, 1000), 100).isNull());
+}
+
+TEST(JpegCodec, GigapixelIsShownReduced)
+{
+    constexpr QSize SIZE(31'250, 32'000);
+    const QByteArray jpeg = lightGrey(SIZE, std::int64_t{3907} * 4000);
+    EXPECT_TRUE(looksLike(decoded(jpeg, 512), flatImage({500, 512}, LIGHT_GREY)));
+    EXPECT_TRUE(decoded(jpeg).isNull());
+}
+
+TEST(JpegCodec, WhatIsOver300MegapixelsComesOutReducedOnly)
+{
+    const QByteArray jpeg = lightGrey({15'000, 20'001}, 1000);
+    EXPECT_TRUE(decoded(jpeg).isNull());
+    EXPECT_EQ(decoded(jpeg, 2000).size(), QSize(1500, 2000));
+}
+
+// What is not there is not decoded, which takes the better part of a second.
+TEST(JpegCodec, ClaimOfAGigapixelCostsNothing)
+{
+    const std::clock_t begin = std::clock();
+    const Image image = decoded(lightGrey({31'250, 32'000}, 4000), 512);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 0.25);
+    ASSERT_EQ(image.size(), QSize(500, 512));
+    EXPECT_TRUE(isNear(pixelAt(image, 0, 0), GREY, 32));
+    EXPECT_EQ(pixelAt(image, 1, 1), GREY);
+}
+
+TEST(JpegCodec, WhatIsMissingIsAsInTheLibrary)
+{
+    const Sampling samplings[] = {{1, 1, true}, {1, 1}, {2, 1}, {1, 2}, {2, 2}, {4, 1}};
+    for (const Sampling &sampling : samplings) {
+        for (const int interval : {0, 5}) {
+            const QByteArray whole =
+                jpegFile({64, 896}, {.sampling = sampling, .restartInterval = interval});
+            for (const int tenths : {2, 5, 9}) {
+                const QByteArray cut = whole.first(whole.size() * tenths / 10);
+                for (const int scale : {1, 2, 4, 8}) {
+                    const DecodedRows expected = referenceRows(cut, scale);
+                    const Image image = decoded(cut, 896 * scale / 8);
+                    ASSERT_EQ(image.size(), expected.size);
+                    const auto reference = makeImage(image.size(), [&](int x, int y) {
+                        return expected.pixels[static_cast<std::size_t>(y * image.width() + x)];
+                    });
+                    EXPECT_TRUE(looksLike(image, reference))
+                        << sampling.across << " by " << sampling.down << " every " << interval
+                        << ", " << tenths << " tenths at " << scale << "/8";
+                }
+            }
+        }
+    }
 }
 
 TEST(JpegCodec, HeaderThatClaimsMoreThanThereIsGivesGreyForTheRest)

@@ -323,7 +323,7 @@ TEST_F(JpegSamples, AreAsInTheLibrary)
         ASSERT_TRUE(source) << path;
         const QByteArray jpeg = source->bytesAt(0, source->size());
         const auto frame = headersOf(jpeg).frame;
-        if (!frame || pixelCount(frame->size) > MAX_RESULT_PIXELS / 4)
+        if (!frame || pixelCount(frame->size) > MAX_PIXELS / 6)
             continue;
         for (const int scale : SCALES) {
             const DecodedRows reference = referenceRows(jpeg, scale);

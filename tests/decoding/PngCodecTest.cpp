@@ -10,6 +10,7 @@
 #include <QImageWriter>
 #include <QtEndian>
 
+#include <ctime>
 #include <functional>
 #include <vector>
 
@@ -229,11 +230,31 @@ TEST(PngCodec, HeaderThatClaimsTooMuchIsRefused)
     for (const bool isInterlaced : {false, true}) {
         EXPECT_EQ(decoded(pngOfRows({{200, 300}, 8, 0, isInterlaced}, rows)).size(),
                   QSize(200, 300));
-        for (const QSize size : {QSize(60'000, 60'000), QSize(0x7fffffff, 1), QSize(0, 300)})
+        for (const QSize size :
+             {QSize(31'250, 32'001), QSize(60'000, 60'000), QSize(0x7fffffff, 1), QSize(0, 300)})
             EXPECT_TRUE(decoded(pngOfRows({size, 8, 0, isInterlaced}, rows), 100).isNull());
     }
     // 289 megapixels are not too many, but an interlaced picture has to be held whole.
     EXPECT_TRUE(decoded(pngOfRows({{17'000, 17'000}, 8, 0, true}, rows), 100).isNull());
+}
+
+TEST(PngCodec, WhatIsOver300MegapixelsComesOutReducedOnly)
+{
+    const QByteArray row = '\0' + QByteArray(17'600 / 8, '\xff'); // without a filter, all white
+    const QByteArray png = pngOfRows({{17'600, 17'500}, 1, 0}, row.repeated(17'500));
+    EXPECT_TRUE(looksLike(decoded(png, 352), flatImage({352, 350}, 0xffffffff)));
+    EXPECT_TRUE(decoded(png).isNull());
+}
+
+// What is not there is not scaled, which takes some seconds.
+TEST(PngCodec, ClaimOfAGigapixelCostsNothing)
+{
+    const QByteArray png = pngOfRows({{31'250, 32'000}, 8, 0}, QByteArray(1 << 17, '\0'));
+    const std::clock_t begin = std::clock();
+    const Image image = decoded(png, 512);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 0.5);
+    ASSERT_EQ(image.size(), QSize(500, 512));
+    EXPECT_EQ(pixelAt(image, 1, 1), MISSING);
 }
 
 TEST(PngCodec, OneVeryLongRowIsShown)

@@ -9,6 +9,7 @@
 
 #include <QtEndian>
 
+#include <ctime>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -382,6 +383,83 @@ TEST(TiffPage, Of102MegapixelsOf16BitsIsShown)
                   .packed = std::vector<QByteArray>(70, strip),
                   .changed = {}};
     EXPECT_TRUE(looksLike(decoded(fileWith(blocks), 100), flatImage({100, 75}, 0xff555555)));
+}
+
+TEST(TiffPage, OfMoreThan300MegapixelsComesOutReducedOnly)
+{
+    const QByteArray strip = deflated(QByteArray(qsizetype{17'600} * 125, '\x55'));
+    const QByteArray file = fileWith({.size = {17'600, 17'500},
+                                      .compression = COMPRESSION_ADOBE_DEFLATE,
+                                      .block = {17'600, 125},
+                                      .packed = std::vector<QByteArray>(140, strip),
+                                      .changed = {}});
+    EXPECT_TRUE(looksLike(decoded(file, 352), flatImage({352, 350}, 0xff555555)));
+    EXPECT_TRUE(decoded(file).isNull());
+}
+
+/// A file that has some rows, of one level, of the gigapixel that it claims.
+struct Claim
+{
+    const char *name;
+    Blocks blocks;
+};
+
+void PrintTo(const Claim &claim, std::ostream *out)
+{
+    *out << claim.name;
+}
+
+class TiffClaim : public testing::TestWithParam<Claim>
+{};
+
+constexpr QSize GIGAPIXEL(31'250, 32'000);
+const QByteArray SOME_ROWS(qsizetype{31'250} * 3, '\x55');
+
+INSTANTIATE_TEST_SUITE_P(OfAGigapixel, TiffClaim,
+                         testing::Values(Claim{"PlainInOneStrip",
+                                               {.size = GIGAPIXEL,
+                                                .block = GIGAPIXEL,
+                                                .packed = {SOME_ROWS},
+                                                .changed = {{279, LONG, 1, 1'000'000'000}}}},
+                                         Claim{"PlainInStripsOfARow",
+                                               {.size = GIGAPIXEL,
+                                                .block = {31'250, 1},
+                                                .packed = {3, SOME_ROWS.first(31'250)},
+                                                .changed = {}}},
+                                         Claim{"DeflatedInOneStrip",
+                                               {.size = GIGAPIXEL,
+                                                .compression = COMPRESSION_ADOBE_DEFLATE,
+                                                .block = GIGAPIXEL,
+                                                .packed = {deflated(SOME_ROWS)},
+                                                .changed = {}}},
+                                         Claim{
+                                             "DeflatedInTiles",
+                                             {.size = GIGAPIXEL,
+                                              .compression = COMPRESSION_ADOBE_DEFLATE,
+                                              .block = {256, 256},
+                                              .isTiled = true,
+                                              .packed = {3, deflated(QByteArray(1 << 16, '\x55'))},
+                                              .changed = {}}}),
+                         [](const auto &one) { return std::string(one.param.name); });
+
+// What is not there is not scaled, which takes some seconds.
+TEST_P(TiffClaim, CostsNothing)
+{
+    const QByteArray file = fileWith(GetParam().blocks);
+    const std::clock_t begin = std::clock();
+    const Image image = decoded(file, 500);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 0.5);
+    ASSERT_EQ(image.size(), QSize(488, 500));
+    EXPECT_EQ(pixelAt(image, 1, 1), MISSING);
+}
+
+TEST(TiffPage, OfMoreThanAGigapixelIsRefused)
+{
+    Blocks blocks{
+        .size = {31'250, 32'000}, .block = {31'250, 1}, .packed = {3, SOME_ROWS}, .changed = {}};
+    EXPECT_FALSE(decoded(fileWith(blocks), 500).isNull());
+    blocks.size = {31'250, 32'001};
+    EXPECT_TRUE(decoded(fileWith(blocks), 500).isNull());
 }
 
 // libtiff takes a failed read for one of −1 bytes and clears memory before its buffer's start: the

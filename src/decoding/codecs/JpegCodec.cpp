@@ -42,6 +42,10 @@ constexpr std::int64_t MAX_BYTES_PER_PIXEL = 4;
 /// A progressive picture is held whole as coefficients, three bytes a pixel with halved chroma.
 constexpr long MAX_COEFFICIENT_BYTES = 900L << 20;
 
+/// What libjpeg may hold of rows that it has not given yet: of a row of MCUs, and of the one before
+/// it, where chroma is made smooth.
+constexpr int MOST_ROWS_UNDER_WAY = 2 * MAX_SAMP_FACTOR * DCTSIZE;
+
 /// libjpeg's objects for one file. Everything in libjpeg that can fail runs in one of a few steps,
 /// each of which catches its jump; no object with a destructor is made inside them.
 class Decompressor
@@ -82,7 +86,8 @@ private:
         return *static_cast<Decompressor *>(info->client_data);
     }
     [[noreturn]] static void fail(j_common_ptr info);
-    static void beQuiet(j_common_ptr, int) {}
+    /// Says nothing, but takes note.
+    static void warn(j_common_ptr info, int level);
     static boolean fill(j_decompress_ptr info);
     static void skip(j_decompress_ptr info, long count);
     static void watch(j_common_ptr info);
@@ -102,6 +107,7 @@ private:
     std::int64_t m_bytesLeft = MAX_HEADER_BYTES; // that may still be read
     int m_maxScans = LEAST_SCANS;
     bool m_isCutOff = false;
+    bool m_hasLackedData = false;  // before some marker
     std::int64_t m_scanOffset = 0; // of what follows the headers
     std::vector<Pixel> m_skippedRow;
     std::array<JOCTET, 1 << 16> m_buffer;
@@ -111,7 +117,7 @@ Decompressor::Decompressor(const SourceFile &file) : m_file(file)
 {
     m_info.err = jpeg_std_error(&m_errors);
     m_errors.error_exit = fail;
-    m_errors.emit_message = beQuiet;
+    m_errors.emit_message = warn;
     m_errors.output_message = [](j_common_ptr) {};
     m_info.client_data = this;
 }
@@ -119,6 +125,12 @@ Decompressor::Decompressor(const SourceFile &file) : m_file(file)
 void Decompressor::fail(j_common_ptr info)
 {
     std::longjmp(self(info).m_jump, 1);
+}
+
+void Decompressor::warn(j_common_ptr info, int level)
+{
+    if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER)
+        self(info).m_hasLackedData = true;
 }
 
 boolean Decompressor::fill(j_decompress_ptr info)
@@ -231,9 +243,16 @@ bool Decompressor::readRest(RowSink &sink)
 {
     if (setjmp(m_jump) != 0)
         return false;
-    while (sink.rowsTaken() < static_cast<int>(m_info.output_height)) {
+    int end = static_cast<int>(m_info.output_height);
+    bool hasEnded = false;
+    while (sink.rowsTaken() < end) {
         if (isStopped())
             return false;
+        // Behind the end of the data all rows are MISSING, but for those under way.
+        if (!hasEnded && m_hasLackedData && m_info.unread_marker == JPEG_EOI && !isCmyk()) {
+            hasEnded = true;
+            end = std::min(end, sink.rowsTaken() + MOST_ROWS_UNDER_WAY);
+        }
         const bool isThere = static_cast<int>(m_info.output_scanline) < sink.rowsTaken();
         JSAMPROW row = reinterpret_cast<JSAMPROW>(isThere ? m_skippedRow.data() : sink.nextRow());
         if (jpeg_read_scanlines(&m_info, &row, 1) != 1)
@@ -260,10 +279,12 @@ QByteArray Decompressor::iccProfile()
 Image decodeJpeg(const SourceFile &file, int maxPixel, ColorHint hint)
 {
     Decompressor decompressor(file);
-    if (!decompressor.readHeader() || !isWithinLimits(decompressor.size()) ||
-        !decompressor.start(maxPixel))
+    if (!decompressor.readHeader())
         return {};
-    RowSink sink(decompressor.scaledSize(), sizeWithin(decompressor.size(), maxPixel));
+    const QSize target = sizeWithin(decompressor.size(), maxPixel);
+    if (!isWithinLimits(decompressor.size(), target) || !decompressor.start(maxPixel))
+        return {};
+    RowSink sink(decompressor.scaledSize(), target);
     if (!sink.isReady())
         return {};
     decompressor.readRows(sink);

@@ -218,7 +218,7 @@ Image decodePng(const SourceFile &file, int maxPixel)
         return {};
     const QSize target = sizeWithin(png.size(), maxPixel);
     if (!png.isInterlaced())
-        return isWithinLimits(png.size()) ? decodeRows(png, target) : Image();
+        return isWithinLimits(png.size(), target) ? decodeRows(png, target) : Image();
     return isWithinLimits(png.size(), sizeof(Pixel)) ? decodeInterlaced(png, target) : Image();
 }
 

@@ -187,6 +187,10 @@ private:
                bytes >= (pixels * numbers * m_layout.bits + 7) / 8;
     }
 
+    /// The row behind the last strip, or row of tiles, of which the file has something: those from
+    /// there on are missing.
+    [[nodiscard]] int endOfData() const;
+    [[nodiscard]] bool hasData(int y, int plane) const;
     bool readRows();
     bool readBlocks();
     [[nodiscard]] std::int64_t blockBytes() const;
@@ -201,6 +205,34 @@ private:
     std::vector<Bytes> m_blocks; // of each plane, for the tile or strip that is being read
     bool m_hasPixels = false;
 };
+
+bool PageReader::hasData(int y, int plane) const
+{
+    const auto size = static_cast<std::uint64_t>(m_file.size());
+    for (int x = 0; x < m_layout.size.width(); x += m_layout.block.width()) {
+        const std::uint32_t block = m_layout.isTiled
+                                        ? TIFFComputeTile(m_tiff, static_cast<std::uint32_t>(x),
+                                                          static_cast<std::uint32_t>(y), 0,
+                                                          static_cast<std::uint16_t>(plane))
+                                        : TIFFComputeStrip(m_tiff, static_cast<std::uint32_t>(y),
+                                                           static_cast<std::uint16_t>(plane));
+        if (TIFFGetStrileOffset(m_tiff, block) < size && TIFFGetStrileByteCount(m_tiff, block) > 0)
+            return true;
+    }
+    return false;
+}
+
+int PageReader::endOfData() const
+{
+    const int height = m_layout.size.height();
+    if (m_layout.compression == COMPRESSION_OJPEG) // has other ways to say where its strips are
+        return height;
+    const int step = m_layout.block.height();
+    for (int y = (height - 1) / step * step; y >= 0; y -= step)
+        if (std::ranges::all_of(m_pixels.planes(), [&](int plane) { return hasData(y, plane); }))
+            return std::min(y + step, height);
+    return 0;
+}
 
 bool PageReader::readRows()
 {
@@ -219,7 +251,9 @@ bool PageReader::readRows()
         strips.emplace_back(m_file, tiff, m_layout, plane);
     }
     std::vector<const std::uint8_t *> rows(strips.size());
-    for (int y = 0; y < m_layout.size.height() && !isStopped(); ++y) {
+    const int end = endOfData();
+    bool isLost = false; // all that is left
+    for (int y = 0; y < end && !isLost && !isStopped(); ++y) {
         std::transform(strips.begin(), strips.end(), rows.begin(),
                        [y](StripRows &strip) { return strip.row(y); });
         const bool isWhole = std::all_of(rows.begin(), rows.end(), [](auto row) { return row; });
@@ -230,7 +264,10 @@ bool PageReader::readRows()
             std::fill_n(out, m_layout.size.width(), m_pixels.missing());
         m_hasPixels = m_hasPixels || isWhole;
         m_sink.rowDone();
+        // What fails is missing to the end of its strip.
+        isLost = !isWhole && y / m_layout.block.height() == (end - 1) / m_layout.block.height();
     }
+    m_sink.fillRest(m_pixels.missing());
     return true;
 }
 
@@ -259,7 +296,8 @@ bool PageReader::readBlocks()
     if (band.isNull())
         return false;
     m_blocks.assign(static_cast<std::size_t>(planes), Bytes(static_cast<std::size_t>(bytes)));
-    for (int y = 0; y < size.height(); y += block.height()) {
+    const int end = endOfData();
+    for (int y = 0; y < end; y += block.height()) {
         for (int x = 0; x < size.width(); x += block.width()) {
             if (isStopped())
                 return false;
@@ -270,6 +308,7 @@ bool PageReader::readBlocks()
             m_sink.rowDone();
         }
     }
+    m_sink.fillRest(m_pixels.missing());
     return true;
 }
 
@@ -328,7 +367,10 @@ Image decodeTiff(const SourceFile &file, int maxPixel)
     const auto layout = tiff.handle() ? readTiffLayout(tiff.handle()) : std::nullopt;
     if (!layout)
         return {};
-    RowSink sink(layout->size, sizeWithin(layout->size, maxPixel));
+    const QSize target = sizeWithin(layout->size, maxPixel);
+    if (!isWithinLimits(layout->size, target))
+        return {};
+    RowSink sink(layout->size, target);
     if (!sink.isReady() || !PageReader(file, tiff.handle(), *layout, sink).read())
         return {};
     if (layout->colors == TiffColors::Inks) {

@@ -12,8 +12,8 @@ namespace tavolin {
 
 namespace {
 
-/// Each costs libtiff some twenty bytes and a call; tiles of 16 pixels a side, the smallest
-/// allowed, make a picture of 300 megapixels with a quarter of these.
+/// Each costs libtiff some twenty bytes and a call; of tiles of 16 pixels a side, the smallest
+/// allowed, a gigapixel has no more than these.
 constexpr std::uint32_t MAX_BLOCKS = 1 << 22;
 
 /// More numbers of a pixel than any program for photographs writes.
@@ -260,16 +260,15 @@ QByteArray profileOf(TIFF *tiff, TiffColors colors)
     }
 }
 
-/// The size of the page and of its strips or tiles; false over the limits.
+/// The size of the page and of its strips or tiles; false over the limits, of which that to the
+/// pixels depends on what is to come out.
 bool readSizes(TIFF *tiff, TiffLayout &layout)
 {
     const auto width = field<std::uint32_t>(tiff, TIFFTAG_IMAGEWIDTH, 0);
     const auto height = field<std::uint32_t>(tiff, TIFFTAG_IMAGELENGTH, 0);
-    if (width > MAX_SIDE_PX || height > MAX_SIDE_PX)
+    if (width == 0 || height == 0 || std::max(width, height) > MAX_SIDE_PX)
         return false;
     layout.size = {static_cast<int>(width), static_cast<int>(height)};
-    if (!isWithinLimits(layout.size))
-        return false;
     layout.isTiled = TIFFIsTiled(tiff) != 0;
     const auto across = layout.isTiled ? field<std::uint32_t>(tiff, TIFFTAG_TILEWIDTH, 0) : width;
     const auto down = layout.isTiled ? field<std::uint32_t>(tiff, TIFFTAG_TILELENGTH, 0)

@@ -93,7 +93,7 @@ struct TiffLayout
 };
 
 /// The layout of @p tiff's page, which is set to unpack JPEG to RGB and LogLuv to 8 bits. Empty
-/// when the page is refused or over the limits.
+/// when the page is refused or over the limits, that to its pixels apart.
 [[nodiscard]] std::optional<TiffLayout> readTiffLayout(TIFF *tiff);
 
 } // namespace tavolin

@@ -24,8 +24,9 @@ constexpr auto STANDSTILL = 30s;
 constexpr auto LEAST_PROGRESS = 1ms;
 /// For a worker to answer once it has been asked to stop.
 constexpr auto STOP_GRACE = 50ms;
-/// More time for each pixel of the picture.
-constexpr auto TIME_FOR_MEGAPIXEL = 10ms;
+/// More time for each pixel of the picture: a gigapixel is worth two minutes. Somewhat more than
+/// the slowest take, PNGs of noise at 16 bits.
+constexpr auto TIME_FOR_MEGAPIXEL = 100ms;
 constexpr std::int64_t MEGAPIXEL = 1'000'000;
 
 /// Below this many rows a second thread costs more than it saves.
@@ -159,7 +160,7 @@ std::optional<Reply> Exchange::receive(bool isFull)
     auto reply = receiveAny();
     if (reply && reply->outcome == Outcome::Announced && !std::exchange(m_isAnnounced, true)) {
         const QSize size(reply->width, reply->height);
-        if (isWithinLimits(size))
+        if (!size.isEmpty() && pixelCount(size) <= MAX_REDUCED_PIXELS)
             m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
         if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_PIXELS_IN_PLACE)
             m_room = touched(size);

@@ -55,7 +55,7 @@ bool hasPicture(const Reply &reply, int maxPixel)
 {
     const QSize size(reply.width, reply.height);
     return isWithinLimits(size) && std::max(size.width(), size.height()) <= maxPixel &&
-           pixelCount(size) <= MAX_RESULT_PIXELS && isAlpha(reply.alpha);
+           isAlpha(reply.alpha);
 }
 
 /// The picture that @p reply, if there is one, tells of.
