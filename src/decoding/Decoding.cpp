@@ -42,11 +42,11 @@ Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule)
 
 Image decodeFull(const SourceFile &file, ThumbnailRule rule, FullColors colors)
 {
-    const Image image = createThumbnail(file, FULL_SIZE, rule);
+    Image image = createThumbnail(file, FULL_SIZE, rule);
     // On screen the black shines through in sRGB; in another profile it would weigh more or less.
     const bool isKept =
         colors == FullColors::Kept && isForRgb(image.iccProfile()) && !isSeenThrough(image);
-    return isKept ? image : toSrgb(image, file.stopToken());
+    return isKept ? image : toSrgb(std::move(image), file.stopToken());
 }
 
 ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)

@@ -175,6 +175,15 @@ PixelBuffer PixelBuffer::recycled(QSize size)
             size};
 }
 
+PixelBuffer PixelBuffer::takenFrom(Image &image)
+{
+    if (image.m_pixels.use_count() != 1 || image.stride() != image.width())
+        return PixelBuffer(QSize());
+    PixelBuffer result(std::const_pointer_cast<Pixel>(image.m_pixels), image.size());
+    image = {};
+    return result;
+}
+
 void PixelBuffer::lend(std::span<std::byte> memory)
 {
     recycling().lend({memory.data(), memory.size()});

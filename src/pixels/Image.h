@@ -69,6 +69,8 @@ public:
     [[nodiscard]] bool isSameAs(const Image &other) const;
 
 private:
+    friend class PixelBuffer;
+
     std::shared_ptr<const Pixel> m_pixels;
     QSize m_size;
     std::ptrdiff_t m_stride = 0;
@@ -88,6 +90,11 @@ public:
     /// anything, and is for those who write every pixel. What large pictures leave is given back to
     /// the system.
     [[nodiscard]] static PixelBuffer recycled(QSize size);
+
+    /// The memory of @p image, which is null then, for whoever is about to change all of its pixels
+    /// and is the only one to have them. Null where it is not, or where rows don't follow each
+    /// other; the image stays.
+    [[nodiscard]] static PixelBuffer takenFrom(Image &image);
 
     /// Lends recycled() @p memory, once: the first choice for a picture that it has room for,
     /// when no other is there. It is never given back.

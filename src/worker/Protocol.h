@@ -30,13 +30,17 @@ inline constexpr std::size_t RING_BYTES = SLOTS * SLOT_BYTES;
 static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
 
 /// What both map: the ring, and behind it room for a picture, of which the system gives as much as
-/// is used. Most cameras' full pictures fit in; larger ones go through the ring.
-inline constexpr std::int64_t MAX_PIXELS_IN_PLACE = 64'000'000;
-inline constexpr std::size_t PICTURE_BYTES = sizeof(std::uint32_t) * MAX_PIXELS_IN_PLACE;
+/// is used.
+inline constexpr std::size_t PICTURE_BYTES = sizeof(std::uint32_t) * MAX_PIXELS;
 /// What of it a picture for the screen may take.
 inline constexpr std::size_t DISPLAY_BYTES =
     sizeof(std::uint32_t) * MAX_DISPLAY_PIXELS * MAX_DISPLAY_PIXELS;
 inline constexpr std::size_t MEMORY_BYTES = RING_BYTES + PICTURE_BYTES;
+
+/// Most cameras' full pictures are not larger: their memory is made ready while they are decoded,
+/// and kept for the next one. That of larger ones is given back piece by piece as they are copied,
+/// so that they are not held twice.
+inline constexpr std::int64_t MAX_KEPT_PIXELS = 64'000'000;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool IS_SANITIZED = true;
@@ -58,6 +62,9 @@ inline constexpr int ROLES = 3;
 /// decoder holds, and a file that is held whole, with room for the program; see Limits.h.
 inline constexpr std::int64_t DISPLAY_MEMORY_BYTES = std::int64_t{2} << 30;
 inline constexpr std::int64_t FULL_MEMORY_BYTES = std::int64_t{4} << 30;
+static_assert(std::int64_t{MEMORY_BYTES + PICTURE_BYTES} + MAX_DECODER_BYTES +
+                  MAX_WHOLE_FILE_BYTES <
+              FULL_MEMORY_BYTES - (std::int64_t{256} << 20));
 
 enum class Task : std::uint32_t {
     Begin,       ///< The first: what the worker is for. Answered once its walls stand.

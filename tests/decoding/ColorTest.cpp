@@ -149,6 +149,17 @@ TEST(ToSrgb, ResultHasNoProfileAndTheSourceKeepsItsPixels)
     EXPECT_EQ(image.row(3)[3], rgb(100, 150, 200));
 }
 
+TEST(ToSrgb, WhatNobodyElseHoldsIsConvertedWhereItLies)
+{
+    const Image shared = noiseImage({20, 100}).withProfile(adobeRgbProfile());
+    Image own = noiseImage({20, 100}).withProfile(adobeRgbProfile());
+    const Pixel *const pixels = own.row(0);
+    const Image result = toSrgb(std::move(own));
+    EXPECT_EQ(result.row(0), pixels);
+    EXPECT_TRUE(result.iccProfile().isEmpty());
+    EXPECT_TRUE(looksLike(result, toSrgb(shared)));
+}
+
 TEST(ToSrgb, WorksOnACrop)
 {
     const Image image = makeImage(

@@ -191,6 +191,30 @@ TEST(PixelBuffer, TakesAnotherShapeOfAsManyPixels)
     EXPECT_EQ(turned.row(1)[3], RED);
 }
 
+TEST(PixelBuffer, IsTakenFromAPictureThatNobodyElseHolds)
+{
+    Image image = noiseImage({5, 4});
+    const Pixel *const pixels = image.row(0);
+    PixelBuffer buffer = PixelBuffer::takenFrom(image);
+    EXPECT_TRUE(image.isNull());
+    EXPECT_EQ(buffer.size(), QSize(5, 4));
+    EXPECT_EQ(buffer.row(0), pixels);
+}
+
+TEST(PixelBuffer, IsNotTakenFromAPictureThatOthersHoldNorFromAPart)
+{
+    Image image = noiseImage({5, 4});
+    {
+        const Image other = image.withProfile("other");
+        EXPECT_TRUE(PixelBuffer::takenFrom(image).isNull());
+    }
+    image = image.cropped({1, 1, 3, 3});
+    EXPECT_TRUE(PixelBuffer::takenFrom(image).isNull());
+    EXPECT_EQ(image.size(), QSize(3, 3));
+    Image none;
+    EXPECT_TRUE(PixelBuffer::takenFrom(none).isNull());
+}
+
 TEST(PixelBuffer, GivesItsPixelsToThePicture)
 {
     PixelBuffer buffer({3, 2});

@@ -29,6 +29,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -249,6 +250,26 @@ TEST(Worker, HandsAFullPictureOverWhereItDecodedItAndGivesTheMemoryBackWhenItRes
         EXPECT_EQ(reader.loadFullImage(path, FullColors::Kept, {}).size(), LARGE);
         EXPECT_GE(sharedBytes(), pixelCount(LARGE) * std::int64_t{sizeof(Pixel)});
         EXPECT_TRUE(waitUntil([] { return sharedBytes() == 0; }));
+    }
+}
+
+// Twice a gigabyte is more than many a machine has left.
+TEST(Worker, GivesTheMemoryOfALargePictureBackWhileItIsHandedOver)
+{
+    const TemporaryFolder folder;
+    constexpr QSize LARGE(10'000, 6500);
+    QImage halves(LARGE, QImage::Format_Grayscale8);
+    halves.fill(Qt::white);
+    for (int y = 0; y < LARGE.height(); ++y)
+        std::memset(halves.scanLine(y), y % 256, std::size_t{1} * LARGE.width() / 2);
+    const fs::path path = folder.write("a.png", pngFile(halves));
+    const WorkerReader reader(WORKER);
+    const Image image = reader.loadFullImage(path, FullColors::Kept, {});
+    EXPECT_LT(sharedBytes(), 1 << 20);
+    ASSERT_EQ(image.size(), LARGE);
+    for (int y = 0; y < LARGE.height(); ++y) {
+        ASSERT_EQ(image.row(y)[0] & 0xff, static_cast<Pixel>(y % 256));
+        ASSERT_EQ(image.row(y)[LARGE.width() - 1], 0xffffffff) << y;
     }
 }
 

@@ -248,23 +248,28 @@ void SrgbConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha 
                        [](Pixel pixel) { return withColors(pixel, multiplied); });
 }
 
-Image toSrgb(const Image &image, std::stop_token stop)
+Image toSrgb(Image image, std::stop_token stop)
 {
     if (image.isNull() || image.iccProfile().isEmpty())
         return image;
     const SrgbConversion conversion(image.iccProfile());
     if (conversion.changesNothing())
         return image.withProfile({});
-    PixelBuffer result(image.size());
+    const QSize size = image.size();
+    const Alpha alpha = image.alpha();
+    PixelBuffer result = PixelBuffer::takenFrom(image);
+    if (result.isNull())
+        result = PixelBuffer(size);
     if (result.isNull())
         return {};
-    forBands(image.height(), LEAST_BAND_ROWS, [&](int begin, int end) {
+    forBands(size.height(), LEAST_BAND_ROWS, [&](int begin, int end) {
         for (int y = begin; y < end && !stop.stop_requested(); ++y)
-            conversion.convertRow(image.row(y), result.row(y), image.width(), image.alpha());
+            conversion.convertRow(image.isNull() ? result.row(y) : image.row(y), result.row(y),
+                                  size.width(), alpha);
     });
     if (stop.stop_requested())
         return {};
-    return std::move(result).toImage(image.alpha());
+    return std::move(result).toImage(alpha);
 }
 
 void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isInverted)

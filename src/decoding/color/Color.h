@@ -35,8 +35,9 @@ private:
 };
 
 /// @p image in sRGB, without a profile. The same pixels when it is sRGB already or when its profile
-/// can't be used; null when memory is lacking and once @p stop is requested.
-[[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop = {});
+/// can't be used; null when memory is lacking and once @p stop is requested. What nobody else holds
+/// is converted where it lies.
+[[nodiscard]] Image toSrgb(Image image, std::stop_token stop = {});
 
 /// Turns four channels of ink (C, M, Y, K in the order of memory) into opaque sRGB pixels, in
 /// place.

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include <poll.h>
+#include <sys/mman.h>
 
 namespace tavolin::worker {
 
@@ -28,6 +29,9 @@ constexpr auto STOP_GRACE = 50ms;
 /// the slowest take, PNGs of noise at 16 bits.
 constexpr auto TIME_FOR_MEGAPIXEL = 100ms;
 constexpr std::int64_t MEGAPIXEL = 1'000'000;
+
+/// What is copied of a large picture before its memory is given back.
+constexpr int PIECE_PIXELS = 4 << 20;
 
 /// Below this many rows a second thread costs more than it saves.
 constexpr int LEAST_BAND_ROWS = 256;
@@ -55,6 +59,18 @@ PixelBuffer touched(QSize size)
     for (std::int64_t i = 0; !buffer.isNull() && i < pixelCount(size); i += PAGE_PIXELS)
         buffer.row(0)[i] = 0;
     return buffer;
+}
+
+/// Gives shared @p memory back to the system, but for parts of pages at its ends.
+void giveBack([[maybe_unused]] std::span<std::byte> memory)
+{
+#ifdef MADV_REMOVE
+    constexpr std::uintptr_t PAGE = 4096;
+    const auto begin = (reinterpret_cast<std::uintptr_t>(memory.data()) + PAGE - 1) / PAGE * PAGE;
+    const auto end = reinterpret_cast<std::uintptr_t>(memory.data() + memory.size()) / PAGE * PAGE;
+    if (begin < end)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_REMOVE);
+#endif
 }
 
 } // namespace
@@ -162,7 +178,7 @@ std::optional<Reply> Exchange::receive(bool isFull)
         const QSize size(reply->width, reply->height);
         if (!size.isEmpty() && pixelCount(size) <= MAX_REDUCED_PIXELS)
             m_latest += TIME_FOR_MEGAPIXEL * pixelCount(size) / MEGAPIXEL;
-        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_PIXELS_IN_PLACE)
+        if (isFull && isWithinLimits(size) && pixelCount(size) <= MAX_KEPT_PIXELS)
             m_room = touched(size);
         reply = receiveAny();
     }
@@ -253,12 +269,23 @@ bool Exchange::takePicture(const Reply &reply, PixelBuffer &pixels)
         breakOff();
         return false;
     }
+    const int width = pixels.size().width();
+    const bool isKept = pixelCount(pixels.size()) <= MAX_KEPT_PIXELS;
+    const int rowsAtOnce = isKept ? pixels.size().height() : std::max(1, PIECE_PIXELS / width);
     forBands(pixels.size().height(), LEAST_BAND_ROWS, [&](int begin, int end) {
-        const auto *from = reinterpret_cast<const Pixel *>(place.data()) +
-                           std::ptrdiff_t{pixels.size().width()} * begin;
-        takePixels(from, end - begin, begin, static_cast<Alpha>(reply.alpha), pixels);
+        for (int y = begin; y < end && !m_stop.stop_requested(); y += rowsAtOnce) {
+            const int rows = std::min(rowsAtOnce, end - y);
+            const auto *from =
+                reinterpret_cast<const Pixel *>(place.data()) + std::ptrdiff_t{width} * y;
+            takePixels(from, rows, y, static_cast<Alpha>(reply.alpha), pixels);
+            if (!isKept)
+                giveBack(place.subspan(static_cast<std::size_t>(y) *
+                                           static_cast<std::size_t>(width) * sizeof(Pixel),
+                                       static_cast<std::size_t>(rows) *
+                                           static_cast<std::size_t>(width) * sizeof(Pixel)));
+        }
     });
-    return true;
+    return !m_stop.stop_requested();
 }
 
 PixelBuffer Exchange::convertRows(const Image &image)

@@ -57,7 +57,7 @@ ThumbnailRule ruleOf(const Request &request)
 Service::Service(Role role, std::span<std::byte> memory)
     : m_role(role), m_ring(memory.first(RING_BYTES)), m_place(memory.subspan(RING_BYTES))
 {
-    PixelBuffer::lend(role == Role::Full ? m_place : m_place.first(DISPLAY_BYTES));
+    PixelBuffer::lend(m_place);
 }
 
 Service::~Service() = default;

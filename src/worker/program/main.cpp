@@ -130,6 +130,10 @@ int main()
     Descriptor none(-1);
     if (!receive(request, none) || request.task != Task::Begin)
         return 1;
+    // Who has no full pictures needs no address space for them.
+    if (request.role != Role::Full)
+        munmap(static_cast<std::byte *>(memory) + RING_BYTES + DISPLAY_BYTES,
+               PICTURE_BYTES - DISPLAY_BYTES);
     const Wall wall = closeWall(request.role);
     Stops stops;
     std::thread([&stops] { listen(stops); }).detach();
@@ -140,7 +144,9 @@ int main()
                                .landlock = static_cast<std::uint32_t>(wall.landlock)})))
         return 1;
 
-    Service service(request.role, {static_cast<std::byte *>(memory), MEMORY_BYTES});
+    Service service(request.role,
+                    {static_cast<std::byte *>(memory),
+                     request.role == Role::Full ? MEMORY_BYTES : RING_BYTES + DISPLAY_BYTES});
     bool isViewerThere = true;
     while (isViewerThere) {
         if (hasNothingToDo())
