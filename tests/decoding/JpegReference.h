@@ -25,8 +25,14 @@ struct DecodedRows
     int rows = 0;
     std::vector<Pixel> pixels; ///< rows of them.
     bool isWhole = false;
+    bool isClean = true; ///< Nothing in the file was found wrong; only libjpeg-turbo tells.
 
-    [[nodiscard]] bool operator==(const DecodedRows &) const = default;
+    /// Whether both have the same pixels.
+    [[nodiscard]] bool operator==(const DecodedRows &other) const
+    {
+        return size == other.size && rows == other.rows && pixels == other.pixels &&
+               isWhole == other.isWhole;
+    }
 };
 
 /// The samples of the first component that one of the others has, across and down. No colour: one
@@ -111,7 +117,10 @@ struct JumpingErrors
     {
         info.err = jpeg_std_error(&manager);
         manager.output_message = [](j_common_ptr) {};
-        manager.emit_message = [](j_common_ptr, int) {};
+        // A level below 0 is a warning (libjpeg.txt, "Error handling").
+        manager.emit_message = [](j_common_ptr info, int level) {
+            info->err->num_warnings += level < 0 ? 1 : 0;
+        };
         manager.error_exit = [](j_common_ptr failed) {
             std::longjmp(reinterpret_cast<JumpingErrors *>(failed->err)->jump, 1);
         };
@@ -126,6 +135,7 @@ inline DecodedRows referenceRows(const QByteArray &file, int scale)
     JumpingErrors errors;
     errors.install(info);
     if (setjmp(errors.jump) != 0) {
+        result.isClean = false;
         jpeg_destroy_decompress(&info);
         return result;
     }
@@ -146,6 +156,7 @@ inline DecodedRows referenceRows(const QByteArray &file, int scale)
         ++result.rows;
     }
     result.isWhole = true;
+    result.isClean = errors.manager.num_warnings == 0;
     jpeg_destroy_decompress(&info);
     return result;
 }

@@ -194,7 +194,8 @@ SrgbConversion::Way::Way(const QByteArray &icc)
     const Profile profile = openProfile(icc);
     if (!profile)
         return;
-    const cmsColorSpaceSignature space = cmsGetColorSpace(profile.get());
+    // As a number: a profile may say anything.
+    const auto space = static_cast<std::uint32_t>(cmsGetColorSpace(profile.get()));
     if (space == cmsSigRgbData)
         transform = makeTransform(profile, SCREEN);
     else if (space == cmsSigGrayData)

@@ -172,11 +172,12 @@ std::span<Pixel> Service::slotFor(const Request &request, int width) const
 bool Service::answerRows(const Request &request)
 {
     const auto slot = m_picture.isNull() ? std::span<Pixel>() : slotFor(request, m_picture.width());
-    const int end = request.firstRow + request.rowCount;
-    if (slot.empty() || request.firstRow < 0 || end > m_picture.height()) {
+    if (slot.empty() || request.firstRow < 0 ||
+        request.firstRow > m_picture.height() - request.rowCount) {
         m_picture = {}; // nobody wants the rest
         return send(request.rowCount == 0 ? success(request) : failure(request));
     }
+    const int end = request.firstRow + request.rowCount;
     Pixel *to = slot.data();
     for (int y = request.firstRow; y < end; ++y)
         to = std::copy_n(m_picture.row(y), m_picture.width(), to);

@@ -1,0 +1,12 @@
+// Pictures as JPEG.
+
+#include "decoding/codecs/JpegCodec.h"
+#include "Input.h"
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    tavolin::fuzz::decodeTwice(data, size, [](const tavolin::SourceFile &file, int maxPixel) {
+        return tavolin::decodeJpeg(file, maxPixel);
+    });
+    return 0;
+}

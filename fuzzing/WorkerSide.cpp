@@ -1,0 +1,93 @@
+// The worker's side of the protocol: requests with anything in them, about a file that is a picture
+// or not.
+
+#include "decoding/SourceFile.h"
+#include "Input.h"
+#include "worker/Channel.h"
+#include "worker/program/Service.h"
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace tavolin;
+using namespace tavolin::worker;
+
+namespace {
+
+/// The viewer's end of the channel, which waits for nothing.
+int viewersEnd()
+{
+    std::array<int, 2> ends{-1, -1};
+    fuzz::require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) == 0);
+    // The other end has the number that the protocol gives it.
+    if (ends[0] == CHANNEL_DESCRIPTOR)
+        std::swap(ends[0], ends[1]);
+    else
+        dup2(ends[1], CHANNEL_DESCRIPTOR);
+    const int viewer = fcntl(ends[0], F_DUPFD, DESCRIPTORS);
+    fcntl(viewer, F_SETFL, O_NONBLOCK);
+    return viewer;
+}
+
+/// Throws away what the worker has answered.
+void drain(int viewer)
+{
+    std::array<std::byte, 65536> anything{};
+    while (recv(viewer, anything.data(), anything.size(), 0) > 0) {
+    }
+}
+
+std::span<std::byte> sharedMemory()
+{
+    void *memory = mmap(nullptr, MEMORY_BYTES, PROT_READ | PROT_WRITE,
+                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    fuzz::require(memory != MAP_FAILED);
+    return {static_cast<std::byte *>(memory), MEMORY_BYTES};
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const int viewer = viewersEnd();
+    static const std::span<std::byte> memory = sharedMemory();
+    static const int content = memfd_create("file", MFD_CLOEXEC);
+
+    FuzzedDataProvider provider(data, size);
+    Service service(static_cast<Role>(provider.ConsumeIntegralInRange(0, ROLES - 1)), memory);
+    std::vector<Request> requests(provider.ConsumeIntegralInRange<std::size_t>(1, 6));
+    for (Request &request : requests) {
+        const auto bytes = provider.ConsumeBytes<std::uint8_t>(sizeof request);
+        std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t *>(&request));
+        request.task = static_cast<Task>(static_cast<std::uint32_t>(request.task) % 12);
+        // A profile must come as long as it was said to be; the viewer is not who lies.
+        request.profileBytes = std::clamp<std::int64_t>(request.profileBytes, 0, 2000);
+    }
+    const auto file = provider.ConsumeRemainingBytes<std::uint8_t>();
+    if (!fuzz::isSmall(fuzz::fileOf(file.data(), file.size())) && !file.empty())
+        return 0;
+    fuzz::require(ftruncate(content, 0) == 0 && pwrite(content, file.data(), file.size(), 0) ==
+                                                    static_cast<ssize_t>(file.size()));
+    for (const Request &request : requests) {
+        if (request.task == Task::Convert) {
+            std::vector<std::byte> profile(static_cast<std::size_t>(request.profileBytes));
+            std::transform(file.begin(),
+                           file.begin() +
+                               static_cast<std::ptrdiff_t>(std::min(profile.size(), file.size())),
+                           profile.begin(), [](std::uint8_t byte) { return std::byte{byte}; });
+            if (!profile.empty())
+                (void)sendAll(viewer, profile);
+        }
+        (void)service.answer(request, Descriptor(dup(content)), {});
+        drain(viewer);
+    }
+    return 0;
+}
