@@ -313,6 +313,25 @@ TEST(Worker, TellsOfCommentsAndDensity)
     EXPECT_EQ(metadata->density, (PixelDensity{2, 118, 119}));
 }
 
+TEST(Worker, ReadsWhatLargeFilesSayAsItDoesThatOfSmallOnes)
+{
+    const TemporaryFolder folder;
+    const WorkerReader worker(WORKER);
+    for (const char *extension : {".dng", ".tif", ".jpg", ".png", ".webp"}) {
+        const fs::path path = folder.write(std::string("a") + extension, encoded(extension));
+        const auto facts = worker.readPhotoFacts(path, Urgency::Ahead, {});
+        const auto carried = worker.sourceMetadata(path, {100, 50});
+        ASSERT_TRUE(facts && carried) << extension;
+        EXPECT_FALSE(carried->exif.isEmpty()) << extension;
+        constexpr std::uintmax_t LARGE = std::uintmax_t{3900} << 20;
+        fs::resize_file(path, LARGE); // the new bytes are a hole
+        const auto largeFacts = worker.readPhotoFacts(path, Urgency::Ahead, {});
+        ASSERT_TRUE(largeFacts) << extension;
+        EXPECT_TRUE(largeFacts->metadata == facts->metadata) << extension;
+        expectSameMetadata(worker.sourceMetadata(path, {100, 50}), carried, path);
+    }
+}
+
 TEST(Worker, ConvertsAsThisProcessDoes)
 {
     const WorkerReader worker(WORKER);
