@@ -231,7 +231,7 @@ QByteArray cr3Metadata(const SourceFile &file)
     const QByteArray xmp = content(findUuidBox(fields, 0, fields.size(), XMP_PACKET));
     QByteArray result = boxOf("ftyp", bytesOf({"crx \0\0\0\1crx isom", 16})) +
                         boxOf("moov", boxOf("uuid", bytesOf(CANON_METADATA) + streams));
-    if (isTameXmp(xmp))
+    if (!xmp.isEmpty() && isTameXmp(xmp))
         result += boxOf("uuid", bytesOf(XMP_PACKET) + xmp);
     // Of a packet Exiv2 0.27 reads as many bytes as the box has with its head.
     return result + boxOf("free", QByteArray(BOX_HEAD_BYTES + qsizetype(XMP_PACKET.size()), '\0'));
