@@ -339,12 +339,12 @@ TEST(JpegCodec, WhatIsOver300MegapixelsComesOutReducedOnly)
     EXPECT_EQ(decoded(jpeg, 2000).size(), QSize(1500, 2000));
 }
 
-// What is not there is not decoded, which takes the better part of a second.
+// What is not there is not decoded.
 TEST(JpegCodec, ClaimOfAGigapixelCostsNothing)
 {
     const std::clock_t begin = std::clock();
     const Image image = decoded(lightGrey({31'250, 32'000}, 4000), 512);
-    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 0.25);
+    EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, 0.1);
     ASSERT_EQ(image.size(), QSize(500, 512));
     EXPECT_TRUE(isNear(pixelAt(image, 0, 0), GREY, 32));
     EXPECT_EQ(pixelAt(image, 1, 1), GREY);

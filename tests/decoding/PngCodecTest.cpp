@@ -10,8 +10,11 @@
 #include <QImageWriter>
 #include <QtEndian>
 
+#include <chrono>
 #include <ctime>
 #include <functional>
+#include <stop_token>
+#include <thread>
 #include <vector>
 
 namespace tavolin {
@@ -244,6 +247,22 @@ TEST(PngCodec, WhatIsOver300MegapixelsComesOutReducedOnly)
     const QByteArray png = pngOfRows({{17'600, 17'500}, 1, 0}, row.repeated(17'500));
     EXPECT_TRUE(looksLike(decoded(png, 352), flatImage({352, 350}, 0xffffffff)));
     EXPECT_TRUE(decoded(png).isNull());
+}
+
+TEST(PngCodec, GigapixelUnderWayIsLeftAtOnce)
+{
+    const QByteArray row(1 + 31'250 / 8 + 1, '\0');
+    const QByteArray png = pngOfRows({{31'250, 32'000}, 1, 0}, row.repeated(32'000));
+    std::stop_source stop;
+    std::chrono::steady_clock::time_point stopped;
+    const std::jthread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        stopped = std::chrono::steady_clock::now();
+        stop.request_stop();
+    });
+    EXPECT_TRUE(decodePng(SourceFile::fromBytes(png, stop.get_token()), 512).isNull());
+    EXPECT_TRUE(stop.stop_requested());
+    EXPECT_LT(std::chrono::steady_clock::now() - stopped, std::chrono::seconds(1));
 }
 
 // What is not there is not scaled, which takes some seconds.
