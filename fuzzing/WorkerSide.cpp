@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -22,7 +23,7 @@ using namespace tavolin::worker;
 
 namespace {
 
-/// The viewer's end of the channel, which waits for nothing.
+/// The viewer's end of the channel.
 int viewersEnd()
 {
     std::array<int, 2> ends{-1, -1};
@@ -32,12 +33,10 @@ int viewersEnd()
         std::swap(ends[0], ends[1]);
     else
         dup2(ends[1], CHANNEL_DESCRIPTOR);
-    const int viewer = fcntl(ends[0], F_DUPFD, DESCRIPTORS);
-    fcntl(viewer, F_SETFL, O_NONBLOCK);
-    return viewer;
+    return fcntl(ends[0], F_DUPFD, DESCRIPTORS);
 }
 
-/// Throws away what the worker has answered.
+/// Throws away what the worker answers, until the program ends.
 void drain(int viewer)
 {
     std::array<std::byte, 65536> anything{};
@@ -58,6 +57,10 @@ std::span<std::byte> sharedMemory()
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static const int viewer = viewersEnd();
+    [[maybe_unused]] static const bool isDrained = [] {
+        std::thread(drain, viewer).detach();
+        return true;
+    }();
     static const std::span<std::byte> memory = sharedMemory();
     static const int content = memfd_create("file", MFD_CLOEXEC);
 
@@ -87,7 +90,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
                 (void)sendAll(viewer, profile);
         }
         (void)service.answer(request, Descriptor(dup(content)), {});
-        drain(viewer);
     }
     return 0;
 }

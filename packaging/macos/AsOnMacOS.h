@@ -57,6 +57,10 @@ struct radvisory
     int ra_count;
 };
 
+// sys/mman.h
+#undef MADV_HUGEPAGE
+#undef MADV_REMOVE
+
 // sys/socket.h
 #undef MSG_NOSIGNAL
 #undef MSG_CMSG_CLOEXEC

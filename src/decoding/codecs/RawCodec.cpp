@@ -256,6 +256,9 @@ int longSide(QSize size)
 DecodedPreview decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
 {
     const auto properties = readProperties(jpeg);
+    // What can't be cropped is not shown either, or the crop would be that of another preview.
+    if (properties && !isWithinLimits(properties->stored))
+        return {};
     const bool hasHint = properties && properties->colorHint != ColorHint::None;
     const Image image =
         decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint);

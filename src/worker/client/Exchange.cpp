@@ -65,9 +65,9 @@ PixelBuffer touched(QSize size)
 void giveBack([[maybe_unused]] std::span<std::byte> memory)
 {
 #ifdef MADV_REMOVE
-    constexpr std::uintptr_t PAGE = 4096;
-    const auto begin = (reinterpret_cast<std::uintptr_t>(memory.data()) + PAGE - 1) / PAGE * PAGE;
-    const auto end = reinterpret_cast<std::uintptr_t>(memory.data() + memory.size()) / PAGE * PAGE;
+    static const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto begin = (reinterpret_cast<std::uintptr_t>(memory.data()) + page - 1) / page * page;
+    const auto end = reinterpret_cast<std::uintptr_t>(memory.data() + memory.size()) / page * page;
     if (begin < end)
         madvise(reinterpret_cast<void *>(begin), end - begin, MADV_REMOVE);
 #endif
