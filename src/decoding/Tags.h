@@ -17,6 +17,7 @@ inline constexpr std::uint16_t SIGNED_RATIONAL = 10;
 inline constexpr std::uint16_t IFD = 13;
 inline constexpr std::uint16_t LONG8 = 16;
 inline constexpr std::uint16_t IFD8 = 18;
+inline constexpr std::uint16_t UTF8 = 129; ///< EXIF 3.0, 4.6.2
 } // namespace tiff_type
 
 namespace tag {
@@ -36,6 +37,7 @@ inline constexpr std::uint16_t SUB_DIRECTORIES = 0x014a;
 inline constexpr std::uint16_t JPEG_OFFSET = 0x0201;
 inline constexpr std::uint16_t JPEG_LENGTH = 0x0202;
 inline constexpr std::uint16_t XMP = 0x02bc;
+inline constexpr std::uint16_t PHOTOSHOP = 0x8649; ///< Its resources.
 inline constexpr std::uint16_t EXIF_DIRECTORY = 0x8769;
 inline constexpr std::uint16_t GPS_DIRECTORY = 0x8825;
 inline constexpr std::uint16_t DNG_VERSION = 0xc612;

@@ -7,6 +7,7 @@
 #include "decoding/codecs/RawCodec.h"
 #include "decoding/codecs/TiffCodec.h"
 #include "decoding/codecs/WebPCodec.h"
+#include "decoding/headers/RawPreviews.h"
 #include "pixels/Limits.h"
 #include "pixels/Resample.h"
 

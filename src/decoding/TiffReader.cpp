@@ -21,6 +21,8 @@ std::size_t valueBytes(std::uint16_t type)
 {
     constexpr std::array<std::uint8_t, 19> BYTES{0, 1, 1, 2, 4, 8, 1, 1, 2, 4,
                                                  8, 4, 8, 4, 0, 0, 8, 8, 8};
+    if (type == tiff_type::UTF8)
+        return 1;
     return type < BYTES.size() ? BYTES[type] : 0;
 }
 

@@ -326,6 +326,18 @@ TEST(HeifMetadata, BeginsWhereTheBlockSays)
     EXPECT_TRUE(exifOf(heifFile({PICTURE, item})).isEmpty());
 }
 
+TEST(HeifMetadata, AreFoundWhereTheBlockDoesNotSayWhere)
+{
+    const QByteArray stream = test::tiff(test::ByteOrder::Big, {});
+    HeifFileItem item = exifItem({}, {1});
+    for (const QByteArray &before :
+         {QByteArray(), QByteArray("Exif\0\0", 6), QByteArray("\0\0\xff\xff", 4),
+          QByteArray("\0\0\0\0Exif\0\0", 10)}) {
+        item.content = before + stream;
+        EXPECT_EQ(exifOf(heifFile({PICTURE, item})), stream) << before.toHex().toStdString();
+    }
+}
+
 TEST(HeifMetadata, PacketIsKnownByItsType)
 {
     EXPECT_EQ(xmpOf(heifFile({PICTURE, xmpItem("other", "text/plain"), xmpItem("xmp", XMP_TYPE)})),

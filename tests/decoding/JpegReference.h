@@ -118,8 +118,8 @@ struct JumpingErrors
         info.err = jpeg_std_error(&manager);
         manager.output_message = [](j_common_ptr) {};
         // A level below 0 is a warning (libjpeg.txt, "Error handling").
-        manager.emit_message = [](j_common_ptr info, int level) {
-            info->err->num_warnings += level < 0 ? 1 : 0;
+        manager.emit_message = [](j_common_ptr of, int level) {
+            of->err->num_warnings += level < 0 ? 1 : 0;
         };
         manager.error_exit = [](j_common_ptr failed) {
             std::longjmp(reinterpret_cast<JumpingErrors *>(failed->err)->jump, 1);

@@ -144,6 +144,22 @@ TEST(MetadataFile, LeavesOutValuesThatAreTooLargeOrNotThere)
     }
 }
 
+// Clipping paths and profiles among them may be large; what is carried over is small.
+TEST(MetadataFile, HasPhotoshopsResourcesOfSomeMegabytes)
+{
+    constexpr qsizetype SIZE = 3 << 20;
+    const QByteArray file = tiffWithValueAt(100, tag::PHOTOSHOP, QByteArray(SIZE, 'r'));
+    EXPECT_EQ(valueIn(smallOf(file), tag::PHOTOSHOP, EXIF).size(), SIZE);
+}
+
+TEST(MetadataFile, HasTextsOfTheNewestKind)
+{
+    const QByteArray text = "ภาพถ่าย";
+    QByteArray file = tiffWithValueAt(100, tag::LENS_MODEL, text);
+    file[40 + 2] = static_cast<char>(tiff_type::UTF8); // of the entry behind the count of entries
+    EXPECT_EQ(valueIn(smallOf(file), tag::LENS_MODEL, EXIF), text);
+}
+
 TEST(MetadataFile, IsBoundedThoughAllValuesAreTheSameBytes)
 {
     constexpr std::uint32_t MEGABYTE = 1 << 20;

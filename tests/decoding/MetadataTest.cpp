@@ -289,6 +289,8 @@ TEST(Metadata, OfRafComesFromItsJpeg)
 TEST(Metadata, OfRafWithoutJpegIsMissing)
 {
     EXPECT_FALSE(read(rafOf({})));
+    // A library would take it for what it looks like, and the whole file with it.
+    EXPECT_FALSE(read(rafOf(pictures::tiffBlock({asciiField(MODEL, "TestCamera")}))));
 }
 
 TEST(Metadata, OfRw2IsCompletedFromItsJpeg)

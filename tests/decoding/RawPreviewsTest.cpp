@@ -335,6 +335,21 @@ TEST(RawPreviewList, BeginsWithTheLargest)
     EXPECT_EQ(previews[3].size, QSize(160, 120));
 }
 
+// As of a card that was pulled: of the largest the first rows may be there.
+TEST(RawPreviewList, HasACutOneBehindThoseThatAreWholeUnlessTheseAreStamps)
+{
+    const auto sizesOf = [](const std::vector<QByteArray> &jpegs) {
+        std::vector<QSize> sizes;
+        for (const RawPreview &preview : previewsOf(tiffOf(jpegs).chopped(1)))
+            sizes.push_back(preview.size);
+        return sizes;
+    };
+    EXPECT_EQ(sizesOf({jpeg(160, 120), jpeg(1620, 1080), jpeg(6000, 4000)}),
+              (std::vector<QSize>{{1620, 1080}, {6000, 4000}, {160, 120}}));
+    EXPECT_EQ(sizesOf({jpeg(160, 120), jpeg(999, 700), jpeg(6000, 4000)}),
+              (std::vector<QSize>{{6000, 4000}, {999, 700}, {160, 120}}));
+}
+
 TEST(RawPreviewList, HasOnlyWhatCanBeDecoded)
 {
     QByteArray twelveBits = jpeg(1000, 700, {}, 0xc1);

@@ -13,9 +13,6 @@ namespace tavolin {
 /// does not.
 [[nodiscard]] std::optional<ImageProperties> readRawProperties(const SourceFile &file);
 
-/// The long side below which a preview is a stamp: not enough to judge a picture by on any screen.
-inline constexpr int MIN_PREVIEW_LONG_SIDE_PX = 1000;
-
 struct DecodedPreview
 {
     Image image;        ///< Null when there is none that can be read.

@@ -1,8 +1,10 @@
 #include "decoding/headers/HeifItems.h"
 
 #include "decoding/headers/Headers.h"
+#include "decoding/TiffReader.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tavolin {
 
@@ -227,6 +229,16 @@ std::map<std::uint32_t, HeifItem> readHeifItems(FieldReader &fields,
     return items;
 }
 
+namespace {
+
+bool isTiff(const SourceFile &stream)
+{
+    FieldReader fields(stream);
+    return TiffReader::open(fields, 0, stream.size()).has_value();
+}
+
+} // namespace
+
 MetadataParts findHeifMetadata(FieldReader &fields)
 {
     const HeifProperties properties(fields);
@@ -250,8 +262,15 @@ MetadataParts findHeifMetadata(FieldReader &fields)
     // How far the stream is from what follows (ISO/IEC 23008-12, A.2.1).
     BoxNumbers numbers(fields, exif.begin, exif.end);
     const auto before = numbers.next<quint32>();
-    return {exifStream(fields, numbers.at() + before, exif.end),
-            fields.file().part(xmp.begin, xmp.end - xmp.begin)};
+    MetadataParts parts{exifStream(fields, numbers.at() + before, exif.end),
+                        fields.file().part(xmp.begin, xmp.end - xmp.begin)};
+    // Some leave that number out, or have it wrong.
+    for (const std::int64_t begin : {exif.begin, exif.begin + 4}) {
+        SourceFile stream = exifStream(fields, begin, exif.end);
+        if (!isTiff(parts.exif) && isTiff(stream))
+            parts.exif = std::move(stream);
+    }
+    return parts;
 }
 
 } // namespace tavolin

@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace tavolin {
 
@@ -101,8 +103,9 @@ void Search::addJpeg(std::int64_t base, std::uint64_t offset, std::uint64_t leng
     const std::optional<JpegFrame> frame = readJpegFrame(m_fields, begin);
     if (!frame || frame->marker > SOF2 || frame->precision != 8)
         return;
+    const bool isCut = length > rest;
     length = length == 0 ? rest : std::min(length, rest);
-    m_found.push_back({begin, static_cast<std::int64_t>(length), frame->size});
+    m_found.push_back({begin, static_cast<std::int64_t>(length), frame->size, isCut});
     if (const auto exif = findExifSegment(m_fields, begin))
         if (auto tiff = TiffReader::open(m_fields, exif->begin, exif->begin + exif->bytes))
             addFromStream(*tiff);
@@ -248,9 +251,12 @@ void Search::addFromTrack(const Box &track)
 
 std::vector<RawPreview> Search::largestFirst() &&
 {
-    std::ranges::stable_sort(m_found, [](const RawPreview &a, const RawPreview &b) {
-        return pixelCount(a.size) > pixelCount(b.size);
-    });
+    const auto rank = [](const RawPreview &preview) {
+        const int longest = std::max(preview.size.width(), preview.size.height());
+        return std::pair(!preview.isCut && longest >= MIN_PREVIEW_LONG_SIDE_PX,
+                         pixelCount(preview.size));
+    };
+    std::ranges::stable_sort(m_found, std::ranges::greater(), rank);
     return std::move(m_found);
 }
 

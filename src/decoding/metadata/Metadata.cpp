@@ -280,7 +280,8 @@ std::optional<SourceFile> embeddedJpeg(const SniffedFile &file)
     } else {
         return std::nullopt;
     }
-    return file.source.part(begin, file.source.size());
+    const bool isJpeg = hasText(fields.bytes(begin, 2), "\xff\xd8");
+    return file.source.part(begin, isJpeg ? file.source.size() : 0);
 }
 
 std::optional<PhotoFacts> readFacts(const SniffedFile &file, ThumbnailRule rule)

@@ -20,7 +20,8 @@ namespace {
 /// Far above what goes into a JPEG's segment: what is too large for that is left out later, by its
 /// size. All values together, as many of them can be the same bytes of the file.
 constexpr std::uint64_t MAX_VALUE_BYTES = 1 << 20;
-constexpr std::uint64_t MAX_NOTE_BYTES = 16 << 20;
+/// Of notes, and of Photoshop's resources, of which small parts go over.
+constexpr std::uint64_t MAX_BLOCK_BYTES = 16 << 20;
 constexpr std::uint64_t MAX_TOTAL_BYTES = 32 << 20;
 /// Where notes that stay in their place end at most: a library takes MAX_WHOLE_FILE_BYTES in all.
 constexpr std::int64_t MAX_NOTE_END = 192 << 20;
@@ -104,7 +105,7 @@ private:
 
     void addNote(std::vector<Field> &fields, const TiffEntry &note)
     {
-        QByteArray value = valueOf(note, MAX_NOTE_BYTES);
+        QByteArray value = valueOf(note, MAX_BLOCK_BYTES);
         if (value.isNull())
             return;
         Field field{note.tag, note.type, static_cast<std::uint32_t>(note.count), value};
@@ -125,7 +126,8 @@ private:
                 std::ranges::count(PLACES_OF_PICTURES, entry.tag) > 0;
             if (isElsewhere)
                 continue;
-            const QByteArray value = valueOf(entry, MAX_VALUE_BYTES);
+            const QByteArray value =
+                valueOf(entry, entry.tag == tag::PHOTOSHOP ? MAX_BLOCK_BYTES : MAX_VALUE_BYTES);
             if ((value.isNull() && entry.count > 0) || (entry.tag == tag::XMP && !isTameXmp(value)))
                 continue;
             fields.push_back(
