@@ -25,9 +25,8 @@ struct RawPreview
 };
 
 /// The previews in the raw file of @p fields that can be decoded (8 bits a sample and coded with
-/// losses, which raw data aren't), the largest first; but of a file that was cut short, behind those
-/// that are there and of use. Empty when there are none and for what is no
-/// raw file.
+/// losses, which raw data aren't), the largest first; but of a file that was cut short, behind
+/// those that are there and of use. Empty when there are none and for what is no raw file.
 [[nodiscard]] std::vector<RawPreview> findRawPreviews(FieldReader &fields);
 
 } // namespace tavolin
