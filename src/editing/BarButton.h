@@ -10,6 +10,8 @@ namespace tavolin {
 /// asks for generous room around its label and gives most of it up where there is none.
 class BarButton : public QAbstractButton
 {
+    Q_OBJECT
+
 public:
     /// @p fontSizePx is the height of the label's font in view points.
     BarButton(const QString &label, int fontSizePx, QWidget *parent);
