@@ -37,6 +37,12 @@ void SearchField::keyPressEvent(QKeyEvent *event)
     event->accept(); // also what the line edit has no use for
 }
 
+void SearchField::keyReleaseEvent(QKeyEvent *event)
+{
+    QLineEdit::keyReleaseEvent(event);
+    event->accept(); // which newer versions of Qt leave to the view
+}
+
 bool SearchField::focusNextPrevChild(bool)
 {
     return false; // Tab would hand the keyboard to the view while the field stays open

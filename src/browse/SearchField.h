@@ -25,6 +25,7 @@ Q_SIGNALS:
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
     bool focusNextPrevChild(bool next) override;
 };
 
