@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QListWidget>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QScrollBar>
@@ -133,6 +134,7 @@ FolderChooser::FolderChooser(BackgroundQueue &queue, QWidget *parent)
     m_list->setUniformItemSizes(true); // there may be very many
     m_list->setEditTriggers(QListView::NoEditTriggers);
     m_list->installEventFilter(this);
+    m_list->viewport()->installEventFilter(this);
     connect(m_list, &QListView::doubleClicked, this, &FolderChooser::enter);
 
     // What is selected there says where the user is, and not what is opened.
@@ -216,6 +218,13 @@ void FolderChooser::done(int result)
 
 bool FolderChooser::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_list->viewport() && event->type() == QEvent::MouseButtonPress) {
+        // Newer versions of Qt leave selected what was, wherever the click goes.
+        const auto *click = static_cast<QMouseEvent *>(event);
+        if (!m_list->indexAt(click->position().toPoint()).isValid())
+            m_list->clearSelection();
+        return false;
+    }
     if (event->type() != QEvent::KeyPress)
         return QDialog::eventFilter(watched, event);
     const auto *key = static_cast<QKeyEvent *>(event);
