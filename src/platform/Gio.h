@@ -33,14 +33,19 @@ using GioFile = std::unique_ptr<GFile, GObjectDeleter>;
 /// What @p error says, which is freed: a reason that we have a word for, or its message.
 [[nodiscard]] inline Failure takeFailure(GError *error)
 {
+    // What GIO leaves to GLib comes with codes of that.
+    const auto is = [error](GIOErrorEnum code, GFileError same) {
+        return g_error_matches(error, G_IO_ERROR, code) ||
+               g_error_matches(error, G_FILE_ERROR, same);
+    };
     std::errc reason{};
-    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_NO_SPACE))
+    if (is(G_IO_ERROR_NO_SPACE, G_FILE_ERROR_NOSPC))
         reason = std::errc::no_space_on_device;
-    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_PERMISSION_DENIED))
+    else if (is(G_IO_ERROR_PERMISSION_DENIED, G_FILE_ERROR_ACCES))
         reason = std::errc::permission_denied;
-    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_READ_ONLY))
+    else if (is(G_IO_ERROR_READ_ONLY, G_FILE_ERROR_ROFS))
         reason = std::errc::read_only_file_system;
-    else if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_FILENAME_TOO_LONG))
+    else if (is(G_IO_ERROR_FILENAME_TOO_LONG, G_FILE_ERROR_NAMETOOLONG))
         reason = std::errc::filename_too_long;
     const Failure known = knownReason(std::make_error_code(reason));
     Failure failure = known ? known : QString::fromUtf8(error->message);

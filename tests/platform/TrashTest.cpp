@@ -213,7 +213,12 @@ Failure moveOnAFullDisk(const fs::path &file)
 TEST_F(MoveToTrash, FileComesBackWhosePlaceIsNotWrittenDown)
 {
     const auto file = folder.write("1.jpg", "picture");
-    EXPECT_EQ(moveOnAFullDisk(file), QStringLiteral("ถังขยะจดที่เดิมของไฟล์ไม่ได้"));
+    const Failure failure = moveOnAFullDisk(file);
+    ASSERT_TRUE(failure);
+    // Newer versions of GIO look for themselves, and say why.
+    EXPECT_TRUE(failure == QStringLiteral("ถังขยะจดที่เดิมของไฟล์ไม่ได้") ||
+                failure->contains(QStringLiteral("File too large")))
+        << failure->toStdString();
     EXPECT_EQ(contentOf(file), "picture");
     EXPECT_TRUE(namesIn(files()).empty());
     EXPECT_TRUE(namesIn(test::OwnHome::trash() / "info").empty());
@@ -236,9 +241,17 @@ TEST_F(MoveToTrash, SecondOfALongNameComesBackOrCanBeRestored)
     const std::string name(238, 'x');
     move(folder.write(name, "first"));
     const auto second = folder.write(name, "second");
-    EXPECT_TRUE(moveToTrash(second));
-    EXPECT_EQ(contentOf(second), "second");
-    EXPECT_EQ(namesIn(files()), std::set<std::string>{name});
+    if (moveToTrash(second)) {
+        EXPECT_EQ(contentOf(second), "second");
+        EXPECT_EQ(namesIn(files()), std::set<std::string>{name});
+        return;
+    }
+    // Newer versions of GIO find one that is short enough.
+    EXPECT_FALSE(fs::exists(second));
+    const auto names = namesIn(files());
+    EXPECT_EQ(names.size(), 2);
+    for (const std::string &each : names)
+        EXPECT_NE(infoOf(each).find("/" + name + "\n"), std::string::npos) << each;
 }
 
 TEST_F(MoveToTrash, OtherFileSystemHasATrashOfItsOwn)
