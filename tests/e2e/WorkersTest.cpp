@@ -285,7 +285,7 @@ TEST_P(WorkersLeftTest, NoneIsLeftThatWasBusy)
     addPictures(20, LARGE);
     ASSERT_TRUE(openAndRest());
     m_client->pressKey(KEY_RIGHT);
-    EXPECT_TRUE(waitForBusyWorker(200ms));
+    EXPECT_TRUE(waitForBusyWorker(50ms));
     EXPECT_TRUE(endAndLook());
     m_client->releaseKey(KEY_RIGHT);
 }
