@@ -201,6 +201,7 @@ void *begin(fuse_conn_info *, fuse_config *config)
     config->entry_timeout = KNOWN_FOR;
     config->attr_timeout = KNOWN_FOR;
     config->use_ino = 1;
+    config->intr = 1;        // without it libfuse 3.17 does not hear that a call is given up
     config->nullpath_ok = 1; // what is open is found by its descriptor
     return fuse_get_context()->private_data;
 }
@@ -304,6 +305,8 @@ bool serve(const Settings &settings)
     if (!fuse || fuse_set_signal_handlers(fuse_get_session(fuse.get())) != 0)
         return false;
     prctl(PR_SET_PDEATHSIG, SIGTERM);
+    // Threads whose call is given up get this; libfuse 3.14 has nobody take it.
+    std::signal(SIGUSR1, [](int) {});
     if (fuse_mount(fuse.get(), settings.mountPoint.c_str()) != 0)
         return false;
     std::puts("mounted");
