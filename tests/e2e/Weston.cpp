@@ -44,9 +44,10 @@ Weston::Weston(const XServer &server)
     client.moveMouse(WESTON_RECT.center());
 
     // The desktop fades in. Before that, neither its colours nor where keys go can be relied on.
+    const QPoint besideThePointer = WESTON_RECT.center() - QPoint(50, 50);
     const auto hasSettled = [&] {
         const QImage look = client.screen(WESTON_RECT);
-        return qGray(look.pixel(WESTON_RECT.center())) > 0 &&
+        return qGray(look.pixel(besideThePointer)) > 0 &&
                staysTrue([&] { return client.screen(WESTON_RECT) == look; }, SETTLING_TIME);
     };
     if (!waitUntil(hasSettled))
