@@ -48,6 +48,7 @@ public:
     int valid() override { return 1; }
     int read(void *out, std::size_t size, std::size_t count) override
     {
+        countCall();
         // What is larger than any file gives nothing; the rest fits into memory that LibRaw has.
         if (size == 0 || count > std::size_t(m_file.size()) ||
             size > std::size_t(SourceFile::MAX_BYTES)) {
@@ -69,6 +70,7 @@ public:
     }
     int seek(INT64 offset, int whence) override
     {
+        countCall();
         clearRawData();
         const std::int64_t base = whence == SEEK_CUR   ? m_position
                                   : whence == SEEK_END ? m_file.size()
@@ -80,6 +82,7 @@ public:
     INT64 size() override { return m_file.size(); }
     int get_char() override
     {
+        countCall();
         if (buffered().empty())
             fill();
         if (buffered().empty()) {
@@ -118,6 +121,8 @@ public:
     }
     int eof() override { return m_position >= m_file.size() ? 1 : 0; }
 
+    /// The file has been opened: from now on there is no limit to what is asked for.
+    void endOpening() { m_isOpening = false; }
     /// What bytes that the file does not have are read as from now on; 0 at first.
     void fillWith(std::byte filler) { m_filler = filler; }
     /// How many bytes the file did not have of those that were last read.
@@ -129,6 +134,15 @@ public:
     void watch(const libraw_rawdata_t &data) { m_data = &data; }
 
 private:
+    /// Gives up as LibRaw's own streams do: boxes within boxes may have it go over the same bytes
+    /// for hours.
+    void countCall()
+    {
+        // Real files take some thousand.
+        constexpr int MOST_CALLS = 4'000'000;
+        if (m_isOpening && ++m_calls > MOST_CALLS)
+            throw LIBRAW_EXCEPTION_IO_CORRUPT;
+    }
     void clearRawData()
     {
         if (!m_data || m_data->raw_alloc == m_cleared)
@@ -155,6 +169,8 @@ private:
     const SourceFile &m_file;
     const libraw_rawdata_t *m_data = nullptr;
     void *m_cleared = nullptr;
+    bool m_isOpening = true;
+    int m_calls = 0;
     std::byte m_filler{0};
     std::size_t m_missingBytes = 0;
     std::int64_t m_allMissingBytes = 0;
@@ -180,6 +196,7 @@ public:
             const_cast<SourceFile *>(&file));
         m_stream.watch(m_raw->imgdata.rawdata);
         m_isOpen = m_raw->open_datastream(&m_stream) == LIBRAW_SUCCESS;
+        m_stream.endOpening();
     }
 
     [[nodiscard]] bool isOpen() const { return m_isOpen; }
