@@ -3,6 +3,7 @@
 #include "decoding/metadata/Exiv2Access.h"
 #include "FileBytes.h"
 #include "HeifFile.h"
+#include "LargeFiles.h"
 #include "pictures/Exif.h"
 #include "pictures/Jpeg.h"
 #include "pictures/Picture.h"
@@ -554,17 +555,6 @@ TEST(Metadata, OfDamagedFilesIsFinite)
 
 // Cost
 
-/// Bytes that this process has read so far; empty where the system doesn't tell.
-std::optional<std::int64_t> bytesReadSoFar()
-{
-    std::ifstream counters("/proc/self/io");
-    std::string name;
-    std::int64_t value = 0;
-    if (counters >> name >> value && name == "rchar:")
-        return value;
-    return std::nullopt;
-}
-
 struct LargeFile
 {
     const char *name;
@@ -590,11 +580,11 @@ TEST_P(MetadataOfLargeFile, IsReadFromALittleOfIt)
     ASSERT_TRUE(large.resize(LARGE)); // the rest is a hole that takes no space on the disk
     const auto file = SourceFile::open(large.fileName().toStdString());
     ASSERT_TRUE(file);
-    const auto before = bytesReadSoFar();
+    const auto before = test::bytesReadSoFar();
     if (!before)
         GTEST_SKIP() << "this system does not tell what was read";
     const auto found = readFacts(*file, ThumbnailRule::FromImageAlways);
-    const std::int64_t readBytes = bytesReadSoFar().value_or(0) - *before;
+    const std::int64_t readBytes = test::bytesReadSoFar().value_or(0) - *before;
     ASSERT_TRUE(found);
     EXPECT_EQ(found->metadata.iso, 100);
     EXPECT_LT(readBytes, LITTLE);
@@ -691,11 +681,11 @@ TEST_P(MetadataAroundPixels, IsReadWithoutThem)
     ASSERT_TRUE(large.resize(before.size() + qint64{PIXEL_BYTES} + behind.size()));
     const auto file = SourceFile::open(large.fileName().toStdString());
     ASSERT_TRUE(file);
-    const auto readBefore = bytesReadSoFar();
+    const auto readBefore = test::bytesReadSoFar();
     if (!readBefore)
         GTEST_SKIP() << "this system does not tell what was read";
     const auto found = readFacts(*file, ThumbnailRule::FromImageAlways);
-    EXPECT_LT(bytesReadSoFar().value_or(0) - *readBefore, LITTLE);
+    EXPECT_LT(test::bytesReadSoFar().value_or(0) - *readBefore, LITTLE);
     ASSERT_TRUE(found);
     EXPECT_EQ(found->metadata.pixelSize, QSize(6, 4));
     EXPECT_EQ(found->metadata.iso,

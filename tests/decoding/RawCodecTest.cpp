@@ -299,6 +299,14 @@ TEST(RawThumbnail, IsNullOnceStopped)
     EXPECT_TRUE(renderRaw(stoppedFileOf(dng), NO_LIMIT).isNull());
 }
 
+// Boxes within boxes, all over the same bytes: LibRaw alone goes on for hours.
+TEST(RawProperties, OfBoxesThatNeverEndAreNone)
+{
+    QFile file(QStringLiteral(KEPT_CASES "/headers/boxes-in-boxes.cr3"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_FALSE(readRawProperties(fileOf(file.readAll())));
+}
+
 } // namespace
 
 } // namespace tavolin
