@@ -55,9 +55,9 @@ struct Files
 /// Without (0) or with (1) restart markers; or the file that TAVOLIN_BENCH_JPEG names.
 std::filesystem::path fileFor(const benchmark::State &state)
 {
-    static const Files made;
     if (const char *other = std::getenv("TAVOLIN_BENCH_JPEG"))
         return other;
+    static const Files made;
     return state.range(0) == 0 ? made.plain : made.restarts;
 }
 

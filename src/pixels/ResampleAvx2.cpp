@@ -78,40 +78,45 @@ void combineRows(const Pixel *const *rows, const std::int16_t *weights, int taps
     }
 }
 
+/// Two pixels at once, one in each half of the vectors: the sums of them.
+inline __m256i twoSums(const std::int16_t *first, const std::int16_t *second,
+                       const std::int16_t *weights, int taps)
+{
+    // The words of two neighbours by turns, as products take them.
+    const __m256i turns = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
+    __m256i sum = _mm256_set1_epi32(1 << (WEIGHT_BITS + FRACTION_BITS - 1));
+    for (int tap = 0; tap < taps; tap += 2) {
+        const __m256i words =
+            _mm256_inserti128_si256(_mm256_castsi128_si256(load16(first + tap * RESAMPLE_CHANNELS)),
+                                    load16(second + tap * RESAMPLE_CHANNELS), 1);
+        const __m256i weight =
+            _mm256_blend_epi32(_mm256_set1_epi32(pairAt(weights + tap)),
+                               _mm256_set1_epi32(pairAt(weights + taps + tap)), 0xf0);
+        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_shuffle_epi8(words, turns), weight));
+    }
+    return _mm256_srai_epi32(sum, WEIGHT_BITS + FRACTION_BITS);
+}
+
 void combineColumns(const std::int16_t *row, std::span<const int> first,
                     const std::int16_t *weights, int taps, Pixel *out)
 {
-    constexpr int SHIFT = WEIGHT_BITS + FRACTION_BITS;
-    const __m128i half = _mm_set1_epi32(1 << (SHIFT - 1));
-    // The words of two pixels by turns, in each half.
-    const __m256i turns = _mm256_broadcastsi128_si256(
-        _mm_setr_epi8(0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15));
-    const __m256i pairs = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-    for (const int start : first) {
-        const std::int16_t *source = row + std::ptrdiff_t{start} * RESAMPLE_CHANNELS;
-        __m256i sum = _mm256_setzero_si256();
-        int tap = 0;
-        for (; tap + 4 <= taps; tap += 4) {
-            const __m256i four =
-                _mm256_shuffle_epi8(load32(source + tap * RESAMPLE_CHANNELS), turns);
-            const __m128i weight =
-                _mm_loadl_epi64(reinterpret_cast<const __m128i *>(weights + tap));
-            sum = _mm256_add_epi32(
-                sum, _mm256_madd_epi16(
-                         four, _mm256_permutevar8x32_epi32(_mm256_castsi128_si256(weight), pairs)));
-        }
-        __m128i total = _mm_add_epi32(_mm_add_epi32(half, _mm256_castsi256_si128(sum)),
-                                      _mm256_extracti128_si256(sum, 1));
-        if (tap < taps) {
-            const __m128i two = _mm_shuffle_epi8(load16(source + tap * RESAMPLE_CHANNELS),
-                                                 _mm256_castsi256_si128(turns));
-            total =
-                _mm_add_epi32(total, _mm_madd_epi16(two, _mm_set1_epi32(pairAt(weights + tap))));
-        }
-        weights += taps;
-        const __m128i words = _mm_packs_epi32(_mm_srai_epi32(total, SHIFT), _mm_setzero_si128());
-        *out++ = static_cast<Pixel>(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
+    const auto at = [&](std::size_t x) {
+        return row + std::ptrdiff_t{first[x]} * RESAMPLE_CHANNELS;
+    };
+    constexpr std::size_t STEP = 4; // pixels in a vector
+    const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5);
+    std::size_t x = 0;
+    for (; x + STEP <= first.size(); x += STEP, weights += STEP * taps) {
+        const __m256i words =
+            _mm256_packs_epi32(twoSums(at(x), at(x + 1), weights, taps),
+                               twoSums(at(x + 2), at(x + 3), weights + 2 * taps, taps));
+        const __m256i bytes =
+            _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), inOrder);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + x), _mm256_castsi256_si128(bytes));
     }
+    if (x < first.size())
+        plainResampleKernels().combineColumns(row, first.subspan(x), weights, taps, out + x);
 }
 
 constexpr ResampleKernels KERNELS{combineRows, combineColumns};

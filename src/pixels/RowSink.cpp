@@ -27,17 +27,17 @@ RowSink::RowSink(QSize source, QSize target)
     // The scaler has nowhere to go with a lack of memory.
     m_window.resize(static_cast<std::size_t>(m_plan->windowRows()));
     m_scratch.resize(m_plan->scratchSize());
-    m_scaler = std::thread(&RowSink::scaleRows, this);
 }
 
 RowSink::~RowSink()
 {
-    if (m_scaler.joinable())
-        abandonScaler();
+    abandonScaler();
 }
 
 void RowSink::abandonScaler()
 {
+    if (!m_scaler.joinable())
+        return;
     m_given = ABANDONED;
     m_given.notify_one();
     m_scaler.join();
@@ -65,18 +65,33 @@ void RowSink::rowDone()
     ++m_taken;
     if (!m_plan || (m_taken % BATCH_ROWS != 0 && m_taken != m_source.height()))
         return;
-    m_given = m_taken;
-    m_given.notify_one();
+    handOver();
 }
 
-void RowSink::scaleRows()
+void RowSink::handOver()
 {
-    for (int y = 0; y < m_target.size().height(); ++y) {
-        int given = m_given;
-        for (; given != ABANDONED && given <= m_plan->lastSourceRow(y); given = m_given)
-            m_given.wait(given);
-        if (given == ABANDONED)
+    m_given = m_taken;
+    if (m_isScaledWhereFed)
+        scaleRows(m_taken);
+    else if (m_scaler.joinable())
+        m_given.notify_one();
+    else
+        m_scaler = std::thread(&RowSink::runScaler, this);
+}
+
+void RowSink::runScaler()
+{
+    for (int given = m_given; given != ABANDONED; given = m_given) {
+        scaleRows(given);
+        if (m_made == m_target.size().height())
             return;
+        m_given.wait(given);
+    }
+}
+
+void RowSink::scaleRows(int given)
+{
+    for (int y = m_made; y < m_target.size().height() && m_plan->lastSourceRow(y) < given; ++y) {
         for (int i = 0; i < m_plan->windowRows(); ++i)
             m_window[static_cast<std::size_t>(i)] =
                 ringRow(std::min(m_plan->firstSourceRow(y) + i, m_source.height() - 1));
@@ -107,8 +122,7 @@ void RowSink::fillRest(Pixel color)
     // What is made of one colour is of that colour: there is no need to reckon, which takes as long
     // as for any other rows.
     fillRows(rest > 0 ? m_plan->lastSourceRow(rest - 1) + 1 : 0, color);
-    m_given = m_taken;
-    m_given.notify_one();
+    handOver();
     for (int made = m_made; made < rest; made = m_made)
         m_made.wait(made);
     abandonScaler();

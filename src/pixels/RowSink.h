@@ -15,8 +15,9 @@
 
 namespace tavolin {
 
-/// The target of one decode: one thread feeds it, and where the size changes a second one scales
-/// what has come, so that scaling costs no time of its own while a core is free. Not for reuse.
+/// The target of one decode: one thread at a time feeds it, and where the size changes one more
+/// scales what has come, so that scaling costs no time of its own while a core is free. Not for
+/// reuse.
 class RowSink
 {
 public:
@@ -29,6 +30,10 @@ public:
     /// False when the target is over the limit or the memory for it is lacking; no other call is
     /// allowed then.
     [[nodiscard]] bool isReady() const { return !m_target.isNull(); }
+
+    /// Has the rows scaled by the thread that feeds them: for a decoder that keeps all cores busy
+    /// itself. To be said before the first row.
+    void scaleWhereFed() { m_isScaledWhereFed = true; }
 
     /// Where to write the next source row. Valid until rowDone().
     [[nodiscard]] Pixel *nextRow();
@@ -52,7 +57,11 @@ public:
     [[nodiscard]] Image takeImage(Alpha alpha, QByteArray iccProfile) &&;
 
 private:
-    void scaleRows();
+    /// Has all rows scaled that have come.
+    void handOver();
+    void runScaler();
+    /// Makes target rows until one needs more than @p given source rows.
+    void scaleRows(int given);
     void abandonScaler();
     /// Takes rows of @p color, up to source row @p end.
     void fillRows(int end, Pixel color);
@@ -66,6 +75,7 @@ private:
     std::vector<const Pixel *> m_window;
     std::vector<Pixel> m_ring; // the newest source rows: the scaler's window and what waits for it
     int m_taken = 0;
+    bool m_isScaledWhereFed = false;
     // Rows given to the scaler, told in batches, and target rows it has made. Each is written by
     // one thread and waited for by the other.
     std::atomic<int> m_given = 0;

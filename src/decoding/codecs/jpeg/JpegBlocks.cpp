@@ -7,7 +7,7 @@ namespace tavolin {
 namespace {
 
 /// Decodes one block to @p out. The place behind its last coefficient, or null.
-inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const JpegTable &ac,
+inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const JpegPairTable &ac,
                                   std::uint32_t &prediction, JpegCoefficient *out)
 {
     bits.refill();
@@ -22,32 +22,38 @@ inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const Jpe
     *out++ = prediction << 16 | 1;
 
     unsigned place = 1;
-    // What step() leaves in place tells how the block ended.
-    const auto step = [&]() -> bool {
-        entry = ac.look(bits);
-        if (!JpegTable::isWhole(entry)) [[unlikely]] {
-            bits.refill();
-            entry = ac.resolved(bits.peek(32));
-            if (entry == JpegTable::BROKEN) {
-                place = BLOCK_COEFFICIENTS + 1;
-                return false;
-            }
-        }
-        bits.drop(JpegTable::bits(entry));
-        place += JpegTable::step(entry);
-        *out = (entry & 0xffff0000) | place;
-        if (place >= BLOCK_COEFFICIENTS)
-            return false;
-        ++out;
-        return true;
-    };
-    // 56 bits are enough for three looks, and in whole entries for five.
-    do
+    for (;;) {
+        // 56 bits are enough for three looks, and in whole entries for five.
         bits.refill();
-    while (step() && step() && step());
-    if (place == BLOCK_COEFFICIENTS)
-        return out + 1;
-    return place > JpegTable::END_STEP ? out : nullptr;
+        for (int looks = 0; looks < 3; ++looks) {
+            JpegPairTable::Entry pair = ac.look(bits);
+            if (!pair.isWhole()) [[unlikely]] {
+                bits.refill();
+                const JpegTable::Entry long_ = ac.resolved(bits.peek(32));
+                if (long_ == JpegTable::BROKEN)
+                    return nullptr;
+                pair = JpegPairTable::Entry(long_);
+            }
+            const unsigned middle = place + pair.firstStep();
+            const unsigned last = place + pair.step();
+            out[0] = pair.first() | middle;
+            out[1] = pair.second() | last;
+            if (last < BLOCK_COEFFICIENTS) [[likely]] {
+                bits.drop(pair.bits());
+                out += pair.coefficients();
+                place = last;
+                continue;
+            }
+            if (middle >= BLOCK_COEFFICIENTS && middle <= JpegTable::END_STEP) {
+                // What follows the last coefficient is not this block's.
+                bits.drop(pair.firstBits());
+                return middle == BLOCK_COEFFICIENTS ? out + 1 : nullptr;
+            }
+            bits.drop(pair.bits());
+            const bool isEnd = last == BLOCK_COEFFICIENTS || last > JpegTable::END_STEP;
+            return isEnd ? out + pair.coefficients() : nullptr;
+        }
+    }
 }
 
 } // namespace
@@ -58,24 +64,27 @@ void JpegBlocks::grow()
         constexpr std::size_t LEAST = 4096;
         return std::max(2 * size, LEAST);
     };
-    if (m_coefficients.size() < m_used + BLOCK_COEFFICIENTS + 1)
+    if (m_coefficients.size() < m_used + BLOCK_COEFFICIENTS + SPARE)
         m_coefficients.resize(doubled(m_coefficients.size()));
     if (m_begins.size() < m_blocks + 2)
         m_begins.resize(doubled(m_begins.size()));
 }
 
-bool JpegBlockReader::addTable(const JpegCode &code, JpegTable::Kind kind, std::size_t &index)
+namespace {
+
+/// The index of @p table among @p tables, to which it is added if it isn't there: components mostly
+/// share tables, and one copy stays in the cache.
+template <typename Table>
+std::size_t indexOf(const Table &table, std::vector<Table> &tables)
 {
-    auto table = JpegTable::make(code, kind);
-    if (!table)
-        return false;
-    // Components mostly share tables, and one copy stays in the cache.
-    const auto same = std::ranges::find(m_tables, *table);
-    index = static_cast<std::size_t>(same - m_tables.begin());
-    if (same == m_tables.end())
-        m_tables.push_back(*table);
-    return true;
+    const auto same = std::ranges::find(tables, table);
+    const auto index = static_cast<std::size_t>(same - tables.begin());
+    if (same == tables.end())
+        tables.push_back(table);
+    return index;
 }
+
+} // namespace
 
 std::optional<JpegBlockReader> JpegBlockReader::make(const JpegFrame &frame)
 {
@@ -84,9 +93,12 @@ std::optional<JpegBlockReader> JpegBlockReader::make(const JpegFrame &frame)
     for (int i = 0; i < static_cast<int>(frame.components.size()); ++i) {
         const JpegComponent &component = frame.components[static_cast<std::size_t>(i)];
         Block block{.component = i};
-        if (!reader.addTable(component.dc, JpegTable::Kind::Dc, block.dc) ||
-            !reader.addTable(component.ac, JpegTable::Kind::Ac, block.ac))
+        const auto dc = JpegTable::make(component.dc, JpegTable::Kind::Dc);
+        const auto ac = JpegTable::make(component.ac, JpegTable::Kind::Ac);
+        if (!dc || !ac)
             return std::nullopt;
+        block.dc = indexOf(*dc, reader.m_dcTables);
+        block.ac = indexOf(JpegPairTable(*ac), reader.m_acTables);
         const int count = isAlone ? 1 : component.h * component.v;
         reader.m_mcu.insert(reader.m_mcu.end(), static_cast<std::size_t>(count), block);
     }
@@ -105,7 +117,7 @@ bool JpegBlockReader::read(JpegCursor &cursor, const std::uint8_t *bytes, const 
         std::uint32_t &prediction = cursor.predictions[static_cast<std::size_t>(block.component)];
         const std::uint32_t before = prediction;
         const JpegCoefficient *end =
-            readBlock(bits, m_tables[block.dc], m_tables[block.ac], prediction, blocks.room());
+            readBlock(bits, m_dcTables[block.dc], m_acTables[block.ac], prediction, blocks.room());
         const std::size_t next = bits.position();
         if (end == nullptr || next > limits.end) {
             prediction = before;

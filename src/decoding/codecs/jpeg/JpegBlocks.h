@@ -45,7 +45,7 @@ public:
     /// Room for a block. What is written there becomes one with keep().
     [[nodiscard]] JpegCoefficient *room()
     {
-        if (m_coefficients.size() < m_used + BLOCK_COEFFICIENTS + 1 ||
+        if (m_coefficients.size() < m_used + BLOCK_COEFFICIENTS + SPARE ||
             m_begins.size() < m_blocks + 2)
             grow();
         return m_coefficients.data() + m_used;
@@ -57,6 +57,9 @@ public:
     }
 
 private:
+    /// Written behind a block's last coefficient.
+    static constexpr std::size_t SPARE = 2;
+
     void grow();
 
     std::vector<JpegCoefficient> m_coefficients;
@@ -107,14 +110,14 @@ private:
     struct Block
     {
         int component = 0;
-        std::size_t dc = 0; // of m_tables
+        std::size_t dc = 0; // of the tables
         std::size_t ac = 0;
     };
 
     JpegBlockReader() = default;
-    bool addTable(const JpegCode &code, JpegTable::Kind kind, std::size_t &index);
 
-    std::vector<JpegTable> m_tables;
+    std::vector<JpegTable> m_dcTables;
+    std::vector<JpegPairTable> m_acTables;
     std::vector<Block> m_mcu;
 };
 

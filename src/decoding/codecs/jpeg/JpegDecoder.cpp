@@ -77,7 +77,8 @@ std::size_t partBytesFor(const JpegScan &scan, const JpegWork &work)
 }
 
 /// One decode. All threads run work(); what they share is protected by one lock, which is not held
-/// while they decode or paint. The caller's thread also feeds the sink.
+/// while they decode, paint, or feed the sink, which one at a time does. Scaling is part of
+/// feeding: a thread of its own would share a core with one of these, and the other wait for both.
 class Decode
 {
 public:
@@ -87,7 +88,7 @@ public:
     bool run();
 
 private:
-    static constexpr std::size_t FEEDER = 0; // among the threads
+    static constexpr std::size_t CALLER = 0; // among the threads
     using Lock = std::unique_lock<std::mutex>;
     using Result = std::unique_ptr<JpegPartResult>;
 
@@ -170,9 +171,9 @@ private:
     int m_nextBand = 0;     // to paint
     int m_paintedBands = 0; // that have nothing unpainted before them
     int m_fedBands = 0;
-    int m_painters = 0;
     int m_misses = 0;
     bool m_isJoining = false;
+    bool m_isFeeding = false;
     bool m_isBroken = false;  // nothing can be placed any more
     bool m_hasFailed = false; // some thread lacked memory
 };
@@ -190,16 +191,17 @@ Decode::Decode(const JpegFrame &frame, int scale, const JpegScan &scan,
 
 bool Decode::run()
 {
+    m_sink.scaleWhereFed();
     {
         std::vector<std::jthread> helpers;
-        for (std::size_t i = FEEDER + 1; i < m_cores.size(); ++i) {
+        for (std::size_t i = CALLER + 1; i < m_cores.size(); ++i) {
             try {
                 helpers.emplace_back(&Decode::workGuarded, this, i);
             } catch (const std::exception &) { // no more threads or memory to be had
                 break;
             }
         }
-        workGuarded(FEEDER);
+        workGuarded(CALLER);
     }
     return m_fedBands == bandCount();
 }
@@ -240,16 +242,16 @@ void Decode::work(std::size_t thread)
     JpegPainter painter(m_plan);
     Lock lock(m_mutex);
     while (!isOver()) {
-        const bool hasDone = (thread == FEEDER && feedNext(lock, painter)) ||
-                             paintNext(lock, painter) || joinNext(lock) || decodeNext(lock);
+        const bool hasDone = feedNext(lock, painter) || paintNext(lock, painter) ||
+                             joinNext(lock) || decodeNext(lock);
         if (hasDone) {
             m_changed.notify_all();
             spread(lock, thread);
             continue;
         }
         m_cores[thread] = NO_CORE;
-        // Damaged: what is left can't be made. The feeder goes when the last band is fed.
-        if (m_isBroken && (thread != FEEDER || m_painters == 0))
+        // Damaged: what is left can't be made. Who is at work still comes back to feed it.
+        if (m_isBroken)
             break;
         m_changed.wait(lock);
     }
@@ -267,8 +269,9 @@ bool Decode::feedNext(Lock &lock, JpegPainter &painter)
     const int band = m_fedBands;
     const bool isLast = band == bandCount() - 1;
     const bool isJoined = m_plan.hasSeams() && !isLast;
-    if (m_paintedBands <= band + (isJoined ? 1 : 0))
+    if (m_isFeeding || m_paintedBands <= band + (isJoined ? 1 : 0))
         return false;
+    m_isFeeding = true;
     lock.unlock();
     const int width = m_plan.layout().size.width();
     const Pixel *row = bandPixels(band);
@@ -287,6 +290,7 @@ bool Decode::feedNext(Lock &lock, JpegPainter &painter)
     }
     lock.lock();
     ++m_fedBands;
+    m_isFeeding = false;
     return true;
 }
 
@@ -298,7 +302,6 @@ bool Decode::paintNext(Lock &lock, JpegPainter &painter)
         band >= m_fedBands + static_cast<int>(m_slots.size()))
         return false;
     ++m_nextBand;
-    ++m_painters;
     const std::int64_t begin = end - m_plan.layout().blocksPerRow();
     std::vector<JpegRun> runs;
     for (const Placed &placed : m_placed)
@@ -312,7 +315,6 @@ bool Decode::paintNext(Lock &lock, JpegPainter &painter)
                              static_cast<std::size_t>(m_plan.layout().mcuRowPixels));
     const bool isSound = painter.paint(band, runs, bandPixels(band), width, target.seam);
     lock.lock();
-    --m_painters;
     if (!isSound)
         m_isBroken = true;
     m_isPainted[static_cast<std::size_t>(band)] = isSound;

@@ -91,4 +91,37 @@ JpegTable::Entry JpegTable::resolved(std::uint32_t next) const
     return BROKEN;
 }
 
+JpegPairTable::Entry::Entry(JpegTable::Entry only)
+{
+    if (!JpegTable::isWhole(only))
+        return;
+    const std::uint64_t step = JpegTable::step(only);
+    const unsigned coefficients = step == JpegTable::END_STEP ? 0 : 1;
+    m_packed = JpegTable::bits(only) | step << 8 | step << 16 | coefficients << 24 |
+               std::uint64_t{JpegTable::bits(only)} << 26 | std::uint64_t{only >> 16} << 32;
+}
+
+JpegPairTable::Entry::Entry(JpegTable::Entry first, JpegTable::Entry second) : Entry(first)
+{
+    const std::uint64_t step = JpegTable::step(second);
+    const std::uint64_t coefficients = step == JpegTable::END_STEP ? 0 : 1;
+    m_packed += JpegTable::bits(second) | step << 8 | coefficients << 24 |
+                std::uint64_t{second >> 16} << 48;
+}
+
+JpegPairTable::JpegPairTable(const JpegTable &table) : m_table(table)
+{
+    constexpr std::uint32_t MASK = (1U << JpegTable::LOOK_BITS) - 1;
+    for (std::uint32_t next = 0; next <= MASK; ++next) {
+        const JpegTable::Entry first = table.look(next);
+        m_look[next] = Entry(first);
+        if (!JpegTable::isWhole(first) || JpegTable::step(first) == JpegTable::END_STEP)
+            continue;
+        const unsigned used = JpegTable::bits(first);
+        const JpegTable::Entry second = table.look(next << used & MASK);
+        if (JpegTable::isWhole(second) && used + JpegTable::bits(second) <= JpegTable::LOOK_BITS)
+            m_look[next] = Entry(first, second);
+    }
+}
+
 } // namespace tavolin

@@ -82,7 +82,9 @@ public:
     [[nodiscard]] static std::optional<JpegTable> make(const JpegCode &code, Kind kind);
 
     /// The entry for the next bits. 31 must be there.
-    [[nodiscard]] Entry look(const JpegBits &bits) const { return m_look[bits.peek(LOOK_BITS)]; }
+    [[nodiscard]] Entry look(const JpegBits &bits) const { return look(bits.peek(LOOK_BITS)); }
+    /// The same for LOOK_BITS of them, by their value.
+    [[nodiscard]] Entry look(std::uint32_t next) const { return m_look[next]; }
 
     [[nodiscard]] static bool isWhole(Entry entry) { return (entry & PARTIAL) == 0; }
     [[nodiscard]] static unsigned bits(Entry entry) { return entry & 0x3f; }
@@ -108,6 +110,65 @@ private:
     std::array<std::int32_t, 17> m_end{};   // one more than the last code of each length
     std::array<std::int32_t, 17> m_shift{}; // what makes a code of it an index of a symbol
     std::array<std::uint8_t, 256> m_symbols{};
+};
+
+/// A code of other coefficients than the zero-frequency one as a table that gives two symbols at
+/// one look, where both are short: half as many looks, each of which waits for the one before it.
+class JpegPairTable
+{
+public:
+    /// What one look gives: two coefficients, or one, with the block's end behind it or without; or
+    /// the end alone. For each there is a bit count, and a step in coefficients.
+    class Entry
+    {
+    public:
+        Entry() = default;
+        /// Of one symbol, or none where it isn't whole.
+        explicit Entry(JpegTable::Entry only);
+        Entry(JpegTable::Entry first, JpegTable::Entry second);
+
+        /// False where code and value together are longer than the look: see resolved().
+        [[nodiscard]] bool isWhole() const { return (m_packed & 0xff) != 0; }
+        [[nodiscard]] unsigned bits() const { return m_packed & 0xff; }
+        [[nodiscard]] unsigned step() const { return m_packed >> 8 & 0xff; }
+        [[nodiscard]] unsigned firstBits() const { return m_packed >> 26 & 0x3f; }
+        [[nodiscard]] unsigned firstStep() const { return m_packed >> 16 & 0xff; }
+        /// How many of them are coefficients.
+        [[nodiscard]] unsigned coefficients() const { return m_packed >> 24 & 3; }
+        /// Their values in the upper half, as signed 16-bit numbers.
+        [[nodiscard]] std::uint32_t first() const
+        {
+            return static_cast<std::uint32_t>(m_packed >> 16) & 0xffff0000;
+        }
+        [[nodiscard]] std::uint32_t second() const
+        {
+            return static_cast<std::uint32_t>(m_packed >> 32) & 0xffff0000;
+        }
+
+        [[nodiscard]] bool operator==(const Entry &) const = default;
+
+    private:
+        std::uint64_t m_packed = 0;
+    };
+
+    explicit JpegPairTable(const JpegTable &table);
+
+    /// The entry for the next bits.
+    [[nodiscard]] Entry look(const JpegBits &bits) const
+    {
+        return m_look[bits.peek(JpegTable::LOOK_BITS)];
+    }
+    /// See JpegTable.
+    [[nodiscard]] JpegTable::Entry resolved(std::uint32_t next) const
+    {
+        return m_table.resolved(next);
+    }
+
+    [[nodiscard]] bool operator==(const JpegPairTable &) const = default;
+
+private:
+    JpegTable m_table;
+    std::array<Entry, 1 << JpegTable::LOOK_BITS> m_look;
 };
 
 } // namespace tavolin
