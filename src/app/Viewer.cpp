@@ -77,11 +77,14 @@ void Viewer::applicationDidFinishLaunching(const LaunchOptions &options)
         m_quitGuard.allow();
     else
         QTimer::singleShot(0, &m_shell, &Shell::toggleFullScreen);
-    if (std::exchange(m_pendingOpen, std::nullopt))
-        m_mailbox.deliver(); // the picture is asked for before anything is painted
-    else
+    if (std::exchange(m_pendingOpen, std::nullopt)) {
+        // Once the picture has been asked for, which would wait for them otherwise.
+        connect(&m_browser, &Browser::openingEnded, this, &warmUpFonts, Qt::SingleShotConnection);
+        m_mailbox.deliver(); // before anything is painted
+    } else {
         m_labels.showInfo(u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
-    warmUpFonts();
+        warmUpFonts();
+    }
 }
 
 void Viewer::applicationOpen(const std::vector<std::filesystem::path> &urls)
