@@ -201,6 +201,24 @@ TEST(JpegDecoderOfFlatPictures, PartsThatNeverFallIntoStepChangeNothing)
     EXPECT_GT(most, 100);
 }
 
+// Where codes are short, the look that gives a block's last coefficient also sees the next block's
+// first code.
+TEST(JpegDecoderOfFullBlocks, LastCoefficientEndsABlockWhateverFollows)
+{
+    constexpr std::array LAST_PLACES{47, 54, 55, 61, 62, 63};
+    std::mt19937 random(1);
+    std::vector<std::array<std::int16_t, 64>> blocks(500);
+    for (auto &block : blocks) {
+        block[0] = static_cast<std::int16_t>(random() % 3);
+        for (const int place : LAST_PLACES)
+            block[static_cast<std::size_t>(place)] = static_cast<std::int16_t>(random() % 3 - 1);
+    }
+    const QByteArray jpeg = jpegOfBlocks(blocks);
+    for (const int scale : SCALES)
+        EXPECT_TRUE(isSame(ourRows(jpeg, scale, {.threads = 1}), referenceRows(jpeg, scale)))
+            << scale << "/8";
+}
+
 /// @p jpeg's scan begins here.
 qsizetype scanOf(const QByteArray &jpeg)
 {

@@ -6,6 +6,9 @@
 #include "pixels/Limits.h"
 #include "TestPictures.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -103,6 +106,39 @@ inline QByteArray jpegFile(QSize size, const FileOptions &options, unsigned seed
     }
     jpeg_finish_compress(&info);
     QByteArray file(reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(count));
+    jpeg_destroy_compress(&info);
+    std::free(bytes);
+    return file;
+}
+
+/// A grey file of one row of blocks with these coefficients (in rows of eight), not quantised, in
+/// codes as short as can be.
+inline QByteArray jpegOfBlocks(const std::vector<std::array<std::int16_t, 64>> &blocks)
+{
+    const auto count = static_cast<JDIMENSION>(blocks.size());
+    jpeg_compress_struct info;
+    jpeg_error_mgr errors;
+    info.err = jpeg_std_error(&errors);
+    jpeg_create_compress(&info);
+    unsigned char *bytes = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &bytes, &size);
+    info.image_width = 8 * count;
+    info.image_height = 8;
+    info.input_components = 1;
+    info.in_color_space = JCS_GRAYSCALE;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, 100, TRUE);
+    info.optimize_coding = TRUE;
+    auto *const common = reinterpret_cast<j_common_ptr>(&info);
+    jvirt_barray_ptr coefficients =
+        info.mem->request_virt_barray(common, JPOOL_IMAGE, TRUE, count, 1, 1);
+    jpeg_write_coefficients(&info, &coefficients);
+    JBLOCKROW row = info.mem->access_virt_barray(common, coefficients, 0, 1, TRUE)[0];
+    for (const auto &block : blocks)
+        std::ranges::copy(block, *row++);
+    jpeg_finish_compress(&info);
+    QByteArray file(reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(size));
     jpeg_destroy_compress(&info);
     std::free(bytes);
     return file;

@@ -29,10 +29,10 @@ inline JpegCoefficient *readBlock(JpegBits &bits, const JpegTable &dc, const Jpe
             JpegPairTable::Entry pair = ac.look(bits);
             if (!pair.isWhole()) [[unlikely]] {
                 bits.refill();
-                const JpegTable::Entry long_ = ac.resolved(bits.peek(32));
-                if (long_ == JpegTable::BROKEN)
+                const JpegTable::Entry single = ac.resolved(bits.peek(32));
+                if (single == JpegTable::BROKEN)
                     return nullptr;
-                pair = JpegPairTable::Entry(long_);
+                pair = JpegPairTable::Entry(single);
             }
             const unsigned middle = place + pair.firstStep();
             const unsigned last = place + pair.step();
