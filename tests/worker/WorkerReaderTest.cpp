@@ -161,6 +161,27 @@ std::string nameOf(const testing::TestParamInfo<Named> &info)
     return info.param.name;
 }
 
+TEST_F(HostileWorker, FailureIsToldToWhoWatches)
+{
+    std::vector<WorkerFailure> failures;
+    WorkerReader watched(FAKE_WORKER);
+    watched.watchFailures(
+        [&failures](const WorkerFailure &failure) { failures.push_back(failure); });
+    const auto failureAt = [&](const std::string &orders) {
+        failures.clear();
+        EXPECT_TRUE(watched.loadThumbnail(file(orders), LIMIT).isNull()) << orders;
+        return failures.size() == 1 ? failures.front() : WorkerFailure{.isLate = true};
+    };
+    EXPECT_EQ(failureAt("crash").signal, SIGABRT);
+    EXPECT_EQ(failureAt("killed").signal, SIGKILL);
+    EXPECT_TRUE(failureAt("exit 0").hasEnded);
+    EXPECT_EQ(failureAt("exit 0").signal, std::nullopt);
+    EXPECT_FALSE(failureAt("lie width=-1").hasEnded);
+    EXPECT_FALSE(failureAt("lie width=-1").isLate);
+    failureAt("fail");
+    EXPECT_TRUE(failures.empty()) << "it has said itself that it can't";
+}
+
 TEST_F(HostileWorker, IsGoodWithoutOrders)
 {
     EXPECT_TRUE(isPainted(thumbnail(file()), {16, 16}));

@@ -101,7 +101,8 @@ void Exchange::checkClock()
         m_lastProgress = now;
     }
     const bool hangs = now - m_lastProgress > STANDSTILL && !m_worker.process->isWaitingForDisk();
-    if ((m_stopAsked && now - *m_stopAsked > STOP_GRACE) || time > m_latest || hangs)
+    m_isWorkerLate = time > m_latest || hangs;
+    if (m_isWorkerLate || (m_stopAsked && now - *m_stopAsked > STOP_GRACE))
         breakOff();
     m_nextLook = now + TICK;
 }

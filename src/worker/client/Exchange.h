@@ -51,6 +51,8 @@ public:
     void breakOff() { m_isBroken = true; }
     /// Broken because the worker is gone.
     [[nodiscard]] bool isWorkerGone() const { return m_isWorkerGone; }
+    /// Broken because the worker took longer than it may.
+    [[nodiscard]] bool isWorkerLate() const { return m_isWorkerLate; }
     /// Whether every request has its reply, so that the worker is ready for another.
     [[nodiscard]] bool isFinished() const
     {
@@ -91,6 +93,7 @@ private:
     bool m_isAnnounced = false;                      // how large it is
     bool m_isBroken = false;
     bool m_isWorkerGone = false;
+    bool m_isWorkerLate = false;
 };
 
 } // namespace tavolin::worker

@@ -283,17 +283,14 @@ bool WorkerProcess::hasEnded()
     return m_isReaped;
 }
 
-bool WorkerProcess::wasEndedFromOutside(std::chrono::milliseconds atMost)
+std::optional<int> WorkerProcess::endingSignal(std::chrono::milliseconds atMost)
 {
     constexpr auto INTERVAL = std::chrono::milliseconds(1);
     const auto latest = std::chrono::steady_clock::now() + atMost;
     while (!reap() && std::chrono::steady_clock::now() < latest)
         std::this_thread::sleep_for(INTERVAL);
     const std::lock_guard lock(m_mutex);
-    if (!m_status || !WIFSIGNALED(*m_status))
-        return false;
-    const int signal = WTERMSIG(*m_status);
-    return signal == SIGKILL || signal == SIGTERM || signal == SIGINT || signal == SIGHUP;
+    return m_status && WIFSIGNALED(*m_status) ? std::optional(WTERMSIG(*m_status)) : std::nullopt;
 }
 
 } // namespace tavolin::worker

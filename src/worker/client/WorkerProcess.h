@@ -65,9 +65,9 @@ public:
     bool reap();
     /// Whether reap() has found its end.
     [[nodiscard]] bool hasEnded();
-    /// Waits for the process's end for @p atMost; whether somebody else has killed it, as the
-    /// system may when memory runs out.
-    [[nodiscard]] bool wasEndedFromOutside(std::chrono::milliseconds atMost);
+    /// The signal that has ended the process, for whose end this waits for @p atMost; empty where
+    /// it ended in another way, or has not yet.
+    [[nodiscard]] std::optional<int> endingSignal(std::chrono::milliseconds atMost);
 
 private:
     WorkerProcess(pid_t pid, Descriptor channel, Descriptor lifeline, std::byte *memory)

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <limits>
 #include <optional>
@@ -42,6 +43,12 @@ constexpr std::int64_t MAX_TEXT_BYTES = std::int64_t{3} * 4096;
 Role roleFor(Urgency urgency)
 {
     return urgency == Urgency::Now ? Role::Display : Role::Ahead;
+}
+
+/// Whether somebody else sends @p signal, as the system may when memory runs out.
+bool isFromOutside(int signal)
+{
+    return signal == SIGKILL || signal == SIGTERM || signal == SIGINT || signal == SIGHUP;
 }
 
 bool isAlpha(std::uint32_t value)
@@ -211,7 +218,12 @@ auto WorkerReader::run(const Errand &errand, const Talk &talk) const
                 m_pool.giveBack(errand.role, std::move(*std::exchange(worker, std::nullopt)));
                 return errand.stop.stop_requested() ? Result() : result;
             }
-            if (exchange.isWorkerGone() && worker->process->wasEndedFromOutside(ENDING_TIME))
+            const auto signal =
+                exchange.isWorkerGone() ? worker->process->endingSignal(ENDING_TIME) : std::nullopt;
+            const bool isAnothersDoing = signal && isFromOutside(*signal);
+            if (m_watch && (!isAnothersDoing || attempt == ATTEMPTS - 1))
+                m_watch({exchange.isWorkerLate(), exchange.isWorkerGone(), signal});
+            if (isAnothersDoing)
                 continue;
             if (!exchange.begun() && !errand.stop.stop_requested())
                 std::call_once(m_failureTold, tellOfFailure);

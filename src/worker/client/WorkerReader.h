@@ -7,10 +7,21 @@
 #include "worker/Protocol.h"
 
 #include <filesystem>
+#include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace tavolin {
+
+/// How a worker has failed at a file: it was late, has ended, or else has answered nonsense.
+struct WorkerFailure
+{
+    bool isLate = false;
+    bool hasEnded = false;
+    std::optional<int> signal; ///< That has ended it.
+};
 
 /// Opens files and has workers read them. From any thread; each kind of work has a worker of its
 /// own, so that none waits for another. A worker that dies, is late or answers nonsense has failed
@@ -24,6 +35,13 @@ public:
     /// Runs @p program, as it is now, and starts a first worker at once. Where none can be started,
     /// or the system lacks a part of the wall around them, one line on standard error will say so.
     explicit WorkerReader(const std::filesystem::path &program = installedWorker());
+
+    /// Has @p watch told of each failure, on the thread that asked for the work. To be said before
+    /// any work is asked for.
+    void watchFailures(std::function<void(const WorkerFailure &)> watch)
+    {
+        m_watch = std::move(watch);
+    }
 
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                     const DisplayTarget &target, Urgency urgency,
@@ -64,6 +82,7 @@ private:
 
     mutable worker::WorkerPool m_pool;
     mutable worker::OpenedFiles m_files;
+    std::function<void(const WorkerFailure &)> m_watch;
     mutable std::once_flag m_wallTold;
     mutable std::once_flag m_failureTold;
 };
