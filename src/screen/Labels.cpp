@@ -84,9 +84,9 @@ void Labels::showDetail(const QString &text)
 void Labels::layout(std::optional<int> cropBarTop)
 {
     const LabelRects rects = labelRects(m_view.size(), cropBarTop);
-    m_infoLabel->setGeometry(rects.info);
-    m_detailLabel->setGeometry(rects.detail);
-    m_statusLabel->setGeometry(rects.status);
+    m_infoLabel->place(rects.info);
+    m_detailLabel->place(rects.detail);
+    m_statusLabel->place(rects.status);
 }
 
 void Labels::raiseStatus()

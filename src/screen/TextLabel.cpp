@@ -1,8 +1,13 @@
 #include "screen/TextLabel.h"
 
+#include "screen/TextShadow.h"
+
 #include <QFont>
-#include <QImage>
+#include <QFontMetrics>
+#include <QMargins>
 #include <QPainter>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -10,19 +15,9 @@ namespace tavolin {
 
 namespace {
 
-const QColor SHADOW(0, 0, 0, 230);
-/// One point right and one down.
-constexpr QPointF SHADOW_OFFSET(1, 1);
-
-void drawLine(QPainter &painter, const QRectF &rect, Qt::Alignment alignment, const QString &text,
-              const QColor &color)
-{
-    const int flags = static_cast<int>(alignment) | Qt::TextSingleLine;
-    painter.setPen(SHADOW);
-    painter.drawText(rect.translated(SHADOW_OFFSET), flags, text);
-    painter.setPen(color);
-    painter.drawText(rect, flags, text);
-}
+/// Around the text: what its shadow takes, and Thai letters with signs below them.
+constexpr int ROOM_WIDTH = SHADOW_REACH + 1;
+constexpr QMargins ROOM(ROOM_WIDTH, ROOM_WIDTH, ROOM_WIDTH, ROOM_WIDTH);
 
 } // namespace
 
@@ -30,7 +25,13 @@ TextLabel::TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent)
     : QWidget(parent), m_alignment(alignment | Qt::AlignVCenter)
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
+    setContentsMargins(ROOM);
     setFont(interfaceFont(sizePx));
+}
+
+void TextLabel::place(const QRect &rect)
+{
+    setGeometry(rect + ROOM);
 }
 
 void TextLabel::setText(const QString &text)
@@ -38,6 +39,7 @@ void TextLabel::setText(const QString &text)
     if (text == m_text)
         return;
     m_text = text;
+    m_letters = {};
     setAccessibleName(text); // notifies nobody unless a tool is there
     update();
 }
@@ -45,6 +47,7 @@ void TextLabel::setText(const QString &text)
 void TextLabel::setColor(const QColor &color)
 {
     m_color = color;
+    m_letters = {};
     update();
 }
 
@@ -52,10 +55,41 @@ void TextLabel::paintEvent(QPaintEvent *)
 {
     if (m_text.isEmpty())
         return;
-    // A message says at its beginning what failed and at its end why.
-    const QString shown = fontMetrics().elidedText(m_text, Qt::ElideMiddle, width());
+    const double scale = devicePixelRatio();
+    if (m_letters.isNull() || m_scale != scale)
+        drawLetters(scale);
+    // In device pixels, so that it is a copy one to one whatever the scale.
     QPainter painter(this);
-    drawLine(painter, rect(), m_alignment, shown, m_color);
+    painter.scale(1 / scale, 1 / scale);
+    painter.drawImage(QPointF(m_lettersX * scale, 0), m_letters);
+}
+
+void TextLabel::resizeEvent(QResizeEvent *)
+{
+    m_letters = {};
+}
+
+void TextLabel::drawLetters(double scale)
+{
+    const QRect line = contentsRect();
+    const int flags = static_cast<int>(m_alignment) | Qt::TextSingleLine;
+    // A message says at its beginning what failed and at its end why.
+    const QString shown = fontMetrics().elidedText(m_text, Qt::ElideMiddle, line.width());
+    const QRect taken = fontMetrics().boundingRect(line, flags, shown) + ROOM;
+    m_lettersX = taken.x();
+    m_scale = scale;
+    QImage letters((QSizeF(taken.width(), height()) * scale).toSize(),
+                   QImage::Format_ARGB32_Premultiplied);
+    letters.setDevicePixelRatio(scale);
+    letters.fill(Qt::transparent);
+    QPainter painter(&letters);
+    painter.translate(-m_lettersX, 0);
+    painter.setFont(font());
+    painter.setPen(m_color);
+    painter.drawText(line, flags, shown);
+    painter.end();
+    m_letters = withShadow(std::move(letters));
+    m_letters.setDevicePixelRatio(1); // painted pixel by pixel
 }
 
 QFont interfaceFont(int sizePx)
@@ -74,7 +108,7 @@ void warmUpFonts()
     QImage unseen(1, 1, QImage::Format_RGB32);
     QPainter painter(&unseen);
     painter.setFont(interfaceFont(20));
-    drawLine(painter, unseen.rect(), Qt::AlignLeft, u"Ag 0 กำลัง ❌ ⌘"_s, NEON);
+    painter.drawText(unseen.rect(), Qt::TextSingleLine, u"Ag 0 กำลัง ❌ ⌘"_s);
 }
 
 } // namespace tavolin

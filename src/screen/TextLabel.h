@@ -2,6 +2,8 @@
 // One line of text lying directly over the picture.
 
 #include <QColor>
+#include <QImage>
+#include <QRect>
 #include <QString>
 #include <QWidget>
 
@@ -11,8 +13,9 @@ namespace tavolin {
 inline constexpr QColor NEON{0, 212, 255};
 
 /// Draws its text on one line, plain (no markup, no line breaks), without its middle where it is
-/// too long, and with a small black shadow that keeps it readable over bright pictures. Takes no
-/// mouse events. Assistive tools know it as a text and hear of each change.
+/// too long, and with a soft black shadow that keeps it readable over bright pictures: drawn once
+/// for each text, and a picture from then on. Takes no mouse events. Assistive tools know it as a
+/// text and hear of each change.
 class TextLabel : public QWidget
 {
     Q_OBJECT
@@ -21,6 +24,10 @@ public:
     /// @p sizePx is the height of the font in view points; digits are of equal width.
     TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent);
 
+    /// Puts the line of text at @p rect of the parent; the widget is larger, for the shadow.
+    void place(const QRect &rect);
+    /// Where that is.
+    [[nodiscard]] QRect placed() const { return contentsRect().translated(pos()); }
     /// The line that is shown; empty draws nothing.
     void setText(const QString &text);
     [[nodiscard]] const QString &text() const { return m_text; }
@@ -29,11 +36,17 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
+    void drawLetters(double scale);
+
     QString m_text;
     QColor m_color = NEON;
     Qt::Alignment m_alignment;
+    QImage m_letters;   // the text with its shadow, in device pixels; null: to be drawn
+    double m_scale = 1; // of the screen that they are for
+    int m_lettersX = 0; // their left edge, in points
 };
 
 /// The interface's font: Latin, Thai and colour emoji, at @p sizePx view points.

@@ -65,6 +65,17 @@ TEST_F(Accessibility, LinesAreTextsThatAreNamedByWhatTheySay)
     EXPECT_EQ(nameOf(statusLabel), u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s);
 }
 
+TEST_F(Accessibility, LinesLieWhereTheirTextIs)
+{
+    ASSERT_TRUE(openPictures());
+    const QPoint origin = view->mapToGlobal(QPoint(0, 0));
+    const auto rect = [&](QWidget *widget) {
+        return QAccessible::queryAccessibleInterface(widget)->rect().translated(-origin);
+    };
+    EXPECT_EQ(rect(infoLabel), QRect(20, 16, 760, 22));
+    EXPECT_EQ(rect(statusLabel), QRect(0, 520, 800, 30));
+}
+
 TEST_F(Accessibility, HelpPageIsAllItsLines)
 {
     start({"--bench"});
