@@ -1,5 +1,6 @@
 #include "app/Accessibility.h"
 
+#include "editing/CropOverlayView.h"
 #include "screen/TextLabel.h"
 
 #include <QAccessible>
@@ -22,7 +23,6 @@ struct WidgetRole
 constexpr WidgetRole ROLES[] = {
     {u"tavolin::HelpView", QAccessible::StaticText},
     {u"tavolin::ViewerView", QAccessible::Graphic},
-    {u"tavolin::CropOverlayView", QAccessible::Graphic},
     {u"tavolin::CropBar", QAccessible::ToolBar},
 };
 
@@ -31,7 +31,10 @@ class LineInterface : public QAccessibleWidget
 {
 public:
     explicit LineInterface(TextLabel *label)
-        : QAccessibleWidget(label, QAccessible::StaticText), m_label(*label)
+        : QAccessibleWidget(label, label->purpose() == TextLabel::Purpose::Message
+                                       ? QAccessible::Notification
+                                       : QAccessible::StaticText),
+          m_label(*label)
     {}
 
     QRect rect() const override
@@ -44,11 +47,31 @@ private:
     TextLabel &m_label;
 };
 
+/// The crop box, which tells its size and the angle when it is asked.
+class CropBoxInterface : public QAccessibleWidget
+{
+public:
+    explicit CropBoxInterface(CropOverlayView *overlay)
+        : QAccessibleWidget(overlay, QAccessible::Graphic), m_overlay(*overlay)
+    {}
+
+    QString text(QAccessible::Text kind) const override
+    {
+        return kind == QAccessible::Description ? m_overlay.description()
+                                                : QAccessibleWidget::text(kind);
+    }
+
+private:
+    const CropOverlayView &m_overlay;
+};
+
 /// Qt asks for each class of @p object in turn, the most derived first; null leaves it to Qt.
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     if (className == u"tavolin::TextLabel")
         return new LineInterface(static_cast<TextLabel *>(object));
+    if (className == u"tavolin::CropOverlayView")
+        return new CropBoxInterface(static_cast<CropOverlayView *>(object));
     for (const WidgetRole &entry : ROLES) {
         if (className == entry.className)
             return new QAccessibleWidget(static_cast<QWidget *>(object), entry.role);

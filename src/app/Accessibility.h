@@ -3,8 +3,9 @@
 
 namespace tavolin {
 
-/// Lets assistive tools know each of our widgets as what it is: texts, pictures, a tool bar. Has to
-/// be called before the first of them is made, and does nothing when called again.
+/// Lets assistive tools know each of our widgets as what it is: texts, messages, pictures, the crop
+/// box, a tool bar. Has to be called before the first of them is made, and does nothing when called
+/// again.
 void describeWidgets();
 
 } // namespace tavolin

@@ -86,7 +86,7 @@ void CropMode::findFullSize()
             return;
         m_isFullSizeAwaited = false;
         m_fullSize = size;
-        m_cropOverlay->update();
+        m_cropOverlay->pixelScaleChanged();
     });
 }
 
@@ -94,7 +94,8 @@ void CropMode::buildOverlay()
 {
     m_cropOverlay = new CropOverlayView(
         {[this] { return m_with.screen.fitRect(); }, [this] { return imagePixelScale(); },
-         [this] { return m_cropBar ? QRectF(m_cropBar->geometry()) : QRectF(); }},
+         [this] { return m_cropBar ? QRectF(m_cropBar->geometry()) : QRectF(); },
+         [this] { return m_cropAngle; }},
         &m_with.view);
     connect(m_cropOverlay, &CropOverlayView::layoutChanged, this, &CropMode::editLayoutChanged);
     connect(m_cropOverlay, &CropOverlayView::ratioChanged, this, &CropMode::updateCropBar);

@@ -1,5 +1,8 @@
 #include "editing/CropOverlayView.h"
 
+#include "editing/CropRatio.h"
+
+#include <QAccessible>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QRegion>
@@ -31,6 +34,7 @@ void CropOverlayView::refitBox()
 {
     m_crop.box = tavolin::refitBox(m_crop.box, m_crop.ratio, imageBounds());
     update(); // the shade follows the picture
+    tellOfChange();
 }
 
 void CropOverlayView::setRatio(std::optional<double> ratio, const QString &name)
@@ -57,6 +61,12 @@ void CropOverlayView::nudge(KeyCode code, bool shift)
                  : movedBox(m_crop.box, code, imageBounds()));
 }
 
+void CropOverlayView::pixelScaleChanged()
+{
+    update(); // the read-out
+    tellOfChange();
+}
+
 void CropOverlayView::setBox(const QRectF &box)
 {
     const QRectF before = cropBoxExtent(scene());
@@ -66,6 +76,7 @@ void CropOverlayView::setBox(const QRectF &box)
         update(); // the shade appears or goes
     else
         update(QRegion(before.toAlignedRect()) + after.toAlignedRect());
+    tellOfChange();
 }
 
 QRectF CropOverlayView::imageBounds() const
@@ -79,6 +90,13 @@ QRectF CropOverlayView::imageBounds() const
 std::optional<QRectF> CropOverlayView::boxInImagePixels(QSizeF fullSize) const
 {
     return tavolin::boxInImagePixels(m_crop.box, imageBounds(), fullSize);
+}
+
+QString CropOverlayView::description() const
+{
+    const QString angle = angleText(m_picture.angle ? m_picture.angle() : 0);
+    const auto scale = scene().pixelScale;
+    return scale ? cropSizeText(m_crop.box.size(), *scale) + u", "_s + angle : angle;
 }
 
 void CropOverlayView::mousePressEvent(QMouseEvent *event)
@@ -115,6 +133,14 @@ void CropOverlayView::resizeEvent(QResizeEvent *)
     m_lastSize = size();
     Q_EMIT layoutChanged();
     resetToDefaultBox();
+}
+
+void CropOverlayView::tellOfChange()
+{
+    if (!QAccessible::isActive())
+        return;
+    QAccessibleEvent event(this, QAccessible::DescriptionChanged);
+    QAccessible::updateAccessibility(&event);
 }
 
 CropScene CropOverlayView::scene() const

@@ -21,6 +21,8 @@ struct CropPicture
     std::function<std::optional<double>()> imagePixelScale;
     /// What lies over the overlay, in view points; nothing without an answer.
     std::function<QRectF()> bar = {};
+    /// By which the picture is turned, in degrees; 0 without an answer.
+    std::function<double()> angle = {};
 };
 
 /// The crop box: drawn, dragged with the left button, and reshaped by the owner's calls. The owner
@@ -45,6 +47,8 @@ public:
     void flipOrientation();
     /// Moves the box by an arrow key, or resizes it if @p shift is held.
     void nudge(KeyCode code, bool shift);
+    /// To be called when the picture's pixels a point have become others while it stays.
+    void pixelScaleChanged();
     /// Puts the box at @p box, as it is.
     void setBox(const QRectF &box);
 
@@ -56,6 +60,9 @@ public:
     /// What the box cuts out of a picture of @p fullSize pixels: in pixels, not rounded, clipped to
     /// the picture; empty when that is under 2 pixels wide or high.
     [[nodiscard]] std::optional<QRectF> boxInImagePixels(QSizeF fullSize) const;
+    /// The box's size, unless that is unknown, and the angle, for assistive tools, which hear of
+    /// each change: "1200 × 800 px, +2.5°".
+    [[nodiscard]] QString description() const;
 
 Q_SIGNALS:
     /// The size of the view has changed; emitted before the box is placed anew, so that the
@@ -73,6 +80,7 @@ protected:
 
 private:
     [[nodiscard]] CropScene scene() const;
+    void tellOfChange();
 
     CropPicture m_picture;
     CropBox m_crop;

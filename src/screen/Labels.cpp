@@ -22,7 +22,7 @@ constexpr QColor DETAIL_COLOR{0, 212, 255, 217};
 Labels::Labels(QWidget &view)
     : m_view(view), m_infoLabel(new TextLabel(14, Qt::AlignLeft, &view)),
       m_detailLabel(new TextLabel(12, Qt::AlignLeft, &view)),
-      m_statusLabel(new TextLabel(20, Qt::AlignHCenter, &view))
+      m_statusLabel(new TextLabel(20, Qt::AlignHCenter, &view, TextLabel::Purpose::Message))
 {
     m_detailLabel->setColor(DETAIL_COLOR);
     m_statusTimer.setSingleShot(true);
@@ -74,6 +74,7 @@ const QString &Labels::statusText() const
 void Labels::showInfo(const QString &text)
 {
     m_infoLabel->setText(text);
+    m_view.setAccessibleName(text); // the view has the keyboard, so that each step is heard
 }
 
 void Labels::showDetail(const QString &text)

@@ -44,7 +44,8 @@ public:
     /// When what is on the status line was put there.
     [[nodiscard]] std::chrono::steady_clock::time_point statusTime() const { return m_statusTime; }
 
-    /// Shows @p text on the info line, which stands at the top.
+    /// Shows @p text on the info line, which stands at the top, and makes it the view's name for
+    /// assistive tools.
     void showInfo(const QString &text);
     /// Shows @p text on the line of details below it.
     void showDetail(const QString &text);

@@ -2,6 +2,7 @@
 
 #include "screen/TextShadow.h"
 
+#include <QAccessible>
 #include <QFont>
 #include <QFontMetrics>
 #include <QMargins>
@@ -19,10 +20,24 @@ namespace {
 constexpr int ROOM_WIDTH = SHADOW_REACH + 1;
 constexpr QMargins ROOM(ROOM_WIDTH, ROOM_WIDTH, ROOM_WIDTH, ROOM_WIDTH);
 
+/// Has screen readers say what @p label says.
+void announce(TextLabel &label)
+{
+    if (!QAccessible::isActive())
+        return;
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+    QAccessibleAnnouncementEvent event(&label, label.text());
+#else
+    // What they read aloud of such versions is a notification that appears.
+    QAccessibleEvent event(&label, QAccessible::ObjectShow);
+#endif
+    QAccessible::updateAccessibility(&event);
+}
+
 } // namespace
 
-TextLabel::TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent)
-    : QWidget(parent), m_alignment(alignment | Qt::AlignVCenter)
+TextLabel::TextLabel(int sizePx, Qt::Alignment alignment, QWidget *parent, Purpose purpose)
+    : QWidget(parent), m_alignment(alignment | Qt::AlignVCenter), m_purpose(purpose)
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setContentsMargins(ROOM);
@@ -41,6 +56,8 @@ void TextLabel::setText(const QString &text)
     m_text = text;
     m_letters = {};
     setAccessibleName(text); // notifies nobody unless a tool is there
+    if (m_purpose == Purpose::Message && !text.isEmpty())
+        announce(*this);
     update();
 }
 

@@ -30,6 +30,11 @@ QString nameOf(QWidget *widget)
     return QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name);
 }
 
+QString descriptionOf(QWidget *widget)
+{
+    return QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Description);
+}
+
 /// The first viewer of a process, as every user's is: it is made before anything has been said
 /// about our widgets.
 using FirstViewer = test::ViewerFixture;
@@ -38,7 +43,7 @@ TEST_F(FirstViewer, ViewIsAPicture)
 {
     start({"--bench"});
     EXPECT_EQ(roleOf(view), QAccessible::Graphic);
-    EXPECT_EQ(nameOf(view), u"รูป"_s);
+    EXPECT_EQ(nameOf(view), u"Tavolin Viewer — กด O เปิดโฟลเดอร์ | H วิธีใช้"_s);
 }
 
 class Accessibility : public test::EditFixture
@@ -56,7 +61,7 @@ TEST_F(Accessibility, LinesAreTextsThatAreNamedByWhatTheySay)
     ASSERT_TRUE(openPictures());
     EXPECT_EQ(roleOf(infoLabel), QAccessible::StaticText);
     EXPECT_EQ(roleOf(detailLabel), QAccessible::StaticText);
-    EXPECT_EQ(roleOf(statusLabel), QAccessible::StaticText);
+    EXPECT_EQ(roleOf(statusLabel), QAccessible::Notification);
     EXPECT_EQ(nameOf(infoLabel), u"1/3 | 0.png   [H=วิธีใช้]"_s);
     EXPECT_EQ(nameOf(statusLabel), QString());
     press(Qt::Key_Right);
@@ -110,6 +115,24 @@ TEST_F(Accessibility, CropModeIsAPictureAndAToolBar)
     EXPECT_EQ(nameOf(overlay()), u"กรอบครอป"_s);
     EXPECT_EQ(roleOf(bar()), QAccessible::ToolBar);
     EXPECT_EQ(nameOf(bar()), u"ครอป+หมุน"_s);
+}
+
+TEST_F(Accessibility, ViewIsNamedByTheInfoLine)
+{
+    ASSERT_TRUE(openPictures());
+    EXPECT_EQ(nameOf(view), u"1/3 | 0.png   [H=วิธีใช้]"_s);
+    press(Qt::Key_Right);
+    EXPECT_EQ(nameOf(view), u"2/3 | 1.png   [H=วิธีใช้]"_s);
+}
+
+TEST_F(Accessibility, CropBoxTellsItsSizeAndTheAngle)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    setBox(test::TOP_LEFT_QUARTER);
+    EXPECT_EQ(descriptionOf(overlay()), u"200 × 150 px, 0.0°"_s);
+    press(Qt::Key_BracketRight);
+    EXPECT_TRUE(descriptionOf(overlay()).endsWith(u" px, +0.5°"_s));
 }
 
 } // namespace

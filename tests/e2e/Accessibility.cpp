@@ -71,6 +71,8 @@ struct Questions
           state(ask(bus, object, ACCESSIBLE, "GetState"_L1)),
           role(ask(bus, object, ACCESSIBLE, "GetRole"_L1)),
           name(ask(bus, object, PROPERTIES, "Get"_L1, {QString(ACCESSIBLE), u"Name"_s})),
+          description(
+              ask(bus, object, PROPERTIES, "Get"_L1, {QString(ACCESSIBLE), u"Description"_s})),
           extents(ask(bus, object, COMPONENT, "GetExtents"_L1, {ON_THE_SCREEN}))
     {}
 
@@ -79,6 +81,7 @@ struct Questions
     QDBusPendingCall state;
     QDBusPendingCall role;
     QDBusPendingCall name;
+    QDBusPendingCall description;
     QDBusPendingCall extents;
 };
 
@@ -108,8 +111,9 @@ std::optional<AccessibleObject> read(const QDBusConnection &bus, const Questions
     const auto state = answer(asked.state);
     const auto role = answer(asked.role);
     const auto name = answer(asked.name);
+    const auto description = answer(asked.description);
     const auto extents = answer(asked.extents);
-    if (!state || !role || !name || !extents)
+    if (!state || !role || !name || !description || !extents)
         return {};
     const unsigned bits = qdbus_cast<QList<unsigned>>(*state).value(0); // a second word has others
     if ((bits >> SHOWING & 1) == 0)
@@ -117,6 +121,7 @@ std::optional<AccessibleObject> read(const QDBusConnection &bus, const Questions
     AccessibleObject result{.path = asked.object.path,
                             .role = static_cast<AccessibleRole>(role->toUInt()),
                             .name = name->value<QDBusVariant>().variant().toString(),
+                            .description = description->value<QDBusVariant>().variant().toString(),
                             .content = {},
                             .rect = qdbus_cast<QRect>(*extents),
                             .isChecked = (bits >> CHECKED & 1) != 0,
@@ -149,14 +154,21 @@ AssistiveTool::AssistiveTool(const SessionBus &session)
         return;
     QDBusConnection bus = QDBusConnection::connectToBus(address, m_name);
     const Reference registry{u"org.a11y.atspi.Registry"_s, u"/org/a11y/atspi/registry"_s};
-    // Programs tell only what somebody has asked for.
-    QDBusPendingCall asking = ask(bus, registry, "org.a11y.atspi.Registry"_L1, "RegisterEvent"_L1,
-                                  {u"object:property-change:accessible-name"_s});
-    asking.waitForFinished();
-    if (asking.isError() ||
-        !bus.connect({}, {}, u"org.a11y.atspi.Event.Object"_s, u"PropertyChange"_s, this,
-                     SLOT(propertyChanged(QDBusMessage))))
-        m_error = u"the accessibility bus does not answer"_s;
+    for (const QString &event : {u"object:property-change:accessible-name"_s,
+                                 u"object:property-change:accessible-description"_s,
+                                 u"object:state-changed:showing"_s, u"object:announcement"_s}) {
+        // Programs tell only what somebody has asked for.
+        QDBusPendingCall asking =
+            ask(bus, registry, "org.a11y.atspi.Registry"_L1, "RegisterEvent"_L1, {event});
+        asking.waitForFinished();
+        if (asking.isError())
+            m_error = u"the accessibility bus does not answer"_s;
+    }
+    for (const QString &signal : {u"PropertyChange"_s, u"StateChanged"_s, u"Announcement"_s}) {
+        if (!bus.connect({}, {}, u"org.a11y.atspi.Event.Object"_s, signal, this,
+                         SLOT(heard(QDBusMessage))))
+            m_error = u"the accessibility bus can't be listened to"_s;
+    }
 }
 
 AssistiveTool::~AssistiveTool()
@@ -203,14 +215,32 @@ std::vector<AccessibleObject> AssistiveTool::objects() const
 
 int AssistiveTool::nameChanges(const AccessibleObject &object)
 {
-    QCoreApplication::sendPostedEvents(this); // what has arrived since
-    return m_nameChanges.value(object.path);
+    return count(object, u"accessible-name"_s);
 }
 
-void AssistiveTool::propertyChanged(const QDBusMessage &message)
+int AssistiveTool::descriptionChanges(const AccessibleObject &object)
 {
-    if (message.arguments().value(0) == u"accessible-name"_s)
-        ++m_nameChanges[message.path()];
+    return count(object, u"accessible-description"_s);
+}
+
+int AssistiveTool::announcements(const AccessibleObject &object)
+{
+    return count(object, u"showing"_s) + count(object, u"Announcement"_s);
+}
+
+int AssistiveTool::count(const AccessibleObject &object, const QString &what)
+{
+    QCoreApplication::sendPostedEvents(this); // what has arrived since
+    return m_heard.value({object.path, what});
+}
+
+void AssistiveTool::heard(const QDBusMessage &message)
+{
+    const QString detail = message.arguments().value(0).toString();
+    const bool isEnd = message.member() == u"StateChanged"_s && message.arguments().value(1) == 0;
+    if (!isEnd)
+        ++m_heard[{message.path(),
+                   message.member() == u"Announcement"_s ? message.member() : detail}];
 }
 
 } // namespace tavolin

@@ -7,6 +7,7 @@
 #include <QRect>
 #include <QString>
 
+#include <utility>
 #include <vector>
 
 class QDBusMessage;
@@ -26,6 +27,7 @@ enum class AccessibleRole {
     Button = 43,
     TextField = 61,
     ToolBar = 63,
+    Notification = 101,
 };
 
 /// Something that is on the screen.
@@ -34,6 +36,7 @@ struct AccessibleObject
     QString path; ///< Tells it from every other one of its program.
     AccessibleRole role{};
     QString name;
+    QString description;
     QString content; ///< What is written in a text field.
     QRect rect;      ///< Pixels of the screen.
     bool isChecked = false;
@@ -61,19 +64,25 @@ public:
     /// away while it looks.
     [[nodiscard]] std::vector<AccessibleObject> objects() const;
 
-    /// How often the viewer has told that the name of @p object has changed.
+    /// How often the viewer has told that the name of @p object has changed, or its description.
     [[nodiscard]] int nameChanges(const AccessibleObject &object);
+    [[nodiscard]] int descriptionChanges(const AccessibleObject &object);
+
+    /// How often the viewer has done what makes a screen reader say what @p object, a notification,
+    /// says: told that it has come up, or newer versions of Qt its text.
+    [[nodiscard]] int announcements(const AccessibleObject &object);
 
 private Q_SLOTS:
-    void propertyChanged(const QDBusMessage &message);
+    void heard(const QDBusMessage &message);
 
 private:
+    [[nodiscard]] int count(const AccessibleObject &object, const QString &what);
     [[nodiscard]] QString findBus(const QString &sessionAddress);
 
     QString m_name; // of the connection, in this process
     QString m_whyUnavailable;
     QString m_error;
-    QMap<QString, int> m_nameChanges; // of each path
+    QMap<std::pair<QString, QString>, int> m_heard; // of each path, and what
 };
 
 } // namespace tavolin

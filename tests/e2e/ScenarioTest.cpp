@@ -513,6 +513,35 @@ TEST_F(Scenario, ScreenReaderHearsOfEachStepOnceAndOfMessages)
     EXPECT_EQ(m_tool->nameChanges(*info), before + 2);
 }
 
+TEST_F(Scenario, ScreenReaderSaysStepsMessagesAndWhatIsCropped)
+{
+    ASSERT_TRUE(openPictures(3));
+    const auto view = find(Role::Picture, u"1/3 | IMG_1001.jpg   [H=วิธีใช้]"_s);
+    const auto status = statusLabel();
+    ASSERT_TRUE(view && status);
+    EXPECT_TRUE(view->hasFocus); // or nobody would say its name
+    const int steps = m_tool->nameChanges(*view);
+    tap(KEY_RIGHT);
+    EXPECT_TRUE(waitFor(Role::Picture, u"2/3 | IMG_1002.jpg   [H=วิธีใช้]"_s));
+    EXPECT_TRUE(waitUntil([&] { return m_tool->nameChanges(*view) == steps + 1; }));
+
+    const int messages = m_tool->announcements(*status);
+    tap(KEY_S);
+    EXPECT_TRUE(waitUntil([&] { return m_tool->announcements(*status) == messages + 1; }));
+    EXPECT_EQ(statusLine(), u"ยังไม่มีการแก้ไข — X=ครอป/หมุน"_s);
+
+    ASSERT_TRUE(enterCrop());
+    const auto box = find(Role::Picture, u"กรอบครอป"_s);
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->description, u"959 × 639 px, 0.0°"_s);
+    const int changes = m_tool->descriptionChanges(*box);
+    tap(KEY_RIGHTBRACE);
+    EXPECT_TRUE(waitUntil([&] { return m_tool->descriptionChanges(*box) == changes + 1; }));
+    const auto turned = find(Role::Picture, u"กรอบครอป"_s);
+    ASSERT_TRUE(turned);
+    EXPECT_TRUE(turned->description.endsWith(u" px, +0.5°"_s));
+}
+
 TEST_F(Scenario, PictureHandedOverByTheDesktopIsShown)
 {
     addPictures(3);

@@ -34,12 +34,12 @@ void SessionTest::startSession()
 
 std::optional<AccessibleObject> SessionTest::infoLabel() const
 {
-    return lineBetween(20, 22);
+    return lineBetween(Role::Label, 20, 22);
 }
 
 std::optional<AccessibleObject> SessionTest::statusLabel() const
 {
-    return lineBetween(0, 30);
+    return lineBetween(Role::Notification, 0, 30);
 }
 
 QString SessionTest::infoLine() const
@@ -61,11 +61,11 @@ std::optional<int> SessionTest::quit()
 }
 
 /// The line that spans the screen, less @p margin on either side.
-std::optional<AccessibleObject> SessionTest::lineBetween(int margin, int height) const
+std::optional<AccessibleObject> SessionTest::lineBetween(Role role, int margin, int height) const
 {
     for (const AccessibleObject &object : m_tool->objects()) {
         const QRect &rect = object.rect;
-        if (object.role == Role::Label && rect.x() == margin && rect.height() == height &&
+        if (object.role == role && rect.x() == margin && rect.height() == height &&
             rect.width() == SCREEN_RECT.width() - 2 * margin)
             return object;
     }

@@ -42,7 +42,8 @@ protected:
     std::optional<AssistiveTool> m_tool;
 
 private:
-    [[nodiscard]] std::optional<AccessibleObject> lineBetween(int margin, int height) const;
+    [[nodiscard]] std::optional<AccessibleObject> lineBetween(Role role, int margin,
+                                                              int height) const;
 };
 
 } // namespace tavolin

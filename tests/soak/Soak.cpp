@@ -84,7 +84,7 @@ bool isHelp(const AccessibleObject &object)
 /// Whether it says that the viewer works on something.
 bool isBusy(const AccessibleObject &object)
 {
-    return object.role == Role::Label && object.name.startsWith(u"⏳"_s);
+    return object.role == Role::Notification && object.name.startsWith(u"⏳"_s);
 }
 
 /// Files that other programs wrote, whole and broken.
