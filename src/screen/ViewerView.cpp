@@ -8,6 +8,8 @@
 #include <QPainter>
 #include <QWheelEvent>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace tavolin {
@@ -23,7 +25,7 @@ bool isModifier(const QKeyEvent &event)
 
 } // namespace
 
-ViewerView::ViewerView()
+ViewerView::ViewerView() : m_scale(devicePixelRatio())
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocusPolicy(Qt::TabFocus); // a click must not take the keyboard from the search field
@@ -66,6 +68,10 @@ void ViewerView::wheelEvent(QWheelEvent *event)
 
 void ViewerView::paintEvent(QPaintEvent *)
 {
+    // Before version 6.6 Qt tells nobody when the scale alone is another one. All is painted then.
+    const double scale = devicePixelRatio();
+    if (scale != std::exchange(m_scale, scale) && m_handlers.resized)
+        m_handlers.resized();
     QPainter painter(this);
     if (m_handlers.paint)
         m_handlers.paint(painter);

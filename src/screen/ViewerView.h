@@ -16,7 +16,7 @@ struct ViewHandlers
     std::function<void(QPointF)> mouseDragged;
     std::function<void()> mouseReleased;
     std::function<void(const QWheelEvent &)> scrolled;
-    std::function<void()> resized;
+    std::function<void()> resized; ///< Or has another scale, of device pixels to a point.
     std::function<void(QPainter &)> paint;
 };
 
@@ -45,6 +45,7 @@ protected:
 
 private:
     ViewHandlers m_handlers;
+    double m_scale; // when it was painted last
 };
 
 } // namespace tavolin

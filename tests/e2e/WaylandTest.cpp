@@ -3,9 +3,6 @@
 #include "e2e/ViewerTest.h"
 #include "e2e/Weston.h"
 
-#include <QFile>
-#include <QLibraryInfo>
-
 #include <linux/input-event-codes.h>
 
 namespace tavolin {
@@ -22,7 +19,7 @@ class WaylandTest : public ViewerTest
 protected:
     void SetUp() override
     {
-        if (const QString reason = whyUnavailable(); !reason.isEmpty())
+        if (const QString reason = Weston::whyUnavailable(); !reason.isEmpty())
             GTEST_SKIP() << reason.toStdString();
         ViewerTest::SetUp();
         if (IsSkipped() || HasFatalFailure())
@@ -41,14 +38,6 @@ protected:
     }
 
 private:
-    static QString whyUnavailable()
-    {
-        const QString plugins = QLibraryInfo::path(QLibraryInfo::PluginsPath);
-        if (!QFile::exists(plugins + u"/platforms/libqwayland-generic.so"_s))
-            return u"Qt's Wayland platform plugin is not installed"_s;
-        return Weston::whyUnavailable();
-    }
-
     std::optional<Weston> m_weston;
 };
 

@@ -7,10 +7,14 @@
 
 #include <QFile>
 #include <QImage>
+#include <QLibraryInfo>
 #include <QProcessEnvironment>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <utility>
 
 namespace tavolin {
 
@@ -24,15 +28,12 @@ constexpr auto SETTLING_TIME = 100ms;
 
 } // namespace
 
-Weston::Weston(const XServer &server)
+Weston::Weston(const XServer &server, std::vector<WestonOutput> outputs)
+    : m_server(server), m_outputs(std::move(outputs))
 {
-    startProcess(server);
+    startProcess();
     XClient client(server.displayName());
-    const auto hasWindow = [&] {
-        const auto windows = client.windows();
-        return windows.size() == 1 && windows[0].geometry == WESTON_RECT;
-    };
-    if (!waitUntil([&] { return !isRunning() || hasWindow(); }) || !hasWindow()) {
+    if (!waitUntil([&] { return !isRunning() || hasWindows(client); }) || !hasWindows(client)) {
         QFile log(logPath());
         m_error = u"weston does not start: "_s + (log.open(QIODevice::ReadOnly)
                                                       ? QString::fromUtf8(log.readAll())
@@ -64,6 +65,9 @@ Weston::~Weston()
 
 QString Weston::whyUnavailable()
 {
+    const QString plugins = QLibraryInfo::path(QLibraryInfo::PluginsPath);
+    if (!QFile::exists(plugins + u"/platforms/libqwayland-generic.so"_s))
+        return u"Qt's Wayland platform plugin is not installed"_s;
     return QStandardPaths::findExecutable(u"weston"_s).isEmpty() ? u"weston is not installed"_s
                                                                  : QString();
 }
@@ -78,10 +82,43 @@ QString Weston::logPath() const
     return m_folder.filePath(u"log"_s);
 }
 
-void Weston::startProcess(const XServer &server)
+bool Weston::closeFirstOutput()
 {
+    XClient client(m_server.displayName());
+    client.close(client.windows()[0]);
+    m_outputs.erase(m_outputs.begin());
+    if (!waitUntil([&] { return hasWindows(client); }))
+        return false;
+    client.giveKeyboard(client.windows()[0]);
+    return true;
+}
+
+bool Weston::hasWindows(const XClient &client) const
+{
+    const auto windows = client.windows();
+    return std::ranges::equal(
+        windows, m_outputs, {}, &TopLevelWindow::geometry,
+        [](const WestonOutput &output) { return QRect(WESTON_RECT.topLeft(), output.pixels()); });
+}
+
+bool Weston::writeConfiguration() const
+{
+    QString text;
+    for (std::size_t i = 0; i < m_outputs.size(); ++i)
+        text += u"[output]\nname=X%1\nmode=%2x%3\nscale=%4\n"_s.arg(i + 1)
+                    .arg(m_outputs[i].size.width())
+                    .arg(m_outputs[i].size.height())
+                    .arg(m_outputs[i].scale);
+    QFile file(m_folder.filePath(u"weston.ini"_s));
+    return file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) >= 0;
+}
+
+void Weston::startProcess()
+{
+    if (!writeConfiguration())
+        return;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"DISPLAY"_s, QString::fromLatin1(server.displayName()));
+    environment.insert(u"DISPLAY"_s, QString::fromLatin1(m_server.displayName()));
     environment.insert(u"HOME"_s, m_folder.path());
     environment.insert(u"XDG_RUNTIME_DIR"_s, m_folder.path()); // which only its owner can read
     endWithParent(m_process);
@@ -90,8 +127,8 @@ void Weston::startProcess(const XServer &server)
     m_process.setProcessChannelMode(QProcess::MergedChannels);
     m_process.setStandardOutputFile(logPath());
     m_process.start(u"weston"_s, {u"--backend=x11-backend.so"_s, u"--use-pixman"_s,
-                                  u"--width=%1"_s.arg(WESTON_RECT.width()),
-                                  u"--height=%1"_s.arg(WESTON_RECT.height()), u"--no-config"_s,
+                                  u"--output-count=%1"_s.arg(m_outputs.size()),
+                                  u"--config="_s + m_folder.filePath(u"weston.ini"_s),
                                   u"--idle-time=0"_s, u"--socket=wayland"_s});
 }
 

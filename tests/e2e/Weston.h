@@ -4,28 +4,45 @@
 
 #include <QProcess>
 #include <QRect>
+#include <QSize>
 #include <QString>
 #include <QTemporaryDir>
 
+#include <vector>
+
 namespace tavolin {
 
+class XClient;
 class XServer;
 
 /// The compositor's window on the X screen, in pixels; its programs see a screen of this size.
 inline constexpr QRect WESTON_RECT{0, 0, 1280, 800};
+
+/// One of the compositor's screens: as many points, of so many pixels each way.
+struct WestonOutput
+{
+    QSize size;
+    int scale = 1;
+
+    [[nodiscard]] QSize pixels() const { return size * scale; }
+};
 
 /// Runs from construction to destruction.
 class Weston
 {
 public:
     /// Starts the compositor on @p server, which must outlive it, with the keyboard and the mouse.
-    /// Waits until programs can be started; on failure error() says why.
-    explicit Weston(const XServer &server);
+    /// Its windows, one for each of @p outputs, all lie in the corner of the X screen, the last on
+    /// top; programs start where the middle of WESTON_RECT is. Waits until they can; on failure
+    /// error() says why.
+    explicit Weston(const XServer &server,
+                    std::vector<WestonOutput> outputs = {{WESTON_RECT.size()}});
     ~Weston();
     Weston(const Weston &) = delete;
     Weston &operator=(const Weston &) = delete;
 
-    /// Why it can't be started on this machine: the reason to skip a test. Empty when it can.
+    /// Why it can't be started on this machine, or the viewer not in it: the reason to skip a test.
+    /// Empty when both can.
     [[nodiscard]] static QString whyUnavailable();
 
     /// Empty when the compositor is running.
@@ -34,11 +51,18 @@ public:
     /// Where it listens for programs: a full path.
     [[nodiscard]] QString socket() const;
 
+    /// Takes the first screen away: its programs go to the next one. False where that fails.
+    [[nodiscard]] bool closeFirstOutput();
+
 private:
     [[nodiscard]] QString logPath() const;
-    void startProcess(const XServer &server);
+    void startProcess();
+    [[nodiscard]] bool writeConfiguration() const;
+    [[nodiscard]] bool hasWindows(const XClient &client) const;
     [[nodiscard]] bool isRunning();
 
+    const XServer &m_server;
+    std::vector<WestonOutput> m_outputs;
     QTemporaryDir m_folder;
     QProcess m_process;
     QString m_error;

@@ -209,6 +209,19 @@ std::vector<TopLevelWindow> XClient::windows() const
     return result;
 }
 
+void XClient::close(const TopLevelWindow &window)
+{
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window.id;
+    event.xclient.message_type = XInternAtom(m_display.get(), "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] =
+        static_cast<long>(XInternAtom(m_display.get(), "WM_DELETE_WINDOW", False));
+    XSendEvent(m_display.get(), window.id, False, NoEventMask, &event);
+    XSync(m_display.get(), False);
+}
+
 void XClient::giveKeyboard(const TopLevelWindow &window)
 {
     XSetInputFocus(m_display.get(), window.id, RevertToPointerRoot, CurrentTime);

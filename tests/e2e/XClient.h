@@ -79,6 +79,9 @@ public:
     /// manager puts them into frames.
     [[nodiscard]] std::vector<TopLevelWindow> windows() const;
 
+    /// Asks the program to close @p window, as the button in a frame does.
+    void close(const TopLevelWindow &window);
+
     /// Lets keys go to @p window.
     void giveKeyboard(const TopLevelWindow &window);
 
