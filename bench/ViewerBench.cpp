@@ -24,9 +24,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,13 +36,28 @@
 namespace {
 
 using namespace tavolin;
+using namespace Qt::StringLiterals;
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr QSize SCREEN(1920, 1080);
+constexpr QSize FULL_HD(1920, 1080);
+constexpr QSize FOUR_K(3840, 2160);
 constexpr int FILES = 100'000;
 /// Long enough for the main thread to come to rest after the key, before the picture arrives.
 constexpr std::chrono::milliseconds DECODE_TIME(5);
+
+/// Runs @p benchmark on a screen of either size.
+void onBothScreens(benchmark::internal::Benchmark *benchmark)
+{
+    for (const QSize screen : {FULL_HD, FOUR_K})
+        benchmark->Args({screen.width(), screen.height()});
+    benchmark->Unit(benchmark::kMillisecond);
+}
+
+QSize screenOf(const benchmark::State &state)
+{
+    return {static_cast<int>(state.range(0)), static_cast<int>(state.range(1))};
+}
 
 /// A folder of @p count empty files.
 class Folder
@@ -83,12 +100,18 @@ private:
     bool m_isPainted = false;
 };
 
-/// A viewer on a folder, whose decoder hands out pictures made beforehand,
+/// A viewer on a folder, as large as @p screen, whose decoder hands out pictures made beforehand,
 /// so that only the main thread's part is left to measure.
 class Stage : public InProcessReader
 {
 public:
-    explicit Stage(const std::filesystem::path &folder, QSize displaySize = {1920, 1280})
+    Stage(const std::filesystem::path &folder, QSize screen)
+        : Stage(folder, screen,
+                QSize(3, 2).scaled(QSize(MAX_DISPLAY_PIXELS, MAX_DISPLAY_PIXELS)
+                                       .boundedTo({screen.width(), screen.width()}),
+                                   Qt::KeepAspectRatio))
+    {}
+    Stage(const std::filesystem::path &folder, QSize screen, QSize displaySize)
     {
         const QImage drawn = pictures::drawPicture({.size = displaySize});
         PixelBuffer pixels(drawn.size());
@@ -96,10 +119,10 @@ public:
             std::memcpy(pixels.row(y), drawn.constScanLine(y),
                         static_cast<std::size_t>(drawn.bytesPerLine()));
         m_picture.image = std::move(pixels).toImage(Alpha::Opaque);
-        m_picture.rendition = makeRendition(m_picture.image, QRectF({0, 0}, SCREEN), 1);
+        m_picture.rendition = makeRendition(m_picture.image, QRectF({0, 0}, screen), 1);
         m_viewer.applicationDidFinishLaunching({.path = folder, .isBench = true});
         for (QWidget *window : QApplication::topLevelWidgets())
-            window->setGeometry(QRect({0, 0}, SCREEN));
+            window->setGeometry(QRect({0, 0}, screen));
         settle();
     }
 
@@ -152,7 +175,7 @@ private:
     {
         while (!stop.stop_requested())
             benchmark::DoNotOptimize(loadDisplayPicture(
-                m_file, {.maxPixel = 1920, .area = QRectF({0, 0}, SCREEN), .scale = 1}, stop));
+                m_file, {.maxPixel = 1920, .area = QRectF({0, 0}, FULL_HD), .scale = 1}, stop));
     }
 
     Folder m_folder{0};
@@ -163,14 +186,15 @@ private:
 
 void baselineCopyOfTheScreen(benchmark::State &state)
 {
-    std::vector<Pixel> from(static_cast<std::size_t>(SCREEN.width() * SCREEN.height()), 1);
+    const QSize screen = screenOf(state);
+    std::vector<Pixel> from(static_cast<std::size_t>(screen.width() * screen.height()), 1);
     std::vector<Pixel> to(from.size());
     for (auto _ : state) {
         std::memcpy(to.data(), from.data(), from.size() * sizeof(Pixel));
         benchmark::ClobberMemory();
     }
 }
-BENCHMARK(baselineCopyOfTheScreen)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(baselineCopyOfTheScreen)->Apply(onBothScreens)->UseRealTime();
 
 /// The main thread's time for one @p action and all that follows from it up to the painted window;
 /// the worst one stands in the counter maxMs.
@@ -198,7 +222,7 @@ void measureShowing(benchmark::State &state, Before before, Action action)
 void measureNewPicture(benchmark::State &state)
 {
     const Folder folder(2000);
-    Stage stage(folder.path());
+    Stage stage(folder.path(), screenOf(state));
     measureShowing(
         state,
         [&] {
@@ -213,30 +237,57 @@ void newPicture(benchmark::State &state)
 {
     measureNewPicture(state);
 }
-BENCHMARK(newPicture)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+BENCHMARK(newPicture)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 void newPictureWhileBothQueuesDecode(benchmark::State &state)
 {
     const Decoding decoding;
     measureNewPicture(state);
 }
-BENCHMARK(newPictureWhileBothQueuesDecode)
-    ->Unit(benchmark::kMillisecond)
-    ->UseManualTime()
-    ->Iterations(300);
+BENCHMARK(newPictureWhileBothQueuesDecode)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 /// From the key to the painted window, when the picture is in the cache.
 void cacheHit(benchmark::State &state)
 {
     const Folder folder(10);
-    Stage stage(folder.path());
+    Stage stage(folder.path(), screenOf(state));
     stage.viewer().browser().navigate(+1);
     stage.settle();
     int step = 1;
     measureShowing(
         state, [&] { step = -step; }, [&] { stage.viewer().browser().navigate(step); });
 }
-BENCHMARK(cacheHit)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+BENCHMARK(cacheHit)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
+
+/// From the call to the painted window: a position that counts up, and a message as wide as the
+/// screen.
+void measureLabel(benchmark::State &state, const std::function<void(Labels &, int)> &change)
+{
+    const Folder folder(10);
+    Stage stage(folder.path(), screenOf(state));
+    int number = 0;
+    measureShowing(
+        state, [&] { ++number; }, [&] { change(stage.viewer().labels(), number); });
+}
+
+void changingTheInfoLine(benchmark::State &state)
+{
+    measureLabel(state, [](Labels &labels, int number) {
+        labels.showInfo(u"%1/2000 | IMG_%1.jpg   [H=วิธีใช้]"_s.arg(number));
+    });
+}
+BENCHMARK(changingTheInfoLine)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
+
+void changingAMessageAsWideAsTheScreen(benchmark::State &state)
+{
+    measureLabel(state, [](Labels &labels, int number) {
+        labels.showStatus(u"❌ %1 "_s.arg(number) + u"บันทึกไม่ได้ "_s.repeated(100), false);
+    });
+}
+BENCHMARK(changingAMessageAsWideAsTheScreen)
+    ->Apply(onBothScreens)
+    ->UseManualTime()
+    ->Iterations(300);
 
 /// One move of the mouse in the loupe, over a picture of 24 megapixels, up to the painted window.
 void measurePanning(benchmark::State &state, const QByteArray &jpeg)
@@ -245,18 +296,21 @@ void measurePanning(benchmark::State &state, const QByteArray &jpeg)
     const Folder folder(0);
     std::ofstream(folder.path() / "24mp.jpg", std::ios::binary)
         .write(jpeg.constData(), jpeg.size());
-    Stage stage(folder.path());
-    stage.viewer().loupe().zoomBegin({960, 540});
+    const QSize screen = screenOf(state);
+    Stage stage(folder.path(), screen);
+    const QPointF middle(screen.width() / 2.0, screen.height() / 2.0);
+    stage.viewer().loupe().zoomBegin(middle);
     for (const auto end = Clock::now() + 3s; Clock::now() < end;) {
         Stage::awaitDecode();
         QApplication::processEvents();
     }
-    QPointF position(960, 540);
+    QPointF position = middle;
     double direction = 3;
     measureShowing(
         state,
         [&] {
-            direction = position.x() > 1400 || position.x() < 500 ? -direction : direction;
+            if (std::abs(position.x() - middle.x()) > screen.width() / 4.0)
+                direction = -direction;
             position += QPointF(direction, direction / 2);
         },
         [&] { stage.viewer().loupe().zoomDrag(position); });
@@ -267,7 +321,7 @@ void panningTheFullPicture(benchmark::State &state)
 {
     measurePanning(state, pictures::encodeJpeg(pictures::drawPicture({.size = {6000, 4000}})));
 }
-BENCHMARK(panningTheFullPicture)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+BENCHMARK(panningTheFullPicture)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 /// Before the full picture has been decoded; here it never is, the file ends after its header.
 void panningTheStretchedPicture(benchmark::State &state)
@@ -276,17 +330,17 @@ void panningTheStretchedPicture(benchmark::State &state)
         pictures::encodeJpeg(pictures::drawPicture({.size = {6000, 4000}, .detailed = false}));
     measurePanning(state, jpeg.left(jpeg.indexOf("\xff\xda")));
 }
-BENCHMARK(panningTheStretchedPicture)
-    ->Unit(benchmark::kMillisecond)
-    ->UseManualTime()
-    ->Iterations(300);
+BENCHMARK(panningTheStretchedPicture)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 /// One move of the mouse with the crop box, up to the painted window: of its corner, so that nearly
-/// the whole picture changes, or of all of it.
+/// the whole picture changes, or of all of it. @p start is where on a screen of FULL_HD.
 void measureCropDrag(benchmark::State &state, QPointF start)
 {
     const Folder folder(10);
-    Stage stage(folder.path());
+    const QSize screen = screenOf(state);
+    const double enlargement = static_cast<double>(screen.width()) / FULL_HD.width();
+    start *= enlargement;
+    Stage stage(folder.path(), screen);
     QWidget *view = nullptr;
     for (QWidget *widget : QApplication::allWidgets()) {
         if (dynamic_cast<ViewerView *>(widget))
@@ -301,7 +355,7 @@ void measureCropDrag(benchmark::State &state, QPointF start)
         QMouseEvent event(type, position, position, Qt::LeftButton, Qt::LeftButton, {});
         QApplication::sendEvent(&overlay, &event);
     };
-    overlay.setBox({200, 100, 1500, 800});
+    overlay.setBox({QPointF(200, 100) * enlargement, QSizeF(1500, 800) * enlargement});
     send(QEvent::MouseButtonPress, start);
     double step = 0;
     measureShowing(
@@ -313,16 +367,13 @@ void draggingACornerOfTheCropBox(benchmark::State &state)
 {
     measureCropDrag(state, {200, 100});
 }
-BENCHMARK(draggingACornerOfTheCropBox)
-    ->Unit(benchmark::kMillisecond)
-    ->UseManualTime()
-    ->Iterations(300);
+BENCHMARK(draggingACornerOfTheCropBox)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 void movingTheCropBox(benchmark::State &state)
 {
     measureCropDrag(state, {900, 500});
 }
-BENCHMARK(movingTheCropBox)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(300);
+BENCHMARK(movingTheCropBox)->Apply(onBothScreens)->UseManualTime()->Iterations(300);
 
 void press(Viewer &viewer, Qt::Key key)
 {
@@ -333,7 +384,7 @@ void press(Viewer &viewer, Qt::Key key)
 void turningThePictureUnderTheCropBox(benchmark::State &state)
 {
     const Folder folder(1);
-    Stage stage(folder.path(), {2560, 1707});
+    Stage stage(folder.path(), screenOf(state), {2560, 1707});
     press(stage.viewer(), Qt::Key_X);
     int turns = 0;
     measureShowing(
@@ -343,10 +394,7 @@ void turningThePictureUnderTheCropBox(benchmark::State &state)
             press(stage.viewer(), clockwise ? Qt::Key_BracketRight : Qt::Key_BracketLeft);
         });
 }
-BENCHMARK(turningThePictureUnderTheCropBox)
-    ->Unit(benchmark::kMillisecond)
-    ->UseManualTime()
-    ->Iterations(100);
+BENCHMARK(turningThePictureUnderTheCropBox)->Apply(onBothScreens)->UseManualTime()->Iterations(100);
 
 /// From Return to the painted result: a crop with a rotation by 5° of a file of 24 megapixels. Its
 /// baseline, libjpeg-turbo decoding that file and then our rotation alone, runs in the same loop.
@@ -363,7 +411,7 @@ void applyingACropWithRotation(benchmark::State &state)
     Viewer viewer(mailbox, reader);
     viewer.applicationDidFinishLaunching({.path = {}, .isBench = true});
     for (QWidget *window : QApplication::topLevelWidgets())
-        window->setGeometry(QRect({0, 0}, SCREEN));
+        window->setGeometry(QRect({0, 0}, FULL_HD));
     const auto waitForOtherContents = [&](const Image &contents) {
         while (viewer.screen().imageLayer().contents.isSameAs(contents))
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -416,7 +464,7 @@ BENCHMARK(baselineListingOf100000)->Unit(benchmark::kMillisecond)->UseRealTime()
 /// From the call to the start of the first picture's decode.
 void openingOf100000(benchmark::State &state)
 {
-    Stage stage(hugeFolder().path());
+    Stage stage(hugeFolder().path(), FULL_HD);
     for (auto _ : state) {
         const auto start = Clock::now();
         stage.viewer().browser().openPath(hugeFolder().path());
