@@ -3,6 +3,7 @@
 #include "pixels/Bands.h"
 #include "pixels/Geometry.h"
 #include "pixels/Resample.h"
+#include "pixels/RotateKernels.h"
 #include "pixels/Vectors.h"
 
 #include <algorithm>
@@ -18,26 +19,13 @@
 
 namespace tavolin {
 
+using namespace turning;
+
 namespace {
 
-/// Each pixel is made of so many columns and rows.
-constexpr int TAPS = 6;
-/// The filter is known at this many positions between two pixels: wrong by a thousandth of a pixel
-/// at most, which 8-bit channels don't show, in a table that stays in the nearest cache.
-constexpr int PHASE_BITS = 9;
-/// A weight of 1.0 is 1 << 14, the most that leaves a 16-bit word room for it.
-constexpr int WEIGHT_BITS = 14;
-/// Summed-up columns keep 6 bits below the unit: overshoot stays inside 16 bits, and the second
-/// rounding is not seen.
-constexpr int FRACTION_BITS = 6;
 /// The result is made in tiles of this side, pixels: what they need of the source stays near,
 /// whatever the angle.
 constexpr int TILE = 64;
-
-/// The weights of six neighbours in the order 1, 3, 2, 4, 5, 6, and two zeros: pairs of these are
-/// what the vectors multiply by.
-using Weights = std::array<std::int16_t, 8>;
-using WeightTable = std::array<Weights, 1 << PHASE_BITS>;
 
 /// Lanczos' windowed sine at distance @p x from its centre.
 double lanczos(double x)
@@ -160,22 +148,16 @@ inline Pixel weightedSum(const Pixel *first, std::ptrdiff_t stride, const Weight
     return packedPixel((sum + HALF) >> SHIFT);
 }
 
-/// A place in the source, or a step there, in pixels × 2³²: sums of these are exact, so a pixel
-/// comes out the same whichever band or tile it is made in.
-struct Place
-{
-    std::int64_t x;
-    std::int64_t y;
-
-    Place operator+(Place other) const { return {x + other.x, y + other.y}; }
-    Place operator*(std::int64_t factor) const { return {x * factor, y * factor}; }
-};
-
-constexpr int POSITION_BITS = 32;
-
 std::int64_t fixed(double pixels)
 {
     return std::llround(pixels * static_cast<double>(std::int64_t{1} << POSITION_BITS));
+}
+
+/// The fastest way for this machine.
+PixelsInside pixelsInside()
+{
+    static const PixelsInside fastest = avx2PixelsInside();
+    return fastest ? fastest : plainPixelsInside;
 }
 
 /// A source and how the result lies on it. The place of a pixel is that of the third of its six
@@ -204,20 +186,17 @@ public:
     {
         Place place = m_first + m_across * left + m_down * y;
         // Where both ends of a line are inside, all of it is.
-        const bool areInside = isInside(place) && isInside(place + m_across * (count - 1));
+        if (isInside(place) && isInside(place + m_across * (count - 1))) {
+            m_pixelsInside(m_neighbours, place, m_across, count, out);
+            return;
+        }
         for (int i = 0; i < count; ++i, place = place + m_across)
-            out[i] = areInside ? pixelInside(place) : pixelAtEdge(place);
+            out[i] = pixelAtEdge(place);
     }
 
 private:
-    /// Neighbours before the place, and behind it.
-    static constexpr int BEFORE = TAPS / 2 - 1;
+    /// Neighbours behind the place.
     static constexpr int BEHIND = TAPS / 2;
-
-    [[nodiscard]] const Weights &weightsFor(std::int64_t position) const
-    {
-        return m_weights[static_cast<std::uint32_t>(position) >> (POSITION_BITS - PHASE_BITS)];
-    }
 
     /// Whether all 6×6 neighbours are in the picture.
     [[nodiscard]] bool isInside(Place place) const
@@ -226,13 +205,6 @@ private:
         const auto y = place.y >> POSITION_BITS;
         return x >= BEFORE && y >= BEFORE && x + BEHIND < m_source.width() &&
                y + BEHIND < m_source.height();
-    }
-
-    [[nodiscard]] Pixel pixelInside(Place place) const
-    {
-        const Pixel *first = m_source.row(static_cast<int>(place.y >> POSITION_BITS) - BEFORE) +
-                             (place.x >> POSITION_BITS) - BEFORE;
-        return weightedSum(first, m_source.stride(), weightsFor(place.x), weightsFor(place.y));
     }
 
     [[nodiscard]] Pixel pixelAtEdge(Place place) const
@@ -246,11 +218,13 @@ private:
             const Pixel *row = m_source.row(nearest(place.y, i / TAPS, m_source.height()));
             patch[static_cast<std::size_t>(i)] = row[nearest(place.x, i % TAPS, m_source.width())];
         }
-        return weightedSum(patch.data(), TAPS, weightsFor(place.x), weightsFor(place.y));
+        return weightedSum(patch.data(), TAPS, m_neighbours.weightsFor(place.x),
+                           m_neighbours.weightsFor(place.y));
     }
 
-    const WeightTable &m_weights = weightTable();
     const Image &m_source;
+    const Source m_neighbours{m_source.row(0), m_source.stride(), weightTable()};
+    const PixelsInside m_pixelsInside = pixelsInside();
     Place m_first;  // of the first pixel of the result
     Place m_across; // from a pixel of the result to the next in its row
     Place m_down;   // and to the one below
@@ -258,11 +232,19 @@ private:
 
 } // namespace
 
+void turning::plainPixelsInside(const Source &source, Place place, Place step, int count,
+                                Pixel *out)
+{
+    for (int i = 0; i < count; ++i, place = place + step)
+        out[i] = weightedSum(source.firstNeighbour(place), source.stride,
+                             source.weightsFor(place.x), source.weightsFor(place.y));
+}
+
 Image rotated(const Image &image, double degrees, QSize size)
 {
     if (image.isNull())
         return {};
-    PixelBuffer result(size);
+    PixelBuffer result = PixelBuffer::recycled(size);
     if (result.isNull())
         return {};
     const Turn turn(image, degrees, size);

@@ -2,11 +2,16 @@
 
 #include "decoding/TestPictures.h"
 #include "pixels/Orientation.h"
+#include "pixels/RotateKernels.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <ostream>
+#include <random>
 #include <string>
+#include <vector>
 
 namespace tavolin {
 
@@ -170,6 +175,32 @@ TEST(Rotated, APixelDoesNotDependOnHowManyRowsAreMadeAtOnce)
     const Image few = rotated(noise, 13.7, {401, 31});
     const Image many = rotated(noise, 13.7, {401, 431});
     EXPECT_TRUE(looksLike(many.cropped({0, 200, 401, 31}), few));
+}
+
+TEST(RotateKernels, WideVectorsMakeTheSameBits)
+{
+    const turning::PixelsInside wide = turning::avx2PixelsInside();
+    if (!wide)
+        GTEST_SKIP() << "no vectors of 32 bytes on this processor";
+    std::minstd_rand random(5);
+    std::uniform_int_distribution<int> weight(-2000, 9000); // some sums reach beyond their limits
+    turning::WeightTable weights{};
+    for (turning::Weights &one : weights)
+        std::generate_n(one.begin(), turning::TAPS,
+                        [&] { return static_cast<std::int16_t>(weight(random)); });
+    const Image noise = noiseWithAlpha({60, 60});
+    const turning::Source source{noise.row(0), noise.stride(), weights};
+    const auto fixed = [](double pixels) { return static_cast<std::int64_t>(pixels * 0x1p32); };
+    for (int count = 1; count <= 40; ++count) {
+        const turning::Place first{fixed(2.1 + count / 7.0), fixed(50.3 - count / 9.0)};
+        const turning::Place step{fixed(0.97), fixed(-0.24)};
+        const auto room = static_cast<std::size_t>(count);
+        std::vector<Pixel> plainOut(room);
+        std::vector<Pixel> wideOut(room);
+        turning::plainPixelsInside(source, first, step, count, plainOut.data());
+        wide(source, first, step, count, wideOut.data());
+        ASSERT_EQ(wideOut, plainOut) << count << " pixels";
+    }
 }
 
 TEST(Rotated, ColoursStayWithinTheirAlpha)
