@@ -33,7 +33,8 @@ void CropOverlayView::resetToDefaultBox()
 void CropOverlayView::refitBox()
 {
     m_crop.box = tavolin::refitBox(m_crop.box, m_crop.ratio, imageBounds());
-    update(); // the shade follows the picture
+    // The shade follows the picture. Were this asked for, too, both would be painted twice.
+    (parentWidget() ? parentWidget() : this)->update();
     tellOfChange();
 }
 

@@ -39,7 +39,8 @@ public:
     void setInitialRatio(std::optional<double> ratio, const QString &name);
     /// Places the box anew, as large as the middle 80 % of the picture allow.
     void resetToDefaultBox();
-    /// Fits the box to a picture whose rectangle has changed.
+    /// Fits the box to a picture whose rectangle has changed, and has the view with the picture
+    /// painted anew.
     void refitBox();
     /// Reshapes the box to @p ratio (width by height), or sets it free; emits ratioChanged().
     void setRatio(std::optional<double> ratio, const QString &name);

@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMouseEvent>
+#include <QPaintEvent>
 #include <QPointer>
 #include <QWindow>
 
@@ -32,6 +33,24 @@ namespace tavolin {
 namespace {
 
 using namespace test;
+
+/// Counts how often all of a widget is painted.
+class PaintCount : public QObject
+{
+public:
+    explicit PaintCount(QWidget &watched) { watched.installEventFilter(this); }
+
+    int count = 0;
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint &&
+            static_cast<QPaintEvent *>(event)->region().boundingRect() ==
+                static_cast<QWidget *>(watched)->rect())
+            ++count;
+        return false;
+    }
+};
 
 class CropMode : public EditFixture
 {
@@ -95,6 +114,18 @@ protected:
 private:
     [[nodiscard]] QLabel *angleLabel() const { return bar()->findChild<QLabel *>(); }
 };
+
+TEST_F(CropMode, TurningPaintsThePictureOnce)
+{
+    ASSERT_TRUE(openPictures());
+    press(Qt::Key_X);
+    serveWaitingEvents();
+    PaintCount paints(*view);
+    press(Qt::Key_BracketRight);
+    ASSERT_TRUE(waitFor([&] { return paints.count > 0; }));
+    serveWaitingEvents();
+    EXPECT_EQ(paints.count, 1);
+}
 
 TEST_F(CropMode, WithoutAPictureXAndTDoNothing)
 {
