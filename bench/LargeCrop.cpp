@@ -29,7 +29,7 @@ namespace {
 using namespace tavolin;
 
 constexpr QSize SIZE(20'000, 14'000);
-constexpr DisplayTarget UHD{.maxPixel = 2560, .area = QRectF(0, 0, 3840, 2160)};
+const DisplayTarget UHD{.maxPixel = 2560, .area = QRectF(0, 0, 3840, 2160)};
 constexpr int RUNS = 5;
 
 /// Slopes with some noise, which take about as many bytes as photographs do, row by row: no more of
@@ -115,7 +115,7 @@ std::optional<double> secondsFor(const PictureReader &reader, const std::filesys
     const auto begin = std::chrono::steady_clock::now();
     const CropRequest request{SIZE, angle, QRectF(2000, 1000, 12'000, 9000)};
     const CropResult result =
-        cropPicture(reader, reader.loadFullImage(path, FullColors::Kept, {}), request, UHD);
+        cropPicture(reader, reader.loadFullImage(path, KEPT, {}), request, UHD);
     if (result.picture.isNull())
         return std::nullopt;
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();

@@ -19,8 +19,8 @@ namespace {
 using namespace tavolin;
 
 constexpr QSize SENSOR(6000, 4000);
-constexpr DisplayTarget FULL_HD{.maxPixel = 1920, .area = QRectF(0, 0, 1920, 1080)};
-constexpr DisplayTarget UHD{.maxPixel = 2560, .area = QRectF(0, 0, 3840, 2160)};
+const DisplayTarget FULL_HD{.maxPixel = 1920, .area = QRectF(0, 0, 1920, 1080)};
+const DisplayTarget UHD{.maxPixel = 2560, .area = QRectF(0, 0, 3840, 2160)};
 
 /// A JPEG of 24 megapixels, whose bytes the system has in memory.
 const std::filesystem::path &picture()
@@ -87,7 +87,7 @@ template <bool IsWorker>
 void wholeDecode(benchmark::State &state)
 {
     repeat<IsWorker>(state, [](const PictureReader &with) {
-        return !with.loadFullImage(picture(), FullColors::Kept, {}).isNull();
+        return !with.loadFullImage(picture(), KEPT, {}).isNull();
     });
 }
 

@@ -1,5 +1,5 @@
 // Colour profiles: pixels of three channels and of four, converted with what the input is taken
-// for.
+// for, a picture's profile or a monitor's.
 
 #include "decoding/color/Color.h"
 #include "decoding/color/ProfileCheck.h"
@@ -17,8 +17,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     std::array<Pixel, 67> row{};
     for (std::size_t i = 0; i < row.size(); ++i)
         row[i] = 0xff000000 | static_cast<Pixel>(i * 0x03070b);
-    const SrgbConversion conversion(profile);
-    if (!conversion.changesNothing()) {
+    for (const ColorConversion &conversion :
+         {ColorConversion(profile), ColorConversion({}, profile)}) {
+        if (conversion.changesNothing())
+            continue;
         auto converted = row;
         conversion.convertRow(row.data(), converted.data(), static_cast<int>(row.size()),
                               Alpha::Opaque);

@@ -30,7 +30,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         break;
     }
     case 1:
-        fuzz::look(reader.loadFullImage(url, FullColors::Kept, {}));
+        fuzz::look(reader.loadFullImage(url, KEPT, {}));
         break;
     case 2: {
         const auto pixels = reader.readPixelSize(url);

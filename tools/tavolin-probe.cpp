@@ -168,7 +168,7 @@ qint64 peakRssKiB()
 bool saveEdited(const std::filesystem::path &file, const Request &request)
 {
     const tavolin::WorkerReader reader;
-    tavolin::Image picture = reader.loadFullImage(file, tavolin::FullColors::Kept, {});
+    tavolin::Image picture = reader.loadFullImage(file, tavolin::KEPT, {});
     for (const tavolin::EditOp &step : request.edits)
         picture = tavolin::applyOp(picture, step);
     if (!tavolin::isSourceItself(*request.save, file) &&

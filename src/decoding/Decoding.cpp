@@ -35,18 +35,20 @@ bool isSeenThrough(const Image &image)
 
 } // namespace
 
-Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule)
+Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule,
+                       const QByteArray &monitor)
 {
-    return toSrgb(createThumbnail(file, maxPixel, rule), file.stopToken());
+    return converted(createThumbnail(file, maxPixel, rule), monitor, file.stopToken());
 }
 
-Image decodeFull(const SourceFile &file, ThumbnailRule rule, FullColors colors)
+Image decodeFull(const SourceFile &file, ThumbnailRule rule, const FullColors &colors)
 {
     Image image = createThumbnail(file, FULL_SIZE, rule);
-    // On screen the black shines through in sRGB; in another profile it would weigh more or less.
-    const bool isKept =
-        colors == FullColors::Kept && isForRgb(image.iccProfile()) && !isSeenThrough(image);
-    return isKept ? image : toSrgb(std::move(image), file.stopToken());
+    // In a saved file the black shines through in sRGB; in another profile it would weigh more or
+    // less.
+    const bool isKept = !colors && isForRgb(image.iccProfile()) && !isSeenThrough(image);
+    return isKept ? image
+                  : converted(std::move(image), colors.value_or(QByteArray()), file.stopToken());
 }
 
 ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
@@ -67,14 +69,15 @@ DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const Displa
     if (!file)
         return {};
     const ThumbnailRule rule = thumbnailRuleFor(url);
-    DisplayPicture picture =
-        makeDisplayPicture(decodeForDisplay(*file, target.maxPixel, rule), target, stop);
+    DisplayPicture picture = makeDisplayPicture(
+        decodeForDisplay(*file, target.maxPixel, rule, target.profile), target, stop);
     if (!picture.isNull())
         picture.pixelSize = readUprightSize(*file, rule);
     return picture;
 }
 
-Image loadFullImage(const std::filesystem::path &url, FullColors colors, std::stop_token stop)
+Image loadFullImage(const std::filesystem::path &url, const FullColors &colors,
+                    std::stop_token stop)
 {
     const auto file = SourceFile::open(url, std::move(stop));
     return file ? decodeFull(*file, thumbnailRuleFor(url), colors) : Image();
@@ -105,15 +108,16 @@ DisplayPicture InProcessReader::loadDisplayPicture(const std::filesystem::path &
     return guarded([&] { return tavolin::loadDisplayPicture(url, target, stop); });
 }
 
-Image InProcessReader::loadFullImage(const std::filesystem::path &url, FullColors colors,
+Image InProcessReader::loadFullImage(const std::filesystem::path &url, const FullColors &colors,
                                      std::stop_token stop) const
 {
     return guarded([&] { return tavolin::loadFullImage(url, colors, stop); });
 }
 
-Image InProcessReader::toSrgb(const Image &image, std::stop_token stop) const
+Image InProcessReader::converted(const Image &image, const QByteArray &monitor,
+                                 std::stop_token stop) const
 {
-    return guarded([&] { return tavolin::toSrgb(image, stop); });
+    return guarded([&] { return tavolin::converted(image, monitor, stop); });
 }
 
 std::optional<QSize> InProcessReader::readPixelSize(const std::filesystem::path &url) const

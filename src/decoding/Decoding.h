@@ -12,13 +12,15 @@
 
 namespace tavolin {
 
-/// The picture in @p file, upright and in sRGB, its longest side at most @p maxPixel. Null on
-/// failure, and soon after the file's stop is requested.
-[[nodiscard]] Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule);
+/// The picture in @p file, upright and in the colours of @p monitor (empty: sRGB), its longest side
+/// at most @p maxPixel. Null on failure, and soon after the file's stop is requested.
+[[nodiscard]] Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule,
+                                     const QByteArray &monitor = {});
 
 /// The picture in @p file, upright and at its full size, in @p colors: see
 /// PictureReader::loadFullImage(). Null on failure, and soon after the file's stop is requested.
-[[nodiscard]] Image decodeFull(const SourceFile &file, ThumbnailRule rule, FullColors colors);
+[[nodiscard]] Image decodeFull(const SourceFile &file, ThumbnailRule rule,
+                               const FullColors &colors);
 
 /// Where the picture of @p url is taken from: a raw extension (in any case) asks for the embedded
 /// preview.
@@ -35,8 +37,8 @@ namespace tavolin {
 [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                 const DisplayTarget &target,
                                                 std::stop_token stop = {});
-[[nodiscard]] Image loadFullImage(const std::filesystem::path &url,
-                                  FullColors colors = FullColors::Kept, std::stop_token stop = {});
+[[nodiscard]] Image loadFullImage(const std::filesystem::path &url, const FullColors &colors = KEPT,
+                                  std::stop_token stop = {});
 [[nodiscard]] std::optional<QSize> readPixelSize(const std::filesystem::path &url);
 [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,
                                                        std::stop_token stop = {});
@@ -50,9 +52,10 @@ public:
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                     const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override;
-    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, const FullColors &colors,
                                       std::stop_token stop) const override;
-    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop) const override;
+    [[nodiscard]] Image converted(const Image &image, const QByteArray &monitor,
+                                  std::stop_token stop) const override;
     [[nodiscard]] std::optional<QSize>
     readPixelSize(const std::filesystem::path &url) const override;
     [[nodiscard]] std::optional<PhotoFacts> readPhotoFacts(const std::filesystem::path &url,

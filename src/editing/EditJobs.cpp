@@ -19,7 +19,8 @@ EditedPicture editedPicture(const PictureReader &reader, const Image &image,
     if (image.isNull() || stop.stop_requested())
         return {};
     // Reduced first: fewer pixels are left to convert.
-    const Image onScreen = reader.toSrgb(downscale(image, target.maxPixel), stop);
+    const Image onScreen =
+        reader.converted(downscale(image, target.maxPixel), target.profile, stop);
     auto display = makeDisplayPicture(onScreen, target, stop);
     return display.isNull() ? EditedPicture() : EditedPicture{image, std::move(display)};
 }

@@ -90,11 +90,9 @@ void Editor::crop(const CropRequest &request, std::function<void(const CropResul
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl(), edited = m_editedImage, request,
                  screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                    return cropPicture(reader,
-                                       edited.isNull()
-                                           ? reader.loadFullImage(url, FullColors::Kept, stop)
-                                           : edited,
-                                       request, screen, stop);
+                    return cropPicture(
+                        reader, edited.isNull() ? reader.loadFullImage(url, KEPT, stop) : edited,
+                        request, screen, stop);
                 },
             // Of another picture, or of what has been edited or undone since, it is of no use.
             .stillApplies = whileUnchanged(m_cropping.get_token()),
@@ -129,7 +127,7 @@ void Editor::findFullSize(std::function<void(QSize)> use)
         {
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl()](const std::stop_token &stop) {
-                    return reader.loadFullImage(url, FullColors::Kept, stop).size();
+                    return reader.loadFullImage(url, KEPT, stop).size();
                 },
             .stillApplies = whileUnchanged(m_sizeSearch.get_token()),
             .use = std::move(use),
@@ -163,8 +161,8 @@ void Editor::undoEdit()
             .work =
                 [&reader = m_reader, url = m_browser.currentUrl(), steps = m_editOps,
                  screen = m_screen.displayTarget()](const std::stop_token &stop) {
-                    return replay(reader, reader.loadFullImage(url, FullColors::Kept, stop), steps,
-                                  screen, stop);
+                    return replay(reader, reader.loadFullImage(url, KEPT, stop), steps, screen,
+                                  stop);
                 },
             // The edits of a picture that has been left are gone, and its pixels must not take the
             // place of another's.

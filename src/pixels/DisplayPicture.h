@@ -4,6 +4,7 @@
 
 #include "pixels/Image.h"
 
+#include <QByteArray>
 #include <QRectF>
 #include <QSize>
 
@@ -18,7 +19,7 @@ inline constexpr int MAX_DISPLAY_PIXELS = 2560;
 /// What one decode for the screen gives and the cache holds.
 struct DisplayPicture
 {
-    Image image;     ///< The display image, upright, in sRGB.
+    Image image;     ///< The display image, upright, in the colours of the screen.
     Image rendition; ///< The same at the device pixels it is shown in, opaque: painting is a copy.
 
     /// Pixels of the file's full picture, upright; empty where its headers don't tell.
@@ -33,9 +34,10 @@ struct DisplayTarget
     int maxPixel = 0;   ///< Limit of the display image's longest side, in pixels.
     QRectF area;        ///< Where the picture may lie, in view points.
     double scale = 1.0; ///< Device pixels a point.
+    QByteArray profile; ///< Of the monitor, as it was given, unread; empty: sRGB.
 };
 
-/// @p image, in sRGB, at the device pixels that it takes when fitted into @p area; transparency
+/// @p image at the device pixels that it takes when fitted into @p area; transparency
 /// becomes black. Null on lack of memory or once @p stop is requested.
 [[nodiscard]] Image makeRendition(const Image &image, const QRectF &area, double scale,
                                   std::stop_token stop = {});
@@ -46,8 +48,8 @@ struct DisplayTarget
 /// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
 
-/// @p image, which is in sRGB, as it is shown on @p target: reduced to its limit where that is not
-/// done yet. Null for a null image and once @p stop is requested.
+/// @p image, which is in the colours of @p target, as it is shown there: reduced to its limit where
+/// that is not done yet. Null for a null image and once @p stop is requested.
 [[nodiscard]] DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
                                                 std::stop_token stop = {});
 

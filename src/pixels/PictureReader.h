@@ -8,6 +8,7 @@
 #include "pixels/JpegWriter.h"
 #include "pixels/Orientation.h"
 
+#include <QByteArray>
 #include <QSize>
 #include <QString>
 
@@ -51,11 +52,10 @@ enum class Urgency : std::uint8_t {
     Ahead, ///< It may be wanted soon; it gives way to everything else.
 };
 
-/// In which colours a full picture is wanted.
-enum class FullColors : std::uint8_t {
-    Kept, ///< In the file's profile, where that is one for RGB.
-    Srgb,
-};
+/// In which colours a full picture is wanted: in those of this profile of a monitor (empty: sRGB),
+/// or KEPT, as they are in the file.
+using FullColors = std::optional<QByteArray>;
+inline constexpr std::nullopt_t KEPT = std::nullopt;
 
 /// Reads picture files. Every call may come from any thread but the main one, which never waits: it
 /// takes as long as the disk and the picture need, and never throws; failure is a null picture or
@@ -76,14 +76,18 @@ public:
                                                             Urgency urgency,
                                                             std::stop_token stop) const = 0;
 
-    /// The same picture at its full size. Its profile is empty (sRGB) or one for RGB that a saved
-    /// file may carry; of a raw file, that of the preview. Grey, CMYK and Lab have become sRGB, and
-    /// so have colours of which some are seen through: what they are over is sRGB too.
-    [[nodiscard]] virtual Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+    /// The same picture at its full size. Where colours are KEPT its profile is empty (sRGB) or one
+    /// for RGB that a saved file may carry; of a raw file, that of the preview. Grey, CMYK and Lab
+    /// have become sRGB then, and so have colours of which some are seen through: what they are
+    /// over is sRGB too.
+    [[nodiscard]] virtual Image loadFullImage(const std::filesystem::path &url,
+                                              const FullColors &colors,
                                               std::stop_token stop) const = 0;
 
-    /// @p image in sRGB, the same where it is already. Null for a null image too.
-    [[nodiscard]] virtual Image toSrgb(const Image &image, std::stop_token stop) const = 0;
+    /// @p image in the colours of @p monitor (empty: sRGB), which becomes its profile; the same
+    /// where it is in them already. Null for a null image too.
+    [[nodiscard]] virtual Image converted(const Image &image, const QByteArray &monitor,
+                                          std::stop_token stop) const = 0;
 
     /// Has the system read up to @p most bytes of the file at @p url into its memory, so that the
     /// other calls need not wait for the disk. How many there are; 0 where the file can't be read,

@@ -50,8 +50,8 @@ void Loupe::magnify(const LoupeSubject &subject, QPointF position)
             .work =
                 [&reader = m_reader, subject](const std::stop_token &stop) {
                     return subject.edited.isNull()
-                               ? reader.loadFullImage(subject.url, FullColors::Srgb, stop)
-                               : reader.toSrgb(subject.edited, stop);
+                               ? reader.loadFullImage(subject.url, QByteArray(), stop)
+                               : reader.converted(subject.edited, QByteArray(), stop);
                 },
             // Only for the gesture that asked, while its picture is still the one on screen.
             .stillApplies =

@@ -68,7 +68,8 @@ static_assert(std::int64_t{MEMORY_BYTES + PICTURE_BYTES} + MAX_DECODER_BYTES +
 
 enum class Task : std::uint32_t {
     Begin,       ///< The first: what the worker is for. Answered once its walls stand.
-    Display,     ///< The picture in the file, within maxPixel, in sRGB. Its rows can be fetched.
+    Display,     ///< The picture in the file, within maxPixel, in the monitor's colours. Its rows
+                 ///< can be fetched.
     Full,        ///< The same at full size, its colours as wanted.
     PixelSize,   ///< Width and height as seen upright.
     Facts,       ///< What the picture says of itself.
@@ -76,7 +77,7 @@ enum class Task : std::uint32_t {
     IsSaved,     ///< Done where the picture says that this program has saved it.
     Rows,        ///< Some rows of the last picture, into a slot.
     Convert,     ///< The profile of the pixels that ConvertRows will bring.
-    ConvertRows, ///< The pixels in a slot, into sRGB in place.
+    ConvertRows, ///< The pixels in a slot, into the monitor's colours, in place.
 };
 
 /// From the viewer. With Display, Full, PixelSize, Facts, Metadata and IsSaved comes the file's
@@ -86,17 +87,19 @@ struct Request
     Task task = Task::Begin;
     std::uint32_t number = 0; ///< Of the request: never 0, another for each.
     Role role = Role::Display;
-    std::uint32_t isRawName = 0; ///< 1: the file has a raw extension.
-    std::uint32_t toSrgb = 0;    ///< Full: 1 for sRGB, 0 for the profile of the file.
-    std::uint32_t alpha = 0;     ///< Convert: tavolin::Alpha of the pixels.
-    std::int32_t maxPixel = 0;   ///< Display: the limit of the longest side.
-    std::int32_t width = 0;      ///< Metadata: of the copy. Convert: of a row.
+    std::uint32_t isRawName = 0;   ///< 1: the file has a raw extension.
+    std::uint32_t keepsColors = 0; ///< Full: 1 for those of the file, 0 for the monitor's.
+    std::uint32_t alpha = 0;       ///< Convert: tavolin::Alpha of the pixels.
+    std::int32_t maxPixel = 0;     ///< Display: the limit of the longest side.
+    std::int32_t width = 0;        ///< Metadata: of the copy. Convert: of a row.
     std::int32_t height = 0;
     std::uint32_t slot = 0; ///< Rows, ConvertRows.
     std::int32_t firstRow = 0;
     std::int32_t rowCount = 0;
     std::int64_t fileBytes = 0;    ///< The file's size.
     std::int64_t profileBytes = 0; ///< Convert: the length of the profile that follows.
+    /// Display, Full, Convert: that of the monitor's profile, which follows then; 0: it is sRGB.
+    std::int64_t monitorBytes = 0;
 };
 static_assert(std::is_trivially_copyable_v<Request>);
 
@@ -130,7 +133,8 @@ struct FactsFields
 };
 
 /// The blocks that follow a reply. Facts: make, model, lens, time, as UTF-8. Metadata: EXIF, XMP,
-/// Photoshop's, the default profile, comments. A full picture: its profile.
+/// Photoshop's, the default profile, comments. A full picture whose
+/// colours are kept: its profile.
 inline constexpr int BLOCKS = 8;
 inline constexpr int FIRST_COMMENT = 4;
 static_assert(FIRST_COMMENT + JpegMetadata::MAX_COMMENTS == BLOCKS);
@@ -148,7 +152,7 @@ struct Reply
     std::uint32_t alpha = 0;          ///< tavolin::Alpha of the picture.
     std::uint32_t wall = 0;           ///< Begin: the parts that stand.
     std::uint32_t landlock = 0;       ///< Begin: the version of Landlock's interface.
-    std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are as good as sRGB.
+    std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are right as they are.
     std::uint32_t isInPlace = 0;      ///< Display, Full: 1 where the rows lie behind the ring, one
                                       ///< after the other. They stay until the next request.
     std::uint32_t densityUnit = 0;    ///< Metadata: as in PixelDensity.

@@ -572,7 +572,7 @@ TEST_F(CropMode, ScaleOverARawPreviewIsThatOfThePixelsThatWillBeSaved)
 class FirstNeverComes : public PreviewReader
 {
 public:
-    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, const FullColors &colors,
                                       std::stop_token stop) const override
     {
         if (++m_loads == 1) {

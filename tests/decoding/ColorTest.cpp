@@ -269,18 +269,18 @@ TEST(ToSrgb, IsNullOnceStopped)
     EXPECT_TRUE(toSrgb(image, source.get_token()).isNull());
 }
 
-TEST(SrgbConversion, HasNothingToDoForSrgbAndForWhatCannotBeUsed)
+TEST(ColorConversion, HasNothingToDoForSrgbAndForWhatCannotBeUsed)
 {
     for (const QByteArray &profile :
          {QByteArray(), srgbProfile(), QByteArray("garbage"), redInkProfile()})
-        EXPECT_TRUE(SrgbConversion(profile).changesNothing()) << profile.size();
-    EXPECT_FALSE(SrgbConversion(adobeRgbProfile()).changesNothing());
-    EXPECT_FALSE(SrgbConversion(linearGreyProfile()).changesNothing());
+        EXPECT_TRUE(ColorConversion(profile).changesNothing()) << profile.size();
+    EXPECT_FALSE(ColorConversion(adobeRgbProfile()).changesNothing());
+    EXPECT_FALSE(ColorConversion(linearGreyProfile()).changesNothing());
 }
 
-TEST(SrgbConversion, ConvertsARowToAnotherPlaceAndInPlace)
+TEST(ColorConversion, ConvertsARowToAnotherPlaceAndInPlace)
 {
-    const SrgbConversion conversion(displayP3Profile());
+    const ColorConversion conversion(displayP3Profile());
     const std::array<Pixel, 3> from{rgb(200, 150, 100), rgb(255, 0, 0), rgb(128, 128, 128)};
     std::array<Pixel, 3> to{};
     conversion.convertRow(from.data(), to.data(), 3, Alpha::Opaque);
@@ -292,34 +292,157 @@ TEST(SrgbConversion, ConvertsARowToAnotherPlaceAndInPlace)
     EXPECT_EQ(inPlace, to);
 }
 
-TEST(SrgbConversion, TouchesNoPixelBehindThoseItWasGiven)
+TEST(ColorConversion, TouchesNoPixelBehindThoseItWasGiven)
 {
     for (const QByteArray &profile : {displayP3Profile(), linearGreyProfile()}) {
         std::array<Pixel, 3> row{rgb(200, 150, 100), rgb(200, 150, 100), rgb(200, 150, 100)};
-        SrgbConversion(profile).convertRow(row.data(), row.data(), 2, Alpha::Opaque);
+        ColorConversion(profile).convertRow(row.data(), row.data(), 2, Alpha::Opaque);
         EXPECT_NE(row[1], rgb(200, 150, 100));
         EXPECT_EQ(row[2], rgb(200, 150, 100));
     }
 }
 
 // (200, 150, 100) at an alpha of 128 is stored as (100, 75, 50); half of (209, 147, 91) comes out.
-TEST(SrgbConversion, ConvertsPremultipliedColorsInPlace)
+TEST(ColorConversion, ConvertsPremultipliedColorsInPlace)
 {
     std::array<Pixel, 1> row{0x80644b32};
-    SrgbConversion(displayP3Profile()).convertRow(row.data(), row.data(), 1, Alpha::Premultiplied);
+    ColorConversion(displayP3Profile()).convertRow(row.data(), row.data(), 1, Alpha::Premultiplied);
     EXPECT_TRUE(isNear(row[0], 0x8069492e, 2));
 }
 
-TEST(SrgbConversion, OfOneProfileIsNotThatOfTheProfileBefore)
+TEST(ColorConversion, OfOneProfileIsNotThatOfTheProfileBefore)
 {
     const auto converted = [](const QByteArray &profile) {
         Pixel pixel = rgb(100, 150, 200);
-        SrgbConversion(profile).convertRow(&pixel, &pixel, 1, Alpha::Opaque);
+        ColorConversion(profile).convertRow(&pixel, &pixel, 1, Alpha::Opaque);
         return pixel;
     };
     for (int i = 0; i < 2; ++i) {
         EXPECT_TRUE(isNear(converted(adobeRgbProfile()), rgb(66, 151, 203), 2));
         EXPECT_TRUE(isNear(converted(displayP3Profile()), rgb(84, 152, 205), 2));
+    }
+}
+
+/// What a monitor with the profile @p monitor is sent for @p color.
+Pixel sentTo(const QByteArray &monitor, Pixel color, const QByteArray &profile = {})
+{
+    const Image image = tavolin::converted(flatImage({3, 100}, color, profile), monitor);
+    EXPECT_EQ(image.iccProfile(), monitor);
+    EXPECT_TRUE(looksLike(image, flatImage({3, 100}, image.row(0)[0])));
+    return image.row(0)[0];
+}
+
+TEST(Monitor, WithExchangedChannelsIsSentThemExchanged)
+{
+    const QByteArray monitor = exchangedProfile();
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(200, 100, 20)), rgb(100, 20, 200), 1));
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(255, 0, 0)), rgb(0, 0, 255), 1));
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(77, 77, 77)), rgb(77, 77, 77), 1));
+}
+
+TEST(Monitor, MayBeDescribedByATable)
+{
+    const QByteArray monitor = exchangedTableProfile();
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(200, 100, 20)), rgb(100, 20, 200), 8));
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(255, 255, 255)), rgb(255, 255, 255), 2));
+    EXPECT_TRUE(isNear(sentTo(monitor, rgb(0, 0, 0)), rgb(0, 0, 0), 2));
+}
+
+// In sRGB, pure red of Display P3 would have become (255, 0, 0), which P3 writes as (234, 51, 35).
+TEST(Monitor, WithMoreColorsThanSrgbShowsThem)
+{
+    EXPECT_TRUE(isNear(sentTo(exchangedP3Profile(), rgb(255, 0, 0), displayP3Profile()),
+                       rgb(0, 0, 255), 1));
+    EXPECT_TRUE(isNear(sentTo(exchangedP3Profile(), rgb(255, 0, 0)), rgb(51, 35, 234), 2));
+    EXPECT_TRUE(isNear(sentTo(displayP3Profile(), rgb(255, 0, 0)), rgb(234, 51, 35), 2));
+}
+
+TEST(Monitor, IsSentWhatIsInItsColorsAsItIs)
+{
+    for (const QByteArray &profile : {exchangedProfile(), displayP3Profile()}) {
+        const Image image = noiseImage({20, 100}).withProfile(profile);
+        const Image result = tavolin::converted(image, profile);
+        EXPECT_TRUE(result.isSameAs(image));
+        EXPECT_EQ(result.iccProfile(), profile);
+    }
+}
+
+TEST(Monitor, WithAProfileForSrgbIsSentTheSamePixels)
+{
+    const Image image = noiseImage({20, 100});
+    const Image result = tavolin::converted(image, srgbProfile());
+    EXPECT_TRUE(result.isSameAs(image));
+    EXPECT_EQ(result.iccProfile(), srgbProfile());
+}
+
+/// A monitor that shows nothing but black.
+QByteArray blackProfile()
+{
+    QByteArray icc = exchangedProfile();
+    cmsHPROFILE profile =
+        cmsOpenProfileFromMem(icc.constData(), static_cast<cmsUInt32Number>(icc.size()));
+    const cmsUInt16Number nothing[]{0, 0};
+    cmsToneCurve *curve = cmsBuildTabulatedToneCurve16(nullptr, 2, nothing);
+    for (const cmsTagSignature tag : {cmsSigRedTRCTag, cmsSigGreenTRCTag, cmsSigBlueTRCTag})
+        cmsWriteTag(profile, tag, curve);
+    cmsFreeToneCurve(curve);
+    return saved(profile);
+}
+
+TEST(Monitor, WhoseProfileIsOfNoUseIsSentSrgb)
+{
+    QByteArray scanner = exchangedProfile();
+    scanner.replace(12, 4, "scnr"); // ICC.1:2022, 7.2.5
+    QByteArray cut = exchangedProfile();
+    cut.truncate(cut.size() / 2);
+    for (const QByteArray &profile : {QByteArray("garbage"), QByteArray(5000, '\xff'), cut, scanner,
+                                      redInkProfile(), linearGreyProfile(), blackProfile()}) {
+        const Image image = noiseImage({20, 100});
+        EXPECT_TRUE(tavolin::converted(image, profile).isSameAs(image)) << profile.size();
+        EXPECT_TRUE(looksLike(tavolin::converted(image.withProfile(adobeRgbProfile()), profile),
+                              toSrgb(image.withProfile(adobeRgbProfile()))))
+            << profile.size();
+    }
+}
+
+TEST(Monitor, IsHarmedByNoDamagedProfile)
+{
+    const Image image = noiseImage({5, 5});
+    for (unsigned seed = 0; seed < 200; ++seed)
+        EXPECT_EQ(tavolin::converted(image, damaged(exchangedProfile(), seed)).size(),
+                  image.size());
+}
+
+TEST(Monitor, PictureWithAProfileOfNoUseCountsAsSrgb)
+{
+    for (const QByteArray &profile : {QByteArray("garbage"), redInkProfile()})
+        EXPECT_TRUE(
+            isNear(sentTo(exchangedProfile(), rgb(200, 100, 20), profile), rgb(100, 20, 200), 1));
+}
+
+// Linear light of 128 and 64 is 188 and 137 of sRGB.
+TEST(Monitor, GreyProfileIsAppliedToEachChannel)
+{
+    EXPECT_TRUE(isNear(sentTo(exchangedProfile(), rgb(128, 128, 128), linearGreyProfile()),
+                       rgb(188, 188, 188), 1));
+    EXPECT_TRUE(isNear(sentTo(displayP3Profile(), rgb(64, 64, 64), linearGreyProfile()),
+                       rgb(137, 137, 137), 1));
+}
+
+// Half of (100, 20, 200).
+TEST(Monitor, ColorsAreConvertedWithoutTheirAlpha)
+{
+    const Image image = makeImage(
+        {2, 2}, [](int, int) { return 0x8064320a; }, Alpha::Premultiplied);
+    EXPECT_TRUE(isNear(tavolin::converted(image, exchangedProfile()).row(1)[1], 0x80320a64, 2));
+}
+
+TEST(Monitor, IsNotAnotherMonitor)
+{
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(isNear(sentTo(exchangedProfile(), RED), rgb(0, 0, 255), 1));
+        EXPECT_TRUE(isNear(sentTo(displayP3Profile(), RED), rgb(234, 51, 35), 2));
+        EXPECT_EQ(sentTo({}, RED), RED);
     }
 }
 

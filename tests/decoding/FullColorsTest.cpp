@@ -22,12 +22,12 @@ constexpr int RGBA_SAMPLES = 6;
 
 Image kept(const QByteArray &file)
 {
-    return decodeFull(fileOf(file), ALWAYS, FullColors::Kept);
+    return decodeFull(fileOf(file), ALWAYS, KEPT);
 }
 
 Image inSrgb(const QByteArray &file)
 {
-    return decodeFull(fileOf(file), ALWAYS, FullColors::Srgb);
+    return decodeFull(fileOf(file), ALWAYS, QByteArray());
 }
 
 /// A PNG of 16x16 pixels of (200, 100, 50) in @p profile.
@@ -137,7 +137,7 @@ TEST(DecodeFull, IsInSrgbWhereThatIsAskedFor)
 
 TEST(DecodeFull, NullForWhatIsNoPictureAndOnceStopped)
 {
-    for (const FullColors colors : {FullColors::Kept, FullColors::Srgb}) {
+    for (const FullColors &colors : {FullColors(KEPT), FullColors(QByteArray())}) {
         EXPECT_TRUE(decodeFull(fileOf("no picture"), ALWAYS, colors).isNull());
         EXPECT_TRUE(
             decodeFull(stoppedFileOf(opaquePng(displayP3Profile())), ALWAYS, colors).isNull());
@@ -151,6 +151,24 @@ TEST(DecodeForDisplay, IsInSrgbAndWithinTheLimit)
     ASSERT_EQ(image.size(), QSize(8, 8));
     EXPECT_TRUE(image.iccProfile().isEmpty());
     EXPECT_TRUE(looksLike(image, flatImage({8, 8}, 0xffd75d1f), 2));
+}
+
+TEST(DecodeForDisplay, IsInTheColorsOfTheMonitor)
+{
+    const QByteArray monitor = exchangedP3Profile();
+    const Image image = decodeForDisplay(fileOf(opaquePng(displayP3Profile())), 8, ALWAYS, monitor);
+    ASSERT_EQ(image.size(), QSize(8, 8));
+    EXPECT_EQ(image.iccProfile(), monitor);
+    EXPECT_TRUE(looksLike(image, flatImage({8, 8}, 0xff6432c8), 1));
+}
+
+TEST(DecodeFull, IsInTheColorsOfTheMonitorWhereThatIsAskedFor)
+{
+    const QByteArray monitor = exchangedP3Profile();
+    const Image image = decodeFull(fileOf(opaquePng(displayP3Profile())), ALWAYS, monitor);
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.iccProfile(), monitor);
+    EXPECT_TRUE(isNear(image.row(8)[8], 0xff6432c8, 1));
 }
 
 TEST(DecodeForDisplay, NullForWhatIsNoPictureAndOnceStopped)

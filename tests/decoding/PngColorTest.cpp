@@ -192,7 +192,7 @@ TEST(PngColors, TransparentPictureIsSavedAsShown)
     const auto samples = [](int, int) { return std::vector<unsigned>{200, 100, 50, 128}; };
     const QByteArray png = pngFile({{16, 16}, 8, 6}, samples, gama(100'000));
     EXPECT_TRUE(isNear(toSrgb(decodePng(fileOf(png), 100)).row(8)[8], 0x8073543d, 2));
-    const Image image = decodeFull(fileOf(png), ThumbnailRule::FromImageAlways, FullColors::Kept);
+    const Image image = decodeFull(fileOf(png), ThumbnailRule::FromImageAlways, KEPT);
     const Image saved = decodeJpeg(fileOf(writeJpeg(image, 95)), 100);
     EXPECT_TRUE(isNear(toSrgb(saved).row(8)[8], 0xff73543d, 4));
 }

@@ -168,7 +168,8 @@ TEST_F(EditJobs, DisplayIsInTheColoursOfTheScreenAndTheResultInThoseOfTheSource)
 class FailingReader : public InProcessReader
 {
 public:
-    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token) const override
+    [[nodiscard]] Image converted(const Image &image, const QByteArray &,
+                                  std::stop_token) const override
     {
         asked = image;
         return {};

@@ -205,11 +205,13 @@ public:
         if (file.get() >= 0)
             m_file = std::move(file);
         Orders orders = m_orders;
+        const std::string profile = receiveProfile(request.profileBytes);
+        receiveProfile(request.monitorBytes);
         switch (request.task) {
         case Task::Begin:
             break;
         case Task::Convert:
-            orders = m_orders = ordersIn(receiveProfile(request));
+            orders = m_orders = ordersIn(profile);
             break;
         case Task::Rows:
         case Task::ConvertRows:
@@ -238,9 +240,9 @@ public:
     }
 
 private:
-    static std::string receiveProfile(const Request &request)
+    static std::string receiveProfile(std::int64_t bytes)
     {
-        std::string profile(static_cast<std::size_t>(request.profileBytes), '\0');
+        std::string profile(static_cast<std::size_t>(bytes), '\0');
         Descriptor none(-1);
         if (!receiveAll(CHANNEL_DESCRIPTOR,
                         std::as_writable_bytes(std::span(profile.data(), profile.size())), none))

@@ -49,7 +49,7 @@ TEST(ViewerLinkage, HoldsNoDecoderOfOurOwn)
     EXPECT_NE(symbols.find("tavolin::WorkerReader::loadThumbnail"), std::string::npos);
     for (const char *symbol :
          {"tavolin::createThumbnail", "tavolin::decodeJpeg", "tavolin::readProperties",
-          "tavolin::TiffReader", "tavolin::SrgbConversion", "tavolin::InProcessReader"})
+          "tavolin::TiffReader", "tavolin::ColorConversion", "tavolin::InProcessReader"})
         EXPECT_EQ(symbols.find(symbol), std::string::npos) << symbol;
 }
 

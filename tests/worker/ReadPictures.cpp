@@ -28,7 +28,7 @@ void readInEveryWay(const WorkerReader &reader, const std::filesystem::path &pat
     (void)reader.sourceMetadata(path, {100, 100});
     if (const auto file = openRegularFile(path))
         (void)reader.isSavedByViewer(file->descriptor.get());
-    (void)reader.toSrgb(reader.loadFullImage(path, FullColors::Kept, {}), {});
+    (void)reader.converted(reader.loadFullImage(path, KEPT, {}), {}, {});
 }
 
 } // namespace
@@ -58,7 +58,7 @@ int main(int argc, char **argv)
         });
         threads.emplace_back([&] {
             while (true)
-                (void)reader.loadFullImage(paths[0], FullColors::Srgb, {});
+                (void)reader.loadFullImage(paths[0], QByteArray(), {});
         });
     }
     while (true)

@@ -113,7 +113,7 @@ protected:
     }
     [[nodiscard]] Image full(const fs::path &path, std::stop_token stop = {}) const
     {
-        return reader().loadFullImage(path, FullColors::Srgb, std::move(stop));
+        return reader().loadFullImage(path, QByteArray(), std::move(stop));
     }
 
     /// The worker that answers for facts.
@@ -638,7 +638,7 @@ Image imageWithOrders(const std::string &orders)
 // The fake worker's conversion makes a negative.
 TEST_F(HostileWorker, ConvertsEveryRow)
 {
-    const Image image = reader().toSrgb(imageWithOrders("a profile"), {});
+    const Image image = reader().converted(imageWithOrders("a profile"), {}, {});
     ASSERT_EQ(image.size(), QSize(600, 600));
     EXPECT_TRUE(image.iccProfile().isEmpty());
     for (int y = 0; y < 600; ++y) {
@@ -647,10 +647,45 @@ TEST_F(HostileWorker, ConvertsEveryRow)
     }
 }
 
+TEST_F(HostileWorker, ConvertsForAMonitor)
+{
+    const QByteArray monitor("of a monitor");
+    const Image image = reader().converted(imageWithOrders("a profile"), monitor, {});
+    ASSERT_EQ(image.size(), QSize(600, 600));
+    EXPECT_EQ(image.iccProfile(), monitor);
+    EXPECT_EQ(image.row(1)[0], 0xfffffffe);
+    const Image same = reader().converted(imageWithOrders("lie changesNothing=1"), monitor, {});
+    EXPECT_EQ(same.iccProfile(), monitor);
+}
+
+// The reader knows the profile that the picture is in: it has sent it.
+TEST_F(HostileWorker, PictureForAMonitorIsInItsColors)
+{
+    DisplayTarget target{.maxPixel = LIMIT, .area = QRectF(0, 0, 16, 16)};
+    target.profile = "of a monitor";
+    const auto picture = reader().loadDisplayPicture(file(), target, Urgency::Now, {});
+    EXPECT_TRUE(isPainted(picture.rendition, {16, 16}));
+    EXPECT_EQ(picture.image.iccProfile(), target.profile);
+    EXPECT_EQ(picture.rendition.iccProfile(), target.profile);
+    const Image whole = reader().loadFullImage(file("size 70 90"), target.profile, {});
+    EXPECT_TRUE(isPainted(whole, {70, 90}));
+    EXPECT_EQ(whole.iccProfile(), target.profile);
+}
+
+TEST_F(HostileWorker, PictureForAMonitorHasNoOtherProfile)
+{
+    DisplayTarget target{.maxPixel = LIMIT, .area = QRectF(0, 0, 16, 16)};
+    target.profile = "of a monitor";
+    const auto path = file("send block0=200");
+    EXPECT_TRUE(reader().loadDisplayPicture(path, target, Urgency::Now, {}).isNull());
+    EXPECT_TRUE(reader().loadFullImage(path, target.profile, {}).isNull());
+    EXPECT_FALSE(reader().loadDisplayPicture(file(), target, Urgency::Now, {}).isNull());
+}
+
 TEST_F(HostileWorker, ConversionThatChangesNothingKeepsThePixels)
 {
     const Image image = imageWithOrders("lie changesNothing=1");
-    const Image same = reader().toSrgb(image, {});
+    const Image same = reader().converted(image, {}, {});
     EXPECT_TRUE(same.isSameAs(image));
     EXPECT_TRUE(same.iccProfile().isEmpty());
 }
@@ -660,8 +695,8 @@ TEST_F(HostileWorker, ConversionThatFailsIsNull)
     for (const char *orders :
          {"fail", "crash", "killed", "exit 0", "truncate reply", "lie number=0", "answer twice",
           "answer forever", "rows crash", "rows fail", "rows truncate reply"}) {
-        EXPECT_TRUE(reader().toSrgb(imageWithOrders(orders), {}).isNull()) << orders;
-        EXPECT_FALSE(reader().toSrgb(imageWithOrders("a profile"), {}).isNull()) << orders;
+        EXPECT_TRUE(reader().converted(imageWithOrders(orders), {}, {}).isNull()) << orders;
+        EXPECT_FALSE(reader().converted(imageWithOrders("a profile"), {}, {}).isNull()) << orders;
     }
 }
 
@@ -673,17 +708,18 @@ TEST_F(HostileWorker, ConversionThatHangsEndsWithAStop)
             EXPECT_TRUE(isNoted(orders));
             stop.request_stop();
         });
-        EXPECT_TRUE(
-            reader().toSrgb(imageWithOrders(note(orders) + orders), stop.get_token()).isNull());
-        EXPECT_FALSE(reader().toSrgb(imageWithOrders("a profile"), {}).isNull()) << orders;
+        EXPECT_TRUE(reader()
+                        .converted(imageWithOrders(note(orders) + orders), {}, stop.get_token())
+                        .isNull());
+        EXPECT_FALSE(reader().converted(imageWithOrders("a profile"), {}, {}).isNull()) << orders;
     }
 }
 
 TEST_F(HostileWorker, IsNotAskedAboutPicturesWithoutProfile)
 {
     const Image image = imageWithOrders({});
-    EXPECT_TRUE(reader().toSrgb(image, {}).isSameAs(image));
-    EXPECT_TRUE(reader().toSrgb({}, {}).isNull());
+    EXPECT_TRUE(reader().converted(image, {}, {}).isSameAs(image));
+    EXPECT_TRUE(reader().converted({}, {}, {}).isNull());
 }
 
 // --- Which worker gets what
@@ -863,7 +899,7 @@ protected:
         EXPECT_FALSE(reader().readPhotoFacts(file(), Urgency::Ahead, {}));
         EXPECT_FALSE(reader().readPixelSize(file()));
         EXPECT_FALSE(reader().sourceMetadata(file(), {10, 10}));
-        EXPECT_TRUE(reader().toSrgb(imageWithOrders("a profile"), {}).isNull());
+        EXPECT_TRUE(reader().converted(imageWithOrders("a profile"), {}, {}).isNull());
         EXPECT_EQ(reader().aboutWall(), "");
         said = "No picture can be read: tavolin-worker can't be started\n";
     }

@@ -52,7 +52,7 @@ using pictures::fourQuarters;
 using worker::IS_SANITIZED;
 
 const fs::path WORKER = WORKER_PROGRAM;
-constexpr DisplayTarget TARGET{.maxPixel = 300, .area = QRectF(0, 0, 200, 200), .scale = 1.5};
+const DisplayTarget TARGET{.maxPixel = 300, .area = QRectF(0, 0, 200, 200), .scale = 1.5};
 constexpr QSize SIZE(500, 340);
 
 /// A picture as a file.
@@ -188,7 +188,7 @@ TEST_P(WorkerReads, TheSameDisplayPicture)
 
 TEST_P(WorkerReads, TheSameFullPicture)
 {
-    for (const FullColors colors : {FullColors::Kept, FullColors::Srgb})
+    for (const FullColors &colors : {FullColors(KEPT), FullColors(QByteArray())})
         EXPECT_TRUE(isSame(worker.loadFullImage(path(), colors, {}),
                            here.loadFullImage(path(), colors, {})));
 }
@@ -216,7 +216,7 @@ TEST(Worker, ReadsPicturesAtAll)
             continue;
         const fs::path path = folder.write(picture.file, bytes);
         EXPECT_FALSE(worker.loadThumbnail(path, 100).isNull()) << picture.name;
-        EXPECT_FALSE(worker.loadFullImage(path, FullColors::Kept, {}).isNull()) << picture.name;
+        EXPECT_FALSE(worker.loadFullImage(path, KEPT, {}).isNull()) << picture.name;
         EXPECT_TRUE(worker.readPixelSize(path)) << picture.name;
         EXPECT_TRUE(worker.readPhotoFacts(path, Urgency::Ahead, {})) << picture.name;
     }
@@ -247,7 +247,7 @@ TEST(Worker, HandsAFullPictureOverWhereItDecodedItAndGivesTheMemoryBackWhenItRes
         folder.write("a.jpg", pictures::encodePicture(pictures::drawPicture(spec), spec, ".jpg"));
     const WorkerReader reader(WORKER);
     for (int time = 0; time < 2; ++time) {
-        EXPECT_EQ(reader.loadFullImage(path, FullColors::Kept, {}).size(), LARGE);
+        EXPECT_EQ(reader.loadFullImage(path, KEPT, {}).size(), LARGE);
         EXPECT_GE(sharedBytes(), pixelCount(LARGE) * std::int64_t{sizeof(Pixel)});
         EXPECT_TRUE(waitUntil([] { return sharedBytes() == 0; }));
     }
@@ -264,7 +264,7 @@ TEST(Worker, GivesTheMemoryOfALargePictureBackWhileItIsHandedOver)
         std::memset(halves.scanLine(y), y % 256, std::size_t{1} * LARGE.width() / 2);
     const fs::path path = folder.write("a.png", pngFile(halves));
     const WorkerReader reader(WORKER);
-    const Image image = reader.loadFullImage(path, FullColors::Kept, {});
+    const Image image = reader.loadFullImage(path, KEPT, {});
     EXPECT_LT(sharedBytes(), 1 << 20);
     ASSERT_EQ(image.size(), LARGE);
     for (int y = 0; y < LARGE.height(); ++y) {
@@ -342,11 +342,52 @@ TEST(Worker, ConvertsAsThisProcessDoes)
         for (const Image &image : {noiseImage({701, 503}), noiseWithAlpha({701, 503}),
                                    noiseImage({1, 1}), noiseImage({70'000, 3})}) {
             const Image inProfile = image.withProfile(profile);
-            const Image converted = worker.toSrgb(inProfile, {});
+            const Image converted = worker.converted(inProfile, {}, {});
             EXPECT_FALSE(converted.isNull());
-            EXPECT_TRUE(isSame(converted, here.toSrgb(inProfile, {})));
+            EXPECT_TRUE(isSame(converted, here.converted(inProfile, {}, {})));
         }
     }
+}
+
+TEST_P(WorkerReads, TheSamePicturesForAMonitor)
+{
+    DisplayTarget target = TARGET;
+    target.profile = exchangedP3Profile();
+    const auto expected = here.loadDisplayPicture(path(), target, Urgency::Now, {});
+    const auto actual = worker.loadDisplayPicture(path(), target, Urgency::Now, {});
+    EXPECT_TRUE(isSame(actual.image, expected.image));
+    EXPECT_TRUE(isSame(actual.rendition, expected.rendition));
+    EXPECT_TRUE(isSame(worker.loadFullImage(path(), target.profile, {}),
+                       here.loadFullImage(path(), target.profile, {})));
+}
+
+TEST(Worker, ConvertsForAMonitorAsThisProcessDoes)
+{
+    const WorkerReader worker(WORKER);
+    const InProcessReader here;
+    const QByteArray monitor = exchangedProfile();
+    for (const QByteArray &profile : {QByteArray(), displayP3Profile()}) {
+        const Image image = noiseImage({701, 503}).withProfile(profile);
+        const Image converted = worker.converted(image, monitor, {});
+        EXPECT_EQ(converted.iccProfile(), monitor);
+        EXPECT_TRUE(isSame(converted, here.converted(image, monitor, {})));
+    }
+}
+
+TEST(Worker, TakesTheLargestProfileOfAMonitor)
+{
+    const TemporaryFolder folder;
+    const fs::path path = folder.write("a.jpg", encoded(".jpg"));
+    const WorkerReader worker(WORKER);
+    DisplayTarget target = TARGET;
+    target.profile = QByteArray(MAX_PROFILE_BYTES, 'x'); // none that is of use
+    const auto picture = worker.loadDisplayPicture(path, target, Urgency::Now, {});
+    EXPECT_TRUE(
+        looksLike(picture.image, worker.loadDisplayPicture(path, TARGET, Urgency::Now, {}).image));
+    // A larger one can't be sent; the worker takes it for nonsense, and is replaced.
+    target.profile.append('x');
+    EXPECT_TRUE(worker.loadDisplayPicture(path, target, Urgency::Now, {}).isNull());
+    EXPECT_FALSE(worker.loadDisplayPicture(path, TARGET, Urgency::Now, {}).isNull());
 }
 
 TEST(Worker, ConvertsNothingThatIsAsGoodAsSrgb)
@@ -354,7 +395,7 @@ TEST(Worker, ConvertsNothingThatIsAsGoodAsSrgb)
     const WorkerReader worker(WORKER);
     for (const QByteArray &profile : {srgbProfile(), saved(cmsCreate_sRGBProfile())}) {
         const Image image = noiseImage({300, 200}).withProfile(profile);
-        const Image converted = worker.toSrgb(image, {});
+        const Image converted = worker.converted(image, {}, {});
         EXPECT_TRUE(converted.isSameAs(image));
         EXPECT_TRUE(converted.iccProfile().isEmpty());
     }
@@ -408,7 +449,7 @@ protected:
         ASSERT_FALSE(worker.loadThumbnail(path, 100).isNull());
         display = walled();
         ASSERT_FALSE(worker.loadThumbnail(path, 100, Urgency::Ahead).isNull());
-        ASSERT_FALSE(worker.loadFullImage(path, FullColors::Srgb, {}).isNull());
+        ASSERT_FALSE(worker.loadFullImage(path, QByteArray(), {}).isNull());
     }
 
     /// The workers that have been told what they are for; the others have read nothing yet.

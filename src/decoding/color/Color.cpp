@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <numeric>
+#include <span>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -50,16 +51,37 @@ Profile openProfile(const QByteArray &icc)
         cmsOpenProfileFromMem(icc.constData(), static_cast<cmsUInt32Number>(icc.size())));
 }
 
-/// A transform to sRGB that several threads may use at once.
-Transform makeTransform(const Profile &from, cmsUInt32Number format)
+/// A transform that several threads may use at once.
+Transform makeTransform(const Profile &from, cmsUInt32Number format, const Profile &to,
+                        cmsUInt32Number flags = 0)
 {
-    const Profile srgb(cmsCreate_sRGBProfile());
-    if (!from || !srgb)
+    if (!from || !to)
         return nullptr;
     // LittleCMS 2.16 refuses to copy what is not there.
     const cmsUInt32Number alpha = T_EXTRA(format) == T_EXTRA(SCREEN) ? cmsFLAGS_COPY_ALPHA : 0;
-    return Transform(cmsCreateTransform(from.get(), format, srgb.get(), SCREEN, INTENT_PERCEPTUAL,
-                                        cmsFLAGS_NOCACHE | alpha));
+    return Transform(cmsCreateTransform(from.get(), format, to.get(), SCREEN, INTENT_PERCEPTUAL,
+                                        cmsFLAGS_NOCACHE | alpha | flags));
+}
+
+/// The profile of a monitor; null where pictures can't be converted into it, or white would not be
+/// lighter than black there.
+Profile openMonitorProfile(const QByteArray &icc)
+{
+    Profile monitor = icc.isEmpty() ? nullptr : openProfile(icc);
+    if (!monitor || cmsGetDeviceClass(monitor.get()) != cmsSigDisplayClass ||
+        cmsGetColorSpace(monitor.get()) != cmsSigRgbData)
+        return nullptr;
+    const Transform transform =
+        makeTransform(Profile(cmsCreate_sRGBProfile()), SCREEN, monitor, cmsFLAGS_NOOPTIMIZE);
+    if (!transform)
+        return nullptr;
+    const std::array<Pixel, 2> blackAndWhite{0xff000000, 0xffffffff};
+    std::array<Pixel, 2> shown{};
+    cmsDoTransform(transform.get(), blackAndWhite.data(), shown.data(), 2);
+    for (int shift = 0; shift < 24; shift += 8)
+        if ((shown[0] >> shift & 0xff) >= (shown[1] >> shift & 0xff))
+            return nullptr;
+    return monitor;
 }
 
 /// Whether a grid of colours comes out of @p transform as it went in, within one level.
@@ -84,20 +106,19 @@ bool isIdentity(const Transform &transform)
     return std::equal(colors.begin(), colors.end(), converted.begin(), isNear);
 }
 
-/// What each level of the grey profile @p profile is in sRGB; empty where it can't be used.
-std::optional<std::array<std::uint8_t, 256>> greyLevels(const Profile &profile)
+using GreyLevels = std::array<Pixel, 256>;
+
+/// What each level of the grey profile @p profile is in @p target; empty where it can't be used.
+std::optional<GreyLevels> greyLevels(const Profile &profile, const Profile &target)
 {
-    const Transform levels = makeTransform(profile, TYPE_GRAY_8);
+    const Transform levels = makeTransform(profile, TYPE_GRAY_8, target);
     if (!levels)
         return std::nullopt;
     std::array<std::uint8_t, 256> ramp{};
     std::iota(ramp.begin(), ramp.end(), std::uint8_t{0});
-    std::array<Pixel, 256> shown{};
+    GreyLevels shown{};
     cmsDoTransform(levels.get(), ramp.data(), shown.data(), 256);
-    std::array<std::uint8_t, 256> grey{};
-    std::transform(shown.begin(), shown.end(), grey.begin(),
-                   [](Pixel pixel) { return static_cast<std::uint8_t>(pixel >> 8); });
-    return grey;
+    return shown;
 }
 
 QByteArray makeRgbProfile(const Primaries &primaries, const Curve &curve)
@@ -181,54 +202,67 @@ Pixel withColors(Pixel pixel, Change change)
 } // namespace
 
 /// One of the two is there, or there is nothing to do.
-struct SrgbConversion::Way
+struct ColorConversion::Way
 {
-    explicit Way(const QByteArray &icc);
+    Way(const QByteArray &from, const QByteArray &to);
 
-    Transform transform;                               // of SCREEN pixels
-    std::optional<std::array<std::uint8_t, 256>> grey; // each level in sRGB
+    Transform transform;            // of SCREEN pixels
+    std::optional<GreyLevels> grey; // what each level becomes
 };
 
-SrgbConversion::Way::Way(const QByteArray &icc)
+ColorConversion::Way::Way(const QByteArray &from, const QByteArray &to)
 {
-    const Profile profile = openProfile(icc);
-    if (!profile)
-        return;
-    // As a number: a profile may say anything.
-    const auto space = static_cast<std::uint32_t>(cmsGetColorSpace(profile.get()));
-    if (space == cmsSigRgbData)
-        transform = makeTransform(profile, SCREEN);
-    else if (space == cmsSigGrayData)
-        grey = greyLevels(profile);
+    const Profile srgb(cmsCreate_sRGBProfile());
+    const Profile monitor = openMonitorProfile(to);
+    const Profile &target = monitor ? monitor : srgb;
+    if (const Profile picture = openProfile(from)) {
+        // As a number: a profile may say anything.
+        const auto space = static_cast<std::uint32_t>(cmsGetColorSpace(picture.get()));
+        if (space == cmsSigRgbData)
+            transform = makeTransform(picture, SCREEN, target);
+        else if (space == cmsSigGrayData)
+            grey = greyLevels(picture, target);
+        // Rounding must not tint it where nothing else does.
+        for (Pixel &level : grey && !monitor ? std::span(*grey) : std::span<Pixel>())
+            level = (level >> 8 & 0xff) * 0x010101;
+    }
+    if (!transform && !grey && monitor)
+        transform = makeTransform(srgb, SCREEN, monitor);
     if (transform && isIdentity(transform))
         transform = nullptr;
 }
 
-SrgbConversion::SrgbConversion(const QByteArray &iccProfile)
+ColorConversion::ColorConversion(const QByteArray &picture, const QByteArray &monitor)
 {
-    if (iccProfile.isEmpty())
+    if (picture == monitor)
         return;
     // A folder's pictures mostly share one profile.
+    struct Made
+    {
+        QByteArray picture;
+        QByteArray monitor;
+        std::shared_ptr<const Way> way;
+    };
     static std::mutex mutex;
-    static std::pair<QByteArray, std::shared_ptr<const Way>> last;
+    static Made last;
     {
         const std::lock_guard guard(mutex);
-        if (last.second && last.first == iccProfile) {
-            m_way = last.second;
+        if (last.way && last.picture == picture && last.monitor == monitor) {
+            m_way = last.way;
             return;
         }
     }
-    m_way = std::make_shared<const Way>(iccProfile);
+    m_way = std::make_shared<const Way>(picture, monitor);
     const std::lock_guard guard(mutex);
-    last = {iccProfile, m_way};
+    last = {picture, monitor, m_way};
 }
 
-bool SrgbConversion::changesNothing() const
+bool ColorConversion::changesNothing() const
 {
     return !m_way || (!m_way->transform && !m_way->grey);
 }
 
-void SrgbConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha alpha) const
+void ColorConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha alpha) const
 {
     Q_ASSERT(!changesNothing());
     // A profile speaks of colours that are not multiplied by alpha.
@@ -240,7 +274,8 @@ void SrgbConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha 
     }
     if (m_way->grey)
         std::transform(from, from + pixels, to, [&grey = *m_way->grey](Pixel pixel) {
-            return withColors(pixel, [&grey](Pixel level, Pixel) { return Pixel{grey[level]}; });
+            return (pixel & 0xff000000) | (grey[pixel >> 16 & 0xff] & 0xff0000) |
+                   (grey[pixel >> 8 & 0xff] & 0xff00) | (grey[pixel & 0xff] & 0xff);
         });
     else
         cmsDoTransform(m_way->transform.get(), from, to, static_cast<cmsUInt32Number>(pixels));
@@ -251,11 +286,16 @@ void SrgbConversion::convertRow(const Pixel *from, Pixel *to, int pixels, Alpha 
 
 Image toSrgb(Image image, std::stop_token stop)
 {
-    if (image.isNull() || image.iccProfile().isEmpty())
+    return converted(std::move(image), {}, std::move(stop));
+}
+
+Image converted(Image image, const QByteArray &monitor, std::stop_token stop)
+{
+    if (image.isNull())
         return image;
-    const SrgbConversion conversion(image.iccProfile());
+    const ColorConversion conversion(image.iccProfile(), monitor);
     if (conversion.changesNothing())
-        return image.withProfile({});
+        return image.withProfile(monitor);
     const QSize size = image.size();
     const Alpha alpha = image.alpha();
     PixelBuffer result = PixelBuffer::takenFrom(image);
@@ -270,7 +310,7 @@ Image toSrgb(Image image, std::stop_token stop)
     });
     if (stop.stop_requested())
         return {};
-    return std::move(result).toImage(alpha);
+    return std::move(result).toImage(alpha, monitor);
 }
 
 void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isInverted)
@@ -278,7 +318,9 @@ void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isI
     const Profile profile = openProfile(iccProfile);
     const bool isUsable = profile && cmsGetColorSpace(profile.get()) == cmsSigCmykData;
     const Transform transform =
-        isUsable ? makeTransform(profile, isInverted ? TYPE_CMYK_8_REV : TYPE_CMYK_8) : nullptr;
+        isUsable ? makeTransform(profile, isInverted ? TYPE_CMYK_8_REV : TYPE_CMYK_8,
+                                 Profile(cmsCreate_sRGBProfile()))
+                 : nullptr;
     const int width = inks.size().width();
     const Pixel inversion = isInverted ? 0 : 0xffffffff;
     forBands(inks.size().height(), LEAST_BAND_ROWS, [&](int begin, int end) {

@@ -1,6 +1,7 @@
 #pragma once
-// Colour management: what a picture's profile says, and the way to sRGB, in which everything is
-// painted. Usable from any thread.
+// Colour management: what a picture's profile says, and the way to the colours of the monitor or to
+// sRGB, in one step: what both show must not be lost to a smaller space in between. Usable from any
+// thread.
 
 #include "pixels/Image.h"
 
@@ -12,19 +13,22 @@
 
 namespace tavolin {
 
-/// The way from a profile's colours to sRGB, for pictures that come in pieces. Copying shares it,
-/// and several threads may use one at once. Grey profiles are applied to each channel.
-class SrgbConversion
+/// The way from a picture's colours to those of a monitor, for pictures that come in pieces.
+/// Copying shares it, and several threads may use one at once. A grey profile of a picture is
+/// applied to each channel.
+class ColorConversion
 {
 public:
-    /// Making it takes as long as some rows; the one made last is kept, so that making it again is
-    /// next to nothing.
-    explicit SrgbConversion(const QByteArray &iccProfile);
+    /// From the colours of @p picture to those of @p monitor. Empty profiles, and those that can't
+    /// be used, count as sRGB; so does one for @p monitor that is not of a display with red, green
+    /// and blue. Making it takes as long as some rows; the one made last is kept, so that making it
+    /// again is next to nothing.
+    explicit ColorConversion(const QByteArray &picture, const QByteArray &monitor = {});
 
-    /// Whether there is nothing to do: the profile says sRGB, is empty or can't be used.
+    /// Whether there is nothing to do: both profiles say the same.
     [[nodiscard]] bool changesNothing() const;
 
-    /// Writes to @p to, which may be @p from, the @p pixels pixels at @p from in sRGB. Only where
+    /// Writes to @p to, which may be @p from, the @p pixels pixels at @p from converted. Only where
     /// there is something to do.
     void convertRow(const Pixel *from, Pixel *to, int pixels, Alpha alpha) const;
 
@@ -34,9 +38,12 @@ private:
     std::shared_ptr<const Way> m_way; // none: nothing to do
 };
 
-/// @p image in sRGB, without a profile. The same pixels when it is sRGB already or when its profile
-/// can't be used; null when memory is lacking and once @p stop is requested. What nobody else holds
+/// @p image in the colours of @p monitor, which becomes its profile. The same pixels where it is in
+/// them already; null when memory is lacking and once @p stop is requested. What nobody else holds
 /// is converted where it lies.
+[[nodiscard]] Image converted(Image image, const QByteArray &monitor, std::stop_token stop = {});
+
+/// The same for sRGB.
 [[nodiscard]] Image toSrgb(Image image, std::stop_token stop = {});
 
 /// Turns four channels of ink (C, M, Y, K in the order of memory) into opaque sRGB pixels, in

@@ -145,11 +145,15 @@ void Exchange::receiveBytes(std::span<std::byte> bytes)
     }
 }
 
-void Exchange::send(Request request, int descriptor, const QByteArray &profile)
+void Exchange::send(Request request, int descriptor, const QByteArray &profile,
+                    const QByteArray &monitor)
 {
     request.number = ++m_worker.lastNumber;
+    request.profileBytes = profile.size();
+    request.monitorBytes = monitor.size();
     sendBytes(bytesOf(std::as_const(request)), descriptor);
     sendBytes(bytesOf(profile));
+    sendBytes(bytesOf(monitor));
 }
 
 std::optional<Reply> Exchange::receiveAny()

@@ -31,8 +31,9 @@ public:
     [[nodiscard]] const std::optional<Reply> &begun() const { return m_worker.begun; }
 
     /// Sends @p request under a number of its own, with a copy of @p descriptor unless that is
-    /// below 0, and @p profile behind it.
-    void send(Request request, int descriptor = -1, const QByteArray &profile = {});
+    /// below 0, and @p profile and @p monitor behind it, whose lengths it tells.
+    void send(Request request, int descriptor = -1, const QByteArray &profile = {},
+              const QByteArray &monitor = {});
     /// The reply to the oldest request that has none yet; empty when the worker has failed at it.
     [[nodiscard]] std::optional<Reply> receive();
     /// The block of @p bytes that follows the reply; empty where the exchange breaks, which it does

@@ -65,8 +65,9 @@ bool hasPicture(const Reply &reply, int maxPixel)
            isAlpha(reply.alpha);
 }
 
-/// The picture that @p reply, if there is one, tells of.
-Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int maxPixel)
+/// The picture that @p reply, if there is one, tells of, in @p colors.
+Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int maxPixel,
+                     const FullColors &colors)
 {
     if (!reply)
         return {};
@@ -74,12 +75,13 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
         exchange.breakOff();
         return {};
     }
-    QByteArray profile = exchange.receiveBlock(reply->blockBytes[0], MAX_PROFILE_BYTES);
+    QByteArray profile =
+        exchange.receiveBlock(reply->blockBytes[0], colors ? 0 : MAX_PROFILE_BYTES);
     // ICC.1:2022, 7.2.6. More is not looked at; it may go into a file that is saved.
     if (!profile.isEmpty() && profile.mid(16, 4) != "RGB ")
         exchange.breakOff();
     return exchange.receiveRows(*reply).toImage(static_cast<Alpha>(reply->alpha),
-                                                std::move(profile));
+                                                colors ? *colors : std::move(profile));
 }
 
 /// @p size as a worker tells it: empty where there is none, or none that makes sense.
@@ -170,6 +172,7 @@ struct WorkerReader::Errand
     Role role = Role::Display;
     std::chrono::nanoseconds limit{};
     std::stop_token stop = {};
+    QByteArray monitor = {};           // the profile that pictures are converted into
     std::filesystem::path folder = {}; // of the file, if there is one
 };
 
@@ -250,19 +253,21 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
     request.isRawName = hasRawExtension(url) ? 1 : 0;
     request.fileBytes = file->size;
     return run(errand, [&](Exchange &exchange) {
-        exchange.send(request, file->descriptor.get());
+        exchange.send(request, file->descriptor.get(), {}, errand.monitor);
         return talk(exchange, *file);
     });
 }
 
 DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url, int maxPixel,
-                                          Urgency urgency, std::stop_token stop) const
+                                          const QByteArray &monitor, Urgency urgency,
+                                          std::stop_token stop) const
 {
-    return runOnFile({roleFor(urgency), DISPLAY_TIME, std::move(stop)}, url,
+    return runOnFile({roleFor(urgency), DISPLAY_TIME, std::move(stop), monitor}, url,
                      {.task = Task::Display, .maxPixel = maxPixel},
-                     [maxPixel](Exchange &exchange, const RegularFile &) {
+                     [maxPixel, &monitor](Exchange &exchange, const RegularFile &) {
                          const auto reply = exchange.receive();
-                         DisplayPicture picture{.image = receivePicture(exchange, reply, maxPixel)};
+                         DisplayPicture picture{
+                             .image = receivePicture(exchange, reply, maxPixel, monitor)};
                          if (reply)
                              picture.pixelSize = checkedSize({reply->fullWidth, reply->fullHeight});
                          return picture;
@@ -272,7 +277,7 @@ DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url, int 
 Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
                                   std::stop_token stop) const
 {
-    return loadUnfitted(url, maxPixel, urgency, std::move(stop)).image;
+    return loadUnfitted(url, maxPixel, {}, urgency, std::move(stop)).image;
 }
 
 DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url,
@@ -280,7 +285,8 @@ DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url
                                                 std::stop_token stop) const
 {
     try {
-        const DisplayPicture loaded = loadUnfitted(url, target.maxPixel, urgency, stop);
+        const DisplayPicture loaded =
+            loadUnfitted(url, target.maxPixel, target.profile, urgency, stop);
         DisplayPicture picture = makeDisplayPicture(loaded.image, target, stop);
         picture.pixelSize = loaded.pixelSize;
         return picture;
@@ -289,32 +295,33 @@ DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url
     }
 }
 
-Image WorkerReader::loadFullImage(const std::filesystem::path &url, FullColors colors,
+Image WorkerReader::loadFullImage(const std::filesystem::path &url, const FullColors &colors,
                                   std::stop_token stop) const
 {
-    return runOnFile({Role::Full, FULL_TIME, std::move(stop)}, url,
-                     {.task = Task::Full, .toSrgb = colors == FullColors::Srgb ? 1U : 0U},
-                     [](Exchange &exchange, const RegularFile &) {
-                         return receivePicture(exchange, exchange.receiveFull(), MAX_SIDE_PX);
+    return runOnFile({Role::Full, FULL_TIME, std::move(stop), colors.value_or(QByteArray())}, url,
+                     {.task = Task::Full, .keepsColors = colors ? 0U : 1U},
+                     [&colors](Exchange &exchange, const RegularFile &) {
+                         return receivePicture(exchange, exchange.receiveFull(), MAX_SIDE_PX,
+                                               colors);
                      });
 }
 
-Image WorkerReader::toSrgb(const Image &image, std::stop_token stop) const
+Image WorkerReader::converted(const Image &image, const QByteArray &monitor,
+                              std::stop_token stop) const
 {
-    if (image.isNull() || image.iccProfile().isEmpty())
+    if (image.isNull() || image.iccProfile() == monitor)
         return image;
-    return run({Role::Full, FULL_TIME, std::move(stop)}, [&image](Exchange &exchange) -> Image {
+    return run({Role::Full, FULL_TIME, std::move(stop)}, [&](Exchange &exchange) -> Image {
         exchange.send({.task = Task::Convert,
                        .alpha = static_cast<std::uint32_t>(image.alpha()),
-                       .width = image.width(),
-                       .profileBytes = image.iccProfile().size()},
-                      -1, image.iccProfile());
+                       .width = image.width()},
+                      -1, image.iccProfile(), monitor);
         const auto reply = exchange.receive();
         if (!reply)
             return {};
         if (reply->changesNothing != 0)
-            return image.withProfile({});
-        return exchange.convertRows(image).toImage(image.alpha());
+            return image.withProfile(monitor);
+        return exchange.convertRows(image).toImage(image.alpha(), monitor);
     });
 }
 

@@ -46,9 +46,10 @@ public:
     [[nodiscard]] DisplayPicture loadDisplayPicture(const std::filesystem::path &url,
                                                     const DisplayTarget &target, Urgency urgency,
                                                     std::stop_token stop) const override;
-    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, FullColors colors,
+    [[nodiscard]] Image loadFullImage(const std::filesystem::path &url, const FullColors &colors,
                                       std::stop_token stop) const override;
-    [[nodiscard]] Image toSrgb(const Image &image, std::stop_token stop) const override;
+    [[nodiscard]] Image converted(const Image &image, const QByteArray &monitor,
+                                  std::stop_token stop) const override;
     std::int64_t readAhead(const std::filesystem::path &url, std::int64_t most,
                            const std::stop_token &stop) const override;
     [[nodiscard]] std::optional<QSize>
@@ -73,7 +74,8 @@ private:
     struct Errand;
     /// The picture without a rendition.
     [[nodiscard]] DisplayPicture loadUnfitted(const std::filesystem::path &url, int maxPixel,
-                                              Urgency urgency, std::stop_token stop) const;
+                                              const QByteArray &monitor, Urgency urgency,
+                                              std::stop_token stop) const;
     template <typename Talk>
     auto run(const Errand &errand, const Talk &talk) const;
     template <typename Talk>

@@ -6,11 +6,12 @@
 #include "decoding/metadata/CarriedMetadata.h"
 #include "decoding/metadata/Metadata.h"
 #include "decoding/Properties.h"
-#include "pixels/Geometry.h"
+#include "pixels/Limits.h"
 #include "worker/Channel.h"
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
 #include <sys/mman.h>
@@ -46,6 +47,18 @@ bool send(Reply reply, const Blocks &blocks = {})
     });
 }
 
+/// The block of @p bytes that follows a request; empty where the viewer is gone, or there is none
+/// like that.
+std::optional<QByteArray> receiveProfile(std::int64_t bytes)
+{
+    if (bytes < 0 || bytes > MAX_PROFILE_BYTES)
+        return std::nullopt;
+    QByteArray profile(static_cast<qsizetype>(bytes), Qt::Uninitialized);
+    Descriptor none(-1);
+    return receiveAll(CHANNEL_DESCRIPTOR, bytesOf(profile), none) ? std::optional(profile)
+                                                                  : std::nullopt;
+}
+
 ThumbnailRule ruleOf(const Request &request)
 {
     return request.isRawName != 0 ? ThumbnailRule::FromImageIfAbsent
@@ -64,11 +77,15 @@ Service::~Service() = default;
 
 bool Service::answer(const Request &request, Descriptor file, const std::stop_token &stop)
 {
+    const auto profile = receiveProfile(request.profileBytes);
+    const auto monitor = profile ? receiveProfile(request.monitorBytes) : std::nullopt;
+    if (!monitor)
+        return false;
     switch (request.task) {
     case Task::Rows:
         return answerRows(request);
     case Task::Convert:
-        return answerConvert(request);
+        return answerConvert(request, *profile, *monitor);
     case Task::ConvertRows:
         return answerConvertRows(request);
     default:
@@ -81,7 +98,7 @@ bool Service::answer(const Request &request, Descriptor file, const std::stop_to
     switch (request.task) {
     case Task::Display:
     case Task::Full:
-        return answerPicture(request, *source);
+        return answerPicture(request, *source, *monitor);
     case Task::PixelSize:
         return answerSize(request, *source);
     case Task::Facts:
@@ -96,7 +113,8 @@ bool Service::answer(const Request &request, Descriptor file, const std::stop_to
     }
 }
 
-bool Service::answerPicture(const Request &request, const SourceFile &file)
+bool Service::answerPicture(const Request &request, const SourceFile &file,
+                            const QByteArray &monitor)
 {
     const SniffedFile sniffed(file);
     const auto properties = guarded([&] { return readProperties(sniffed); });
@@ -108,11 +126,11 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
         if (!send(announcement))
             return false;
     }
+    const bool keepsColors = request.task == Task::Full && request.keepsColors != 0;
     m_picture = guarded([&] {
         return request.task == Task::Display
-                   ? decodeForDisplay(file, request.maxPixel, ruleOf(request))
-                   : decodeFull(file, ruleOf(request),
-                                request.toSrgb != 0 ? FullColors::Srgb : FullColors::Kept);
+                   ? decodeForDisplay(file, request.maxPixel, ruleOf(request), monitor)
+                   : decodeFull(file, ruleOf(request), keepsColors ? FullColors() : monitor);
     });
     if (m_picture.isNull())
         return send(failure(request));
@@ -127,7 +145,8 @@ bool Service::answerPicture(const Request &request, const SourceFile &file)
         reply.fullHeight = full.value_or(QSize(0, 0)).height();
     }
     reply.isInPlace = isInPlace() ? 1 : 0;
-    const bool isSent = send(reply, {m_picture.iccProfile()});
+    // The viewer has the other one.
+    const bool isSent = send(reply, {keepsColors ? m_picture.iccProfile() : QByteArray()});
     if (isInPlace())
         trimHeap();
     return isSent;
@@ -252,14 +271,11 @@ bool Service::answerMetadata(const Request &request, const SourceFile &file) con
     return send(reply, blocks);
 }
 
-bool Service::answerConvert(const Request &request)
+bool Service::answerConvert(const Request &request, const QByteArray &profile,
+                            const QByteArray &monitor)
 {
-    const auto bytes = clamped(request.profileBytes, std::int64_t{0}, MAX_PROFILE_BYTES);
-    QByteArray profile(static_cast<qsizetype>(bytes), Qt::Uninitialized);
-    Descriptor none(-1);
-    if (!receiveAll(CHANNEL_DESCRIPTOR, bytesOf(profile), none))
-        return false;
-    m_conversion = guarded([&] { return std::make_unique<const SrgbConversion>(profile); });
+    m_conversion =
+        guarded([&] { return std::make_unique<const ColorConversion>(profile, monitor); });
     m_conversionWidth = request.width;
     m_conversionAlpha = request.alpha == static_cast<std::uint32_t>(Alpha::Opaque)
                             ? Alpha::Opaque

@@ -13,7 +13,7 @@
 #include <stop_token>
 
 namespace tavolin {
-class SrgbConversion;
+class ColorConversion;
 }
 
 namespace tavolin::worker {
@@ -37,12 +37,14 @@ public:
     void rest();
 
 private:
-    [[nodiscard]] bool answerPicture(const Request &request, const SourceFile &file);
+    [[nodiscard]] bool answerPicture(const Request &request, const SourceFile &file,
+                                     const QByteArray &monitor);
     [[nodiscard]] bool answerSize(const Request &request, const SourceFile &file) const;
     [[nodiscard]] bool answerFacts(const Request &request, const SourceFile &file) const;
     [[nodiscard]] bool answerMetadata(const Request &request, const SourceFile &file) const;
     [[nodiscard]] bool answerRows(const Request &request);
-    [[nodiscard]] bool answerConvert(const Request &request);
+    [[nodiscard]] bool answerConvert(const Request &request, const QByteArray &profile,
+                                     const QByteArray &monitor);
     [[nodiscard]] bool answerConvertRows(const Request &request) const;
     /// Whether the picture's rows lie where the viewer looks for them.
     [[nodiscard]] bool isInPlace() const;
@@ -55,7 +57,7 @@ private:
     std::span<std::byte> m_ring;
     std::span<std::byte> m_place; // for a picture
     Image m_picture;              // whose rows have not all been fetched
-    std::unique_ptr<const SrgbConversion> m_conversion;
+    std::unique_ptr<const ColorConversion> m_conversion;
     int m_conversionWidth = 0;
     Alpha m_conversionAlpha = Alpha::Opaque;
 };
