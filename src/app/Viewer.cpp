@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMainWindow>
+#include <QScreen>
 #include <QTimer>
 
 #include <functional>
@@ -18,7 +19,8 @@ using namespace Qt::StringLiterals;
 namespace tavolin {
 
 Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash trash)
-    : m_mailbox(mailbox), m_listQueue("list", QualityOfService::UserInitiated, mailbox),
+    : m_mailbox(mailbox), m_monitors(mailbox),
+      m_listQueue("list", QualityOfService::UserInitiated, mailbox),
       m_loadQueue("load", QualityOfService::UserInitiated, mailbox),
       m_prefetchQueue("prefetch", QualityOfService::Utility, mailbox),
       m_readAheadQueue("readahead", QualityOfService::Utility, mailbox),
@@ -49,6 +51,7 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
         .paint = std::bind_front(&Screen::paint, &m_screen),
     });
     connect(&m_shell, &Shell::screenChanged, this, &Viewer::viewResized);
+    connect(&m_monitors, &MonitorProfiles::changed, this, &Viewer::followMonitor);
     connect(&m_prefetch, &Prefetch::rested, &m_readAhead, &ReadAhead::resume);
     connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
     connect(&m_quitGuard, &QuitGuard::answered, this, &Viewer::quitQuestionAnswered);
@@ -227,6 +230,23 @@ void Viewer::viewResized()
     m_search.layout();
     if (!m_screen.isCropping())
         m_screen.refreshRendition();
+    followMonitor();
+}
+
+void Viewer::followMonitor()
+{
+    const QScreen *screen = m_shell.window().screen();
+    // Qt scales the sizes of screens, not where they begin.
+    showInColorsOf(screen ? m_monitors.profileAt(screen->geometry().topLeft()) : QByteArray());
+}
+
+void Viewer::showInColorsOf(const QByteArray &profile)
+{
+    if (profile == m_screen.profile())
+        return;
+    m_screen.setProfile(profile);
+    m_browser.refreshColors();
+    m_editor.refreshColors();
 }
 
 } // namespace tavolin

@@ -18,6 +18,7 @@
 #include "fileops/FileWork.h"
 #include "platform/Background.h"
 #include "platform/KeyRepeat.h"
+#include "platform/MonitorProfiles.h"
 #include "platform/Trash.h"
 #include "screen/Labels.h"
 #include "screen/Loupe.h"
@@ -56,6 +57,10 @@ public:
     /// opened takes the place of a folder that is being chosen.
     void applicationOpen(const std::vector<std::filesystem::path> &urls);
 
+    /// Brings what is shown into the colours of the monitor with @p profile (empty: sRGB), unless
+    /// it is in them.
+    void showInColorsOf(const QByteArray &profile);
+
     /// Carries out the command of a key press; false when it has none.
     bool handleKey(const QKeyEvent &event);
     /// Steps by what @p event adds to the travel so far; does nothing while something else is on
@@ -77,6 +82,7 @@ private:
     void carryOut(Command command);
     void carryOutInCrop(CropCommand command, KeyCode key, bool shift);
     void viewResized();
+    void followMonitor();
     void openHandedOver(const std::filesystem::path &url);
     void quitQuestionAnswered(bool staysForNow);
 
@@ -85,6 +91,7 @@ private:
     WheelState m_wheel;
     KeyRepeat m_leaveRepeat;
     Mailbox &m_mailbox;
+    MonitorProfiles m_monitors;
     BackgroundQueue m_listQueue;
     BackgroundQueue m_loadQueue;
     BackgroundQueue m_prefetchQueue;

@@ -180,7 +180,8 @@ bool Browser::isCurrentShown() const
 
 void Browser::keep(int index, const DisplayPicture &picture)
 {
-    if (!picture.isNull() && std::abs(index - m_targetIndex) <= ThumbCache::WINDOW)
+    if (!picture.isNull() && m_screen.hasColorsOf(picture.image) &&
+        std::abs(index - m_targetIndex) <= ThumbCache::WINDOW)
         m_cache.set(index, picture);
 }
 
@@ -297,6 +298,17 @@ void Browser::pumpLoad()
         m_load->stop);
 }
 
+void Browser::refreshColors()
+{
+    m_cache.clear();
+    if (m_load) {
+        m_load->stop.request_stop(); // what comes of it is not shown
+        m_loadQueue.leaveBehindUnlessEnded(STUCK_AFTER);
+    }
+    if (!m_isEdited())
+        pumpLoad();
+}
+
 std::optional<int> Browser::loadIndex() const
 {
     return indexNow(m_load->index, m_load->generation);
@@ -322,14 +334,18 @@ void Browser::endLoad()
     m_patience.stop();
 }
 
-void Browser::loadFinished(const DisplayPicture &picture, int index)
+void Browser::loadFinished(const DisplayPicture &loaded, int index)
 {
+    // In the colours that the monitor had when it was asked for, it is none.
+    const DisplayPicture picture = m_screen.hasColorsOf(loaded.image) ? loaded : DisplayPicture();
     const bool isGivenUp = picture.isNull() && m_load->stop.stop_requested();
     endLoad();
     if (!picture.isNull())
         m_cache.set(index, picture);
-    if (m_screen.isCropping()) { // nothing may take the place of what lies under the box
+    // Nothing may take the place of what lies under the box, or of what has been edited since.
+    if (m_screen.isCropping() || m_isEdited()) {
         m_cache.evict(m_targetIndex);
+        refreshUnderBox(picture, index, isGivenUp);
         return;
     }
     // One that the user has moved on from is shown all the same: it keeps the screen moving while a
@@ -343,6 +359,19 @@ void Browser::loadFinished(const DisplayPicture &picture, int index)
         showUnedited();
     if (m_isBetweenLists && !m_load)
         Q_EMIT noneShown();
+}
+
+/// In crop mode a decode has ended, of @p index: has the picture under the box brought into the
+/// colours of the monitor, where that is another one than before.
+void Browser::refreshUnderBox(const DisplayPicture &picture, int index, bool isGivenUp)
+{
+    if (m_isEdited() || m_screen.hasColorsOf(m_screen.currentThumb()))
+        return;
+    const bool isOfBox = index == m_currentIndex;
+    if (isOfBox && !picture.isNull())
+        Q_EMIT recolored(picture);
+    else if (!isOfBox || isGivenUp)
+        pumpLoad();
 }
 
 /// Shows the picture of currentIndex() where the screen still has its edits, which are gone.

@@ -64,6 +64,9 @@ public:
     /// Shows the target's picture: at once if it is ready, else when it has been decoded. Does
     /// nothing while a decode is under way, which calls this again when it ends.
     void pumpLoad();
+    /// Shows the picture in the colours of the monitor as they are now: it is decoded anew, and
+    /// what is on screen stays until then. One with edits is somebody else's.
+    void refreshColors();
     /// Takes the entry @p index out; what was behind it moves up and takes its place. Another
     /// picture on screen stays, with its edits.
     void removeFromList(int index);
@@ -100,8 +103,8 @@ public:
     [[nodiscard]] bool isReady(int index) const { return m_cache.get(index).has_value(); }
     /// How many display pictures are ready.
     [[nodiscard]] int readyCount() const { return m_cache.count(); }
-    /// Keeps @p picture, which was made for @p index of this list, for later, unless it is null or
-    /// too far from the target by now.
+    /// Keeps @p picture, which was made for @p index of this list, for later, unless it is null,
+    /// for another monitor or too far from the target by now.
     void keep(int index, const DisplayPicture &picture);
     /// Calls @p then when Screen::currentPixelSize() says what the picture on screen has, which
     /// must be that of currentIndex(): at once, or where nobody has told it yet when its file has
@@ -119,6 +122,8 @@ Q_SIGNALS:
     void listChanged();
     /// A picture has been put on screen.
     void shown();
+    /// In crop mode: the picture that is on screen is there in the colours of the monitor.
+    void recolored(const DisplayPicture &picture);
     /// The screen shows no picture of this list, and none is coming.
     void noneShown();
 
@@ -141,7 +146,8 @@ private:
     void dropLateLoad();
     [[nodiscard]] std::optional<int> loadIndex() const;
     void endLoad();
-    void loadFinished(const DisplayPicture &picture, int index);
+    void loadFinished(const DisplayPicture &loaded, int index);
+    void refreshUnderBox(const DisplayPicture &picture, int index, bool isGivenUp);
     void showUnedited();
     void display(const DisplayPicture &picture, int index);
 

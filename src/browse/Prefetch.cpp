@@ -38,6 +38,7 @@ Prefetch::Prefetch(Browser &browser, const Screen &screen, BackgroundQueue &queu
 void Prefetch::prefetchNeighbors()
 {
     dropFarOnes();
+    dropOtherColors();
     const DisplayTarget screen = m_screen.displayTarget();
     for (const int offset : OFFSETS) {
         const int index = m_browser.targetIndex() + offset;
@@ -59,8 +60,8 @@ void Prefetch::prefetchNeighbors()
                         return m_browser.indexNow(index, generation).has_value();
                     },
                 .use =
-                    [this, index, generation = m_generation](const auto &picture) {
-                        prefetchFinished(picture, *m_browser.indexNow(index, generation));
+                    [this, index, generation = m_generation, dropped](const auto &picture) {
+                        prefetchFinished(picture, *m_browser.indexNow(index, generation), dropped);
                     },
             },
             dropped);
@@ -84,6 +85,17 @@ void Prefetch::dropFarOnes()
     m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
 }
 
+/// Forgets those for a monitor that the window is not on any more.
+void Prefetch::dropOtherColors()
+{
+    if (m_profile == m_screen.profile())
+        return;
+    m_profile = m_screen.profile();
+    for (auto &[index, stop] : std::exchange(m_inflight, {}))
+        stop.request_stop();
+    m_queue.leaveBehindUnlessEnded(STUCK_AFTER);
+}
+
 void Prefetch::followList()
 {
     const auto before = std::exchange(m_inflight, {});
@@ -99,9 +111,13 @@ void Prefetch::followList()
         m_prefetchTimer.start(PREFETCH_DELAY);
 }
 
-void Prefetch::prefetchFinished(const DisplayPicture &picture, int index)
+void Prefetch::prefetchFinished(const DisplayPicture &picture, int index,
+                                const std::stop_source &prefetch)
 {
-    m_inflight.erase(index);
+    // Another one may have been started for it.
+    if (const auto found = m_inflight.find(index);
+        found != m_inflight.end() && found->second == prefetch)
+        m_inflight.erase(found);
     m_browser.keep(index, picture);
     tellIfRested();
 }

@@ -3,6 +3,7 @@
 
 #include "pixels/DisplayPicture.h"
 
+#include <QByteArray>
 #include <QObject>
 #include <QTimer>
 
@@ -35,7 +36,9 @@ Q_SIGNALS:
 
 private:
     void prefetchNeighbors();
-    void prefetchFinished(const DisplayPicture &picture, int index);
+    void prefetchFinished(const DisplayPicture &picture, int index,
+                          const std::stop_source &prefetch);
+    void dropOtherColors();
     void tellIfRested();
     void dropFarOnes();
     void followList();
@@ -47,6 +50,7 @@ private:
     QTimer m_prefetchTimer;
     std::uint64_t m_generation = 0;             // of the list that these indices are in
     std::map<int, std::stop_source> m_inflight; // what ends the prefetches under way
+    QByteArray m_profile;                       // of the monitor that they are for
 };
 
 } // namespace tavolin

@@ -34,6 +34,8 @@ constexpr double PREVIEW_HEADROOM = 1.2;
 CropMode::CropMode(const CropNeighbors &neighbors) : m_with(neighbors)
 {
     connect(&m_with.browser, &Browser::aboutToOpen, this, &CropMode::exitCrop);
+    connect(&m_with.browser, &Browser::recolored, this, &CropMode::recolor);
+    connect(&m_with.editor, &Editor::recolored, this, &CropMode::recolor);
 }
 
 void CropMode::enterCrop()
@@ -241,6 +243,13 @@ void CropMode::updateCropRotation()
         m_with.screen.showThumb({m_cropBase.image, {}});
     m_cropOverlay->refitBox();
     updateCropBar();
+}
+
+void CropMode::recolor(const DisplayPicture &base)
+{
+    m_cropBase = base;
+    m_previewBase = {};
+    updateCropRotation();
 }
 
 void CropMode::updateCropBar()

@@ -91,6 +91,7 @@ private:
     void buildCropBar();
     void endCrop();
     void editLayoutChanged();
+    void recolor(const DisplayPicture &base);
     void updateCropRotation();
     void updateCropBar();
     [[nodiscard]] const Image &previewBase();

@@ -16,12 +16,7 @@ namespace {
 EditedPicture editedPicture(const PictureReader &reader, const Image &image,
                             const DisplayTarget &target, const std::stop_token &stop)
 {
-    if (image.isNull() || stop.stop_requested())
-        return {};
-    // Reduced first: fewer pixels are left to convert.
-    const Image onScreen =
-        reader.converted(downscale(image, target.maxPixel), target.profile, stop);
-    auto display = makeDisplayPicture(onScreen, target, stop);
+    auto display = shownPicture(reader, image, target, stop);
     return display.isNull() ? EditedPicture() : EditedPicture{image, std::move(display)};
 }
 
@@ -39,6 +34,17 @@ QRect pixelsIn(const QRectF &box)
 }
 
 } // namespace
+
+DisplayPicture shownPicture(const PictureReader &reader, const Image &image,
+                            const DisplayTarget &target, const std::stop_token &stop)
+{
+    if (image.isNull() || stop.stop_requested())
+        return {};
+    // Reduced first: fewer pixels are left to convert.
+    const Image onScreen =
+        reader.converted(downscale(image, target.maxPixel), target.profile, stop);
+    return makeDisplayPicture(onScreen, target, stop);
+}
 
 QSizeF sizeInShapeOf(QSizeF told, QSize shown)
 {

@@ -27,6 +27,11 @@ struct EditedPicture
     [[nodiscard]] bool isNull() const { return image.isNull(); }
 };
 
+/// @p image, a picture at full size, in the colours of the screen and fitted there.
+[[nodiscard]] DisplayPicture shownPicture(const PictureReader &reader, const Image &image,
+                                          const DisplayTarget &target,
+                                          const std::stop_token &stop = {});
+
 /// A crop as the user sees it.
 struct CropRequest
 {

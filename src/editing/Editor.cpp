@@ -40,6 +40,45 @@ void Editor::showEdited(const EditedPicture &picture)
     m_screen.setCurrentPixelSize(picture.image.size());
     m_screen.showThumb(picture.display);
     m_browser.updateInfoText();
+    // The monitor may be another one than when this was asked for.
+    if (m_screen.hasColorsOf(picture.display.image))
+        return;
+    if (isEdited())
+        refreshColors();
+    else
+        m_browser.refreshColors();
+}
+
+void Editor::refreshColors()
+{
+    if (!isEdited())
+        return;
+    m_loadQueue.run<DisplayPicture>(
+        this,
+        {
+            .work =
+                [&reader = m_reader, image = m_editedImage,
+                 screen = m_screen.displayTarget()](const std::stop_token &stop) {
+                    return shownPicture(reader, image, screen, stop);
+                },
+            // Another picture may be edited by now, or the same one further.
+            .stillApplies = [this, image = m_editedImage] { return m_editedImage.isSameAs(image); },
+            .use = [this](const DisplayPicture &picture) { showRecolored(picture); },
+        },
+        m_jobs);
+}
+
+void Editor::showRecolored(const DisplayPicture &picture)
+{
+    // With yet another monitor, this has been asked for once more.
+    if (picture.isNull() || !m_screen.hasColorsOf(picture.image))
+        return;
+    if (m_screen.isCropping()) {
+        Q_EMIT recolored(picture);
+        return;
+    }
+    m_loupe.zoomEnd(); // it holds the picture in the colours of before
+    m_screen.showThumb(picture);
 }
 
 void Editor::resetEdits()

@@ -60,6 +60,9 @@ public:
     /// Makes @p result, which is not null, the newest state, and shows it.
     void record(const CropResult &result);
 
+    /// Shows the edited picture, if there is one, in the colours of the monitor as they are now.
+    void refreshColors();
+
     /// Says that @p saved is on the disk. Counts only if that is still the edited picture.
     void markSaved(const Image &saved);
     [[nodiscard]] bool editsUnsaved() const { return m_editsUnsaved && isEdited(); }
@@ -76,6 +79,8 @@ public:
 Q_SIGNALS:
     /// All edits have been forgotten.
     void editsDropped();
+    /// In crop mode: the picture that is on screen is there in the colours of the monitor.
+    void recolored(const DisplayPicture &picture);
 
 private:
     /// An undo under way.
@@ -88,6 +93,7 @@ private:
     [[nodiscard]] std::function<bool()> whileUnchanged(const std::stop_token &stop) const;
     void setEdited(const EditedPicture &picture);
     void showEdited(const EditedPicture &picture);
+    void showRecolored(const DisplayPicture &picture);
     void undoFinished(const Undo &undo, const EditedPicture &picture);
     void showUndone(const Undo &undo, const EditedPicture &picture);
     void tellUndone(const Undo &undo, const QString &text);

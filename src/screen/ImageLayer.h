@@ -20,7 +20,7 @@ enum class Gravity : std::uint8_t {
 /// The contents, and how and where they are painted.
 struct ImageLayer
 {
-    Image contents; ///< In sRGB; null shows black.
+    Image contents; ///< In the monitor's colours; null shows black.
     /// Whose shape they are fitted in, in pixels: that of a larger picture that they stand for, or
     /// where this is empty their own.
     QSize shape = {};

@@ -40,7 +40,7 @@ void Loupe::magnify(const LoupeSubject &subject, QPointF position)
     m_labels.showStatus(ZOOMED.toString(), false);
 
     dropFullImage();
-    if (!subject.edited.isNull() && subject.edited.iccProfile().isEmpty()) {
+    if (!subject.edited.isNull() && m_screen.hasColorsOf(subject.edited)) {
         m_screen.stretchOther(subject.edited); // in the screen's colours already
         return;
     }
@@ -48,17 +48,18 @@ void Loupe::magnify(const LoupeSubject &subject, QPointF position)
         this,
         {
             .work =
-                [&reader = m_reader, subject](const std::stop_token &stop) {
+                [&reader = m_reader, subject,
+                 monitor = m_screen.profile()](const std::stop_token &stop) {
                     return subject.edited.isNull()
-                               ? reader.loadFullImage(subject.url, QByteArray(), stop)
-                               : reader.converted(subject.edited, QByteArray(), stop);
+                               ? reader.loadFullImage(subject.url, monitor, stop)
+                               : reader.converted(subject.edited, monitor, stop);
                 },
             // Only for the gesture that asked, while its picture is still the one on screen.
             .stillApplies =
                 [this, token = m_zoomLoadToken] { return m_zooming && token == m_zoomLoadToken; },
             .use =
                 [this](const Image &image) {
-                    if (!image.isNull())
+                    if (!image.isNull() && m_screen.hasColorsOf(image))
                         m_screen.stretchOther(image);
                 },
         },

@@ -86,7 +86,7 @@ int Screen::maxPixel() const
 DisplayTarget Screen::displayTarget() const
 {
     return {maxPixel(), tavolin::imageAreaRect(m_view.size(), ViewMode::Browsing),
-            m_view.devicePixelRatio()};
+            m_view.devicePixelRatio(), m_profile};
 }
 
 } // namespace tavolin

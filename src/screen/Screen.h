@@ -5,6 +5,7 @@
 #include "screen/DisplayGeometry.h"
 #include "screen/ImageLayer.h"
 
+#include <QByteArray>
 #include <QRectF>
 #include <QSize>
 
@@ -29,13 +30,23 @@ public:
     /// Makes the rendition that the view's present size and mode ask for, unless it is there.
     void refreshRendition();
 
+    /// The profile of the monitor that the window is on, unread; empty: sRGB. What is on screen
+    /// stays what it is.
+    [[nodiscard]] const QByteArray &profile() const { return m_profile; }
+    void setProfile(const QByteArray &profile) { m_profile = profile; }
+    /// Whether @p image is in the colours of that monitor.
+    [[nodiscard]] bool hasColorsOf(const Image &image) const
+    {
+        return image.iccProfile() == m_profile;
+    }
+
     /// What the picture leaves room for: nothing, or the crop bar. The rendition stays as it is.
     void setMode(ViewMode mode) { m_mode = mode; }
     [[nodiscard]] bool isCropping() const { return m_mode == ViewMode::Cropping; }
 
     /// Stretches what is on screen to @p frame, in view points.
     void stretch(const QRectF &frame);
-    /// Stretches @p image instead, in sRGB, without a new frame.
+    /// Stretches @p image instead, in the monitor's colours, without a new frame.
     void stretchOther(const Image &image);
     /// Shows the fitted picture again.
     void unstretch();
@@ -66,6 +77,7 @@ private:
     ImageLayer m_imageLayer;
     Image m_currentThumb;
     std::optional<QSize> m_currentPixelSize;
+    QByteArray m_profile;
 };
 
 } // namespace tavolin

@@ -148,8 +148,8 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     if (stop.stop_requested() || m_corrupt.contains(number))
         return {};
     const auto size = m_sizes.find(number);
-    const Image image =
-        solid(size == m_sizes.end() ? QSize(30, 20) : size->second, colorOf(number));
+    const Image image = solid(size == m_sizes.end() ? QSize(30, 20) : size->second, colorOf(number))
+                            .withProfile(target.profile);
     const auto told = m_pixelSizes.find(number);
     return {image, makeRendition(image, target.area, target.scale),
             told == m_pixelSizes.end() ? readPixelSize(url) : told->second};
