@@ -9,6 +9,7 @@
 #include <bit>
 #include <cmath>
 #include <cstdlib>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -236,25 +237,31 @@ ColorConversion::ColorConversion(const QByteArray &picture, const QByteArray &mo
 {
     if (picture == monitor)
         return;
-    // A folder's pictures mostly share one profile.
+    // A folder's pictures mostly share one profile, or have one of few.
     struct Made
     {
         QByteArray picture;
         QByteArray monitor;
         std::shared_ptr<const Way> way;
     };
+    constexpr std::size_t MOST_KEPT = 4;
     static std::mutex mutex;
-    static Made last;
+    static std::deque<Made> made; // the newest first
     {
         const std::lock_guard guard(mutex);
-        if (last.way && last.picture == picture && last.monitor == monitor) {
-            m_way = last.way;
+        const auto same = std::ranges::find_if(made, [&](const Made &each) {
+            return each.picture == picture && each.monitor == monitor;
+        });
+        if (same != made.end()) {
+            m_way = same->way;
             return;
         }
     }
     m_way = std::make_shared<const Way>(picture, monitor);
     const std::lock_guard guard(mutex);
-    last = {picture, monitor, m_way};
+    made.push_front({picture, monitor, m_way});
+    if (made.size() > MOST_KEPT)
+        made.pop_back();
 }
 
 bool ColorConversion::changesNothing() const

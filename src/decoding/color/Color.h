@@ -21,8 +21,8 @@ class ColorConversion
 public:
     /// From the colours of @p picture to those of @p monitor. Empty profiles, and those that can't
     /// be used, count as sRGB; so does one for @p monitor that is not of a display with red, green
-    /// and blue. Making it takes as long as some rows; the one made last is kept, so that making it
-    /// again is next to nothing.
+    /// and blue. Making it takes as long as some rows; the few made last are kept, so that making
+    /// one of them again is next to nothing.
     explicit ColorConversion(const QByteArray &picture, const QByteArray &monitor = {});
 
     /// Whether there is nothing to do: both profiles say the same.
