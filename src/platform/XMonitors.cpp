@@ -1,5 +1,7 @@
 #include "platform/XMonitors.h"
 
+#ifndef Q_OS_MACOS // whose windows are none of an X server's
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -169,3 +171,5 @@ Monitors XMonitors::readMonitors() const
 }
 
 } // namespace tavolin
+
+#endif
