@@ -1,10 +1,15 @@
 // Says what the viewer makes of files, which it reads as the viewer does: one JSON object a line.
 
 #include "browse/PhotoInfo.h"
+#include "decoding/color/Color.h"
 #include "editing/EditOp.h"
 #include "fileops/Saving.h"
 #include "screen/QtImage.h"
 #include "worker/client/WorkerReader.h"
+
+#ifndef Q_OS_MACOS
+#include "platform/XMonitors.h"
+#endif
 
 #include <QCoreApplication>
 #include <QImage>
@@ -44,7 +49,8 @@ constexpr std::string_view USAGE =
     "                 separated by ';', each rotate=DEGREES or crop=X,Y,WIDTH,HEIGHT\n"
     "  --save OUT     save it as the viewer saves an edited picture, with its metadata\n"
     "                 (of several files, the last)\n"
-    "  --about        say what stands around the processes that read files\n"
+    "  --about        say what stands around the processes that read files, and for which\n"
+    "                 monitors' colours pictures are made\n"
     "Exit status: 0 when every file gave a picture, 1 otherwise, 2 for wrong usage.\n";
 
 struct Request
@@ -164,6 +170,34 @@ qint64 peakRssKiB()
 #endif
 }
 
+/// A line for each monitor, or for all, on whose colours pictures are made for.
+std::string aboutColors()
+{
+#ifdef Q_OS_MACOS
+    return "Colours: sRGB\n";
+#else
+    // As Qt chooses, but for what a desktop may have said to it otherwise.
+    const QByteArray platform = qgetenv("QT_QPA_PLATFORM");
+    if (platform.startsWith("wayland") ||
+        (platform.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY")))
+        return "Colours: sRGB; those of the monitor are not told under Wayland\n";
+    const auto monitors = tavolin::XMonitors().next({});
+    if (!monitors)
+        return "Colours: sRGB\n";
+    std::string text;
+    for (std::size_t i = 0; i < monitors->size(); ++i) {
+        const tavolin::Monitor &monitor = (*monitors)[i];
+        const auto name = tavolin::monitorName(monitor.profile);
+        const std::string why =
+            name || monitor.profile.isEmpty() ? "" : ", whose profile can't be used";
+        text += "Colours: " + name.value_or(u"sRGB"_s).toStdString() + " (monitor " +
+                std::to_string(i + 1) + " at " + std::to_string(monitor.corner.x()) + ", " +
+                std::to_string(monitor.corner.y()) + why + ")\n";
+    }
+    return text;
+#endif
+}
+
 /// Saves @p file edited as @p request says; false when it can't be read or written.
 bool saveEdited(const std::filesystem::path &file, const Request &request)
 {
@@ -239,6 +273,7 @@ int main(int argc, char **argv)
         const std::string wall = tavolin::WorkerReader().aboutWall();
         std::printf("Around each process that reads files: %s\n",
                     wall.empty() ? "nothing, none can be started" : wall.c_str());
+        std::fputs(aboutColors().c_str(), stdout);
         return wall.empty() ? 1 : 0;
     }
     bool areAllShown = true;

@@ -18,6 +18,7 @@ namespace tavolin {
 namespace {
 
 using namespace test;
+using namespace Qt::StringLiterals;
 
 QByteArray srgbProfile()
 {
@@ -435,6 +436,15 @@ TEST(Monitor, ColorsAreConvertedWithoutTheirAlpha)
     const Image image = makeImage(
         {2, 2}, [](int, int) { return 0x8064320a; }, Alpha::Premultiplied);
     EXPECT_TRUE(isNear(tavolin::converted(image, exchangedProfile()).row(1)[1], 0x80320a64, 2));
+}
+
+TEST(Monitor, HasTheNameThatItsProfileTells)
+{
+    EXPECT_EQ(monitorName(exchangedProfile()), u"RGB built-in"_s); // LittleCMS's own
+    EXPECT_EQ(monitorName(QColorSpace(QColorSpace::DisplayP3).iccProfile()), u"Display P3"_s);
+    EXPECT_FALSE(monitorName({}));
+    EXPECT_FALSE(monitorName("garbage"));
+    EXPECT_FALSE(monitorName(redInkProfile()));
 }
 
 TEST(Monitor, IsNotAnotherMonitor)

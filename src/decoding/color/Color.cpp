@@ -320,6 +320,17 @@ Image converted(Image image, const QByteArray &monitor, std::stop_token stop)
     return std::move(result).toImage(alpha, monitor);
 }
 
+std::optional<QString> monitorName(const QByteArray &monitor)
+{
+    const Profile profile = openMonitorProfile(monitor);
+    if (!profile)
+        return std::nullopt;
+    std::array<wchar_t, 256> name{}; // of longer ones the beginning
+    cmsGetProfileInfo(profile.get(), cmsInfoDescription, "en", "US", name.data(),
+                      static_cast<cmsUInt32Number>((name.size() - 1) * sizeof(wchar_t)));
+    return QString::fromWCharArray(name.data());
+}
+
 void convertCmykToSrgb(PixelBuffer &inks, const QByteArray &iccProfile, bool isInverted)
 {
     const Profile profile = openProfile(iccProfile);

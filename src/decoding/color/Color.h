@@ -6,6 +6,7 @@
 #include "pixels/Image.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <memory>
 #include <optional>
@@ -45,6 +46,9 @@ private:
 
 /// The same for sRGB.
 [[nodiscard]] Image toSrgb(Image image, std::stop_token stop = {});
+
+/// What the profile @p monitor calls itself; empty where it counts as sRGB.
+[[nodiscard]] std::optional<QString> monitorName(const QByteArray &monitor);
 
 /// Turns four channels of ink (C, M, Y, K in the order of memory) into opaque sRGB pixels, in
 /// place.
