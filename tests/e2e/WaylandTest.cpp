@@ -1,7 +1,11 @@
 // The whole program in a Wayland compositor, which is a window on a real X server.
 
+#include "decoding/TestProfiles.h"
+#include "e2e/MonitorSetup.h"
 #include "e2e/ViewerTest.h"
 #include "e2e/Weston.h"
+
+#include <chrono>
 
 #include <linux/input-event-codes.h>
 
@@ -64,6 +68,21 @@ TEST_F(WaylandTest, FLeavesFullScreenAndEntersItAgain)
     ASSERT_TRUE(waitUntil([&] { return shownIndex(FULL_SCREEN_PICTURE) != 1; }));
     tap(KEY_F);
     EXPECT_TRUE(waitForPicture(1, FULL_SCREEN_PICTURE));
+}
+
+// The compositor converts what is in sRGB; what an X server beside it says of monitors is not
+// meant.
+TEST_F(WaylandTest, PicturesStayInSrgb)
+{
+    ASSERT_TRUE(waitForDetails());
+    const QImage before = m_client->screen(FULL_SCREEN_PICTURE);
+    ASSERT_TRUE(setMonitorProfile(m_server->displayName(), 0, test::exchangedProfile()));
+    EXPECT_TRUE(staysTrue([&] { return m_client->screen(FULL_SCREEN_PICTURE) == before; },
+                          std::chrono::milliseconds(1500)));
+    tap(KEY_RIGHT);
+    ASSERT_TRUE(waitForPicture(2, FULL_SCREEN_PICTURE));
+    tap(KEY_LEFT);
+    EXPECT_TRUE(waitUntil([&] { return m_client->screen(FULL_SCREEN_PICTURE) == before; }));
 }
 
 TEST_F(WaylandTest, EscapeQuits)

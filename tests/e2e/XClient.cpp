@@ -228,6 +228,13 @@ void XClient::giveKeyboard(const TopLevelWindow &window)
     XSync(m_display.get(), False);
 }
 
+void XClient::placeWindow(const TopLevelWindow &window, const QRect &place)
+{
+    XMoveResizeWindow(m_display.get(), window.id, place.x(), place.y(),
+                      static_cast<unsigned>(place.width()), static_cast<unsigned>(place.height()));
+    XSync(m_display.get(), False);
+}
+
 void XClient::paintRoot(QRgb color)
 {
     const Window root = XDefaultRootWindow(m_display.get());

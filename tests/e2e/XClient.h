@@ -85,6 +85,9 @@ public:
     /// Lets keys go to @p window.
     void giveKeyboard(const TopLevelWindow &window);
 
+    /// Gives @p window another place and size, as a window manager would.
+    void placeWindow(const TopLevelWindow &window, const QRect &place);
+
     /// Fills the screen's background.
     void paintRoot(QRgb color);
 
