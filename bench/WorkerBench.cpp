@@ -1,6 +1,7 @@
 // What it costs that files are read in another process: the same work by a worker and in this
 // process.
 
+#include "decoding/color/Color.h"
 #include "decoding/Decoding.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
@@ -71,6 +72,16 @@ void displayDecodeUhd(benchmark::State &state)
     });
 }
 
+/// In the colours of a monitor that is described by a matrix, as most are.
+void displayDecodeUhdForAMonitor(benchmark::State &state)
+{
+    DisplayTarget target = UHD;
+    target.profile = displayP3Profile();
+    repeat<true>(state, [&target](const PictureReader &with) {
+        return !with.loadDisplayPicture(picture(), target, Urgency::Now, {}).isNull();
+    });
+}
+
 /// While the next pictures are decoded ahead without a rest.
 void displayDecodeWhilePrefetching(benchmark::State &state)
 {
@@ -104,6 +115,7 @@ BENCHMARK(displayDecode<true>)->Name("displayDecode/worker")->UseRealTime();
 BENCHMARK(displayDecodeWhilePrefetching)->UseRealTime();
 BENCHMARK(displayDecodeUhd<false>)->Name("displayDecodeUhd/inProcess")->UseRealTime();
 BENCHMARK(displayDecodeUhd<true>)->Name("displayDecodeUhd/worker")->UseRealTime();
+BENCHMARK(displayDecodeUhdForAMonitor)->UseRealTime();
 BENCHMARK(wholeDecode<false>)->Name("wholeDecode/inProcess")->UseRealTime();
 BENCHMARK(wholeDecode<true>)->Name("wholeDecode/worker")->UseRealTime();
 BENCHMARK(facts<false>)->Name("facts/inProcess")->UseRealTime();
