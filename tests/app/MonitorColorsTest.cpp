@@ -79,6 +79,17 @@ TEST_F(MonitorColors, OfBeforeAreNotShownWhenTheyComeLate)
     EXPECT_EQ(shownProfile(), PROFILE);
 }
 
+TEST_F(MonitorColors, OfBeforeAreNotShownWhereTheyAreOnTheirWay)
+{
+    ASSERT_TRUE(startOnPictures(3));
+    press(Qt::Key_Right);
+    ASSERT_TRUE(waitWithoutEvents([this] { return decoder.finishedCount() == 2; }));
+    viewer->showInColorsOf(PROFILE);
+    ASSERT_TRUE(waitForLoads(3));
+    EXPECT_EQ(decoder.started(), (Numbers{0, 1, 1}));
+    EXPECT_EQ(shownProfile(), PROFILE);
+}
+
 TEST_F(MonitorColors, OfNeighboursAreDecodedAnew)
 {
     ASSERT_TRUE(startOnPictures(3, 1));

@@ -94,6 +94,8 @@ protected:
                << m_viewer->standardError().toStdString();
     }
 
+    void moveBetweenMonitors();
+
     /// Enters crop mode, whose bar is where the picture was.
     [[nodiscard]] bool enterCrop()
     {
@@ -254,7 +256,8 @@ TEST_F(MonitorProfileTest, ProbeTellsWhoseColorsAreInForce)
                                           "Colours: RGB built-in (monitor 2 at 960, 0)", ""}));
 }
 
-TEST_F(MonitorProfileTest, WindowHasTheColorsOfTheMonitorThatItIsOn)
+/// Starts the viewer on the first of two monitors and moves it to the other one and back.
+void MonitorProfileTest::moveBetweenMonitors()
 {
     constexpr QRect LEFT(0, 0, 960, 1080);
     constexpr QRect RIGHT(960, 0, 960, 1080);
@@ -274,6 +277,17 @@ TEST_F(MonitorProfileTest, WindowHasTheColorsOfTheMonitorThatItIsOn)
     EXPECT_TRUE(showsOn(RIGHT, EXCHANGED_TWICE));
     m_client->placeWindow(m_client->windows().front(), LEFT);
     EXPECT_TRUE(showsOn(LEFT, EXCHANGED));
+}
+
+TEST_F(MonitorProfileTest, WindowHasTheColorsOfTheMonitorThatItIsOn)
+{
+    moveBetweenMonitors();
+}
+
+TEST_F(MonitorProfileTest, WindowHasTheColorsOfItsMonitorWhereAPointIsTwoPixels)
+{
+    m_additions.insert(u"QT_SCALE_FACTOR"_s, u"2"_s);
+    moveBetweenMonitors();
 }
 
 } // namespace
