@@ -8,6 +8,7 @@
 #include "pixels/Geometry.h"
 #include "pixels/Image.h"
 #include "pixels/Limits.h"
+#include "pixels/ScaledPicture.h"
 
 #include <QByteArray>
 
@@ -63,10 +64,13 @@ void decodeTwice(const std::uint8_t *data, std::size_t size, const Decode &decod
     const auto file = fileOf(data, size);
     if (!isSmall(file))
         return;
-    look(decode(file, MAX_SIDE_PX));
-    const Image reduced = decode(file, REDUCED_PX);
-    require(std::max(reduced.width(), reduced.height()) <= REDUCED_PX);
-    look(reduced);
+    look(decode(file, MAX_SIDE_PX).image);
+    const DisplayTarget target{.maxPixel = REDUCED_PX, .area = QRectF(0, 0, 60, 40)};
+    const ScaledPicture reduced = decode(file, SizeRule(target));
+    require(std::max(reduced.image.width(), reduced.image.height()) <= REDUCED_PX);
+    require(reduced.rendition.width() <= 60 && reduced.rendition.height() <= 40);
+    look(reduced.image);
+    look(reduced.rendition);
 }
 
 } // namespace tavolin::fuzz

@@ -5,8 +5,9 @@
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    tavolin::fuzz::decodeTwice(data, size, [](const tavolin::SourceFile &file, int maxPixel) {
-        return tavolin::decodeJpeg(file, maxPixel);
-    });
+    tavolin::fuzz::decodeTwice(data, size,
+                               [](const tavolin::SourceFile &file, const tavolin::SizeRule &rule) {
+                                   return tavolin::decodeJpeg(file, rule);
+                               });
     return 0;
 }

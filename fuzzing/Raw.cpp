@@ -9,6 +9,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const auto file = fuzz::fileOf(data, size);
     if (fuzz::isSmall(file))
-        fuzz::look(createThumbnail(file, MAX_SIDE_PX, ThumbnailRule::FromImageIfAbsent));
+        fuzz::look(createThumbnail(file, MAX_SIDE_PX, ThumbnailRule::FromImageIfAbsent).image);
     return 0;
 }

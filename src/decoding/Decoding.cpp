@@ -35,15 +35,20 @@ bool isSeenThrough(const Image &image)
 
 } // namespace
 
-Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule,
-                       const QByteArray &monitor)
+ScaledPicture decodeForDisplay(const SourceFile &file, const SizeRule &size, ThumbnailRule rule,
+                               const QByteArray &monitor)
 {
-    return converted(createThumbnail(file, maxPixel, rule), monitor, file.stopToken());
+    ScaledPicture picture = createThumbnail(file, size, rule);
+    // By their only owner, so that they are converted where they lie.
+    ScaledPicture shown{converted(std::move(picture.image), monitor, file.stopToken())};
+    const bool hasRendition = !picture.rendition.isNull();
+    shown.rendition = converted(std::move(picture.rendition), monitor, file.stopToken());
+    return hasRendition && shown.rendition.isNull() ? ScaledPicture() : shown;
 }
 
 Image decodeFull(const SourceFile &file, ThumbnailRule rule, const FullColors &colors)
 {
-    Image image = createThumbnail(file, FULL_SIZE, rule);
+    Image image = createThumbnail(file, FULL_SIZE, rule).image;
     // In a saved file the black shines through in sRGB; in another profile it would weigh more or
     // less.
     const bool isKept = !colors && isForRgb(image.iccProfile()) && !isSeenThrough(image);
@@ -59,7 +64,7 @@ ThumbnailRule thumbnailRuleFor(const std::filesystem::path &url)
 Image loadThumbnail(const std::filesystem::path &url, int maxPixel, std::stop_token stop)
 {
     const auto file = SourceFile::open(url, std::move(stop));
-    return file ? createThumbnail(*file, maxPixel, thumbnailRuleFor(url)) : Image();
+    return file ? createThumbnail(*file, maxPixel, thumbnailRuleFor(url)).image : Image();
 }
 
 DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const DisplayTarget &target,
@@ -70,7 +75,7 @@ DisplayPicture loadDisplayPicture(const std::filesystem::path &url, const Displa
         return {};
     const ThumbnailRule rule = thumbnailRuleFor(url);
     DisplayPicture picture = makeDisplayPicture(
-        decodeForDisplay(*file, target.maxPixel, rule, target.profile), target, stop);
+        decodeForDisplay(*file, SizeRule(target), rule, target.profile), target, stop);
     if (!picture.isNull())
         picture.pixelSize = readUprightSize(*file, rule);
     return picture;

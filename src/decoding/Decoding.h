@@ -12,10 +12,10 @@
 
 namespace tavolin {
 
-/// The picture in @p file, upright and in the colours of @p monitor (empty: sRGB), its longest side
-/// at most @p maxPixel. Null on failure, and soon after the file's stop is requested.
-[[nodiscard]] Image decodeForDisplay(const SourceFile &file, int maxPixel, ThumbnailRule rule,
-                                     const QByteArray &monitor = {});
+/// The picture in @p file, upright and in the colours of @p monitor (empty: sRGB), as large as
+/// @p size says. Null on failure, and soon after the file's stop is requested.
+[[nodiscard]] ScaledPicture decodeForDisplay(const SourceFile &file, const SizeRule &size,
+                                             ThumbnailRule rule, const QByteArray &monitor = {});
 
 /// The picture in @p file, upright and at its full size, in @p colors: see
 /// PictureReader::loadFullImage(). Null on failure, and soon after the file's stop is requested.

@@ -20,54 +20,57 @@ namespace {
 using Properties = std::optional<ImageProperties>;
 
 /// The full picture as stored.
-Image decodeStored(const SourceFile &file, FileType type, int maxPixel, ColorHint hint)
+ScaledPicture decodeStored(const SourceFile &file, FileType type, const SizeRule &size,
+                           ColorHint hint)
 {
     switch (type) {
     case FileType::Bmp:
-        return decodeBmp(file, maxPixel);
+        return decodeBmp(file, size);
     case FileType::Jpeg:
-        return decodeJpeg(file, maxPixel, hint);
+        return decodeJpeg(file, size, hint);
     case FileType::Png:
-        return decodePng(file, maxPixel);
+        return decodePng(file, size);
     case FileType::Tiff:
-        return decodeTiff(file, maxPixel);
+        return decodeTiff(file, size);
     case FileType::WebP:
-        return decodeWebP(file, maxPixel);
+        return decodeWebP(file, size);
     default:
         return {};
     }
 }
 
 /// The full picture of a file that is no raw container, or null.
-Image decodeContent(const SniffedFile &file, const Properties &properties, int maxPixel)
+ScaledPicture decodeContent(const SniffedFile &file, const Properties &properties,
+                            const SizeRule &size)
 {
-    if (!properties ||
-        !isWithinLimits(properties->stored, sizeWithin(properties->stored, maxPixel)))
+    if (!properties || !isWithinLimits(properties->stored, size.sizesOf(properties->stored).image))
         return {};
-    return turnedUpright(decodeStored(file.source, file.type, maxPixel, properties->colorHint),
+    return turnedUpright(decodeStored(file.source, file.type,
+                                      size.beforeTurning(properties->orientation),
+                                      properties->colorHint),
                          properties->orientation);
 }
 
 /// The preview of a raw file, or a rendering of its raw data where there is none or only a stamp.
-Image decodeRaw(const SourceFile &file, const Properties &properties, int maxPixel,
-                ThumbnailRule rule)
+ScaledPicture decodeRaw(const SourceFile &file, const Properties &properties, const SizeRule &size,
+                        ThumbnailRule rule)
 {
     DecodedPreview preview;
     if (rule == ThumbnailRule::FromImageIfAbsent)
-        preview = decodeRawPreview(file, properties, maxPixel);
-    if (preview.image.isNull())
-        return renderRaw(file, maxPixel);
+        preview = decodeRawPreview(file, properties, size);
+    if (preview.picture.isNull())
+        return renderRaw(file, size);
     // Whatever is asked for: the same picture at every size.
     if (preview.longSidePx >= MIN_PREVIEW_LONG_SIDE_PX)
-        return preview.image;
-    Image rendering = renderRawInsteadOf(preview.longSidePx, file, maxPixel);
-    return rendering.isNull() ? preview.image : rendering;
+        return preview.picture;
+    ScaledPicture rendering = renderRawInsteadOf(preview.longSidePx, file, size);
+    return rendering.isNull() ? preview.picture : rendering;
 }
 
-Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
+ScaledPicture decode(const SniffedFile &file, const SizeRule &size, ThumbnailRule rule)
 {
     if (file.type == FileType::Heif)
-        return decodeHeif(file.source, maxPixel);
+        return decodeHeif(file.source, size);
     const Properties properties = readProperties(file);
     switch (file.type) {
     case FileType::Unknown:
@@ -79,28 +82,26 @@ Image decode(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
         break;
     case FileType::Tiff:
         if (rule == ThumbnailRule::FromImageAlways)
-            return properties && properties->isRaw ? renderRaw(file.source, maxPixel)
-                                                   : decodeContent(file, properties, maxPixel);
+            return properties && properties->isRaw ? renderRaw(file.source, size)
+                                                   : decodeContent(file, properties, size);
         break;
     default:
-        return decodeContent(file, properties, maxPixel);
+        return decodeContent(file, properties, size);
     }
 
-    Image result = decodeRaw(file.source, properties, maxPixel, rule);
+    ScaledPicture result = decodeRaw(file.source, properties, size, rule);
     // LibRaw has nothing to say about a plain TIFF under a raw name.
     if (result.isNull() && file.type == FileType::Tiff)
-        result = decodeContent(file, properties, maxPixel);
+        result = decodeContent(file, properties, size);
     return result;
 }
 
 } // namespace
 
-Image createThumbnail(const SniffedFile &file, int maxPixel, ThumbnailRule rule)
+ScaledPicture createThumbnail(const SniffedFile &file, const SizeRule &size, ThumbnailRule rule)
 {
-    if (maxPixel < 1)
-        return {};
     try {
-        return decode(file, maxPixel, rule);
+        return decode(file, size, rule);
     } catch (...) {
         // Memory or threads are lacking; libraries' own exceptions end in their wrappers.
         return {};

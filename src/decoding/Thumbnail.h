@@ -2,7 +2,7 @@
 // From a file's bytes to an upright picture of a given size. Usable from any thread.
 
 #include "decoding/Properties.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 
 #include <QSize>
 
@@ -18,10 +18,11 @@ enum class ThumbnailRule : std::uint8_t {
                        ///< only one below 1000 pixels and all of the raw data.
 };
 
-/// The picture in @p file, upright, its longest side at most @p maxPixel and never enlarged; what
-/// kind of file it is is decided by its content. Colours are in the profile that the picture
-/// carries. Null when it can't be decoded.
-[[nodiscard]] Image createThumbnail(const SniffedFile &file, int maxPixel, ThumbnailRule rule);
+/// The picture in @p file, upright, as large as @p size says and never enlarged; what kind of file
+/// it is is decided by its content. Colours are in the profile that the picture carries. Null when
+/// it can't be decoded.
+[[nodiscard]] ScaledPicture createThumbnail(const SniffedFile &file, const SizeRule &size,
+                                            ThumbnailRule rule);
 
 /// The full size of the picture in @p file, upright, from its headers. For a raw file that of the
 /// raw picture. Empty when there is none to be found.

@@ -46,7 +46,9 @@ DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &targe
         return {};
     DisplayPicture picture;
     picture.image = downscale(image, target.maxPixel);
-    picture.rendition = makeRendition(picture.image, target.area, target.scale, stop);
+    const QSize size = renditionSize(picture.image.size(), target.area, target.scale);
+    picture.rendition =
+        makeRendition(isSmaller(size, picture.image.size()) ? image : picture.image, size, stop);
     return stop.stop_requested() ? DisplayPicture() : picture;
 }
 

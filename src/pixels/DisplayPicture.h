@@ -48,8 +48,15 @@ struct DisplayTarget
 /// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
 
+/// Whether both sides of @p size are shorter than those of @p other.
+[[nodiscard]] constexpr bool isSmaller(QSize size, QSize other)
+{
+    return size.width() < other.width() && size.height() < other.height();
+}
+
 /// @p image, which is in the colours of @p target, as it is shown there: reduced to its limit where
-/// that is not done yet. Null for a null image and once @p stop is requested.
+/// that is not done yet, and to a smaller rendition in one step. Null for a null image and once
+/// @p stop is requested.
 [[nodiscard]] DisplayPicture makeDisplayPicture(const Image &image, const DisplayTarget &target,
                                                 std::stop_token stop = {});
 

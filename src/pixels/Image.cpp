@@ -20,6 +20,12 @@ struct Block
     std::size_t bytes = 0;
 };
 
+struct Lent
+{
+    Block block;
+    bool isFree = true;
+};
+
 /// Zeroed memory, straight from the system: it goes back there when the last picture lets go,
 /// whatever the heap's state. Null on lack of memory.
 void *mapMemory(std::size_t bytes)
@@ -39,20 +45,21 @@ class Recycling
 public:
     Recycling() { m_blocks.reserve(MAX_BLOCKS); }
 
-    void lend(Block block)
+    void lend(std::vector<Lent> blocks)
     {
         const std::lock_guard lock(m_mutex);
-        m_lent = block;
-        m_isLentFree = true;
+        m_lent = std::move(blocks);
     }
 
     /// What was lent, or the newest block that is not much larger than @p bytes; null without one.
     Block take(std::size_t bytes)
     {
         const std::lock_guard lock(m_mutex);
-        if (m_isLentFree && bytes <= m_lent.bytes) {
-            m_isLentFree = false;
-            return m_lent;
+        for (Lent &lent : m_lent) {
+            if (lent.isFree && bytes <= lent.block.bytes) {
+                lent.isFree = false;
+                return lent.block;
+            }
         }
         const auto fits = [bytes](const Block &block) {
             return block.bytes >= bytes && block.bytes - bytes <= bytes / 4;
@@ -77,9 +84,11 @@ private:
     Block keep(Block block) noexcept
     {
         const std::lock_guard lock(m_mutex);
-        if (block.memory == m_lent.memory) {
-            m_isLentFree = true;
-            return {};
+        for (Lent &lent : m_lent) {
+            if (block.memory == lent.block.memory) {
+                lent.isFree = true;
+                return {};
+            }
         }
         if (block.bytes > MAX_BLOCK_BYTES)
             return block;
@@ -97,8 +106,7 @@ private:
 
     std::mutex m_mutex;
     std::vector<Block> m_blocks; // oldest first
-    Block m_lent;                // none: null
-    bool m_isLentFree = false;
+    std::vector<Lent> m_lent;
 };
 
 /// Never destroyed: pictures may outlive everything.
@@ -184,9 +192,12 @@ PixelBuffer PixelBuffer::takenFrom(Image &image)
     return result;
 }
 
-void PixelBuffer::lend(std::span<std::byte> memory)
+void PixelBuffer::lend(std::initializer_list<std::span<std::byte>> blocks)
 {
-    recycling().lend({memory.data(), memory.size()});
+    std::vector<Lent> lent;
+    for (const std::span<std::byte> memory : blocks)
+        lent.push_back({{memory.data(), memory.size()}, true});
+    recycling().lend(std::move(lent));
 }
 
 PixelBuffer PixelBuffer::reshaped(QSize size) &&

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <span>
 
@@ -96,9 +97,9 @@ public:
     /// other; the image stays.
     [[nodiscard]] static PixelBuffer takenFrom(Image &image);
 
-    /// Lends recycled() @p memory, once: the first choice for a picture that it has room for,
-    /// when no other is there. It is never given back.
-    static void lend(std::span<std::byte> memory);
+    /// Lends recycled() @p blocks of memory, in place of any before: the first of them that is free
+    /// and has room for a picture is the first choice. They are never given back.
+    static void lend(std::initializer_list<std::span<std::byte>> blocks);
 
     /// The same memory for a picture of another shape, which has as many pixels.
     [[nodiscard]] PixelBuffer reshaped(QSize size) &&;

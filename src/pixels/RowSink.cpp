@@ -16,22 +16,40 @@ constexpr int ABANDONED = std::numeric_limits<int>::min();
 
 } // namespace
 
-RowSink::RowSink(QSize source, QSize target)
-    : m_source(source), m_target(PixelBuffer::recycled(isWithinLimits(target) ? target : QSize()))
+RowSink::Scaling::Scaling(QSize source, PixelBuffer &buffer)
+    : plan(source, buffer.size()), target(&buffer)
 {
-    if (source == target || m_target.isNull())
-        return;
-    m_plan.emplace(source, target);
-    m_ringRows = std::min(m_plan->windowRows() + 4 * BATCH_ROWS, source.height());
-    m_ring.resize(static_cast<std::size_t>(m_ringRows) * static_cast<std::size_t>(source.width()));
     // The scaler has nowhere to go with a lack of memory.
-    m_window.resize(static_cast<std::size_t>(m_plan->windowRows()));
-    m_scratch.resize(m_plan->scratchSize());
+    window.resize(static_cast<std::size_t>(plan.windowRows()));
+    scratch.resize(plan.scratchSize());
+}
+
+RowSink::RowSink(QSize source, const PictureSizes &sizes)
+    : m_source(source), m_sizes(source == sizes.image ? PictureSizes{source} : sizes),
+      m_image(PixelBuffer::recycled(isWithinLimits(m_sizes.image) ? m_sizes.image : QSize())),
+      m_rendition(
+          PixelBuffer::recycled(isWithinLimits(m_sizes.rendition) ? m_sizes.rendition : QSize()))
+{
+    if (source == m_sizes.image || !isReady())
+        return;
+    m_scalings.emplace_back(source, m_image);
+    if (!m_rendition.isNull())
+        m_scalings.emplace_back(source, m_rendition);
+    int window = 0;
+    for (const Scaling &scaling : m_scalings)
+        window = std::max(window, scaling.plan.windowRows());
+    m_ringRows = std::min(window + 4 * BATCH_ROWS, source.height());
+    m_ring.resize(static_cast<std::size_t>(m_ringRows) * static_cast<std::size_t>(source.width()));
 }
 
 RowSink::~RowSink()
 {
     abandonScaler();
+}
+
+bool RowSink::isReady() const
+{
+    return !m_image.isNull() && (m_rendition.isNull() == m_sizes.rendition.isEmpty());
 }
 
 void RowSink::abandonScaler()
@@ -50,20 +68,18 @@ Pixel *RowSink::ringRow(int row)
 
 Pixel *RowSink::nextRow()
 {
-    if (!m_plan)
-        return m_target.row(m_taken);
+    if (!isScaled())
+        return m_image.row(m_taken);
     // The row that this one takes the place of must not be needed any more.
-    for (int made = m_made;
-         made < m_target.size().height() && m_taken - m_plan->firstSourceRow(made) >= m_ringRows;
-         made = m_made)
-        m_made.wait(made);
+    for (int needed = m_needed; m_taken - needed >= m_ringRows; needed = m_needed)
+        m_needed.wait(needed);
     return ringRow(m_taken);
 }
 
 void RowSink::rowDone()
 {
     ++m_taken;
-    if (!m_plan || (m_taken % BATCH_ROWS != 0 && m_taken != m_source.height()))
+    if (!isScaled() || (m_taken % BATCH_ROWS != 0 && m_taken != m_source.height()))
         return;
     handOver();
 }
@@ -83,21 +99,37 @@ void RowSink::runScaler()
 {
     for (int given = m_given; given != ABANDONED; given = m_given) {
         scaleRows(given);
-        if (m_made == m_target.size().height())
+        if (std::ranges::all_of(m_scalings, &Scaling::isDone))
             return;
         m_given.wait(given);
     }
 }
 
+void RowSink::makeRow(Scaling &scaling)
+{
+    for (std::size_t i = 0; i < scaling.window.size(); ++i)
+        scaling.window[i] =
+            ringRow(std::min(scaling.firstNeeded() + static_cast<int>(i), m_source.height() - 1));
+    scaling.plan.makeRow(scaling.made, scaling.window.data(), scaling.target->row(scaling.made),
+                         scaling.scratch);
+    ++scaling.made;
+}
+
 void RowSink::scaleRows(int given)
 {
-    for (int y = m_made; y < m_target.size().height() && m_plan->lastSourceRow(y) < given; ++y) {
-        for (int i = 0; i < m_plan->windowRows(); ++i)
-            m_window[static_cast<std::size_t>(i)] =
-                ringRow(std::min(m_plan->firstSourceRow(y) + i, m_source.height() - 1));
-        m_plan->makeRow(y, m_window.data(), m_target.row(y), m_scratch);
-        m_made = y + 1;
-        m_made.notify_one();
+    const auto isBehind = [](const Scaling &a, const Scaling &b) {
+        return !a.isDone() && (b.isDone() || a.lastNeeded() < b.lastNeeded());
+    };
+    for (;;) {
+        Scaling &next = *std::min_element(m_scalings.begin(), m_scalings.end(), isBehind);
+        if (next.isDone() || next.lastNeeded() >= given)
+            return;
+        makeRow(next);
+        int needed = m_source.height();
+        for (const Scaling &scaling : m_scalings)
+            needed = scaling.isDone() ? needed : std::min(needed, scaling.firstNeeded());
+        m_needed = needed;
+        m_needed.notify_one();
     }
 }
 
@@ -111,42 +143,52 @@ void RowSink::fillRows(int end, Pixel color)
 
 void RowSink::fillRest(Pixel color)
 {
-    const int height = m_target.size().height();
-    int rest = 0; // the first target row that is made of nothing else
-    while (m_plan && rest < height && m_plan->firstSourceRow(rest) < m_taken)
-        ++rest;
-    if (!m_plan || rest == height) {
-        fillRows(m_source.height(), color);
+    // Behind the rows that something else has a part in, the targets' are of that colour: there is
+    // no need to reckon, which takes as long as for any other rows.
+    const auto firstPlain = [taken = m_taken](const Scaling &scaling) {
+        int row = 0;
+        while (row < scaling.target->size().height() && scaling.plan.firstSourceRow(row) < taken)
+            ++row;
+        return row;
+    };
+    int mixedEnd = isScaled() ? 0 : m_source.height(); // of the source rows
+    for (const Scaling &scaling : m_scalings)
+        if (const int plain = firstPlain(scaling); plain > 0)
+            mixedEnd = std::max(mixedEnd, scaling.plan.lastSourceRow(plain - 1) + 1);
+    fillRows(mixedEnd, color);
+    if (mixedEnd == m_source.height())
         return;
-    }
-    // What is made of one colour is of that colour: there is no need to reckon, which takes as long
-    // as for any other rows.
-    fillRows(rest > 0 ? m_plan->lastSourceRow(rest - 1) + 1 : 0, color);
-    handOver();
-    for (int made = m_made; made < rest; made = m_made)
-        m_made.wait(made);
+    // What the scaler has not come to yet is made here.
     abandonScaler();
-    for (int y = rest; y < height; ++y)
-        std::fill_n(m_target.row(y), m_target.size().width(), color);
+    for (Scaling &scaling : m_scalings) {
+        PixelBuffer &target = *scaling.target;
+        while (!scaling.isDone() && scaling.lastNeeded() < mixedEnd)
+            makeRow(scaling);
+        for (; !scaling.isDone(); ++scaling.made)
+            std::fill_n(target.row(scaling.made), target.size().width(), color);
+    }
     m_taken = m_source.height();
 }
 
-PixelBuffer RowSink::takeBuffer() &&
+RowSink::Buffers RowSink::takeBuffers() &&
 {
     if (m_scaler.joinable())
         m_scaler.join();
     // Its memory may have been another picture's.
-    if (!m_plan)
+    if (!isScaled())
         fillRest(0);
-    return std::move(m_target);
+    return {std::move(m_image), std::move(m_rendition)};
 }
 
-Image RowSink::takeImage(Alpha alpha, QByteArray iccProfile) &&
+ScaledPicture RowSink::takePicture(Alpha alpha, QByteArray iccProfile) &&
 {
-    PixelBuffer pixels = std::move(*this).takeBuffer();
-    for (int y = 0; m_plan && alpha == Alpha::Premultiplied && y < pixels.size().height(); ++y)
-        limitToAlpha(pixels.row(y), pixels.size().width());
-    return std::move(pixels).toImage(alpha, std::move(iccProfile));
+    Buffers pixels = std::move(*this).takeBuffers();
+    for (PixelBuffer *buffer : {&pixels.image, &pixels.rendition})
+        for (int y = 0; isScaled() && alpha == Alpha::Premultiplied && y < buffer->size().height();
+             ++y)
+            limitToAlpha(buffer->row(y), buffer->size().width());
+    return {std::move(pixels.image).toImage(alpha, iccProfile),
+            std::move(pixels.rendition).toImage(alpha, iccProfile)};
 }
 
 } // namespace tavolin

@@ -32,9 +32,11 @@ static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
 /// What both map: the ring, and behind it room for a picture, of which the system gives as much as
 /// is used.
 inline constexpr std::size_t PICTURE_BYTES = sizeof(std::uint32_t) * MAX_PIXELS;
-/// What of it a picture for the screen may take.
+/// What of it a picture for the screen may take, and behind that its rendition, which is smaller.
 inline constexpr std::size_t DISPLAY_BYTES =
     sizeof(std::uint32_t) * MAX_DISPLAY_PIXELS * MAX_DISPLAY_PIXELS;
+inline constexpr std::size_t RENDITION_OFFSET = DISPLAY_BYTES;
+inline constexpr std::size_t PLACE_BYTES = RENDITION_OFFSET + DISPLAY_BYTES;
 inline constexpr std::size_t MEMORY_BYTES = RING_BYTES + PICTURE_BYTES;
 
 /// Most cameras' full pictures are not larger: their memory is made ready while they are decoded,
@@ -68,14 +70,15 @@ static_assert(std::int64_t{MEMORY_BYTES + PICTURE_BYTES} + MAX_DECODER_BYTES +
 
 enum class Task : std::uint32_t {
     Begin,       ///< The first: what the worker is for. Answered once its walls stand.
-    Display,     ///< The picture in the file, within maxPixel, in the monitor's colours. Its rows
-                 ///< can be fetched.
+    Display,     ///< The picture in the file, within maxPixel, in the monitor's colours, and where
+                 ///< it is smaller the rendition for an area of the screen. Their rows can be
+                 ///< fetched.
     Full,        ///< The same at full size, its colours as wanted.
     PixelSize,   ///< Width and height as seen upright.
     Facts,       ///< What the picture says of itself.
     Metadata,    ///< What an edited copy of the given size carries.
     IsSaved,     ///< Done where the picture says that this program has saved it.
-    Rows,        ///< Some rows of the last picture, into a slot.
+    Rows,        ///< Some rows of the last picture, into a slot; none: it is not wanted any more.
     Convert,     ///< The profile of the pixels that ConvertRows will bring.
     ConvertRows, ///< The pixels in a slot, into the monitor's colours, in place.
 };
@@ -90,10 +93,14 @@ struct Request
     std::uint32_t isRawName = 0;   ///< 1: the file has a raw extension.
     std::uint32_t keepsColors = 0; ///< Full: 1 for those of the file, 0 for the monitor's.
     std::uint32_t alpha = 0;       ///< Convert: tavolin::Alpha of the pixels.
-    std::int32_t maxPixel = 0;     ///< Display: the limit of the longest side.
-    std::int32_t width = 0;        ///< Metadata: of the copy. Convert: of a row.
+    std::int32_t maxPixel = 0;     ///< Display: as in DisplayTarget.
+    double areaWidth = 0;          ///< Display: of the target's area; 0 for no rendition.
+    double areaHeight = 0;
+    double scale = 1;
+    std::int32_t width = 0; ///< Metadata: of the copy. Convert: of a row.
     std::int32_t height = 0;
-    std::uint32_t slot = 0; ///< Rows, ConvertRows.
+    std::uint32_t slot = 0;        ///< Rows, ConvertRows.
+    std::uint32_t ofRendition = 0; ///< Rows: 1 where not those of the image are meant.
     std::int32_t firstRow = 0;
     std::int32_t rowCount = 0;
     std::int64_t fileBytes = 0;    ///< The file's size.
@@ -155,7 +162,10 @@ struct Reply
     std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are right as they are.
     std::uint32_t isInPlace = 0;      ///< Display, Full: 1 where the rows lie behind the ring, one
                                       ///< after the other. They stay until the next request.
-    std::uint32_t densityUnit = 0;    ///< Metadata: as in PixelDensity.
+    std::int32_t renditionWidth = 0;  ///< Display: 0 where the viewer is to make the rendition.
+    std::int32_t renditionHeight = 0;
+    std::uint32_t isRenditionInPlace = 0; ///< The same as above, from RENDITION_OFFSET on.
+    std::uint32_t densityUnit = 0;        ///< Metadata: as in PixelDensity.
     std::uint32_t densityX = 1;
     std::uint32_t densityY = 1;
     FactsFields facts;

@@ -36,7 +36,7 @@ enum Compression {
 
 Image decoded(const QByteArray &bmp, int maxPixel = NO_LIMIT)
 {
-    return decodeBmp(fileOf(bmp), maxPixel);
+    return decodeBmp(fileOf(bmp), maxPixel).image;
 }
 
 /// A BMP as its fields say; what it does not name is zeros.

@@ -147,7 +147,7 @@ TEST(DecodeFull, NullForWhatIsNoPictureAndOnceStopped)
 // By the primaries of Display P3 and the curve of sRGB.
 TEST(DecodeForDisplay, IsInSrgbAndWithinTheLimit)
 {
-    const Image image = decodeForDisplay(fileOf(opaquePng(displayP3Profile())), 8, ALWAYS);
+    const Image image = decodeForDisplay(fileOf(opaquePng(displayP3Profile())), 8, ALWAYS).image;
     ASSERT_EQ(image.size(), QSize(8, 8));
     EXPECT_TRUE(image.iccProfile().isEmpty());
     EXPECT_TRUE(looksLike(image, flatImage({8, 8}, 0xffd75d1f), 2));

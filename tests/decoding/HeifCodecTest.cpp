@@ -21,7 +21,7 @@ constexpr int TOLERANCE = 8;
 
 Image decoded(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
-    return decodeHeif(fileOf(bytes), maxPixel);
+    return decodeHeif(fileOf(bytes), maxPixel).image;
 }
 
 /// @p heic with every picture of its saying that it is @p width by @p height: the box that says so

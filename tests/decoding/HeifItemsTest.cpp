@@ -48,11 +48,11 @@ TEST_F(HeifItems, GridOfTilesIsShown)
         const QByteArray file =
             gridFile({.columns = 2, .rows = 2, .canvas = size, .claimed = size});
         EXPECT_TRUE(isSoundHeif(fileOf(file)));
-        EXPECT_EQ(decodeHeif(fileOf(file), NO_LIMIT).size(), size);
+        EXPECT_EQ(decodeHeif(fileOf(file), NO_LIMIT).image.size(), size);
     }
     const QByteArray file =
         gridFile({.columns = 2, .rows = 2, .canvas = {128, 128}, .claimed = {128, 128}});
-    EXPECT_TRUE(showsFourQuarters(decodeHeif(fileOf(file), NO_LIMIT), 8));
+    EXPECT_TRUE(showsFourQuarters(decodeHeif(fileOf(file), NO_LIMIT).image, 8));
 }
 
 struct GridCase

@@ -32,7 +32,7 @@ constexpr int JPEG_TOLERANCE = 4;
 
 Image decoded(const QByteArray &jpeg, int maxPixel = NO_LIMIT, ColorHint hint = ColorHint::None)
 {
-    return decodeJpeg(fileOf(jpeg), maxPixel, hint);
+    return decodeJpeg(fileOf(jpeg), maxPixel, hint).image;
 }
 
 QByteArray randomBytes(qsizetype count)

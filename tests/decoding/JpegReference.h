@@ -239,7 +239,7 @@ inline DecodedRows ourRows(const QByteArray &file, int scale, const JpegWork &wo
     result.isWhole = decodeJpegScan(*headers.frame, scale, *scan, sink, {}, work);
     result.rows = sink.rowsTaken();
     sink.fillRest(MISSING);
-    PixelBuffer buffer = std::move(sink).takeBuffer();
+    PixelBuffer buffer = std::move(sink).takeBuffers().image;
     result.pixels.assign(buffer.row(0), buffer.row(0) + pixelCount(result.size));
     return result;
 }

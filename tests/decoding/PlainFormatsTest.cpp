@@ -54,13 +54,13 @@ Image decodeWith(const Container &container, const SourceFile &file, int maxPixe
 {
     switch (container.type) {
     case FileType::Png:
-        return decodePng(file, maxPixel);
+        return decodePng(file, maxPixel).image;
     case FileType::WebP:
-        return decodeWebP(file, maxPixel);
+        return decodeWebP(file, maxPixel).image;
     case FileType::Tiff:
-        return decodeTiff(file, maxPixel);
+        return decodeTiff(file, maxPixel).image;
     default:
-        return decodeBmp(file, maxPixel);
+        return decodeBmp(file, maxPixel).image;
     }
 }
 

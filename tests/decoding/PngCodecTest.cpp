@@ -30,7 +30,7 @@ constexpr Pixel CLEAR = 0;
 
 Image decoded(const QByteArray &png, int maxPixel = NO_LIMIT)
 {
-    return decodePng(fileOf(png), maxPixel);
+    return decodePng(fileOf(png), maxPixel).image;
 }
 
 /// A picture by Qt's writer.

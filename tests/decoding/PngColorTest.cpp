@@ -141,7 +141,7 @@ TEST_P(PngColors, AreThoseOfTheProfile)
     };
     for (const bool isInterlaced : {false, true}) {
         const QByteArray png = pngFile({{3, 2}, 8, one.color, isInterlaced}, samples, one.chunks);
-        const Image image = decodePng(fileOf(png), 100);
+        const Image image = decodePng(fileOf(png), 100).image;
         ASSERT_FALSE(image.isNull());
         EXPECT_EQ(image.iccProfile(), one.profile);
     }
@@ -153,7 +153,7 @@ TEST(PngColors, BehindThePixelsAreNotLookedAt)
     const auto samples = [](int, int) { return std::vector<unsigned>{7}; };
     QByteArray png = pngFile(kind, samples);
     png.insert(png.indexOf("IEND") - 4, gama(100'000));
-    EXPECT_TRUE(decodePng(fileOf(png), 100).iccProfile().isEmpty());
+    EXPECT_TRUE(decodePng(fileOf(png), 100).image.iccProfile().isEmpty());
 }
 
 struct Shown
@@ -178,8 +178,8 @@ TEST(PngColors, AreConvertedForTheScreen)
                 return std::vector<unsigned>(color == RGB_SAMPLES ? 3 : 1, one.stored);
             };
             const QByteArray png = pngFile({{3, 2}, 8, color}, samples, one.chunks);
-            EXPECT_TRUE(
-                looksLike(toSrgb(decodePng(fileOf(png), 100)), flatImage({3, 2}, one.shown), 1))
+            EXPECT_TRUE(looksLike(toSrgb(decodePng(fileOf(png), 100).image),
+                                  flatImage({3, 2}, one.shown), 1))
                 << one.name;
         }
     }
@@ -191,9 +191,9 @@ TEST(PngColors, TransparentPictureIsSavedAsShown)
 {
     const auto samples = [](int, int) { return std::vector<unsigned>{200, 100, 50, 128}; };
     const QByteArray png = pngFile({{16, 16}, 8, 6}, samples, gama(100'000));
-    EXPECT_TRUE(isNear(toSrgb(decodePng(fileOf(png), 100)).row(8)[8], 0x8073543d, 2));
+    EXPECT_TRUE(isNear(toSrgb(decodePng(fileOf(png), 100).image).row(8)[8], 0x8073543d, 2));
     const Image image = decodeFull(fileOf(png), ThumbnailRule::FromImageAlways, KEPT);
-    const Image saved = decodeJpeg(fileOf(writeJpeg(image, 95)), 100);
+    const Image saved = decodeJpeg(fileOf(writeJpeg(image, 95)), 100).image;
     EXPECT_TRUE(isNear(toSrgb(saved).row(8)[8], 0xff73543d, 4));
 }
 

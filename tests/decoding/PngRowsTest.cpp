@@ -22,7 +22,7 @@ constexpr Pixel CLEAR = 0;
 
 Image decoded(const QByteArray &png, int maxPixel = NO_LIMIT)
 {
-    return decodePng(fileOf(png), maxPixel);
+    return decodePng(fileOf(png), maxPixel).image;
 }
 
 /// Samples of a pixel, and what is seen of them.

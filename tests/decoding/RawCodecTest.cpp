@@ -31,17 +31,17 @@ constexpr int RENDERING_TOLERANCE = 40;
 Image preview(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
     const SourceFile file = fileOf(bytes);
-    return decodeRawPreview(file, readProperties(file), maxPixel).image;
+    return decodeRawPreview(file, readProperties(file), maxPixel).picture.image;
 }
 
 Image rendering(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
-    return renderRaw(fileOf(bytes), maxPixel);
+    return renderRaw(fileOf(bytes), maxPixel).image;
 }
 
 Image thumbnail(const QByteArray &bytes, int maxPixel = NO_LIMIT)
 {
-    return createThumbnail(fileOf(bytes), maxPixel, ThumbnailRule::FromImageIfAbsent);
+    return createThumbnail(fileOf(bytes), maxPixel, ThumbnailRule::FromImageIfAbsent).image;
 }
 
 TEST(RawPreview, IsTheLargerOne)
@@ -88,8 +88,9 @@ TEST(RawPreview, IsDecodedFarBehindInALargeFile)
     writer.close();
     const auto file = SourceFile::open(writer.fileName().toStdString());
     ASSERT_TRUE(file);
-    const Image image = turnedUpright(
-        createThumbnail(*file, NO_LIMIT, ThumbnailRule::FromImageIfAbsent), Orientation::Turn180);
+    const Image image =
+        turnedUpright(createThumbnail(*file, NO_LIMIT, ThumbnailRule::FromImageIfAbsent).image,
+                      Orientation::Turn180);
     EXPECT_EQ(image.size(), QSize(1024, 768));
     EXPECT_TRUE(showsFourQuarters(image, PREVIEW_TOLERANCE));
 }
@@ -136,7 +137,7 @@ TEST(RawPreview, TellsItsLongSideAsTheFileHasIt)
             makeDng({.upright = fourQuarters({320, 240}), .previews = {fourQuarters(size)}}));
         const DecodedPreview decoded = decodeRawPreview(file, readProperties(file), 100);
         EXPECT_EQ(decoded.longSidePx, std::max(size.width(), size.height()));
-        EXPECT_EQ(std::max(decoded.image.width(), decoded.image.height()), 100);
+        EXPECT_EQ(std::max(decoded.picture.image.width(), decoded.picture.image.height()), 100);
     }
 }
 
@@ -295,7 +296,7 @@ TEST(RawThumbnail, IsNullOnceStopped)
 {
     const QByteArray dng =
         makeDng({.upright = fourQuarters({160, 120}), .previews = {fourQuarters({96, 72})}});
-    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), {}, NO_LIMIT).image.isNull());
+    EXPECT_TRUE(decodeRawPreview(stoppedFileOf(dng), {}, NO_LIMIT).picture.isNull());
     EXPECT_TRUE(renderRaw(stoppedFileOf(dng), NO_LIMIT).isNull());
 }
 

@@ -83,7 +83,7 @@ protected:
     {
         const auto file = SourceFile::open(find(path));
         EXPECT_TRUE(file) << path;
-        return file ? createThumbnail(*file, maxPixel, ruleFor(path)) : Image();
+        return file ? createThumbnail(*file, maxPixel, ruleFor(path)).image : Image();
     }
 
     [[nodiscard]] std::optional<QSize> uprightSizeOf(const std::string &path) const
@@ -250,9 +250,9 @@ TEST_F(SampleDecode, RawFilesOfUnknownCamerasShowTheirPreview)
         const QByteArray other = renamed(bytes, sample.model);
         if (sample.preview.isEmpty() || RENDERED.contains(sample.path) || other == bytes)
             continue;
-        EXPECT_TRUE(
-            looksLike(createThumbnail(fileOf(other), LIMIT, ThumbnailRule::FromImageIfAbsent),
-                      createThumbnail(fileOf(bytes), LIMIT, ThumbnailRule::FromImageIfAbsent)))
+        EXPECT_TRUE(looksLike(
+            createThumbnail(fileOf(other), LIMIT, ThumbnailRule::FromImageIfAbsent).image,
+            createThumbnail(fileOf(bytes), LIMIT, ThumbnailRule::FromImageIfAbsent).image))
             << sample.path;
         ++shown;
     }
@@ -280,7 +280,8 @@ TEST_F(SampleDecode, RawFilesOfAnySizeShowTheirPreviewAndAreHardlyRead)
             const auto file = SourceFile::open(padded);
             ASSERT_TRUE(file);
             const auto before = test::bytesReadSoFar();
-            const Image image = createThumbnail(*file, LIMIT, ThumbnailRule::FromImageIfAbsent);
+            const Image image =
+                createThumbnail(*file, LIMIT, ThumbnailRule::FromImageIfAbsent).image;
             EXPECT_LT(test::bytesReadSoFar().value_or(0) - before.value_or(0), MOST_BYTES)
                 << sample.path;
             EXPECT_TRUE(looksLike(image, expected)) << sample.path;

@@ -32,7 +32,7 @@ constexpr auto IF_ABSENT = ThumbnailRule::FromImageIfAbsent;
 
 Image thumbnail(const QByteArray &bytes, ThumbnailRule rule, int maxPixel = NO_LIMIT)
 {
-    return createThumbnail(fileOf(bytes), maxPixel, rule);
+    return createThumbnail(fileOf(bytes), maxPixel, rule).image;
 }
 
 using Turned = std::tuple<std::string, int>; // extension and EXIF orientation
@@ -125,7 +125,7 @@ TEST(Thumbnail, FileOnDiskIsReadLikeBytes)
     ASSERT_TRUE(pictures::writePicture(fourQuarters({90, 60}), {.orientation = 6}, path));
     const auto file = SourceFile::open(path);
     ASSERT_TRUE(file);
-    EXPECT_TRUE(showsFourQuarters(createThumbnail(*file, 45, ALWAYS), 0));
+    EXPECT_TRUE(showsFourQuarters(createThumbnail(*file, 45, ALWAYS).image, 0));
 }
 
 /// A picture in one colour.
@@ -156,7 +156,7 @@ TEST(Thumbnail, FileThatIsCutWhileItIsOpenDoesNoHarm)
             const auto file = SourceFile::open(path);
             ASSERT_TRUE(file);
             ASSERT_TRUE(writer.resize(left));
-            const Image image = createThumbnail(*file, NO_LIMIT, IF_ABSENT);
+            const Image image = createThumbnail(*file, NO_LIMIT, IF_ABSENT).image;
             EXPECT_TRUE(image.isNull() || image.size() == QSize(256, 192)) << extension << left;
             (void)readUprightSize(*file, IF_ABSENT);
         }

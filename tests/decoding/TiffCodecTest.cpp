@@ -23,7 +23,7 @@ constexpr Pixel WHITE = 0xffffffff;
 
 Image decoded(const QByteArray &tiff, int maxPixel = NO_LIMIT)
 {
-    return decodeTiff(fileOf(tiff), maxPixel);
+    return decodeTiff(fileOf(tiff), maxPixel).image;
 }
 
 /// A picture of four quarters as it is stored, and as it is to be shown.

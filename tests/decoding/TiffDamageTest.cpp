@@ -25,7 +25,7 @@ constexpr std::uint32_t BEYOND = 0xfffffff0;
 
 Image decoded(const QByteArray &tiff, int maxPixel = NO_LIMIT)
 {
-    return decodeTiff(fileOf(tiff), maxPixel);
+    return decodeTiff(fileOf(tiff), maxPixel).image;
 }
 
 QByteArray deflated(const QByteArray &bytes)

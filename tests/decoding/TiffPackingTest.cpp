@@ -25,7 +25,7 @@ constexpr Pixel WHITE = 0xffffffff;
 
 Image decoded(const QByteArray &tiff, int maxPixel = NO_LIMIT)
 {
-    return decodeTiff(fileOf(tiff), maxPixel);
+    return decodeTiff(fileOf(tiff), maxPixel).image;
 }
 
 struct Packing
@@ -342,7 +342,7 @@ TEST_F(TiffSample, ProfileOfInksIsUsed)
 {
     const auto file = SourceFile::open(find("formats/tiff/cmyk8_jpeg_icc.tif"));
     ASSERT_TRUE(file);
-    const Image image = decodeTiff(*file, NO_LIMIT);
+    const Image image = decodeTiff(*file, NO_LIMIT).image;
     ASSERT_FALSE(image.isNull());
     EXPECT_TRUE(isNear(image.row(0)[0], 0xffe30614, 6));
 }

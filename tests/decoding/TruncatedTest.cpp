@@ -199,7 +199,7 @@ std::vector<std::vector<Pixel>> shownAfter(const std::filesystem::path &loud,
     const Image full = loadFullImage(path);
     const QByteArray saved = writeJpeg(full, 95);
     return {pixelsOf(shown.image), pixelsOf(shown.rendition), pixelsOf(full),
-            pixelsOf(decodeJpeg(fileOf(saved), SIZE.width()))};
+            pixelsOf(decodeJpeg(fileOf(saved), SIZE.width()).image)};
 }
 
 TEST_P(Truncated, ShowsNothingOfWhatWasBeforeAndTheSameEachTime)

@@ -71,7 +71,7 @@ QImage noise(QSize size)
 
 Image decoded(const QByteArray &webp, int maxPixel = NO_LIMIT)
 {
-    return decodeWebP(fileOf(webp), maxPixel);
+    return decodeWebP(fileOf(webp), maxPixel).image;
 }
 
 FileBytes littleEndian()

@@ -7,6 +7,7 @@
 #include "logic/TemporaryFolder.h"
 #include "pictures/Picture.h"
 #include "pictures/Writing.h"
+#include "pixels/Resample.h"
 
 #include <gtest/gtest.h>
 
@@ -102,6 +103,29 @@ TEST(LoadDisplayPicture, RenditionShowsThePictureUpright)
     EXPECT_EQ(rendition.row(34)[54], 0xffffff00);
 }
 
+/// Bars of six pixels, which two reductions leave paler than one does.
+TEST(LoadDisplayPicture, RenditionIsMadeInOneStepFromTheDecodedRows)
+{
+    const TemporaryFolder folder;
+    QImage bars(600, 400, QImage::Format_RGB32);
+    for (int y = 0; y < bars.height(); ++y)
+        for (int x = 0; x < bars.width(); ++x)
+            bars.setPixel(x, y, x / 6 % 2 == 0 ? qRgb(60, 60, 60) : qRgb(190, 190, 190));
+    const auto file = folder.write("a.png", pngFile(bars));
+    const Image whole = loadFullImage(file);
+    const DisplayPicture picture = loadDisplayPicture(file, {192, {0, 0, 192, 108}});
+    ASSERT_EQ(picture.image.size(), QSize(192, 128));
+    ASSERT_EQ(picture.rendition.size(), QSize(162, 108));
+    const Image once = resampled(whole, {162, 108});
+    const Image twice = resampled(picture.image, {162, 108});
+    bool isTwice = true;
+    for (int y = 0; y < once.height(); ++y) {
+        EXPECT_TRUE(std::equal(once.row(y), once.row(y) + 162, picture.rendition.row(y)));
+        isTwice = isTwice && std::equal(once.row(y), once.row(y) + 162, twice.row(y));
+    }
+    EXPECT_FALSE(isTwice);
+}
+
 TEST(LoadDisplayPicture, TransparencyBecomesBlack)
 {
     const TemporaryFolder folder;
@@ -182,7 +206,7 @@ TEST(MakeDisplayPicture, OfNothingOrOnceStoppedIsNull)
     const Image image = std::move(pixels).toImage(Alpha::Opaque);
     std::stop_source source;
     source.request_stop();
-    EXPECT_TRUE(makeDisplayPicture({}, {300, {0, 0, 60, 40}, 1.0}).isNull());
+    EXPECT_TRUE(makeDisplayPicture(Image(), {300, {0, 0, 60, 40}, 1.0}).isNull());
     EXPECT_TRUE(makeDisplayPicture(image, {300, {0, 0, 60, 40}, 1.0}, source.get_token()).isNull());
 }
 

@@ -69,7 +69,7 @@ Image gradient(const QByteArray &profile = {})
 TEST(WriteJpeg, ThePixelsComeBack)
 {
     const QByteArray jpeg = writeJpeg(gradient(), 95);
-    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT).image, gradient(), 6));
 }
 
 /// @p image as libjpeg writes it in one go.
@@ -137,7 +137,7 @@ TEST(WriteJpeg, QualityIsWhatWasAskedFor)
 TEST(WriteJpeg, PartOfAPictureIsWrittenAsSeen)
 {
     const Image part = gradient().cropped({20, 10, 50, 40});
-    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(writeJpeg(part, 95)), NO_LIMIT), part, 6));
+    EXPECT_TRUE(looksLike(decodeJpeg(fileOf(writeJpeg(part, 95)), NO_LIMIT).image, part, 6));
 }
 
 TEST(WriteJpeg, TransparencyIsShownOverBlack)
@@ -145,7 +145,7 @@ TEST(WriteJpeg, TransparencyIsShownOverBlack)
     const Image clear = makeImage(
         {32, 32}, [](int x, int) { return x < 16 ? 0x00000000U : 0x80408000U; },
         Alpha::Premultiplied);
-    const Image shown = decodeJpeg(fileOf(writeJpeg(clear, 95)), NO_LIMIT);
+    const Image shown = decodeJpeg(fileOf(writeJpeg(clear, 95)), NO_LIMIT).image;
     EXPECT_TRUE(isNear(shown.row(16)[4], 0xff000000, 3));
     EXPECT_TRUE(isNear(shown.row(16)[27], 0xff408000, 3));
 }
@@ -153,21 +153,22 @@ TEST(WriteJpeg, TransparencyIsShownOverBlack)
 TEST(WriteJpeg, TheProfileIsThatOfThePixels)
 {
     const QByteArray jpeg = writeJpeg(gradient(displayP3Profile()), 95);
-    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), displayP3Profile());
+    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).image.iccProfile(), displayP3Profile());
 }
 
 TEST(WriteJpeg, NoProfileIsWrittenForSrgb)
 {
-    EXPECT_TRUE(decodeJpeg(fileOf(writeJpeg(gradient(), 95)), NO_LIMIT).iccProfile().isEmpty());
+    EXPECT_TRUE(
+        decodeJpeg(fileOf(writeJpeg(gradient(), 95)), NO_LIMIT).image.iccProfile().isEmpty());
 }
 
 TEST(WriteJpeg, DefaultProfileIsForPicturesWithoutOneOfTheirOwn)
 {
     const JpegMetadata metadata{.defaultProfile = srgbProfile()};
-    EXPECT_EQ(decodeJpeg(fileOf(writeJpeg(gradient(), 95, metadata)), NO_LIMIT).iccProfile(),
+    EXPECT_EQ(decodeJpeg(fileOf(writeJpeg(gradient(), 95, metadata)), NO_LIMIT).image.iccProfile(),
               srgbProfile());
     const QByteArray jpeg = writeJpeg(gradient(displayP3Profile()), 95, metadata);
-    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).iccProfile(), displayP3Profile());
+    EXPECT_EQ(decodeJpeg(fileOf(jpeg), NO_LIMIT).image.iccProfile(), displayP3Profile());
 }
 
 TEST(WriteJpeg, SrgbThatIsSaidChangesNoColor)
@@ -181,7 +182,7 @@ TEST(WriteJpeg, TheLargestProfileFillsItsSegmentsAndALargerOneIsLeftOut)
     const auto segmentsFor = [](qsizetype bytes) {
         const QByteArray jpeg = writeJpeg(gradient(QByteArray(bytes, 'x')), 95);
         const auto segments = segmentsOf(jpeg);
-        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT).image, gradient(), 6));
         return std::count_if(segments.begin(), segments.end(),
                              [](const Segment &segment) { return segment.marker == 0xe2; });
     };
@@ -236,7 +237,7 @@ TEST(WriteJpeg, TheLargestBlocksFitAndLargerOnesAreLeftOut)
 {
     const auto sizeOf = [](int marker, const QByteArray &header, const JpegMetadata &metadata) {
         const QByteArray jpeg = writeJpeg(gradient(), 95, metadata);
-        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT), gradient(), 6));
+        EXPECT_TRUE(looksLike(decodeJpeg(fileOf(jpeg), NO_LIMIT).image, gradient(), 6));
         return contentOf(jpeg, marker, header).size();
     };
     using Blocks = JpegMetadata;

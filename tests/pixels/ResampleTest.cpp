@@ -97,7 +97,7 @@ Image throughSink(const Image &image, QSize target)
         std::copy_n(image.row(y), image.width(), sink.nextRow());
         sink.rowDone();
     }
-    return std::move(sink).takeImage(image.alpha(), image.iccProfile());
+    return std::move(sink).takePicture(image.alpha(), image.iccProfile()).image;
 }
 
 struct SizePair
@@ -407,6 +407,67 @@ TEST(RowSink, OfEqualSizesCopies)
     EXPECT_TRUE(looksLike(throughSink(image, {31, 17}), image));
 }
 
+/// The same in two sizes.
+ScaledPicture throughSink(const Image &image, const PictureSizes &sizes)
+{
+    RowSink sink(image.size(), sizes);
+    for (int y = 0; y < image.height(); ++y) {
+        std::copy_n(image.row(y), image.width(), sink.nextRow());
+        sink.rowDone();
+    }
+    return std::move(sink).takePicture(image.alpha(), image.iccProfile());
+}
+
+TEST(RowSink, MakesBothSizesOfTheSameRows)
+{
+    const Image image = noiseWithAlpha({90, 700}).withProfile("profile");
+    for (const PictureSizes &sizes :
+         {PictureSizes{{50, 389}, {45, 350}}, PictureSizes{{89, 699}, {1, 8}},
+          PictureSizes{{9, 70}, {40, 311}}, PictureSizes{{180, 1400}, {60, 30}}}) {
+        const ScaledPicture both = throughSink(image, sizes);
+        EXPECT_TRUE(looksLike(both.image, resampled(image, sizes.image)));
+        EXPECT_TRUE(looksLike(both.rendition, resampled(image, sizes.rendition)));
+        EXPECT_EQ(both.rendition.iccProfile(), "profile");
+        EXPECT_EQ(both.rendition.alpha(), Alpha::Premultiplied);
+    }
+}
+
+TEST(RowSink, MakesNoRenditionWhereTheRowsAreTheImage)
+{
+    const Image image = noiseImage({31, 17});
+    const ScaledPicture both = throughSink(image, PictureSizes{{31, 17}, {15, 8}});
+    EXPECT_TRUE(looksLike(both.image, image));
+    EXPECT_TRUE(both.rendition.isNull());
+}
+
+TEST(RowSink, FillsTheRestOfBothAsIfItHadCome)
+{
+    const Image image = noiseImage({90, 700});
+    const PictureSizes sizes{{50, 389}, {45, 35}};
+    for (const int taken : {0, 1, 16, 333, 699}) {
+        RowSink sink(image.size(), sizes);
+        for (int y = 0; y < taken; ++y) {
+            std::copy_n(image.row(y), image.width(), sink.nextRow());
+            sink.rowDone();
+        }
+        sink.fillRest(GREY);
+        const ScaledPicture filled = std::move(sink).takePicture(Alpha::Opaque, {});
+        const Image whole = makeImage(
+            image.size(), [&](int x, int y) { return y < taken ? image.row(y)[x] : GREY; });
+        EXPECT_TRUE(looksLike(filled.image, resampled(whole, sizes.image))) << taken;
+        EXPECT_TRUE(looksLike(filled.rendition, resampled(whole, sizes.rendition))) << taken;
+    }
+}
+
+TEST(RowSink, AbandonedInTheMiddleEnds)
+{
+    RowSink sink({90, 700}, PictureSizes{{50, 389}, {45, 350}});
+    for (int y = 0; y < 100; ++y) {
+        std::fill_n(sink.nextRow(), 90, RED);
+        sink.rowDone();
+    }
+}
+
 TEST(RowSink, CountsTheRowsTaken)
 {
     RowSink sink({8, 5}, {4, 3});
@@ -432,7 +493,7 @@ TEST(RowSink, FillsTheRestWithTheColor)
         }
         sink.fillRest(GREY);
         EXPECT_EQ(sink.rowsTaken(), 40);
-        const Image image = std::move(sink).takeImage(Alpha::Opaque, {});
+        const Image image = std::move(sink).takePicture(Alpha::Opaque, {}).image;
         ASSERT_EQ(image.size(), target);
         EXPECT_EQ(pixelAt(image, 0.5, 0.0), RED);
         EXPECT_EQ(pixelAt(image, 0.5, 0.4), RED);
@@ -460,8 +521,8 @@ TEST(RowSink, FillsTheRestAsIfItHadCome)
             }
             filled.fillRest(GREY);
             EXPECT_EQ(filled.rowsTaken(), image.height());
-            EXPECT_TRUE(looksLike(std::move(filled).takeImage(Alpha::Opaque, {}),
-                                  std::move(fed).takeImage(Alpha::Opaque, {})))
+            EXPECT_TRUE(looksLike(std::move(filled).takePicture(Alpha::Opaque, {}).image,
+                                  std::move(fed).takePicture(Alpha::Opaque, {}).image))
                 << taken << " rows to " << target.height();
         }
     }
@@ -475,8 +536,8 @@ TEST(RowSink, FillsAnyNumberOfRowsInNoTime)
     sink.fillRest(GREY);
     const double seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
     EXPECT_LT(seconds, 0.1);
-    EXPECT_TRUE(
-        looksLike(std::move(sink).takeImage(Alpha::Opaque, {}), flatImage({1500, 1500}, GREY)));
+    EXPECT_TRUE(looksLike(std::move(sink).takePicture(Alpha::Opaque, {}).image,
+                          flatImage({1500, 1500}, GREY)));
 }
 
 TEST(RowSink, FillsNothingWhenAllRowsCame)
@@ -488,7 +549,7 @@ TEST(RowSink, FillsNothingWhenAllRowsCame)
         sink.rowDone();
     }
     sink.fillRest(YELLOW);
-    EXPECT_TRUE(looksLike(std::move(sink).takeImage(Alpha::Opaque, {}), image));
+    EXPECT_TRUE(looksLike(std::move(sink).takePicture(Alpha::Opaque, {}).image, image));
 }
 
 TEST(RowSink, BufferIsAsTheFilterLeftIt)
@@ -499,7 +560,7 @@ TEST(RowSink, BufferIsAsTheFilterLeftIt)
         std::fill_n(sink.nextRow(), 4, 0x10ff8040);
         sink.rowDone();
     }
-    PixelBuffer buffer = std::move(sink).takeBuffer();
+    PixelBuffer buffer = std::move(sink).takeBuffers().image;
     ASSERT_EQ(buffer.size(), QSize(2, 2));
     EXPECT_EQ(buffer.row(1)[1], 0x10ff8040U);
 }

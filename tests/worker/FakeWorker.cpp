@@ -169,6 +169,12 @@ void tell(Reply &reply, const std::string &lie)
         reply.changesNothing = positive;
     else if (field == "isInPlace")
         reply.isInPlace = positive;
+    else if (field == "renditionWidth")
+        reply.renditionWidth = static_cast<std::int32_t>(whole);
+    else if (field == "renditionHeight")
+        reply.renditionHeight = static_cast<std::int32_t>(whole);
+    else if (field == "isRenditionInPlace")
+        reply.isRenditionInPlace = positive;
     else if (field == "densityUnit")
         reply.densityUnit = positive;
     else if (field == "densityX")

@@ -326,6 +326,38 @@ TEST_F(HostileWorker, DisplayPictureIsNullWhenItCrashes)
     EXPECT_FALSE(reader().loadDisplayPicture(file(), target, Urgency::Ahead, {}).isNull());
 }
 
+TEST_F(HostileWorker, RenditionComesThroughTheRingOrFromItsPlace)
+{
+    const DisplayTarget target{.maxPixel = LIMIT, .area = QRectF(0, 0, 100, 100)};
+    const std::string size = "size 600 300\nlie renditionWidth=100\nlie renditionHeight=50\n";
+    const auto load = [&](const std::string &orders) {
+        return reader().loadDisplayPicture(file(orders), target, Urgency::Ahead, {});
+    };
+    const DisplayPicture passed = load(size);
+    EXPECT_TRUE(isPainted(passed.image, {600, 300}));
+    EXPECT_TRUE(isPainted(passed.rendition, {100, 50}));
+    const DisplayPicture inPlace = load(size + "in place\nlie isRenditionInPlace=1");
+    EXPECT_TRUE(isPainted(inPlace.image, {600, 300}));
+    EXPECT_EQ(inPlace.rendition.size(), QSize(100, 50));
+}
+
+TEST_F(HostileWorker, RenditionOfAnotherSizeThanTheScreenNeedsIsNoAnswer)
+{
+    const DisplayTarget target{.maxPixel = LIMIT, .area = QRectF(0, 0, 100, 100)};
+    for (const char *size : {"101 50", "100 51", "0 50", "100 0", "-1 -1", "2147483647 50",
+                             "600 300", "2147483647 2147483647", "-2147483648 -2147483648"}) {
+        std::istringstream numbers(size);
+        std::string width;
+        std::string height;
+        numbers >> width >> height;
+        const auto orders =
+            file("size 600 300\nlie renditionWidth=" + width + "\nlie renditionHeight=" + height);
+        EXPECT_TRUE(reader().loadDisplayPicture(orders, target, Urgency::Ahead, {}).isNull())
+            << size;
+    }
+    EXPECT_FALSE(reader().loadDisplayPicture(file(), target, Urgency::Ahead, {}).isNull());
+}
+
 TEST_F(HostileWorker, AnnouncedSizeOfNonsenseDoesNoHarm)
 {
     for (const char *size : {"-1 -1", "0 5", "2147483647 2147483647", "-2147483648 1"})

@@ -53,6 +53,8 @@ using worker::IS_SANITIZED;
 
 const fs::path WORKER = WORKER_PROGRAM;
 const DisplayTarget TARGET{.maxPixel = 300, .area = QRectF(0, 0, 200, 200), .scale = 1.5};
+/// One whose renditions are smaller than the display image, so that workers make them.
+const DisplayTarget SMALL_TARGET{.maxPixel = 300, .area = QRectF(0, 0, 160, 90), .scale = 1.5};
 constexpr QSize SIZE(500, 340);
 
 /// A picture as a file.
@@ -177,12 +179,14 @@ private:
 TEST_P(WorkerReads, TheSameDisplayPicture)
 {
     for (const Urgency urgency : {Urgency::Now, Urgency::Ahead}) {
-        const auto expected = here.loadDisplayPicture(path(), TARGET, urgency, {});
-        const auto actual = worker.loadDisplayPicture(path(), TARGET, urgency, {});
-        EXPECT_TRUE(isSame(actual.image, expected.image));
-        EXPECT_TRUE(isSame(actual.rendition, expected.rendition));
-        EXPECT_EQ(actual.pixelSize, expected.pixelSize);
-        EXPECT_EQ(actual.pixelSize, here.readPixelSize(path()));
+        for (const DisplayTarget &target : {TARGET, SMALL_TARGET}) {
+            const auto expected = here.loadDisplayPicture(path(), target, urgency, {});
+            const auto actual = worker.loadDisplayPicture(path(), target, urgency, {});
+            EXPECT_TRUE(isSame(actual.image, expected.image));
+            EXPECT_TRUE(isSame(actual.rendition, expected.rendition));
+            EXPECT_EQ(actual.pixelSize, expected.pixelSize);
+            EXPECT_EQ(actual.pixelSize, here.readPixelSize(path()));
+        }
     }
 }
 

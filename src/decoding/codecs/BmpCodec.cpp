@@ -289,19 +289,19 @@ bool readRuns(const SourceFile &file, const BmpLayout &layout, RowSink &sink)
 
 } // namespace
 
-Image decodeBmp(const SourceFile &file, int maxPixel)
+ScaledPicture decodeBmp(const SourceFile &file, const SizeRule &rule)
 {
     FieldReader fields(file);
     auto layout = readBmpLayout(fields);
     if (!layout)
         return {};
-    RowSink sink(layout->size, sizeWithin(layout->size, maxPixel));
+    RowSink sink(layout->size, rule.sizesOf(layout->size));
     if (!sink.isReady() || !(layout->hasRuns ? readRuns : readRows)(file, *layout, sink) ||
         file.stopToken().stop_requested())
         return {};
     const bool hasAlpha = layout->bits >= 16 && layout->masks[3] != 0;
-    return std::move(sink).takeImage(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
-                                     std::move(layout->iccProfile));
+    return std::move(sink).takePicture(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                       std::move(layout->iccProfile));
 }
 
 } // namespace tavolin

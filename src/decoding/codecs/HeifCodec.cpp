@@ -99,7 +99,7 @@ private:
     std::unique_ptr<heif_image_handle, FreeHandle> m_primary;
 };
 
-Image decode(const SourceFile &file, int maxPixel)
+ScaledPicture decode(const SourceFile &file, const SizeRule &rule)
 {
     const OpenFile open(file);
     heif_image_handle *primary = open.primary();
@@ -126,23 +126,23 @@ Image decode(const SourceFile &file, int maxPixel)
         return {};
 
     const bool hasAlpha = heif_image_handle_has_alpha_channel(primary) != 0;
-    RowSink sink(size, sizeWithin(size, maxPixel));
+    RowSink sink(size, rule.sizesOf(size));
     if (!sink.isReady())
         return {};
     for (int y = 0; y < size.height(); ++y) {
         toPixels(plane + std::ptrdiff_t{stride} * y, size.width(), hasAlpha, sink.nextRow());
         sink.rowDone();
     }
-    return std::move(sink).takeImage(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
-                                     profileOf(primary));
+    return std::move(sink).takePicture(hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                       profileOf(primary));
 }
 
 } // namespace
 
-Image decodeHeif(const SourceFile &file, int maxPixel)
+ScaledPicture decodeHeif(const SourceFile &file, const SizeRule &rule)
 {
     try {
-        return decode(file, maxPixel);
+        return decode(file, rule);
     } catch (...) {
         // libheif lets exceptions of its threads and its memory through.
         return {};

@@ -57,7 +57,8 @@ public:
     Decompressor &operator=(const Decompressor &) = delete;
 
     [[nodiscard]] bool readHeader();
-    [[nodiscard]] bool start(int maxPixel);
+    /// Decodes to @p longestSide pixels on the longest side, or somewhat more, where it has them.
+    [[nodiscard]] bool start(int longestSide);
     /// Feeds @p sink, by our own decoder as far as that goes; false when an error ended it early.
     bool readRows(RowSink &sink);
 
@@ -199,7 +200,7 @@ bool Decompressor::readHeader()
     return true;
 }
 
-bool Decompressor::start(int maxPixel)
+bool Decompressor::start(int longestSide)
 {
     if (setjmp(m_jump) != 0)
         return false;
@@ -210,11 +211,11 @@ bool Decompressor::start(int maxPixel)
     const bool hasFourChannels =
         m_info.jpeg_color_space == JCS_CMYK || m_info.jpeg_color_space == JCS_YCCK;
     m_info.out_color_space = hasFourChannels ? JCS_CMYK : SCREEN_PIXELS;
-    // Only halvings have vector code: the smallest that still reaches the limit.
+    // Only halvings have vector code: the smallest that is still large enough.
     m_info.scale_denom = 8;
     for (m_info.scale_num = 1; m_info.scale_num < 8; m_info.scale_num *= 2) {
         jpeg_calc_output_dimensions(&m_info);
-        if (std::max(scaledSize().width(), scaledSize().height()) >= maxPixel)
+        if (std::max(scaledSize().width(), scaledSize().height()) >= longestSide)
             break;
     }
     return jpeg_start_decompress(&m_info) != FALSE;
@@ -276,15 +277,16 @@ QByteArray Decompressor::iccProfile()
 
 } // namespace
 
-Image decodeJpeg(const SourceFile &file, int maxPixel, ColorHint hint)
+ScaledPicture decodeJpeg(const SourceFile &file, const SizeRule &rule, ColorHint hint)
 {
     Decompressor decompressor(file);
     if (!decompressor.readHeader())
         return {};
-    const QSize target = sizeWithin(decompressor.size(), maxPixel);
-    if (!isWithinLimits(decompressor.size(), target) || !decompressor.start(maxPixel))
+    const PictureSizes sizes = rule.sizesOf(decompressor.size());
+    if (!isWithinLimits(decompressor.size(), sizes.image) ||
+        !decompressor.start(sizes.longestSide()))
         return {};
-    RowSink sink(decompressor.scaledSize(), target);
+    RowSink sink(decompressor.scaledSize(), sizes);
     if (!sink.isReady())
         return {};
     decompressor.readRows(sink);
@@ -293,14 +295,16 @@ Image decodeJpeg(const SourceFile &file, int maxPixel, ColorHint hint)
     sink.fillRest(MISSING);
 
     QByteArray profile = decompressor.iccProfile();
-    PixelBuffer pixels = std::move(sink).takeBuffer();
+    auto [image, rendition] = std::move(sink).takeBuffers();
     if (decompressor.isCmyk()) {
-        convertCmykToSrgb(pixels, profile, decompressor.isInverted());
-        return std::move(pixels).toImage(Alpha::Opaque);
-    }
-    if (profile.isEmpty() && hint == ColorHint::AdobeRgb)
+        for (PixelBuffer *inks : {&image, &rendition})
+            convertCmykToSrgb(*inks, profile, decompressor.isInverted());
+        profile.clear();
+    } else if (profile.isEmpty() && hint == ColorHint::AdobeRgb) {
         profile = adobeRgbProfile();
-    return std::move(pixels).toImage(Alpha::Opaque, std::move(profile));
+    }
+    return {std::move(image).toImage(Alpha::Opaque, profile),
+            std::move(rendition).toImage(Alpha::Opaque, profile)};
 }
 
 } // namespace tavolin

@@ -5,15 +5,15 @@
 
 #include "decoding/Properties.h"
 #include "decoding/SourceFile.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 
 namespace tavolin {
 
-/// Decodes the first picture of @p file as stored (not turned), its longest side at most @p
-/// maxPixel. Grey becomes RGB, CMYK becomes sRGB; other pictures keep the profile that the file
+/// Decodes the first picture of @p file as stored (not turned), as large as @p
+/// rule says. Grey becomes RGB, CMYK becomes sRGB; other pictures keep the profile that the file
 /// carries or that @p hint stands for. A file that ends or breaks off early gives what came, on
 /// grey. Null when nothing could be read, over the limits, and after the file's stop request.
-[[nodiscard]] Image decodeJpeg(const SourceFile &file, int maxPixel,
-                               ColorHint hint = ColorHint::None);
+[[nodiscard]] ScaledPicture decodeJpeg(const SourceFile &file, const SizeRule &rule,
+                                       ColorHint hint = ColorHint::None);
 
 } // namespace tavolin

@@ -171,15 +171,15 @@ bool readInterlaced(PngFile &png, PixelBuffer &whole)
     return true;
 }
 
-Image decodeInterlaced(PngFile &png, QSize target)
+ScaledPicture decodeInterlaced(PngFile &png, const PictureSizes &sizes)
 {
     const Alpha alpha = png.format().hasAlpha ? Alpha::Premultiplied : Alpha::Opaque;
     PixelBuffer whole(png.size());
     if (whole.isNull() || !readInterlaced(png, whole))
         return {};
-    if (target == whole.size())
-        return std::move(whole).toImage(alpha, png.iccProfile());
-    RowSink sink(whole.size(), target);
+    if (sizes.image == whole.size())
+        return {std::move(whole).toImage(alpha, png.iccProfile())};
+    RowSink sink(whole.size(), sizes);
     if (!sink.isReady())
         return {};
     for (int y = 0; y < whole.size().height(); ++y) {
@@ -187,12 +187,12 @@ Image decodeInterlaced(PngFile &png, QSize target)
                     static_cast<std::size_t>(whole.size().width()) * sizeof(Pixel));
         sink.rowDone();
     }
-    return std::move(sink).takeImage(alpha, png.iccProfile());
+    return std::move(sink).takePicture(alpha, png.iccProfile());
 }
 
-Image decodeRows(PngFile &png, QSize target)
+ScaledPicture decodeRows(PngFile &png, const PictureSizes &sizes)
 {
-    RowSink sink(png.size(), target);
+    RowSink sink(png.size(), sizes);
     if (!sink.isReady())
         return {};
     const PngRows rows(png.format());
@@ -205,21 +205,22 @@ Image decodeRows(PngFile &png, QSize target)
     if (sink.rowsTaken() == 0 || png.isStopped())
         return {};
     sink.fillRest(MISSING);
-    return std::move(sink).takeImage(png.format().hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
-                                     png.iccProfile());
+    return std::move(sink).takePicture(png.format().hasAlpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                       png.iccProfile());
 }
 
 } // namespace
 
-Image decodePng(const SourceFile &file, int maxPixel)
+ScaledPicture decodePng(const SourceFile &file, const SizeRule &rule)
 {
     PngFile png(file);
     if (!png.readHeader())
         return {};
-    const QSize target = sizeWithin(png.size(), maxPixel);
-    if (!png.isInterlaced())
-        return isWithinLimits(png.size(), target) ? decodeRows(png, target) : Image();
-    return isWithinLimits(png.size(), sizeof(Pixel)) ? decodeInterlaced(png, target) : Image();
+    const PictureSizes sizes = rule.sizesOf(png.size());
+    if (png.isInterlaced() ? !isWithinLimits(png.size(), sizeof(Pixel))
+                           : !isWithinLimits(png.size(), sizes.image))
+        return {};
+    return png.isInterlaced() ? decodeInterlaced(png, sizes) : decodeRows(png, sizes);
 }
 
 } // namespace tavolin

@@ -3,15 +3,15 @@
 // exact size row by row.
 
 #include "decoding/SourceFile.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 
 namespace tavolin {
 
-/// Decodes the picture of @p file (of an animation the default image) as stored (not turned), its
-/// longest side at most @p maxPixel, in the colours that the file speaks of (see PngColor.h). A
+/// Decodes the picture of @p file (of an animation the default image) as stored (not turned), as
+/// large as @p rule says, in the colours that the file speaks of (see PngColor.h). A
 /// file that ends or breaks off early gives what came, on grey; of an interlaced one the coarse
 /// picture where only that came. Null when nothing could be read, over the limits, and after the
 /// file's stop request.
-[[nodiscard]] Image decodePng(const SourceFile &file, int maxPixel);
+[[nodiscard]] ScaledPicture decodePng(const SourceFile &file, const SizeRule &rule);
 
 } // namespace tavolin

@@ -244,9 +244,9 @@ private:
 };
 
 /// Rows of interleaved 8-bit red, green and blue as a picture.
-Image fromRgb(const unsigned char *data, QSize size, int maxPixel)
+ScaledPicture fromRgb(const unsigned char *data, QSize size, const SizeRule &rule)
 {
-    RowSink sink(size, sizeWithin(size, maxPixel));
+    RowSink sink(size, rule.sizesOf(size));
     if (!sink.isReady())
         return {};
     for (int y = 0; y < size.height(); ++y) {
@@ -255,7 +255,7 @@ Image fromRgb(const unsigned char *data, QSize size, int maxPixel)
             row[x] = 0xff000000 | Pixel{data[0]} << 16 | Pixel{data[1]} << 8 | data[2];
         sink.rowDone();
     }
-    return std::move(sink).takeImage(Alpha::Opaque, {});
+    return std::move(sink).takePicture(Alpha::Opaque, {});
 }
 
 /// What a raw file says about the previews in it.
@@ -270,21 +270,22 @@ int longSide(QSize size)
     return std::max(size.width(), size.height());
 }
 
-DecodedPreview decodePreviewJpeg(const SourceFile &jpeg, int maxPixel, const PreviewFacts &facts)
+DecodedPreview decodePreviewJpeg(const SourceFile &jpeg, const SizeRule &rule,
+                                 const PreviewFacts &facts)
 {
     const auto properties = readProperties(jpeg);
     // What can't be cropped is not shown either, or the crop would be that of another preview.
     if (properties && !isWithinLimits(properties->stored))
         return {};
     const bool hasHint = properties && properties->colorHint != ColorHint::None;
-    const Image image =
-        decodeJpeg(jpeg, maxPixel, hasHint ? properties->colorHint : facts.colorHint);
-    const QSize size = properties ? properties->stored : image.size();
-    return {turnedUpright(image, facts.orientation), longSide(size)};
+    const ScaledPicture picture = decodeJpeg(jpeg, rule.beforeTurning(facts.orientation),
+                                             hasHint ? properties->colorHint : facts.colorHint);
+    const QSize size = properties ? properties->stored : picture.image.size();
+    return {turnedUpright(picture, facts.orientation), longSide(size)};
 }
 
 /// The preview that LibRaw offers, which may be one of pixels.
-DecodedPreview libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &facts,
+DecodedPreview libRawPreview(RawFile &file, const SizeRule &rule, const PreviewFacts &facts,
                              const std::stop_token &stop)
 {
     if (!file.unpackPreview())
@@ -295,17 +296,19 @@ DecodedPreview libRawPreview(RawFile &file, int maxPixel, const PreviewFacts &fa
         return {};
     if (thumbnail.tformat == LIBRAW_THUMBNAIL_JPEG) {
         const auto bytes = QByteArray::fromRawData(thumbnail.thumb, file.previewBytes());
-        return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), maxPixel, facts);
+        return decodePreviewJpeg(SourceFile::fromBytes(bytes, stop), rule, facts);
     }
     if (thumbnail.tformat != LIBRAW_THUMBNAIL_BITMAP || !isWithinLimits(size) ||
         pixelCount(size) * 3 > std::int64_t(thumbnail.tlength))
         return {};
     const auto *pixels = reinterpret_cast<const unsigned char *>(thumbnail.thumb);
-    return {turnedUpright(fromRgb(pixels, size, maxPixel), file.orientation()), longSide(size)};
+    const Orientation orientation = file.orientation();
+    return {turnedUpright(fromRgb(pixels, size, rule.beforeTurning(orientation)), orientation),
+            longSide(size)};
 }
 
 DecodedPreview preview(const SourceFile &source, const std::optional<ImageProperties> &properties,
-                       int maxPixel)
+                       const SizeRule &rule)
 {
     RawFile file(source);
     PreviewFacts facts;
@@ -316,20 +319,20 @@ DecodedPreview preview(const SourceFile &source, const std::optional<ImageProper
     DecodedPreview found;
     FieldReader fields(source);
     for (const RawPreview &jpeg : findRawPreviews(fields)) {
-        found = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), maxPixel, facts);
-        if (!found.image.isNull())
+        found = decodePreviewJpeg(source.part(jpeg.offset, jpeg.length), rule, facts);
+        if (!found.picture.isNull())
             break;
     }
-    if (!found.image.isNull() && found.longSidePx >= MIN_PREVIEW_LONG_SIDE_PX)
+    if (!found.picture.isNull() && found.longSidePx >= MIN_PREVIEW_LONG_SIDE_PX)
         return found;
     // A larger one may consist of pixels, or be in a container that only LibRaw knows.
-    DecodedPreview offered = libRawPreview(file, maxPixel, facts, source.stopToken());
-    const bool isLarger = found.image.isNull() || offered.longSidePx > found.longSidePx;
-    return isLarger && !offered.image.isNull() ? offered : found;
+    DecodedPreview offered = libRawPreview(file, rule, facts, source.stopToken());
+    const bool isLarger = found.picture.isNull() || offered.longSidePx > found.longSidePx;
+    return isLarger && !offered.picture.isNull() ? offered : found;
 }
 
 /// Where there is a preview, of the long side @p previewPx, only what is larger and whole.
-Image render(const SourceFile &source, int maxPixel, std::optional<int> previewPx)
+ScaledPicture render(const SourceFile &source, const SizeRule &rule, std::optional<int> previewPx)
 {
     RawFile file(source);
     if (!file.isOpen() || !isWithinLimits(file.size()))
@@ -338,8 +341,8 @@ Image render(const SourceFile &source, int maxPixel, std::optional<int> previewP
     const int longest = longSide(file.size());
     if (previewPx && longest <= *previewPx)
         return {};
-    const bool isHalf =
-        longest / 2 >= maxPixel || !isWithinLimits(file.size(), RENDERING_BYTES_PER_PIXEL);
+    const bool isHalf = longest / 2 >= rule.sizesOf(file.size()).longestSide() ||
+                        !isWithinLimits(file.size(), RENDERING_BYTES_PER_PIXEL);
     parameters.half_size = isHalf ? 1 : 0;
     parameters.use_camera_wb = 1;
     parameters.gamm[0] = 1 / 2.4; // sRGB's curve
@@ -355,7 +358,7 @@ Image render(const SourceFile &source, int maxPixel, std::optional<int> previewP
     const QSize size(picture->width, picture->height);
     if (!isWithinLimits(size) || pixelCount(size) * 3 > std::int64_t(picture->data_size))
         return {};
-    return fromRgb(picture->data, size, maxPixel);
+    return fromRgb(picture->data, size, rule);
 }
 
 } // namespace
@@ -373,19 +376,20 @@ std::optional<ImageProperties> readRawProperties(const SourceFile &file)
 }
 
 DecodedPreview decodeRawPreview(const SourceFile &file,
-                                const std::optional<ImageProperties> &properties, int maxPixel)
+                                const std::optional<ImageProperties> &properties,
+                                const SizeRule &rule)
 {
-    return guarded([&] { return preview(file, properties, maxPixel); });
+    return guarded([&] { return preview(file, properties, rule); });
 }
 
-Image renderRaw(const SourceFile &file, int maxPixel)
+ScaledPicture renderRaw(const SourceFile &file, const SizeRule &rule)
 {
-    return guarded([&] { return render(file, maxPixel, {}); });
+    return guarded([&] { return render(file, rule, {}); });
 }
 
-Image renderRawInsteadOf(int previewPx, const SourceFile &file, int maxPixel)
+ScaledPicture renderRawInsteadOf(int previewPx, const SourceFile &file, const SizeRule &rule)
 {
-    return guarded([&] { return render(file, maxPixel, previewPx); });
+    return guarded([&] { return render(file, rule, previewPx); });
 }
 
 } // namespace tavolin

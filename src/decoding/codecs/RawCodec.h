@@ -3,7 +3,7 @@
 
 #include "decoding/Properties.h"
 #include "decoding/SourceFile.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 
 #include <optional>
 
@@ -15,24 +15,25 @@ namespace tavolin {
 
 struct DecodedPreview
 {
-    Image image;        ///< Null when there is none that can be read.
-    int longSidePx = 0; ///< As the file has it, not scaled.
+    ScaledPicture picture; ///< Null when there is none that can be read.
+    int longSidePx = 0;    ///< As the file has it, not scaled.
 };
 
 /// The largest preview embedded in @p file that can be decoded, whose headers say @p properties,
-/// upright, its longest side at most @p maxPixel. It is turned by what the raw file says; a
+/// upright, as large as @p rule says. It is turned by what the raw file says; a
 /// preview's own EXIF orientation does not count.
 [[nodiscard]] DecodedPreview decodeRawPreview(const SourceFile &file,
                                               const std::optional<ImageProperties> &properties,
-                                              int maxPixel);
+                                              const SizeRule &rule);
 
-/// A rendering of the raw data in sRGB, upright, its longest side at most @p maxPixel: at half the
+/// A rendering of the raw data in sRGB, upright, as large as @p rule says: at half the
 /// resolution where that is enough or memory is short. A file that is cut short may give garbage
 /// below the cut. Null when LibRaw can't.
-[[nodiscard]] Image renderRaw(const SourceFile &file, int maxPixel);
+[[nodiscard]] ScaledPicture renderRaw(const SourceFile &file, const SizeRule &rule);
 
 /// The same in place of a preview of the long side @p previewPx: null also where the raw picture is
 /// no larger, or where the file ends before its raw data.
-[[nodiscard]] Image renderRawInsteadOf(int previewPx, const SourceFile &file, int maxPixel);
+[[nodiscard]] ScaledPicture renderRawInsteadOf(int previewPx, const SourceFile &file,
+                                               const SizeRule &rule);
 
 } // namespace tavolin

@@ -361,25 +361,27 @@ void PageReader::convertBlock(int x, int y, PixelBuffer &band)
 
 } // namespace
 
-Image decodeTiff(const SourceFile &file, int maxPixel)
+ScaledPicture decodeTiff(const SourceFile &file, const SizeRule &rule)
 {
     const TiffFile tiff(file);
     const auto layout = tiff.handle() ? readTiffLayout(tiff.handle()) : std::nullopt;
     if (!layout)
         return {};
-    const QSize target = sizeWithin(layout->size, maxPixel);
-    if (!isWithinLimits(layout->size, target))
+    const PictureSizes sizes = rule.sizesOf(layout->size);
+    if (!isWithinLimits(layout->size, sizes.image))
         return {};
-    RowSink sink(layout->size, target);
+    RowSink sink(layout->size, sizes);
     if (!sink.isReady() || !PageReader(file, tiff.handle(), *layout, sink).read())
         return {};
     if (layout->colors == TiffColors::Inks) {
-        PixelBuffer pixels = std::move(sink).takeBuffer();
-        convertCmykToSrgb(pixels, layout->iccProfile, false);
-        return std::move(pixels).toImage(Alpha::Opaque);
+        auto [image, rendition] = std::move(sink).takeBuffers();
+        for (PixelBuffer *inks : {&image, &rendition})
+            convertCmykToSrgb(*inks, layout->iccProfile, false);
+        return {std::move(image).toImage(Alpha::Opaque),
+                std::move(rendition).toImage(Alpha::Opaque)};
     }
-    return std::move(sink).takeImage(layout->alpha ? Alpha::Premultiplied : Alpha::Opaque,
-                                     layout->iccProfile);
+    return std::move(sink).takePicture(layout->alpha ? Alpha::Premultiplied : Alpha::Opaque,
+                                       layout->iccProfile);
 }
 
 } // namespace tavolin

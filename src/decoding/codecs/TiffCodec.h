@@ -3,15 +3,15 @@
 // their final size as they come.
 
 #include "decoding/SourceFile.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 
 namespace tavolin {
 
-/// Decodes the first page of @p file as stored (not turned), its longest side at most @p maxPixel.
+/// Decodes the first page of @p file as stored (not turned), as large as @p rule says.
 /// CMYK, Lab and YCbCr become sRGB; other pictures keep the profile that the file carries. Rows,
 /// strips and tiles that are missing or broken are grey. Null when nothing could be read, when the
 /// page is of a kind that is refused (see TiffFile.h), over the limits, and after the file's stop
 /// request.
-[[nodiscard]] Image decodeTiff(const SourceFile &file, int maxPixel);
+[[nodiscard]] ScaledPicture decodeTiff(const SourceFile &file, const SizeRule &rule);
 
 } // namespace tavolin

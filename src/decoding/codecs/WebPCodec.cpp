@@ -184,7 +184,8 @@ void clearBelow(int rows, PixelBuffer &frame)
         std::fill_n(frame.row(y), frame.size().width(), MISSING);
 }
 
-Image decodeAtFullSize(const SourceFile &file, const Container &container, PixelBuffer frame)
+ScaledPicture decodeAtFullSize(const SourceFile &file, const Container &container,
+                               PixelBuffer frame)
 {
     FrameDecoder decoder(container.data(), frame);
     while (!file.stopToken().stop_requested() && decoder.step())
@@ -194,13 +195,13 @@ Image decodeAtFullSize(const SourceFile &file, const Container &container, Pixel
     clearBelow(decoder.rows(), frame);
     for (int y = 0; y < frame.size().height(); ++y)
         finishRow(container, frame.row(y), frame.row(y));
-    return std::move(frame).toImage(container.alpha(), container.iccProfile());
+    return {std::move(frame).toImage(container.alpha(), container.iccProfile())};
 }
 
-Image decodeThroughSink(const SourceFile &file, const Container &container, PixelBuffer frame,
-                        QSize target)
+ScaledPicture decodeThroughSink(const SourceFile &file, const Container &container,
+                                PixelBuffer frame, const PictureSizes &sizes)
 {
-    RowSink sink(container.canvas(), target);
+    RowSink sink(container.canvas(), sizes);
     if (!sink.isReady())
         return {};
     FrameDecoder decoder(container.data(), frame);
@@ -210,12 +211,12 @@ Image decodeThroughSink(const SourceFile &file, const Container &container, Pixe
         return {};
     clearBelow(decoder.rows(), frame);
     feed(container, frame, container.canvas().height(), sink);
-    return std::move(sink).takeImage(container.alpha(), container.iccProfile());
+    return std::move(sink).takePicture(container.alpha(), container.iccProfile());
 }
 
 } // namespace
 
-Image decodeWebP(const SourceFile &file, int maxPixel)
+ScaledPicture decodeWebP(const SourceFile &file, const SizeRule &rule)
 {
     if (file.size() > MAX_WHOLE_FILE_BYTES)
         return {};
@@ -226,10 +227,10 @@ Image decodeWebP(const SourceFile &file, int maxPixel)
     PixelBuffer frame(container.place().size());
     if (frame.isNull())
         return {};
-    const QSize target = sizeWithin(container.canvas(), maxPixel);
-    return target == container.canvas() && container.fillsCanvas()
+    const PictureSizes sizes = rule.sizesOf(container.canvas());
+    return sizes.image == container.canvas() && container.fillsCanvas()
                ? decodeAtFullSize(file, container, std::move(frame))
-               : decodeThroughSink(file, container, std::move(frame), target);
+               : decodeThroughSink(file, container, std::move(frame), sizes);
 }
 
 } // namespace tavolin

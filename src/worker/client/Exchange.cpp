@@ -208,7 +208,7 @@ QByteArray Exchange::receiveBlock(std::int64_t bytes, std::int64_t most)
     return m_isBroken ? QByteArray() : block;
 }
 
-bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use)
+bool Exchange::passRows(Request request, QSize size, const SlotUse &fill, const SlotUse &use)
 {
     const std::int64_t rowBytes = std::int64_t{size.width()} * std::int64_t{sizeof(Pixel)};
     const int rowsAtOnce = static_cast<int>(std::int64_t{SLOT_BYTES} / rowBytes);
@@ -223,10 +223,10 @@ bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUs
         if (const int row = asked * rowsAtOnce;
             !isStopped && row < size.height() && asked - done < SLOTS) {
             fill(m_worker.process->slot(slot), row, rowsFrom(row));
-            send({.task = task,
-                  .slot = static_cast<std::uint32_t>(slot),
-                  .firstRow = row,
-                  .rowCount = rowsFrom(row)});
+            request.slot = static_cast<std::uint32_t>(slot);
+            request.firstRow = row;
+            request.rowCount = rowsFrom(row);
+            send(request);
             ++asked;
         } else if (receive()) {
             const int first = done * rowsAtOnce;
@@ -239,36 +239,39 @@ bool Exchange::passRows(Task task, QSize size, const SlotUse &fill, const SlotUs
     return !m_isBroken;
 }
 
-PixelBuffer Exchange::receiveRows(const Reply &reply)
+PixelBuffer Exchange::receiveRows(const Source &source)
 {
-    const QSize size(reply.width, reply.height);
+    const QSize size = source.size;
     std::optional<PixelBuffer> room = std::exchange(m_room, std::nullopt);
     PixelBuffer pixels = room && pixelCount(room->size()) == pixelCount(size)
                              ? std::move(*room).reshaped(size)
                              : PixelBuffer::recycled(size);
     room.reset();
-    const bool isInPlace = reply.isInPlace != 0;
+    const Request rows{.task = Task::Rows, .ofRendition = source.isRendition ? 1U : 0U};
     const auto take = [&] {
-        return isInPlace ? takePicture(reply, pixels)
-                         : passRows(
-                               Task::Rows, pixels.size(), [](std::span<std::byte>, int, int) {},
-                               [&](std::span<std::byte> slot, int firstRow, int rows) {
-                                   takePixels(reinterpret_cast<const Pixel *>(slot.data()), rows,
-                                              firstRow, static_cast<Alpha>(reply.alpha), pixels);
-                               });
+        return source.offset ? takePicture(source, pixels)
+                             : passRows(
+                                   rows, pixels.size(), [](std::span<std::byte>, int, int) {},
+                                   [&](std::span<std::byte> slot, int firstRow, int count) {
+                                       takePixels(reinterpret_cast<const Pixel *>(slot.data()),
+                                                  count, firstRow, source.alpha, pixels);
+                                   });
     };
-    const bool isComplete = !pixels.isNull() && take();
-    if (!m_isBroken && (isInPlace || !isComplete)) { // let the worker forget the picture
-        send({.task = Task::Rows});
-        if (!receive())
-            breakOff();
-    }
-    return isComplete ? std::move(pixels) : PixelBuffer(QSize());
+    return !pixels.isNull() && take() ? std::move(pixels) : PixelBuffer(QSize());
 }
 
-bool Exchange::takePicture(const Reply &reply, PixelBuffer &pixels)
+void Exchange::dropRows()
 {
-    const std::span<std::byte> place = m_worker.process->picture();
+    if (m_isBroken)
+        return;
+    send({.task = Task::Rows});
+    if (!receive())
+        breakOff();
+}
+
+bool Exchange::takePicture(const Source &source, PixelBuffer &pixels)
+{
+    const std::span<std::byte> place = m_worker.process->picture().subspan(*source.offset);
     const auto bytes = pixelCount(pixels.size()) * std::int64_t{sizeof(Pixel)};
     if (bytes > static_cast<std::int64_t>(place.size())) {
         breakOff();
@@ -282,7 +285,7 @@ bool Exchange::takePicture(const Reply &reply, PixelBuffer &pixels)
             const int rows = std::min(rowsAtOnce, end - y);
             const auto *from =
                 reinterpret_cast<const Pixel *>(place.data()) + std::ptrdiff_t{width} * y;
-            takePixels(from, rows, y, static_cast<Alpha>(reply.alpha), pixels);
+            takePixels(from, rows, y, source.alpha, pixels);
             if (!isKept)
                 giveBack(place.subspan(static_cast<std::size_t>(y) *
                                            static_cast<std::size_t>(width) * sizeof(Pixel),
@@ -299,7 +302,7 @@ PixelBuffer Exchange::convertRows(const Image &image)
     PixelBuffer pixels(image.size());
     const bool isComplete =
         !pixels.isNull() && passRows(
-                                Task::ConvertRows, image.size(),
+                                {.task = Task::ConvertRows}, image.size(),
                                 [&image](std::span<std::byte> slot, int firstRow, int rows) {
                                     auto *to = reinterpret_cast<Pixel *>(slot.data());
                                     for (int y = 0; y < rows; ++y, to += image.width())

@@ -42,9 +42,20 @@ public:
     /// The same where a picture at full size is to come: while it is decoded its place in memory is
     /// made ready, which takes the system long.
     [[nodiscard]] std::optional<Reply> receiveFull();
-    /// The rows of the picture that @p reply tells of, whose size has been checked. Null when the
-    /// exchange breaks, memory is lacking or a stop is requested.
-    [[nodiscard]] PixelBuffer receiveRows(const Reply &reply);
+    /// Where the rows of a picture are to be had.
+    struct Source
+    {
+        QSize size; ///< Has been checked.
+        Alpha alpha = Alpha::Opaque;
+        std::optional<std::size_t> offset =
+            {}; ///< In the place for pictures, where they lie there.
+        bool isRendition = false;
+    };
+    /// The rows of a picture. Null when the exchange breaks, memory is lacking or a stop is
+    /// requested.
+    [[nodiscard]] PixelBuffer receiveRows(const Source &source);
+    /// Lets the worker forget the pictures of its last reply.
+    void dropRows();
     /// @p image with its pixels converted as was agreed on; null as before.
     [[nodiscard]] PixelBuffer convertRows(const Image &image);
 
@@ -67,10 +78,11 @@ private:
     using SlotUse = std::function<void(std::span<std::byte> slot, int firstRow, int rows)>;
     /// Hands a picture of @p size over in pieces, several of them under way at a time. False where
     /// the exchange breaks or a stop is requested.
-    [[nodiscard]] bool passRows(Task task, QSize size, const SlotUse &fill, const SlotUse &use);
+    [[nodiscard]] bool passRows(Request request, QSize size, const SlotUse &fill,
+                                const SlotUse &use);
 
-    /// Copies the picture that @p reply says is in its place to @p pixels; false where it can't be.
-    [[nodiscard]] bool takePicture(const Reply &reply, PixelBuffer &pixels);
+    /// Copies the picture that lies in its place to @p pixels; false where it can't be.
+    [[nodiscard]] bool takePicture(const Source &source, PixelBuffer &pixels);
 
     [[nodiscard]] std::optional<Reply> receive(bool isFull);
     [[nodiscard]] std::optional<Reply> receiveAny();

@@ -2,6 +2,7 @@
 
 #include "pixels/FileExtensions.h"
 #include "pixels/Limits.h"
+#include "pixels/ScaledPicture.h"
 #include "platform/RegularFile.h"
 #include "worker/client/Exchange.h"
 #include "worker/client/WallReport.h"
@@ -65,7 +66,14 @@ bool hasPicture(const Reply &reply, int maxPixel)
            isAlpha(reply.alpha);
 }
 
-/// The picture that @p reply, if there is one, tells of, in @p colors.
+/// Where a picture lies that a worker says is in place, @p offset bytes behind the ring.
+std::optional<std::size_t> inPlace(std::uint32_t isInPlace, std::size_t offset)
+{
+    return isInPlace != 0 ? std::optional(offset) : std::nullopt;
+}
+
+/// The picture that @p reply, if there is one, tells of, in @p colors. Its rows are to be dropped
+/// after it.
 Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int maxPixel,
                      const FullColors &colors)
 {
@@ -80,8 +88,29 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
     // ICC.1:2022, 7.2.6. More is not looked at; it may go into a file that is saved.
     if (!profile.isEmpty() && profile.mid(16, 4) != "RGB ")
         exchange.breakOff();
-    return exchange.receiveRows(*reply).toImage(static_cast<Alpha>(reply->alpha),
-                                                colors ? *colors : std::move(profile));
+    const Exchange::Source source{.size = {reply->width, reply->height},
+                                  .alpha = static_cast<Alpha>(reply->alpha),
+                                  .offset = inPlace(reply->isInPlace, 0)};
+    PixelBuffer pixels = exchange.receiveRows(source);
+    return std::move(pixels).toImage(source.alpha, colors ? *colors : std::move(profile));
+}
+
+/// The rendition for @p target that comes with @p image, if one does.
+Image receiveRendition(Exchange &exchange, const Reply &reply, const Image &image,
+                       const DisplayTarget &target)
+{
+    const Exchange::Source source{.size = {reply.renditionWidth, reply.renditionHeight},
+                                  .alpha = image.alpha(),
+                                  .offset = inPlace(reply.isRenditionInPlace, RENDITION_OFFSET),
+                                  .isRendition = true};
+    if (image.isNull() || source.size == QSize(0, 0))
+        return {};
+    if (!isSmaller(source.size, image.size()) ||
+        source.size != renditionSize(image.size(), target.area, target.scale)) {
+        exchange.breakOff();
+        return {};
+    }
+    return exchange.receiveRows(source).toImage(source.alpha, target.profile);
 }
 
 /// @p size as a worker tells it: empty where there is none, or none that makes sense.
@@ -258,26 +287,34 @@ auto WorkerReader::runOnFile(Errand errand, const std::filesystem::path &url, Re
     });
 }
 
-DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url, int maxPixel,
-                                          const QByteArray &monitor, Urgency urgency,
+DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url,
+                                          const DisplayTarget &target, Urgency urgency,
                                           std::stop_token stop) const
 {
-    return runOnFile({roleFor(urgency), DISPLAY_TIME, std::move(stop), monitor}, url,
-                     {.task = Task::Display, .maxPixel = maxPixel},
-                     [maxPixel, &monitor](Exchange &exchange, const RegularFile &) {
-                         const auto reply = exchange.receive();
-                         DisplayPicture picture{
-                             .image = receivePicture(exchange, reply, maxPixel, monitor)};
-                         if (reply)
-                             picture.pixelSize = checkedSize({reply->fullWidth, reply->fullHeight});
-                         return picture;
-                     });
+    return runOnFile(
+        {roleFor(urgency), DISPLAY_TIME, std::move(stop), target.profile}, url,
+        {.task = Task::Display,
+         .maxPixel = target.maxPixel,
+         .areaWidth = target.area.width(),
+         .areaHeight = target.area.height(),
+         .scale = target.scale},
+        [&target](Exchange &exchange, const RegularFile &) {
+            const auto reply = exchange.receive();
+            DisplayPicture picture{
+                .image = receivePicture(exchange, reply, target.maxPixel, target.profile)};
+            if (!reply)
+                return picture;
+            picture.rendition = receiveRendition(exchange, *reply, picture.image, target);
+            picture.pixelSize = checkedSize({reply->fullWidth, reply->fullHeight});
+            exchange.dropRows();
+            return picture;
+        });
 }
 
 Image WorkerReader::loadThumbnail(const std::filesystem::path &url, int maxPixel, Urgency urgency,
                                   std::stop_token stop) const
 {
-    return loadUnfitted(url, maxPixel, {}, urgency, std::move(stop)).image;
+    return loadUnfitted(url, {.maxPixel = maxPixel}, urgency, std::move(stop)).image;
 }
 
 DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url,
@@ -285,9 +322,9 @@ DisplayPicture WorkerReader::loadDisplayPicture(const std::filesystem::path &url
                                                 std::stop_token stop) const
 {
     try {
-        const DisplayPicture loaded =
-            loadUnfitted(url, target.maxPixel, target.profile, urgency, stop);
-        DisplayPicture picture = makeDisplayPicture(loaded.image, target, stop);
+        const DisplayPicture loaded = loadUnfitted(url, target, urgency, stop);
+        DisplayPicture picture =
+            makeDisplayPicture(ScaledPicture{loaded.image, loaded.rendition}, target, stop);
         picture.pixelSize = loaded.pixelSize;
         return picture;
     } catch (...) { // lack of memory or threads
@@ -301,8 +338,11 @@ Image WorkerReader::loadFullImage(const std::filesystem::path &url, const FullCo
     return runOnFile({Role::Full, FULL_TIME, std::move(stop), colors.value_or(QByteArray())}, url,
                      {.task = Task::Full, .keepsColors = colors ? 0U : 1U},
                      [&colors](Exchange &exchange, const RegularFile &) {
-                         return receivePicture(exchange, exchange.receiveFull(), MAX_SIDE_PX,
-                                               colors);
+                         const auto reply = exchange.receiveFull();
+                         Image image = receivePicture(exchange, reply, MAX_SIDE_PX, colors);
+                         if (reply)
+                             exchange.dropRows();
+                         return image;
                      });
 }
 

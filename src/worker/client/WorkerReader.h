@@ -72,9 +72,9 @@ public:
 
 private:
     struct Errand;
-    /// The picture without a rendition.
-    [[nodiscard]] DisplayPicture loadUnfitted(const std::filesystem::path &url, int maxPixel,
-                                              const QByteArray &monitor, Urgency urgency,
+    /// The picture with a rendition only where the worker has made one.
+    [[nodiscard]] DisplayPicture loadUnfitted(const std::filesystem::path &url,
+                                              const DisplayTarget &target, Urgency urgency,
                                               std::stop_token stop) const;
     template <typename Talk>
     auto run(const Errand &errand, const Talk &talk) const;

@@ -59,6 +59,13 @@ std::optional<QByteArray> receiveProfile(std::int64_t bytes)
                                                                   : std::nullopt;
 }
 
+DisplayTarget targetOf(const Request &request)
+{
+    return {.maxPixel = request.maxPixel,
+            .area = QRectF(0, 0, request.areaWidth, request.areaHeight),
+            .scale = request.scale};
+}
+
 ThumbnailRule ruleOf(const Request &request)
 {
     return request.isRawName != 0 ? ThumbnailRule::FromImageIfAbsent
@@ -70,7 +77,10 @@ ThumbnailRule ruleOf(const Request &request)
 Service::Service(Role role, std::span<std::byte> memory)
     : m_role(role), m_ring(memory.first(RING_BYTES)), m_place(memory.subspan(RING_BYTES))
 {
-    PixelBuffer::lend(m_place);
+    if (role == Role::Full)
+        PixelBuffer::lend({m_place});
+    else
+        PixelBuffer::lend({m_place.first(RENDITION_OFFSET), m_place.subspan(RENDITION_OFFSET)});
 }
 
 Service::~Service() = default;
@@ -129,25 +139,30 @@ bool Service::answerPicture(const Request &request, const SourceFile &file,
     const bool keepsColors = request.task == Task::Full && request.keepsColors != 0;
     m_picture = guarded([&] {
         return request.task == Task::Display
-                   ? decodeForDisplay(file, request.maxPixel, ruleOf(request), monitor)
-                   : decodeFull(file, ruleOf(request), keepsColors ? FullColors() : monitor);
+                   ? decodeForDisplay(file, SizeRule(targetOf(request)), ruleOf(request), monitor)
+                   : ScaledPicture{
+                         decodeFull(file, ruleOf(request), keepsColors ? FullColors() : monitor)};
     });
     if (m_picture.isNull())
         return send(failure(request));
+    const auto &[image, rendition] = m_picture;
     Reply reply = success(request);
-    reply.width = m_picture.width();
-    reply.height = m_picture.height();
-    reply.alpha = static_cast<std::uint32_t>(m_picture.alpha());
+    reply.width = image.width();
+    reply.height = image.height();
+    reply.alpha = static_cast<std::uint32_t>(image.alpha());
+    reply.renditionWidth = rendition.isNull() ? 0 : rendition.width();
+    reply.renditionHeight = rendition.isNull() ? 0 : rendition.height();
     if (request.task == Task::Display) {
         const auto full =
             guarded([&] { return uprightSizeOf(sniffed, ruleOf(request), properties); });
         reply.fullWidth = full.value_or(QSize(0, 0)).width();
         reply.fullHeight = full.value_or(QSize(0, 0)).height();
     }
-    reply.isInPlace = isInPlace() ? 1 : 0;
+    reply.isInPlace = isInPlace(image, 0) ? 1 : 0;
+    reply.isRenditionInPlace = isInPlace(rendition, RENDITION_OFFSET) ? 1 : 0;
     // The viewer has the other one.
-    const bool isSent = send(reply, {keepsColors ? m_picture.iccProfile() : QByteArray()});
-    if (isInPlace())
+    const bool isSent = send(reply, {keepsColors ? image.iccProfile() : QByteArray()});
+    if (reply.isInPlace != 0)
         trimHeap();
     return isSent;
 }
@@ -161,11 +176,12 @@ void Service::rest()
 #endif
 }
 
-bool Service::isInPlace() const
+bool Service::isInPlace(const Image &image, std::size_t offset) const
 {
-    // What was lent holds one picture, from its beginning.
-    const auto *begin = reinterpret_cast<const std::byte *>(m_picture.row(0));
-    return begin == m_place.data() && m_picture.stride() == m_picture.width();
+    if (image.isNull() || image.stride() != image.width())
+        return false;
+    // What was lent holds a picture from its beginning.
+    return reinterpret_cast<const std::byte *>(image.row(0)) == m_place.data() + offset;
 }
 
 void Service::trimHeap() const
@@ -190,19 +206,20 @@ std::span<Pixel> Service::slotFor(const Request &request, int width) const
 
 bool Service::answerRows(const Request &request)
 {
-    const auto slot = m_picture.isNull() ? std::span<Pixel>() : slotFor(request, m_picture.width());
+    Image &image = request.ofRendition != 0 ? m_picture.rendition : m_picture.image;
+    const auto slot = image.isNull() ? std::span<Pixel>() : slotFor(request, image.width());
     if (slot.empty() || request.firstRow < 0 ||
-        request.firstRow > m_picture.height() - request.rowCount) {
+        request.firstRow > image.height() - request.rowCount) {
         m_picture = {}; // nobody wants the rest
         return send(request.rowCount == 0 ? success(request) : failure(request));
     }
     const int end = request.firstRow + request.rowCount;
     Pixel *to = slot.data();
     for (int y = request.firstRow; y < end; ++y)
-        to = std::copy_n(m_picture.row(y), m_picture.width(), to);
-    const bool isLast = end == m_picture.height();
+        to = std::copy_n(image.row(y), image.width(), to);
+    const bool isLast = end == image.height();
     if (isLast)
-        m_picture = {};
+        image = {};
     const bool isSent = send(success(request));
     if (isLast)
         trimHeap();

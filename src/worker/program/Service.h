@@ -2,7 +2,7 @@
 // What a worker does with requests.
 
 #include "decoding/SourceFile.h"
-#include "pixels/Image.h"
+#include "pixels/ScaledPicture.h"
 #include "platform/Descriptor.h"
 #include "worker/Protocol.h"
 
@@ -46,8 +46,8 @@ private:
     [[nodiscard]] bool answerConvert(const Request &request, const QByteArray &profile,
                                      const QByteArray &monitor);
     [[nodiscard]] bool answerConvertRows(const Request &request) const;
-    /// Whether the picture's rows lie where the viewer looks for them.
-    [[nodiscard]] bool isInPlace() const;
+    /// Whether the rows of @p image lie where the viewer looks for them: from @p offset on.
+    [[nodiscard]] bool isInPlace(const Image &image, std::size_t offset) const;
     /// Gives back what a picture has left on the heap: the worker may have nothing to do for long.
     void trimHeap() const;
     /// The pixels of the slot that @p request names; empty where rows of @p width don't fit.
@@ -55,8 +55,8 @@ private:
 
     Role m_role;
     std::span<std::byte> m_ring;
-    std::span<std::byte> m_place; // for a picture
-    Image m_picture;              // whose rows have not all been fetched
+    std::span<std::byte> m_place; // for pictures
+    ScaledPicture m_picture;      // whose rows have not all been fetched
     std::unique_ptr<const ColorConversion> m_conversion;
     int m_conversionWidth = 0;
     Alpha m_conversionAlpha = Alpha::Opaque;

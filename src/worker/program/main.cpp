@@ -132,8 +132,8 @@ int main()
         return 1;
     // Who has no full pictures needs no address space for them.
     if (request.role != Role::Full)
-        munmap(static_cast<std::byte *>(memory) + RING_BYTES + DISPLAY_BYTES,
-               PICTURE_BYTES - DISPLAY_BYTES);
+        munmap(static_cast<std::byte *>(memory) + RING_BYTES + PLACE_BYTES,
+               PICTURE_BYTES - PLACE_BYTES);
     const Wall wall = closeWall(request.role);
     Stops stops;
     std::thread([&stops] { listen(stops); }).detach();
@@ -146,7 +146,7 @@ int main()
 
     Service service(request.role,
                     {static_cast<std::byte *>(memory),
-                     request.role == Role::Full ? MEMORY_BYTES : RING_BYTES + DISPLAY_BYTES});
+                     request.role == Role::Full ? MEMORY_BYTES : RING_BYTES + PLACE_BYTES});
     bool isViewerThere = true;
     while (isViewerThere) {
         if (hasNothingToDo())
