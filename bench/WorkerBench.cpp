@@ -94,6 +94,17 @@ void displayDecodeWhilePrefetching(benchmark::State &state)
     displayDecode<true>(state);
 }
 
+/// What takes the place of a stretched rendition once the user rests.
+template <bool IsWorker>
+void sharpRendition(benchmark::State &state)
+{
+    DisplayTarget target = UHD;
+    target.exactly = {3239, 2160};
+    repeat<IsWorker>(state, [&target](const PictureReader &with) {
+        return !with.loadDisplayPicture(picture(), target, Urgency::Ahead, {}).isNull();
+    });
+}
+
 template <bool IsWorker>
 void wholeDecode(benchmark::State &state)
 {
@@ -116,6 +127,8 @@ BENCHMARK(displayDecodeWhilePrefetching)->UseRealTime();
 BENCHMARK(displayDecodeUhd<false>)->Name("displayDecodeUhd/inProcess")->UseRealTime();
 BENCHMARK(displayDecodeUhd<true>)->Name("displayDecodeUhd/worker")->UseRealTime();
 BENCHMARK(displayDecodeUhdForAMonitor)->UseRealTime();
+BENCHMARK(sharpRendition<false>)->Name("sharpRendition/inProcess")->UseRealTime();
+BENCHMARK(sharpRendition<true>)->Name("sharpRendition/worker")->UseRealTime();
 BENCHMARK(wholeDecode<false>)->Name("wholeDecode/inProcess")->UseRealTime();
 BENCHMARK(wholeDecode<true>)->Name("wholeDecode/worker")->UseRealTime();
 BENCHMARK(facts<false>)->Name("facts/inProcess")->UseRealTime();

@@ -71,6 +71,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         const auto bytes = provider.ConsumeBytes<std::uint8_t>(sizeof request);
         std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t *>(&request));
         request.task = static_cast<Task>(static_cast<std::uint32_t>(request.task) % 12);
+        // Nobody asks for a picture larger than a screen.
+        request.width = std::min(request.width, 300);
+        request.height = std::min(request.height, 300);
         // A profile must come as long as it was said to be; the viewer is not who lies.
         request.profileBytes = std::clamp<std::int64_t>(request.profileBytes, 0, 2000);
     }

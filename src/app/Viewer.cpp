@@ -54,6 +54,8 @@ Viewer::Viewer(Mailbox &mailbox, const PictureReader &reader, FileWork::Trash tr
     connect(&m_monitors, &MonitorProfiles::changed, this, &Viewer::followMonitor);
     connect(&m_prefetch, &Prefetch::rested, &m_readAhead, &ReadAhead::resume);
     connect(&m_cropMode, &CropMode::entered, &m_shell, &Shell::raiseHelp);
+    connect(&m_cropMode, &CropMode::entered, &m_prefetch, &Prefetch::dropSharpening);
+    connect(&m_cropMode, &CropMode::cancelled, &m_prefetch, &Prefetch::startAgain);
     connect(&m_quitGuard, &QuitGuard::answered, this, &Viewer::quitQuestionAnswered);
 }
 
@@ -231,6 +233,7 @@ void Viewer::viewResized()
     if (!m_screen.isCropping())
         m_screen.refreshRendition();
     followMonitor();
+    m_prefetch.startAgain();
 }
 
 void Viewer::followMonitor()

@@ -185,6 +185,17 @@ void Browser::keep(int index, const DisplayPicture &picture)
         m_cache.set(index, picture);
 }
 
+void Browser::sharpen(int index, const Image &image, const Image &rendition)
+{
+    auto picture = m_cache.get(index);
+    if (!picture || !picture->image.isSameAs(image))
+        return;
+    picture->rendition = rendition;
+    picture->isSharp = true;
+    m_cache.set(index, *picture);
+    m_screen.sharpen(image, rendition);
+}
+
 void Browser::forgetShown()
 {
     m_isShown = false;

@@ -106,6 +106,14 @@ public:
     /// Keeps @p picture, which was made for @p index of this list, for later, unless it is null,
     /// for another monitor or too far from the target by now.
     void keep(int index, const DisplayPicture &picture);
+    /// The display picture of @p index, if it is ready.
+    [[nodiscard]] std::optional<DisplayPicture> picture(int index) const
+    {
+        return m_cache.get(index);
+    }
+    /// Keeps @p rendition for @p image, the display image of @p index of this list, and shows it if
+    /// that is on screen.
+    void sharpen(int index, const Image &image, const Image &rendition);
     /// Calls @p then when Screen::currentPixelSize() says what the picture on screen has, which
     /// must be that of currentIndex(): at once, or where nobody has told it yet when its file has
     /// been read, whether that says it or not. Never, if another picture is shown by then.

@@ -133,6 +133,7 @@ void CropMode::exitCrop()
     endCrop();
     m_with.screen.showThumb(base);
     m_with.browser.updateInfoText();
+    Q_EMIT cancelled();
 }
 
 void CropMode::endCrop()

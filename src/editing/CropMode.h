@@ -81,6 +81,8 @@ public:
 Q_SIGNALS:
     /// Box and bar have been put over the picture.
     void entered();
+    /// It has ended without a crop: what was there before is shown again.
+    void cancelled();
 
 private:
     [[nodiscard]] bool canEnter() const;

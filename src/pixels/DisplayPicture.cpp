@@ -29,6 +29,22 @@ QSize renditionSize(QSize imageSize, const QRectF &area, double scale)
     return toDevicePixels(fitRect(area, imageSize), scale).size();
 }
 
+std::optional<DisplayTarget> sharpTarget(const DisplayPicture &picture, const DisplayTarget &target)
+{
+    const auto longest = [](QSize size) { return std::max(size.width(), size.height()); };
+    if (picture.isNull() || !picture.pixelSize)
+        return std::nullopt;
+    const QSize image = picture.image.size();
+    const QSize size = renditionSize(image, target.area, target.scale);
+    const bool isSharp = picture.isSharp && picture.rendition.size() == size;
+    if (isSharp || longest(size) <= longest(image) || longest(size) > MAX_SHARP_PIXELS ||
+        longest(*picture.pixelSize) <= longest(image))
+        return std::nullopt;
+    DisplayTarget exact = target;
+    exact.exactly = size;
+    return exact;
+}
+
 Image makeRendition(const Image &image, const QRectF &area, double scale, std::stop_token stop)
 {
     return makeRendition(image, renditionSize(image.size(), area, scale), std::move(stop));

@@ -15,6 +15,8 @@ namespace tavolin {
 
 /// Above this long side no display picture is made, however large the screen.
 inline constexpr int MAX_DISPLAY_PIXELS = 2560;
+/// Above this one no rendition is made of more than that.
+inline constexpr int MAX_SHARP_PIXELS = 8192;
 
 /// What one decode for the screen gives and the cache holds.
 struct DisplayPicture
@@ -24,6 +26,9 @@ struct DisplayPicture
 
     /// Pixels of the file's full picture, upright; empty where its headers don't tell.
     std::optional<QSize> pixelSize = {};
+
+    /// Whether the rendition, larger than the image, has been made of more pixels than that has.
+    bool isSharp = false;
 
     [[nodiscard]] bool isNull() const { return image.isNull(); }
 };
@@ -35,6 +40,9 @@ struct DisplayTarget
     QRectF area;        ///< Where the picture may lie, in view points.
     double scale = 1.0; ///< Device pixels a point.
     QByteArray profile; ///< Of the monitor, as it was given, unread; empty: sRGB.
+    /// Where this is set, only a rendition is wanted, of exactly these pixels and made of as many
+    /// decoded ones as they take, whatever the limit; it is the image, too.
+    QSize exactly = {};
 };
 
 /// @p image at the device pixels that it takes when fitted into @p area; transparency
@@ -47,6 +55,11 @@ struct DisplayTarget
 
 /// The device pixels that a rendition of a picture of @p imageSize must have to be painted.
 [[nodiscard]] QSize renditionSize(QSize imageSize, const QRectF &area, double scale);
+
+/// What to decode the file of @p picture for so that its rendition on @p target is as sharp as the
+/// screen; empty where it is, or where the file has no more than the image has.
+[[nodiscard]] std::optional<DisplayTarget> sharpTarget(const DisplayPicture &picture,
+                                                       const DisplayTarget &target);
 
 /// Whether both sides of @p size are shorter than those of @p other.
 [[nodiscard]] constexpr bool isSmaller(QSize size, QSize other)

@@ -14,6 +14,8 @@ int PictureSizes::longestSide() const
 
 PictureSizes SizeRule::sizesOf(QSize stored) const
 {
+    if (!m_target.exactly.isEmpty())
+        return {m_target.exactly};
     if (m_target.maxPixel < 1)
         return {};
     PictureSizes sizes{sizeWithin(stored, m_target.maxPixel)};
@@ -28,8 +30,10 @@ PictureSizes SizeRule::sizesOf(QSize stored) const
 SizeRule SizeRule::beforeTurning(Orientation orientation) const
 {
     DisplayTarget target = m_target;
-    if (swapsSides(orientation))
+    if (swapsSides(orientation)) {
         target.area = target.area.transposed();
+        target.exactly.transpose();
+    }
     return SizeRule(target);
 }
 
@@ -45,6 +49,10 @@ ScaledPicture turnedUpright(const ScaledPicture &picture, Orientation orientatio
 DisplayPicture makeDisplayPicture(const ScaledPicture &picture, const DisplayTarget &target,
                                   std::stop_token stop)
 {
+    if (!target.exactly.isEmpty())
+        return {.image = picture.image,
+                .rendition = makeRendition(picture.image, target.exactly, stop),
+                .isSharp = !picture.isNull()};
     if (picture.rendition.isNull())
         return makeDisplayPicture(picture.image, target, std::move(stop));
     if (picture.isNull() || stop.stop_requested())

@@ -39,6 +39,15 @@ void Screen::refreshRendition()
     m_view.update();
 }
 
+void Screen::sharpen(const Image &image, const Image &rendition)
+{
+    // In crop mode, or in a view of another size by now, it is of another size.
+    if (!m_currentThumb.isSameAs(image) || rendition.size() != m_imageLayer.rendition.size())
+        return;
+    m_imageLayer.rendition = rendition;
+    m_view.update();
+}
+
 void Screen::stretch(const QRectF &frame)
 {
     m_imageLayer.gravity = Gravity::Resize;

@@ -30,6 +30,10 @@ public:
     /// Makes the rendition that the view's present size and mode ask for, unless it is there.
     void refreshRendition();
 
+    /// Paints @p rendition in the place of the one on screen, where that is of @p image and has the
+    /// same size: the same picture, made of more pixels.
+    void sharpen(const Image &image, const Image &rendition);
+
     /// The profile of the monitor that the window is on, unread; empty: sRGB. What is on screen
     /// stays what it is.
     [[nodiscard]] const QByteArray &profile() const { return m_profile; }

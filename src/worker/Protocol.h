@@ -32,11 +32,14 @@ static_assert(MAX_SIDE_PX * sizeof(std::uint32_t) <= SLOT_BYTES);
 /// What both map: the ring, and behind it room for a picture, of which the system gives as much as
 /// is used.
 inline constexpr std::size_t PICTURE_BYTES = sizeof(std::uint32_t) * MAX_PIXELS;
-/// What of it a picture for the screen may take, and behind that its rendition, which is smaller.
+/// What of it pictures for the screen may take: the display image, and behind that a rendition,
+/// which is smaller, or one at the pixels of a large screen. Larger ones come through the ring.
 inline constexpr std::size_t DISPLAY_BYTES =
     sizeof(std::uint32_t) * MAX_DISPLAY_PIXELS * MAX_DISPLAY_PIXELS;
 inline constexpr std::size_t RENDITION_OFFSET = DISPLAY_BYTES;
-inline constexpr std::size_t PLACE_BYTES = RENDITION_OFFSET + DISPLAY_BYTES;
+inline constexpr std::size_t RENDITION_BYTES = sizeof(std::uint32_t) * 5120 * 2880;
+inline constexpr std::size_t PLACE_BYTES = RENDITION_OFFSET + RENDITION_BYTES;
+static_assert(RENDITION_BYTES >= DISPLAY_BYTES);
 inline constexpr std::size_t MEMORY_BYTES = RING_BYTES + PICTURE_BYTES;
 
 /// Most cameras' full pictures are not larger: their memory is made ready while they are decoded,
@@ -97,7 +100,8 @@ struct Request
     double areaWidth = 0;          ///< Display: of the target's area; 0 for no rendition.
     double areaHeight = 0;
     double scale = 1;
-    std::int32_t width = 0; ///< Metadata: of the copy. Convert: of a row.
+    std::int32_t width = 0; ///< Display: as in DisplayTarget::exactly. Metadata: of the copy.
+                            ///< Convert: of a row.
     std::int32_t height = 0;
     std::uint32_t slot = 0;        ///< Rows, ConvertRows.
     std::uint32_t ofRendition = 0; ///< Rows: 1 where not those of the image are meant.
@@ -139,6 +143,13 @@ struct FactsFields
     std::uint32_t orientation = 0; ///< As in EXIF.
 };
 
+/// Where the rows of a picture are, which stay until the next request.
+enum class Place : std::uint32_t {
+    Elsewhere, ///< In the worker: they are to be fetched.
+    Front,     ///< Behind the ring, one after the other.
+    Back,      ///< The same from RENDITION_OFFSET on.
+};
+
 /// The blocks that follow a reply. Facts: make, model, lens, time, as UTF-8. Metadata: EXIF, XMP,
 /// Photoshop's, the default profile, comments. A full picture whose
 /// colours are kept: its profile.
@@ -160,12 +171,11 @@ struct Reply
     std::uint32_t wall = 0;           ///< Begin: the parts that stand.
     std::uint32_t landlock = 0;       ///< Begin: the version of Landlock's interface.
     std::uint32_t changesNothing = 0; ///< Convert: 1 where the pixels are right as they are.
-    std::uint32_t isInPlace = 0;      ///< Display, Full: 1 where the rows lie behind the ring, one
-                                      ///< after the other. They stay until the next request.
+    Place place = Place::Elsewhere;   ///< Display, Full: where the picture is.
     std::int32_t renditionWidth = 0;  ///< Display: 0 where the viewer is to make the rendition.
     std::int32_t renditionHeight = 0;
-    std::uint32_t isRenditionInPlace = 0; ///< The same as above, from RENDITION_OFFSET on.
-    std::uint32_t densityUnit = 0;        ///< Metadata: as in PixelDensity.
+    Place renditionPlace = Place::Elsewhere;
+    std::uint32_t densityUnit = 0; ///< Metadata: as in PixelDensity.
     std::uint32_t densityX = 1;
     std::uint32_t densityY = 1;
     FactsFields facts;

@@ -95,6 +95,12 @@ std::vector<int> FakeDecoder::started() const
     return m_started;
 }
 
+std::vector<int> FakeDecoder::sharpened() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_sharpened;
+}
+
 std::vector<int> FakeDecoder::stopped() const
 {
     const std::lock_guard lock(m_mutex);
@@ -132,6 +138,8 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     const int number = numberIn(url.stem().native());
     std::unique_lock lock(m_mutex);
     m_started.push_back(number);
+    if (!target.exactly.isEmpty())
+        m_sharpened.push_back(number);
     m_lastTarget = target;
     m_lastUrgency = urgency;
 #ifdef Q_OS_LINUX
@@ -150,6 +158,10 @@ DisplayPicture FakeDecoder::loadDisplayPicture(const std::filesystem::path &url,
     const auto size = m_sizes.find(number);
     const Image image = solid(size == m_sizes.end() ? QSize(30, 20) : size->second, colorOf(number))
                             .withProfile(target.profile);
+    if (!target.exactly.isEmpty()) {
+        const Image exact = solid(target.exactly, colorOf(number)).withProfile(target.profile);
+        return {.image = exact, .rendition = exact, .isSharp = true};
+    }
     const auto told = m_pixelSizes.find(number);
     return {image, makeRendition(image, target.area, target.scale),
             told == m_pixelSizes.end() ? readPixelSize(url) : told->second};

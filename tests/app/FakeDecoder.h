@@ -50,6 +50,8 @@ public:
 
     /// The files whose decode has begun, in that order.
     [[nodiscard]] std::vector<int> started() const;
+    /// Those of them whose decode was for exactly the screen's pixels.
+    [[nodiscard]] std::vector<int> sharpened() const;
     /// How many bytes each file that is read ahead has; 0 if not said.
     void setReadAheadBytes(std::int64_t bytes);
     /// Makes reading ahead wait until it is asked to stop.
@@ -77,6 +79,7 @@ private:
     std::map<int, QSize> m_sizes;
     std::map<int, std::optional<QSize>> m_pixelSizes;
     mutable std::vector<int> m_started;
+    mutable std::vector<int> m_sharpened;
     mutable std::vector<int> m_stopped;
     mutable std::vector<int> m_readAheads;
     std::int64_t m_readAheadBytes = 0;

@@ -332,5 +332,152 @@ TEST_F(Prefetch, ViewerThatGoesStopsItsJobs)
     EXPECT_EQ(decoder.finishedCount(), 2);
 }
 
+/// Pictures whose display images have fewer pixels than their files and than the screen.
+class SharpPrefetch : public Prefetch
+{
+protected:
+    SharpPrefetch()
+    {
+        for (int number = 0; number < 10; ++number)
+            decoder.setPixelSize(number, QSize(6000, 4000));
+    }
+
+    [[nodiscard]] const Image &rendition() const { return viewer->screen().imageLayer().rendition; }
+
+    /// Whether the rendition on screen is the sharp one of @p index.
+    [[nodiscard]] bool showsSharp(int index) const
+    {
+        const auto picture = viewer->browser().picture(index);
+        return picture && picture->isSharp && picture->rendition.isSameAs(rendition());
+    }
+
+    /// Waits until the sharp decode of @p number has begun, which is held.
+    [[nodiscard]] bool beginSharpening(int number)
+    {
+        decoder.hold(number);
+        return pauses.end(test::PREFETCH_PAUSE) &&
+               waitFor([&] { return decoder.sharpened() == Numbers{number}; });
+    }
+};
+
+TEST_F(SharpPrefetch, ComesBeforeTheNeighboursAndTheirsLast)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(prefetch(7));
+    EXPECT_EQ(allStarted(), (Numbers{5, 5, 6, 4, 7, 3, 6, 4}));
+    EXPECT_EQ(decoder.sharpened(), (Numbers{5, 6, 4}));
+    EXPECT_EQ(decoder.lastUrgency(), Urgency::Ahead);
+}
+
+TEST_F(SharpPrefetch, TakesThePlaceOfTheStretchedOne)
+{
+    ASSERT_TRUE(startSmall(1));
+    const Image stretched = rendition();
+    const QImage before = grabView();
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_TRUE(showsSharp(0));
+    EXPECT_FALSE(rendition().isSameAs(stretched));
+    EXPECT_EQ(rendition().size(), stretched.size());
+    EXPECT_EQ(decoder.lastTarget().exactly, stretched.size());
+    EXPECT_EQ(grabView(), before); // same place, same colours
+}
+
+TEST_F(SharpPrefetch, OfNeighboursIsShownAtOnce)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(prefetch(7));
+    press(Qt::Key_Right);
+    EXPECT_EQ(shownNumber(), 6);
+    EXPECT_TRUE(showsSharp(6));
+}
+
+TEST_F(SharpPrefetch, IsNotMadeWhereTheFileHasNoMorePixels)
+{
+    decoder.setPixelSize(0, QSize(30, 20));
+    decoder.setPixelSize(1, std::nullopt);
+    ASSERT_TRUE(startSmall(2));
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_EQ(allStarted(), (Numbers{0, 1}));
+}
+
+TEST_F(SharpPrefetch, IsNotMadeWhereTheScreenHasNoMorePixels)
+{
+    decoder.setSize(0, QSize(300, 200));
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(prefetch(0));
+    EXPECT_EQ(allStarted(), (Numbers{0}));
+}
+
+TEST_F(SharpPrefetch, IsTriedOnceWhereItFails)
+{
+    ASSERT_TRUE(startSmall(1));
+    decoder.setCorrupt(0);
+    ASSERT_TRUE(prefetch(1));
+    EXPECT_EQ(allStarted(), (Numbers{0, 0}));
+    EXPECT_EQ(shownNumber(), 0);
+}
+
+TEST_F(SharpPrefetch, IsDroppedByAStep)
+{
+    ASSERT_TRUE(startSmall(10, 5));
+    ASSERT_TRUE(beginSharpening(5));
+    press(Qt::Key_Right);
+    EXPECT_TRUE(waitFor([this] { return decoder.stopped() == Numbers{5}; }));
+    EXPECT_TRUE(waitFor([this] { return shownNumber() == 6; }));
+    EXPECT_FALSE(viewer->browser().picture(5)->isSharp);
+}
+
+TEST_F(SharpPrefetch, OfAnotherSizeIsMadeForAViewThatHasChanged)
+{
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(beginSharpening(0));
+    ASSERT_TRUE(resizeTo({600, 400}));
+    EXPECT_TRUE(waitFor([this] { return decoder.stopped() == Numbers{0}; }));
+    decoder.release(0);
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    EXPECT_TRUE(waitFor([this] { return showsSharp(0); }));
+    EXPECT_EQ(rendition().size(), QSize(600, 400));
+}
+
+TEST_F(SharpPrefetch, IsDroppedByCropModeAndMadeAfterIt)
+{
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(beginSharpening(0));
+    press(Qt::Key_X);
+    ASSERT_TRUE(viewer->screen().isCropping());
+    EXPECT_TRUE(waitFor([this] { return decoder.stopped() == Numbers{0}; }));
+    decoder.release(0);
+    press(Qt::Key_Escape);
+    ASSERT_FALSE(viewer->screen().isCropping());
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    EXPECT_TRUE(waitFor([this] { return showsSharp(0); }));
+}
+
+TEST_F(SharpPrefetch, IsStillThereAfterCropMode)
+{
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(prefetch(1));
+    ASSERT_TRUE(showsSharp(0));
+    press(Qt::Key_X);
+    EXPECT_FALSE(showsSharp(0));
+    press(Qt::Key_Escape);
+    EXPECT_TRUE(showsSharp(0));
+}
+
+TEST_F(SharpPrefetch, LeavesTheLoupeAloneAndIsThereWhenItEnds)
+{
+    ASSERT_TRUE(startSmall(1));
+    ASSERT_TRUE(beginSharpening(0));
+    viewer->loupe().zoomBegin({150, 100});
+    ASSERT_TRUE(viewer->loupe().isZooming());
+    const QRectF frame = viewer->screen().imageLayer().frame;
+    decoder.release(0);
+    EXPECT_TRUE(waitFor([this] { return viewer->browser().picture(0)->isSharp; }));
+    EXPECT_TRUE(viewer->loupe().isZooming());
+    EXPECT_EQ(viewer->screen().imageLayer().frame, frame);
+    viewer->loupe().zoomEnd();
+    EXPECT_TRUE(showsSharp(0));
+}
+
 } // namespace
 } // namespace tavolin

@@ -1,9 +1,13 @@
 // Looking at pictures closely before a real X server: wheel, loupe, jump to a name, help page, the
 // line of details, and neighbours that are ready before they are asked for.
 
+#include "decoding/Decoding.h"
 #include "e2e/MeanDifference.h"
 #include "e2e/ViewerTest.h"
+#include "pixels/Geometry.h"
+#include "pixels/Resample.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <initializer_list>
 
@@ -43,6 +47,12 @@ QSize redFrom(const QImage &screen, QPoint point)
     while (isRed(point.x(), point.y() + size.height()))
         ++size.rheight();
     return size;
+}
+
+/// The screen has no alpha.
+bool isSameColor(Pixel a, Pixel b)
+{
+    return (a | 0xff000000) == (b | 0xff000000);
 }
 
 /// Whether @p size is @p wanted but for the soft edges of a JPEG's colours.
@@ -336,6 +346,28 @@ TEST_F(LookCloselyTest, TwoPreviousPicturesAppearTogetherWithTheirPositionAndNee
     ASSERT_TRUE(openTheThirdOfFiveAndRemoveAll());
     EXPECT_EQ(firstSeenAfter(KEY_LEFT), 2);
     EXPECT_EQ(firstSeenAfter(KEY_LEFT), 1);
+}
+
+TEST_F(LookCloselyTest, PictureAtRestIsAsSharpAsALargeScreen)
+{
+    constexpr QSize LARGE_SCREEN(3840, 2160);
+    constexpr int BELOW_THE_LABELS = 100;
+    ASSERT_TRUE(startServer(u"us"_s, {}, LARGE_SCREEN));
+    addPicture("1.jpg", {.size = {4500, 3000}});
+    const QRectF fitted = fitRect(QRectF(QPointF(0, 0), LARGE_SCREEN), QSizeF(2560, 1707));
+    const QRect place = toDevicePixels(fitted, 1);
+    const Image sharp = resampled(loadFullImage(pathOf("1.jpg")), place.size());
+    ASSERT_FALSE(sharp.isNull());
+    startViewer({m_folder.path()});
+    const auto isShown = [&] {
+        const QImage screen = m_client->screen(place);
+        for (int y = BELOW_THE_LABELS; y < sharp.height(); ++y)
+            if (!std::equal(sharp.row(y), sharp.row(y) + sharp.width(),
+                            reinterpret_cast<const Pixel *>(screen.constScanLine(y)), isSameColor))
+                return false;
+        return true;
+    };
+    EXPECT_TRUE(waitUntil(isShown));
 }
 
 TEST_F(LookCloselyTest, PhysicalHAndJWorkUnderAThaiLayout)

@@ -60,10 +60,11 @@ void ViewerTest::TearDown()
     fs::remove_all(m_folder.path().toStdString());
 }
 
-testing::AssertionResult ViewerTest::startServer(const QString &layout, const QString &option)
+testing::AssertionResult ViewerTest::startServer(const QString &layout, const QString &option,
+                                                 QSize size)
 {
     m_client.reset();
-    m_server.emplace(layout, option);
+    m_server.emplace(layout, option, size);
     if (!m_server->error().isEmpty())
         return testing::AssertionFailure() << m_server->error().toStdString();
     m_client.emplace(m_server->displayName());

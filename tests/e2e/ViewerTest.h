@@ -55,9 +55,10 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Replaces the screen by one whose keyboard has another layout, and @p option as XServer says.
-    [[nodiscard]] testing::AssertionResult startServer(const QString &layout,
-                                                       const QString &option = {});
+    /// Replaces the screen by one whose keyboard has another layout, and @p option as XServer says,
+    /// or that has another size.
+    [[nodiscard]] testing::AssertionResult
+    startServer(const QString &layout, const QString &option = {}, QSize size = SCREEN_RECT.size());
 
     /// Starts the viewer on the screen, or in the compositor that listens at @p waylandSocket.
     void startViewer(const QStringList &arguments, const QString &waylandSocket = {});

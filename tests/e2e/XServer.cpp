@@ -18,9 +18,9 @@ constexpr int START_LIMIT = 20'000;
 
 } // namespace
 
-XServer::XServer(const QString &layout, const QString &option)
+XServer::XServer(const QString &layout, const QString &option, QSize size)
 {
-    if (!startServer() || !setLayout(layout, option))
+    if (!startServer(size) || !setLayout(layout, option))
         return;
     XClient(m_displayName).paintRoot(ROOT_COLOR);
 }
@@ -42,9 +42,9 @@ QString XServer::whyUnavailable()
     return {};
 }
 
-bool XServer::startServer()
+bool XServer::startServer(QSize size)
 {
-    const QString screen = u"%1x%2x24"_s.arg(SCREEN_RECT.width()).arg(SCREEN_RECT.height());
+    const QString screen = u"%1x%2x24"_s.arg(size.width()).arg(size.height());
     endWithParent(m_process);
     m_process.setWorkingDirectory(m_folder.path());
     m_process.setStandardErrorFile(m_folder.filePath(u"stderr"_s));

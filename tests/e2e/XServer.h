@@ -15,7 +15,7 @@ namespace tavolin {
 /// a window that does not cover the screen is noticed.
 inline constexpr QRgb ROOT_COLOR = 0xffb000b0;
 
-/// The virtual screen, in pixels.
+/// The virtual screen, in pixels, unless another size is wanted.
 inline constexpr QRect SCREEN_RECT{0, 0, 1920, 1080};
 
 /// Runs from construction to destruction. There is no window manager.
@@ -23,8 +23,10 @@ class XServer
 {
 public:
     /// Starts a server whose keyboard has the XKB @p layout ("us", "th", "us,th") and @p option, if
-    /// any ("grp:alt_shift_toggle"). Waits until it can be used; on failure error() says why.
-    explicit XServer(const QString &layout = QStringLiteral("us"), const QString &option = {});
+    /// any ("grp:alt_shift_toggle"), and whose screen has @p size. Waits until it can be used; on
+    /// failure error() says why.
+    explicit XServer(const QString &layout = QStringLiteral("us"), const QString &option = {},
+                     QSize size = SCREEN_RECT.size());
     ~XServer();
     XServer(const XServer &) = delete;
     XServer &operator=(const XServer &) = delete;
@@ -39,7 +41,7 @@ public:
     [[nodiscard]] const QByteArray &displayName() const { return m_displayName; }
 
 private:
-    bool startServer();
+    bool startServer(QSize size);
     bool setLayout(const QString &layout, const QString &option);
 
     QTemporaryDir m_folder;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <ostream>
 #include <stop_token>
 
@@ -71,6 +72,71 @@ TEST(SizeRule, BeforeAQuarterTurnFitsThePictureAsItWillBe)
     for (const Orientation orientation : {Orientation::Upright, Orientation::Turn180})
         EXPECT_EQ(rule.beforeTurning(orientation).sizesOf({6000, 4000}).rendition,
                   QSize(1620, 1080));
+}
+
+TEST(SizeRule, OfExactlySomePixelsHasNoLimit)
+{
+    const DisplayTarget target{
+        .maxPixel = 2560, .area = {0, 0, 3840, 2160}, .exactly = {3239, 2160}};
+    const PictureSizes sizes = SizeRule(target).sizesOf({6000, 4000});
+    EXPECT_EQ(sizes.image, QSize(3239, 2160));
+    EXPECT_TRUE(sizes.rendition.isEmpty());
+    EXPECT_EQ(SizeRule(target).beforeTurning(Orientation::Turn90).sizesOf({4000, 6000}).image,
+              QSize(2160, 3239));
+}
+
+struct SharpCase
+{
+    const char *name;
+    QSize image;
+    std::optional<QSize> file;
+    QRectF area;
+    QSize expected; // empty: none
+};
+
+void PrintTo(const SharpCase &item, std::ostream *out)
+{
+    *out << item.name;
+}
+
+class SharpTarget : public testing::TestWithParam<SharpCase>
+{};
+
+TEST_P(SharpTarget, IsForTheScreensPixelsWhereTheFileHasMore)
+{
+    const DisplayPicture picture{.image = flatImage(GetParam().image, GREY),
+                                 .pixelSize = GetParam().file};
+    const auto target = sharpTarget(picture, {.maxPixel = 2560, .area = GetParam().area});
+    EXPECT_EQ(target.value_or(DisplayTarget()).exactly.isEmpty(), GetParam().expected.isEmpty());
+    if (target) {
+        EXPECT_EQ(target->exactly, GetParam().expected);
+        EXPECT_EQ(target->maxPixel, 2560);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, SharpTarget,
+    testing::Values(
+        SharpCase{"stretched", {256, 171}, QSize(600, 400), {0, 0, 384, 216}, {323, 216}},
+        SharpCase{"portrait", {171, 256}, QSize(400, 600), {0, 0, 400, 384}, {257, 384}},
+        SharpCase{"screenIsSmaller", {256, 171}, QSize(600, 400), {0, 0, 192, 108}, {}},
+        SharpCase{"screenIsAsLarge", {256, 171}, QSize(600, 400), {0, 0, 256, 171}, {}},
+        SharpCase{"fileHasNoMore", {256, 171}, QSize(256, 171), {0, 0, 384, 216}, {}},
+        SharpCase{"sizeOfTheFileIsUnknown", {256, 171}, {}, {0, 0, 384, 216}, {}},
+        SharpCase{"aboveTheLimit", {256, 171}, QSize(60000, 40000), {0, 0, 9000, 6000}, {}}),
+    [](const auto &test) { return test.param.name; });
+
+TEST(SharpTarget, IsNoneOnceThereIsASharpRenditionOfThatSize)
+{
+    DisplayPicture picture{.image = flatImage({256, 171}, GREY),
+                           .rendition = flatImage({323, 216}, GREY),
+                           .pixelSize = QSize(600, 400)};
+    const DisplayTarget target{.maxPixel = 256, .area = {0, 0, 384, 216}};
+    EXPECT_TRUE(sharpTarget(picture, target));
+    picture.isSharp = true;
+    EXPECT_FALSE(sharpTarget(picture, target));
+    EXPECT_TRUE(sharpTarget(picture, {.maxPixel = 256, .area = {0, 0, 400, 300}}));
+    EXPECT_FALSE(sharpTarget({}, target));
 }
 
 TEST(PictureSizes, LongestSideIsThatOfEither)

@@ -167,14 +167,14 @@ void tell(Reply &reply, const std::string &lie)
         reply.landlock = positive;
     else if (field == "changesNothing")
         reply.changesNothing = positive;
-    else if (field == "isInPlace")
-        reply.isInPlace = positive;
+    else if (field == "place")
+        reply.place = static_cast<Place>(positive);
     else if (field == "renditionWidth")
         reply.renditionWidth = static_cast<std::int32_t>(whole);
     else if (field == "renditionHeight")
         reply.renditionHeight = static_cast<std::int32_t>(whole);
-    else if (field == "isRenditionInPlace")
-        reply.isRenditionInPlace = positive;
+    else if (field == "renditionPlace")
+        reply.renditionPlace = static_cast<Place>(positive);
     else if (field == "densityUnit")
         reply.densityUnit = positive;
     else if (field == "densityX")
@@ -330,7 +330,7 @@ private:
         case Task::Display:
         case Task::Full:
             m_picture = m_size;
-            reply.isInPlace = m_isInPlace ? 1 : 0;
+            reply.place = m_isInPlace ? Place::Front : Place::Elsewhere;
             if (m_isInPlace)
                 std::ranges::fill(place(m_size), m_color);
             [[fallthrough]];

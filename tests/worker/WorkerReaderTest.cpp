@@ -336,9 +336,11 @@ TEST_F(HostileWorker, RenditionComesThroughTheRingOrFromItsPlace)
     const DisplayPicture passed = load(size);
     EXPECT_TRUE(isPainted(passed.image, {600, 300}));
     EXPECT_TRUE(isPainted(passed.rendition, {100, 50}));
-    const DisplayPicture inPlace = load(size + "in place\nlie isRenditionInPlace=1");
+    const DisplayPicture inPlace = load(size + "in place\nlie renditionPlace=1");
     EXPECT_TRUE(isPainted(inPlace.image, {600, 300}));
-    EXPECT_EQ(inPlace.rendition.size(), QSize(100, 50));
+    EXPECT_TRUE(isPainted(inPlace.rendition, {100, 50}));
+    EXPECT_EQ(load(size + "lie renditionPlace=2").rendition.size(), QSize(100, 50));
+    EXPECT_TRUE(isPainted(load(size + "lie renditionPlace=3").rendition, {100, 50}));
 }
 
 TEST_F(HostileWorker, RenditionOfAnotherSizeThanTheScreenNeedsIsNoAnswer)
@@ -356,6 +358,19 @@ TEST_F(HostileWorker, RenditionOfAnotherSizeThanTheScreenNeedsIsNoAnswer)
             << size;
     }
     EXPECT_FALSE(reader().loadDisplayPicture(file(), target, Urgency::Ahead, {}).isNull());
+}
+
+TEST_F(HostileWorker, PictureOfAnotherSizeThanExactlyThatIsNoAnswer)
+{
+    const DisplayTarget target{
+        .maxPixel = LIMIT, .area = QRectF(0, 0, 1200, 900), .exactly = {1200, 600}};
+    const auto load = [&](const char *size) {
+        return reader().loadDisplayPicture(file(size), target, Urgency::Ahead, {});
+    };
+    EXPECT_TRUE(load("size 1200 601").isNull());
+    EXPECT_TRUE(load("size 1201 600").isNull());
+    EXPECT_TRUE(load("size 600 1200").isNull());
+    EXPECT_TRUE(isPainted(load("size 1200 600").rendition, {1200, 600}));
 }
 
 TEST_F(HostileWorker, AnnouncedSizeOfNonsenseDoesNoHarm)

@@ -190,6 +190,21 @@ TEST_P(WorkerReads, TheSameDisplayPicture)
     }
 }
 
+TEST_P(WorkerReads, TheSamePictureAtExactlyTheScreensPixels)
+{
+    for (const QSize size : {QSize(400, 272), QSize(272, 400), QSize(600, 408)}) {
+        DisplayTarget target = TARGET;
+        target.exactly = size;
+        const auto expected = here.loadDisplayPicture(path(), target, Urgency::Ahead, {});
+        const auto actual = worker.loadDisplayPicture(path(), target, Urgency::Ahead, {});
+        EXPECT_TRUE(isSame(actual.rendition, expected.rendition));
+        EXPECT_EQ(actual.isSharp, !expected.isNull());
+        if (!expected.isNull()) {
+            EXPECT_EQ(actual.rendition.size(), size);
+        }
+    }
+}
+
 TEST_P(WorkerReads, TheSameFullPicture)
 {
     for (const FullColors &colors : {FullColors(KEPT), FullColors(QByteArray())})

@@ -66,10 +66,17 @@ bool hasPicture(const Reply &reply, int maxPixel)
            isAlpha(reply.alpha);
 }
 
-/// Where a picture lies that a worker says is in place, @p offset bytes behind the ring.
-std::optional<std::size_t> inPlace(std::uint32_t isInPlace, std::size_t offset)
+/// How many bytes behind the ring a picture lies; empty where its rows are to be fetched.
+std::optional<std::size_t> offsetOf(Place place)
 {
-    return isInPlace != 0 ? std::optional(offset) : std::nullopt;
+    switch (place) {
+    case Place::Front:
+        return 0;
+    case Place::Back:
+        return RENDITION_OFFSET;
+    default:
+        return std::nullopt;
+    }
 }
 
 /// The picture that @p reply, if there is one, tells of, in @p colors. Its rows are to be dropped
@@ -90,7 +97,7 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
         exchange.breakOff();
     const Exchange::Source source{.size = {reply->width, reply->height},
                                   .alpha = static_cast<Alpha>(reply->alpha),
-                                  .offset = inPlace(reply->isInPlace, 0)};
+                                  .offset = offsetOf(reply->place)};
     PixelBuffer pixels = exchange.receiveRows(source);
     return std::move(pixels).toImage(source.alpha, colors ? *colors : std::move(profile));
 }
@@ -101,7 +108,7 @@ Image receiveRendition(Exchange &exchange, const Reply &reply, const Image &imag
 {
     const Exchange::Source source{.size = {reply.renditionWidth, reply.renditionHeight},
                                   .alpha = image.alpha(),
-                                  .offset = inPlace(reply.isRenditionInPlace, RENDITION_OFFSET),
+                                  .offset = offsetOf(reply.renditionPlace),
                                   .isRendition = true};
     if (image.isNull() || source.size == QSize(0, 0))
         return {};
@@ -297,11 +304,16 @@ DisplayPicture WorkerReader::loadUnfitted(const std::filesystem::path &url,
          .maxPixel = target.maxPixel,
          .areaWidth = target.area.width(),
          .areaHeight = target.area.height(),
-         .scale = target.scale},
+         .scale = target.scale,
+         .width = target.exactly.width(),
+         .height = target.exactly.height()},
         [&target](Exchange &exchange, const RegularFile &) {
             const auto reply = exchange.receive();
-            DisplayPicture picture{
-                .image = receivePicture(exchange, reply, target.maxPixel, target.profile)};
+            const bool isExact = !target.exactly.isEmpty();
+            if (isExact && reply && QSize(reply->width, reply->height) != target.exactly)
+                exchange.breakOff();
+            const int most = isExact ? MAX_SHARP_PIXELS : target.maxPixel;
+            DisplayPicture picture{.image = receivePicture(exchange, reply, most, target.profile)};
             if (!reply)
                 return picture;
             picture.rendition = receiveRendition(exchange, *reply, picture.image, target);

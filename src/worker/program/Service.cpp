@@ -63,7 +63,8 @@ DisplayTarget targetOf(const Request &request)
 {
     return {.maxPixel = request.maxPixel,
             .area = QRectF(0, 0, request.areaWidth, request.areaHeight),
-            .scale = request.scale};
+            .scale = request.scale,
+            .exactly = {request.width, request.height}};
 }
 
 ThumbnailRule ruleOf(const Request &request)
@@ -158,11 +159,11 @@ bool Service::answerPicture(const Request &request, const SourceFile &file,
         reply.fullWidth = full.value_or(QSize(0, 0)).width();
         reply.fullHeight = full.value_or(QSize(0, 0)).height();
     }
-    reply.isInPlace = isInPlace(image, 0) ? 1 : 0;
-    reply.isRenditionInPlace = isInPlace(rendition, RENDITION_OFFSET) ? 1 : 0;
+    reply.place = placeOf(image);
+    reply.renditionPlace = placeOf(rendition);
     // The viewer has the other one.
     const bool isSent = send(reply, {keepsColors ? image.iccProfile() : QByteArray()});
-    if (reply.isInPlace != 0)
+    if (reply.place != Place::Elsewhere)
         trimHeap();
     return isSent;
 }
@@ -170,18 +171,23 @@ bool Service::answerPicture(const Request &request, const SourceFile &file,
 void Service::rest()
 {
 #ifdef MADV_REMOVE
-    // Until then the next full picture finds it there: such memory is dear when it is new.
-    if (m_role == Role::Full && m_picture.isNull())
-        madvise(m_place.data(), m_place.size(), MADV_REMOVE);
+    // Until then the next large picture finds it there: such memory is dear when it is new.
+    if (!m_picture.isNull())
+        return;
+    const auto unused = m_role == Role::Full ? m_place : m_place.subspan(RENDITION_OFFSET);
+    madvise(unused.data(), unused.size(), MADV_REMOVE);
 #endif
 }
 
-bool Service::isInPlace(const Image &image, std::size_t offset) const
+Place Service::placeOf(const Image &image) const
 {
     if (image.isNull() || image.stride() != image.width())
-        return false;
+        return Place::Elsewhere;
     // What was lent holds a picture from its beginning.
-    return reinterpret_cast<const std::byte *>(image.row(0)) == m_place.data() + offset;
+    const auto *begin = reinterpret_cast<const std::byte *>(image.row(0));
+    if (begin == m_place.data())
+        return Place::Front;
+    return begin == m_place.data() + RENDITION_OFFSET ? Place::Back : Place::Elsewhere;
 }
 
 void Service::trimHeap() const

@@ -46,8 +46,8 @@ private:
     [[nodiscard]] bool answerConvert(const Request &request, const QByteArray &profile,
                                      const QByteArray &monitor);
     [[nodiscard]] bool answerConvertRows(const Request &request) const;
-    /// Whether the rows of @p image lie where the viewer looks for them: from @p offset on.
-    [[nodiscard]] bool isInPlace(const Image &image, std::size_t offset) const;
+    /// Where the viewer finds the rows of @p image.
+    [[nodiscard]] Place placeOf(const Image &image) const;
     /// Gives back what a picture has left on the heap: the worker may have nothing to do for long.
     void trimHeap() const;
     /// The pixels of the slot that @p request names; empty where rows of @p width don't fit.
