@@ -1,6 +1,7 @@
 // Measures what someone sees who holds the Right key: starts the viewer on a virtual screen,
 // presses real keys and watches the index bar of the pictures and the position on the info line.
-// Or single steps, also through pictures of a few pixels. Prints one line of JSON.
+// Or single steps, also through pictures of a few pixels; or how long a picture at rest takes to
+// become as sharp as a large screen. Prints one line of JSON.
 
 #include "e2e/ViewerProcess.h"
 #include "e2e/WaitUntil.h"
@@ -51,6 +52,15 @@ constexpr auto QUIET_TIME = 1s;
 
 constexpr int SINGLE_STEPS = 20;
 
+/// A large screen, and what is looked at to see that a picture on it has become another one: a part
+/// that has details in it.
+constexpr QSize LARGE_SCREEN{3840, 2160};
+constexpr QRect DETAILS{1700, 700, 200, 100};
+
+/// Pictures that are gone through at a time: the last one is beyond those that were made ready.
+constexpr int RESTS = 5;
+constexpr int STEPS_BEFORE_A_REST = 4;
+
 struct Settings
 {
     int presses = 60;
@@ -58,6 +68,7 @@ struct Settings
     int count = 80;
     bool single = false;
     bool tiny = false;
+    bool sharp = false;
     QString folder;
 };
 
@@ -214,17 +225,59 @@ std::optional<QJsonObject> stepSingly(XClient &client, bool tiny)
     return QJsonObject{{u"forward"_s, summary(forward)}, {u"cacheHit"_s, summary(alternate)}};
 }
 
+/// The time from the last change but one of what @p client sees to the last one, once nothing has
+/// changed for QUIET_TIME; empty where fewer than two come.
+std::optional<Clock::duration> betweenTheLastTwoChanges(const XClient &client)
+{
+    std::vector<Clock::time_point> changes;
+    QImage last = client.screen(DETAILS);
+    const auto begin = Clock::now();
+    auto newest = begin;
+    while (Clock::now() - newest < QUIET_TIME) {
+        QImage now = client.screen(DETAILS);
+        if (now != last) {
+            newest = Clock::now();
+            changes.push_back(newest);
+            last = std::move(now);
+        }
+        std::this_thread::sleep_for(SAMPLE_INTERVAL);
+    }
+    if (changes.size() < 2)
+        return {};
+    return changes.back() - changes[changes.size() - 2];
+}
+
+/// Goes on some pictures and rests, several times. Empty when a picture does not come twice.
+std::optional<QJsonObject> rest(XClient &client, const Settings &settings)
+{
+    std::vector<Clock::duration> times;
+    for (int i = 0; i < RESTS; ++i) {
+        for (int step = 0; step < STEPS_BEFORE_A_REST; ++step) {
+            client.tapKey(KEY_RIGHT);
+            std::this_thread::sleep_for(settings.interval);
+        }
+        const auto time = betweenTheLastTwoChanges(client);
+        if (!time)
+            return {};
+        times.push_back(*time);
+    }
+    return QJsonObject{{u"shownToSharp"_s, summary(times)}};
+}
+
 /// Runs the viewer and measures. On failure the reason is in @p error.
 std::optional<QJsonObject> measure(const Settings &settings, QString &error)
 {
-    const XServer server;
+    const XServer server(u"us"_s, {}, settings.sharp ? LARGE_SCREEN : SCREEN_RECT.size());
     error = server.error();
     if (!error.isEmpty())
         return {};
     XClient client(server.displayName());
+    const QImage blank = client.screen(DETAILS);
     ViewerProcess viewer(QStringLiteral(TAVOLIN_VIEWER_PROGRAM), {settings.folder},
                          server.displayName());
     const auto isFirstThere = [&] {
+        if (settings.sharp)
+            return client.screen(DETAILS) != blank;
         return (settings.tiny ? tinyIndex(client)
                               : pictures::readIndex(client.screen(PICTURE_RECT))) == 1;
     };
@@ -234,8 +287,9 @@ std::optional<QJsonObject> measure(const Settings &settings, QString &error)
     }
     std::this_thread::sleep_for(QUIET_TIME);
 
-    auto result = settings.single ? stepSingly(client, settings.tiny)
-                                  : holdKey(client, server.displayName(), settings);
+    auto result = settings.sharp    ? rest(client, settings)
+                  : settings.single ? stepSingly(client, settings.tiny)
+                                    : holdKey(client, server.displayName(), settings);
     if (!result) {
         error = u"A picture does not appear"_s;
         return {};
@@ -256,6 +310,7 @@ Settings parseArguments(const QStringList &arguments)
          {u"interval-ms"_s, u"Time from press to press."_s, u"ms"_s, u"25"_s},
          {u"count"_s, u"How many pictures the folder should have."_s, u"n"_s, u"80"_s},
          {u"single"_s, u"Measure single steps instead."_s},
+         {u"sharp"_s, u"Measure how long a picture at rest takes to become sharp instead."_s},
          {u"tiny"_s, u"With --single: pictures of 64 by 64 pixels."_s}});
     parser.process(arguments);
     Settings settings{.presses = parser.value(u"presses"_s).toInt(),
@@ -263,10 +318,13 @@ Settings parseArguments(const QStringList &arguments)
                       .count = parser.value(u"count"_s).toInt(),
                       .single = parser.isSet(u"single"_s),
                       .tiny = parser.isSet(u"tiny"_s),
+                      .sharp = parser.isSet(u"sharp"_s),
                       .folder = QDir().absoluteFilePath(parser.positionalArguments().value(0))};
-    const int steps = settings.single ? SINGLE_STEPS : settings.presses;
+    const int steps = settings.sharp    ? RESTS * STEPS_BEFORE_A_REST
+                      : settings.single ? SINGLE_STEPS
+                                        : settings.presses;
     if (parser.positionalArguments().size() != 1 || steps < 1 || settings.interval < 1ms ||
-        settings.count <= steps ||
+        settings.count <= steps || (settings.sharp && settings.single) ||
         (settings.tiny && (!settings.single || settings.count > MOST_TINY)))
         parser.showHelp(2);
     return settings;

@@ -464,6 +464,21 @@ TEST_F(SharpPrefetch, IsStillThereAfterCropMode)
     EXPECT_TRUE(showsSharp(0));
 }
 
+TEST_F(SharpPrefetch, ThatComesInCropModeIsShownAfterItWithoutAnotherDecode)
+{
+    ASSERT_TRUE(startSmall(1));
+    press(Qt::Key_X);
+    const Image underTheBox = rendition();
+    ASSERT_TRUE(prefetch(1));
+    ASSERT_TRUE(viewer->browser().picture(0)->isSharp);
+    EXPECT_TRUE(rendition().isSameAs(underTheBox));
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(showsSharp(0));
+    ASSERT_TRUE(pauses.end(test::PREFETCH_PAUSE));
+    EXPECT_TRUE(showsSharp(0));
+    EXPECT_EQ(decoder.sharpened(), Numbers{0});
+}
+
 TEST_F(SharpPrefetch, LeavesTheLoupeAloneAndIsThereWhenItEnds)
 {
     ASSERT_TRUE(startSmall(1));
