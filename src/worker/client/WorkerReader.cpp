@@ -102,7 +102,7 @@ Image receivePicture(Exchange &exchange, const std::optional<Reply> &reply, int 
     return std::move(pixels).toImage(source.alpha, colors ? *colors : std::move(profile));
 }
 
-/// The rendition for @p target that comes with @p image, if one does.
+/// The rendition for @p target that @p reply says comes with @p image, if one does.
 Image receiveRendition(Exchange &exchange, const Reply &reply, const Image &image,
                        const DisplayTarget &target)
 {

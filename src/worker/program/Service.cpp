@@ -171,8 +171,9 @@ bool Service::answerPicture(const Request &request, const SourceFile &file,
 void Service::rest()
 {
 #ifdef MADV_REMOVE
-    // Until then the next large picture finds it there: such memory is dear when it is new.
-    if (!m_picture.isNull())
+    // Until then the next large picture finds it there: such memory is dear when it is new. What is
+    // decoded for somebody who waits is never so large.
+    if (m_role == Role::Display || !m_picture.isNull())
         return;
     const auto unused = m_role == Role::Full ? m_place : m_place.subspan(RENDITION_OFFSET);
     madvise(unused.data(), unused.size(), MADV_REMOVE);
