@@ -156,7 +156,8 @@ TEST(DecodeForDisplay, IsInSrgbAndWithinTheLimit)
 TEST(DecodeForDisplay, IsInTheColorsOfTheMonitor)
 {
     const QByteArray monitor = exchangedP3Profile();
-    const Image image = decodeForDisplay(fileOf(opaquePng(displayP3Profile())), 8, ALWAYS, monitor);
+    const Image image =
+        decodeForDisplay(fileOf(opaquePng(displayP3Profile())), SizeRule(8), ALWAYS, monitor).image;
     ASSERT_EQ(image.size(), QSize(8, 8));
     EXPECT_EQ(image.iccProfile(), monitor);
     EXPECT_TRUE(looksLike(image, flatImage({8, 8}, 0xff6432c8), 1));
