@@ -31,7 +31,7 @@ using namespace tavolin;
 using namespace Qt::StringLiterals;
 
 constexpr QSize SOURCE(6000, 4000);
-constexpr DisplayTarget SCREEN{.maxPixel = 1920, .area = QRectF(0, 0, 1920, 1080)};
+const DisplayTarget SCREEN{.maxPixel = 1920, .area = QRectF(0, 0, 1920, 1080)};
 
 /// Levels of the drawn pictures: far from both ends, so that nothing that overshoots is cut off.
 constexpr double DARK = 64;
@@ -432,7 +432,7 @@ int main(int argc, char **argv)
         return 1;
     for (int i = 1; i < argc; ++i) {
         const std::filesystem::path path(argv[i]);
-        const Image full = loadFullImage(path, FullColors::Srgb);
+        const Image full = loadFullImage(path, QByteArray());
         const Reduced all = reduced(path, full);
         if (!all.isComplete())
             return 1;

@@ -107,7 +107,7 @@ void combineColumns(const std::int16_t *row, std::span<const int> first,
     constexpr std::size_t STEP = 4; // pixels in a vector
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5);
     std::size_t x = 0;
-    for (; x + STEP <= first.size(); x += STEP, weights += 4 * std::ptrdiff_t{taps}) {
+    for (; x + STEP <= first.size(); x += STEP, weights += std::ptrdiff_t{STEP} * taps) {
         const __m256i words =
             _mm256_packs_epi32(twoSums(at(x), at(x + 1), weights, taps),
                                twoSums(at(x + 2), at(x + 3), weights + 2 * taps, taps));
