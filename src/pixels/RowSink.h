@@ -16,8 +16,8 @@
 namespace tavolin {
 
 /// The target of one decode: one thread at a time feeds it, and where the size changes one more
-/// scales what has come, to one size or two, so that scaling costs no time of its own while a core is
-/// free. Not for reuse.
+/// scales what has come, to one size or two, so that scaling costs no time of its own while a core
+/// is free. Not for reuse.
 class RowSink
 {
 public:
