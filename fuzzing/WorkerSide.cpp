@@ -74,8 +74,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         // Nobody asks for a picture larger than a screen.
         request.width = std::min(request.width, 300);
         request.height = std::min(request.height, 300);
-        // A profile must come as long as it was said to be; the viewer is not who lies.
+        // Profiles must come as long as they were said to be; the viewer is not who lies.
         request.profileBytes = std::clamp<std::int64_t>(request.profileBytes, 0, 2000);
+        request.monitorBytes = std::clamp<std::int64_t>(request.monitorBytes, 0, 2000);
     }
     const auto file = provider.ConsumeRemainingBytes<std::uint8_t>();
     if (!fuzz::isSmall(fuzz::fileOf(file.data(), file.size())) && !file.empty())
@@ -83,15 +84,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     fuzz::require(ftruncate(content, 0) == 0 && pwrite(content, file.data(), file.size(), 0) ==
                                                     static_cast<ssize_t>(file.size()));
     for (const Request &request : requests) {
-        if (request.task == Task::Convert) {
-            std::vector<std::byte> profile(static_cast<std::size_t>(request.profileBytes));
-            std::transform(file.begin(),
-                           file.begin() +
-                               static_cast<std::ptrdiff_t>(std::min(profile.size(), file.size())),
-                           profile.begin(), [](std::uint8_t byte) { return std::byte{byte}; });
-            if (!profile.empty())
-                (void)sendAll(viewer, profile);
-        }
+        std::vector<std::byte> profiles(
+            static_cast<std::size_t>(request.profileBytes + request.monitorBytes));
+        std::transform(file.begin(),
+                       file.begin() +
+                           static_cast<std::ptrdiff_t>(std::min(profiles.size(), file.size())),
+                       profiles.begin(), [](std::uint8_t byte) { return std::byte{byte}; });
+        if (!profiles.empty())
+            (void)sendAll(viewer, profiles);
         (void)service.answer(request, Descriptor(dup(content)), {});
     }
     return 0;
