@@ -16,6 +16,10 @@ public:
 protected:
     int metric(PaintDeviceMetric which) const override
     {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+        if (which == PdmDevicePixelRatioF_EncodedA || which == PdmDevicePixelRatioF_EncodedB)
+            return encodeMetricF(which, scale);
+#endif
         if (which == PdmDevicePixelRatio)
             return static_cast<int>(scale);
         if (which == PdmDevicePixelRatioScaled)

@@ -63,6 +63,16 @@ Weston::~Weston()
     m_process.waitForFinished();
 }
 
+int Weston::majorVersion()
+{
+    QProcess weston;
+    weston.start(u"weston"_s, {u"--version"_s});
+    if (!weston.waitForFinished())
+        return 0;
+    // "weston 10.0.1"
+    return weston.readAllStandardOutput().split(' ').last().split('.').first().toInt();
+}
+
 QString Weston::whyUnavailable()
 {
     const QString plugins = QLibraryInfo::path(QLibraryInfo::PluginsPath);

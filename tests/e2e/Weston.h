@@ -41,6 +41,8 @@ public:
     Weston(const Weston &) = delete;
     Weston &operator=(const Weston &) = delete;
 
+    /// The first number of the installed one's version; 0 where it isn't told.
+    [[nodiscard]] static int majorVersion();
     /// Why it can't be started on this machine, or the viewer not in it: the reason to skip a test.
     /// Empty when both can.
     [[nodiscard]] static QString whyUnavailable();
