@@ -74,17 +74,42 @@ inline std::vector<std::uint8_t> anything(QSize size, unsigned seed)
     return samples;
 }
 
+/// libjpeg-turbo's compressor, writing to memory.
+struct MemoryJpeg
+{
+    MemoryJpeg()
+    {
+        info.err = jpeg_std_error(&errors);
+        jpeg_create_compress(&info);
+        jpeg_mem_dest(&info, &bytes, &count);
+    }
+    ~MemoryJpeg()
+    {
+        jpeg_destroy_compress(&info);
+        std::free(bytes);
+    }
+    MemoryJpeg(const MemoryJpeg &) = delete;
+    MemoryJpeg &operator=(const MemoryJpeg &) = delete;
+
+    /// The file, once all of the picture has been given.
+    [[nodiscard]] QByteArray finished()
+    {
+        jpeg_finish_compress(&info);
+        return {reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(count)};
+    }
+
+    jpeg_compress_struct info{};
+    jpeg_error_mgr errors{};
+    unsigned char *bytes = nullptr;
+    unsigned long count = 0;
+};
+
 /// A file of anything().
 inline QByteArray jpegFile(QSize size, const FileOptions &options, unsigned seed = 1)
 {
     const std::vector<std::uint8_t> samples = anything(size, seed);
-    jpeg_compress_struct info;
-    jpeg_error_mgr errors;
-    info.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&info);
-    unsigned char *bytes = nullptr;
-    unsigned long count = 0;
-    jpeg_mem_dest(&info, &bytes, &count);
+    MemoryJpeg jpeg;
+    jpeg_compress_struct &info = jpeg.info;
     info.image_width = static_cast<JDIMENSION>(size.width());
     info.image_height = static_cast<JDIMENSION>(size.height());
     info.input_components = 3;
@@ -104,11 +129,7 @@ inline QByteArray jpegFile(QSize size, const FileOptions &options, unsigned seed
                                          std::size_t{info.next_scanline} * 3 * info.image_width);
         jpeg_write_scanlines(&info, &row, 1);
     }
-    jpeg_finish_compress(&info);
-    QByteArray file(reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(count));
-    jpeg_destroy_compress(&info);
-    std::free(bytes);
-    return file;
+    return jpeg.finished();
 }
 
 /// A grey file of one row of blocks with these coefficients (in rows of eight), not quantised, in
@@ -116,13 +137,8 @@ inline QByteArray jpegFile(QSize size, const FileOptions &options, unsigned seed
 inline QByteArray jpegOfBlocks(const std::vector<std::array<std::int16_t, 64>> &blocks)
 {
     const auto count = static_cast<JDIMENSION>(blocks.size());
-    jpeg_compress_struct info;
-    jpeg_error_mgr errors;
-    info.err = jpeg_std_error(&errors);
-    jpeg_create_compress(&info);
-    unsigned char *bytes = nullptr;
-    unsigned long size = 0;
-    jpeg_mem_dest(&info, &bytes, &size);
+    MemoryJpeg jpeg;
+    jpeg_compress_struct &info = jpeg.info;
     info.image_width = 8 * count;
     info.image_height = 8;
     info.input_components = 1;
@@ -137,11 +153,7 @@ inline QByteArray jpegOfBlocks(const std::vector<std::array<std::int16_t, 64>> &
     JBLOCKROW row = info.mem->access_virt_barray(common, coefficients, 0, 1, TRUE)[0];
     for (const auto &block : blocks)
         std::ranges::copy(block, *row++);
-    jpeg_finish_compress(&info);
-    QByteArray file(reinterpret_cast<const char *>(bytes), static_cast<qsizetype>(size));
-    jpeg_destroy_compress(&info);
-    std::free(bytes);
-    return file;
+    return jpeg.finished();
 }
 
 struct JumpingErrors
